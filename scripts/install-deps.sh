@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Installs what a purpose needs from Debian's packages, and nothing when all of it is there.
+#   install-deps.sh run    to build and run the program
+#   install-deps.sh test   also to build and run every test
+#   install-deps.sh bench  also to build and run the benchmarks
+#   install-deps.sh dev    also formatters, linters and fuzzers
+set -euo pipefail
+
+run="g++ cmake ninja-build pkg-config qt6-base-dev python3-minimal procps"
+tests="libgtest-dev libgmock-dev nginx-light python3 curl faketime"
+bench="libbenchmark-dev"
+dev="clang clang-format clang-tidy libclang-rt-14-dev universal-ctags"
+
+case "${1:-run}" in
+  run) wanted="$run" ;;
+  test) wanted="$run $tests" ;;
+  bench) wanted="$run $bench" ;;
+  dev) wanted="$run $tests $bench $dev" ;;
+  *) echo "usage: $0 run|test|bench|dev" >&2; exit 2 ;;
+esac
+
+missing=""
+for package in $wanted; do
+  status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
+  [ "$status" = "install ok installed" ] || missing="$missing $package"
+done
+[ -z "$missing" ] && exit 0
+
+sudo=""
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || { echo "These packages are missing:$missing. Run this as root, or install sudo." >&2; exit 1; }
+  sudo="sudo"
+fi
+echo "Installing:$missing"
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+if ! { $sudo apt-get update && $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing; } >"$log" 2>&1; then
+  cat "$log" >&2
+  echo "Installing failed; the packages were:$missing" >&2
+  exit 1
+fi

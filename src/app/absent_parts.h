@@ -1,0 +1,86 @@
+// Bodies for what this build does not have: each does nothing, and its name says so.
+#pragma once
+
+#include "scan/scan_context.h"
+#include "web/web_server.h"
+
+namespace vantry {
+
+// No window: nobody looks.
+class NoWindow final : public View {
+ public:
+  void SetStatus(std::string_view) override {}
+  void UpdateStatus() override {}
+  void RefreshSiteNode(int16_t) override {}
+  void SetSiteImage(int16_t, int16_t) override {}
+  void ShowCurrentView() override {}
+  void SetTrayTip(std::string_view) override {}
+  void SetCaption(std::string_view) override {}
+  void Show() override {}
+  void Hide() override {}
+};
+
+// No automation clients: nobody listens.
+class NoEventListeners final : public VisitorEvents {
+ public:
+  void VisitorArrived(const std::string&, const VisitorRec&, std::string_view) override {}
+  void VisitorPageMove(const std::string&, const VisitorRec&) override {}
+  void VisitorLeft(const std::string&, const VisitorRec&) override {}
+};
+
+class DoNothingExceptions final : public ExceptionSink {
+ public:
+  bool AddException(int16_t, int, LogTime, std::string_view, std::string_view, int32_t) override { return false; }
+  void CheckExceptions(int16_t) override {}
+};
+
+class DoNothingAlerts final : public AlertRules {
+ public:
+  int32_t RaiseAlert(const VisitorRec&) override { return 0; }
+  void AddAlert(VisitorRec& visitor, int32_t) override { visitor.AlertPending = false; }
+};
+
+class DoNothingHistory final : public VisitHistory {
+ public:
+  void UpdateVisitor(VisitorRec&, bool) override {}
+  void AddVisitToDatabase(const VisitorRec&, std::string_view) override {}
+  void AddPageToDatabase(const VisitorRec&) override {}
+  void AddDownload(const VisitorRec&) override {}
+  void UpdateVisitInDatabase(const VisitorRec&) override {}
+  void UpdateHackCount(VisitorRec&) override {}
+  std::string LookupDNS(std::string_view, VisitorRec*) override { return {}; }
+  std::string LookupCountryCode(std::string_view) override { return {}; }
+  void UpdateDNS(std::string_view, std::string_view) override {}
+  void FlushDatabase() override {}
+  void UpdateDaySummaries() override {}
+  void CloseDatabase() override {}
+};
+
+// Visitors stand under their addresses.
+class DoNothingNames final : public VisitorNames {
+ public:
+  std::string ResolveVisitor(VisitorRec& visitor) override { return visitor.IP; }
+  std::string CountryName(std::string_view) override { return {}; }
+};
+
+// A site whose log lies on a remote server finds no log file.
+class DoNothingFtp final : public FtpFetch {
+ public:
+  bool FTPConnect(int16_t) override { return false; }
+  void FTPClose(int16_t) override {}
+  std::string FTPGetFileName(int16_t) override { return {}; }
+  void StartDownload(int16_t, int64_t, int) override {}
+};
+
+class DoNothingDailyWork final : public DailyWork {
+ public:
+  void SendDailyReport(int16_t) override {}
+  void CheckAutoArchive() override {}
+};
+
+class DoNothingMailer final : public LoginMailer {
+ public:
+  void SendLoginMail(const std::string&, const std::string&) override {}
+};
+
+}  // namespace vantry

@@ -1,0 +1,189 @@
+#include "app/engine.h"
+
+#include "config/settings_file.h"
+#include "config/site_file.h"
+#include "core/text.h"
+#include "core/visitor_rows.h"
+
+namespace vantry {
+namespace {
+
+constexpr char kSettings[] = "Settings";
+
+WebSecurity ReadSecurity(KeyStore& store) {
+  WebSecurity security;
+  security.bind_address = ReadRegistryValue(store, "Security", "BindAddress", "");
+  const std::string from = ReadRegistryValue(store, "Security", "ControlFrom", "");
+  for (const std::string_view pattern : Split(from, ';')) {
+    if (!Trim(pattern).empty()) security.control_from.emplace_back(Trim(pattern));
+  }
+  security.escape_html = ParseBool(ReadRegistryValue(store, "Security", "EscapeHTML", "")).value_or(false);
+  return security;
+}
+
+}  // namespace
+
+std::string AppVersion() {
+  return std::to_string(VANTRY_VERSION_MAJOR) + "." + std::to_string(VANTRY_VERSION_MINOR) + "." +
+         PadNumber(VANTRY_VERSION_REVISION, 3);
+}
+
+Engine::Engine(EnginePorts ports, EngineOptions options)
+    : ports_(ports),
+      options_(std::move(options)),
+      registry_(ports_.files, options_.app_path + "registry.ini"),
+      log_(t_, options_.regional, LogOutlets()),
+      scan_context_{
+          t_,    settings_, options_.regional, log_,    ports_.clock, ports_.files, ports_.loop, ports_.notices,
+          view_, events_,   exceptions_,       alerts_, history_,     names_,       ftp_,        daily_},
+      scan_(
+          scan_context_, [this] { return timer1_->Enabled(); },
+          [this](int16_t place) { return ExceptionNumberAt(place); }),
+      web_({t_, settings_, options_.regional, ports_.clock, ports_.files, ports_.loop, ports_.listener, *this, mailer_},
+           ReadSecurity(registry_)),
+      timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { scan_.Timer1Tick(); })),
+      timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { scan_.Timer2Tick(); })),
+      pause_(t_, log_, view_, AppVersion()) {
+  pause_.AddTimer(*timer1_);
+  pause_.AddTimer(*timer2_);
+}
+
+Engine::~Engine() = default;
+
+ProgramLogOutlets Engine::LogOutlets() {
+  return {[this] { return ports_.clock.Now(); },
+          [this](std::string_view bytes) { (void)ports_.files.Append(settings_.DDFPath + "TRL.LOG", bytes); },
+          [this] { ports_.notices.Beep(); },
+          [this](std::string_view text) { ports_.notices.MessageBox(BoxKind::kCritical, text); },
+          [this](std::string_view text, EventLevel level) { ports_.notices.LogEvent(text, level); }};
+}
+
+std::string Engine::ExceptionNumberAt(int16_t place) const {
+  const auto i = static_cast<size_t>(place) - 1;
+  return i < settings_.ExceptionTypes.size() ? std::to_string(settings_.ExceptionTypes[i].Number) : std::string();
+}
+
+bool Engine::Main() {
+  InitEngine();
+  t_.Sites.clear();
+  if (const auto problem = ReadINI(ports_.files, options_.app_path, options_.regional, t_)) {
+    ports_.notices.Tell(*problem);
+  }
+  t_.TimeBias = ports_.clock.UtcOffset();
+  return LoadWindow();
+}
+
+void Engine::InitEngine() {
+  ReadRegistry();
+  ChooseDataFolder();
+  t_.Today = DayOf(ports_.clock.Now());
+  ReadRobotsCache(ports_.files, settings_.DDFPath, t_);
+  proxy_ = ReadProxy(registry_, options_.http_proxy);
+  if (const auto problem = ReadSettingsINI(ports_.files, options_.app_path, settings_, t_.Countries)) {
+    ports_.notices.Tell(*problem);
+  }
+}
+
+void Engine::ReadRegistry() {
+  database_version_ = LeadingNumber(ReadRegistryValue(registry_, kSettings, "DatabaseVersion", "0"));
+  t_.CurrentViewType =
+      static_cast<int16_t>(LeadingNumber(ReadRegistryValue(registry_, kSettings, "CurrentViewType", "1")));
+  t_.ShowVisitedPages = ParseBool(ReadRegistryValue(registry_, kSettings, "ShowVisitedPages", "True")).value_or(true);
+  t_.ShowTraceView = ParseBool(ReadRegistryValue(registry_, kSettings, "ShowTraceView", "True")).value_or(true);
+}
+
+void Engine::ChooseDataFolder() {
+  settings_.DDFPath = ReadRegistryValue(registry_, kSettings, "DDFPath", "");
+  if (settings_.DDFPath.empty()) {
+    settings_.DDFPath = options_.app_path + "Data/";
+    WriteRegistryValue(registry_, kSettings, "DDFPath", settings_.DDFPath);
+  }
+  settings_.DDFPath = WithSeparator(settings_.DDFPath);
+  for (const std::string& folder : {settings_.DDFPath, settings_.DDFPath + "Temp/"}) {
+    if (const Status status = ports_.files.MakeFolder(folder); !status.ok()) {
+      ports_.notices.Tell("The data folder can't be made: " + status.text +
+                          ". Logs and history are lost until it is there.");
+      break;
+    }
+  }
+}
+
+// What the window does at its load, shown or not.
+bool Engine::LoadWindow() {
+  if (EqualsNoCase(ReadRegistryValue(registry_, kSettings, "ServiceRunning", "False"), "True") &&
+      !options_.command_text.empty()) {
+    ports_.notices.MessageBox(BoxKind::kInformation,
+                              "Vantry is currently running as a service.  Stop the service before running Vantry as an "
+                              "application.");
+    return false;
+  }
+  view_.SetStatus("Preparing...");
+  StaggerSites();
+  log_.Guard("Engine.RefreshexceptionConstants",
+             [this] { return RefreshexceptionConstants(settings_.ExceptionTypes, t_); });
+  if (t_.SiteCount() > 0) {
+    const int32_t view = LeadingNumber(ReadRegistryValue(registry_, kSettings, "CurrentLogFile", "1"));
+    // A site that was deleted meanwhile shows as all sites.
+    t_.CurrentView = static_cast<int16_t>(view >= 0 && view <= t_.SiteCount() ? view : 0);
+    HideRowsOutsideView(t_, [this](int16_t place) { return ExceptionNumberAt(place); });
+    view_.ShowCurrentView();
+  }
+  log_.WriteSessionStart(AppVersion());
+  StartTimersAndListener();
+  pause_.ShowRunning();
+  return true;
+}
+
+// The first scans of many sites are spread 2 seconds apart; paused sites take no place.
+void Engine::StaggerSites() {
+  const WallTime now = ports_.clock.Now();
+  int32_t place = 0;
+  for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
+    SiteRec& site = t_.Site(n);
+    if (!site.Paused) ++place;
+    site.LastScanTime.s = now.s - site.Frequency + 2 * place;
+    site.LastLookupTime = now;
+    site.ForceLookup = true;
+    site.ExLastLowCheck = site.ExLastHighCheck = now;
+    site.TouchCheckTime.s = now.s + 60 * n;
+    if (Trim(site.Mask).empty()) site.Mask = "*.LOG";
+  }
+}
+
+void Engine::StartTimersAndListener() {
+  pause_.StartTimers();
+  const Status status = web_.StartWebListener();
+  if (status.ok()) return;
+  listen_problem_ = "The web access can't listen on " + status.text +
+                    ". Monitoring goes on without it; set another WebAccessPort in " + options_.app_path +
+                    "SETTINGS.INI and start again.";
+  ports_.notices.Tell(listen_problem_);
+}
+
+void Engine::SaveRegistry() {
+  const auto save = [this](const char* name, const std::string& value) {
+    WriteRegistryValue(registry_, kSettings, name, value);
+  };
+  save("CurrentViewType", std::to_string(t_.CurrentViewType));
+  save("CurrentLogFile", std::to_string(t_.CurrentView));
+  save("ShowVisitedPages", std::string(BoolText(t_.ShowVisitedPages)));
+  save("ShowTraceView", std::string(BoolText(t_.ShowTraceView)));
+}
+
+void Engine::Closing() {
+  if (t_.Closing) return;
+  // A scan that yielded to us leaves at once when it sees this; the position it reached is saved below.
+  t_.Closing = true;
+  view_.SetStatus("Closing...");
+  pause_.StopTimers();
+  web_.CloseConnections();
+  WriteRegistryValue(registry_, kSettings, "ServiceRunning", "False");
+  log_.Guard("Engine.WriteINI", [this] { return WriteINI(ports_.files, options_.app_path, options_.regional, t_); });
+  log_.Guard("WriteRobotsCache", [this] { return WriteRobotsCache(ports_.files, settings_.DDFPath, t_); });
+  history_.CloseDatabase();
+  SaveRegistry();
+  log_.WriteSessionEnd();
+  ports_.loop.Quit();
+}
+
+}  // namespace vantry

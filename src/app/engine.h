@@ -1,0 +1,111 @@
+// The one place where everything is put together: it owns the live tables, the settings and the modules, and hands
+// references down. One stands on `main`'s stack; a test makes as many as it likes.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "app/absent_parts.h"
+#include "config/registry_store.h"
+#include "config/settings.h"
+#include "core/program_log.h"
+#include "core/regional.h"
+#include "core/tables.h"
+#include "monitors/pause.h"
+#include "ports/clock.h"
+#include "ports/files.h"
+#include "ports/listener.h"
+#include "ports/loop.h"
+#include "ports/notices.h"
+#include "scan/scan_cycle.h"
+#include "web/web_server.h"
+
+namespace vantry {
+
+// The outside, as the engine is given it.
+struct EnginePorts {
+  Clock& clock;
+  Loop& loop;
+  Files& files;
+  Listener& listener;
+  Notices& notices;
+};
+
+struct EngineOptions {
+  std::string app_path;      // The program's folder, with a separator at its end.
+  std::string command_text;  // The command line, trimmed and upper-cased; only whether it is empty matters.
+  Regional regional;
+  std::string http_proxy;  // Of the environment.
+};
+
+// Major number, ".", minor number, ".", revision with three digits.
+std::string AppVersion();
+
+class Engine final : public RemoteControl {
+ public:
+  Engine(EnginePorts ports, EngineOptions options);
+  ~Engine() override;
+
+  // From process start to running timers: settings, sites, the window's load steps. False when the program is not to
+  // run (a service runs already); whoever calls then ends the process.
+  bool Main();
+
+  // Saves everything, closes what is open, ends the loop. A second call does nothing.
+  void Closing();
+
+  std::string Caption() const override { return pause_.Caption(); }
+  bool Monitoring() const override { return timer1_->Enabled(); }
+  void Pause() override { pause_.Pause(); }
+  void Continue() override { pause_.Continue(); }
+  void Stop() override { Closing(); }
+  void ShowWindow() override { view_.Show(); }
+  void HideWindow() override { view_.Hide(); }
+
+  LiveTables& Tables() { return t_; }
+  Settings& GetSettings() { return settings_; }
+  ScanCycle& Scan() { return scan_; }
+  WebServer& Web() { return web_; }
+  const std::optional<Proxy>& SystemProxy() const { return proxy_; }
+  // Why the listener does not listen; empty when it does.
+  const std::string& ListenProblem() const { return listen_problem_; }
+
+ private:
+  void InitEngine();
+  void ReadRegistry();
+  void ChooseDataFolder();
+  bool LoadWindow();
+  void StaggerSites();
+  void StartTimersAndListener();
+  void SaveRegistry();
+  ProgramLogOutlets LogOutlets();
+  std::string ExceptionNumberAt(int16_t place) const;
+
+  EnginePorts ports_;
+  EngineOptions options_;
+  LiveTables t_;
+  Settings settings_;
+  RegistryFile registry_;
+  ProgramLog log_;
+  std::optional<Proxy> proxy_;
+  int32_t database_version_ = 0;
+  std::string listen_problem_;
+
+  NoWindow view_;
+  NoEventListeners events_;
+  DoNothingExceptions exceptions_;
+  DoNothingAlerts alerts_;
+  DoNothingHistory history_;
+  DoNothingNames names_;
+  DoNothingFtp ftp_;
+  DoNothingDailyWork daily_;
+  DoNothingMailer mailer_;
+
+  ScanContext scan_context_;
+  ScanCycle scan_;
+  WebServer web_;
+  std::unique_ptr<Timer> timer1_, timer2_;
+  PauseControl pause_;
+};
+
+}  // namespace vantry

@@ -1,0 +1,75 @@
+// The program: makes the real ports, hands them to the engine, turns the loop.
+#include <QCoreApplication>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "app/engine.h"
+#include "config/value_forms.h"
+#include "core/text.h"
+#include "platform/console_notices.h"
+#include "platform/posix_files.h"
+#include "platform/qt_loop.h"
+#include "platform/regional_locale.h"
+#include "platform/single_instance.h"
+#include "platform/socket_listener.h"
+#include "platform/stop_signals.h"
+#include "platform/system_clock.h"
+
+namespace {
+
+std::string Environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value ? value : "";
+}
+
+// VANTRY_HOME, else the executable's folder.
+std::string AppPath() {
+  std::string home = Environment("VANTRY_HOME");
+  std::error_code error;
+  if (home.empty()) home = std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
+  const std::string whole = std::filesystem::absolute(home, error).string();
+  return vantry::WithSeparator(error ? home : whole);
+}
+
+std::string CommandText(int argc, char** argv) {
+  std::string text;
+  for (int i = 1; i < argc; ++i) text += (i > 1 ? " " : "") + std::string(argv[i]);
+  return vantry::Upper(vantry::Trim(text));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  QCoreApplication application(argc, argv);
+  vantry::ConsoleNotices notices(!Environment("JOURNAL_STREAM").empty());
+  vantry::PosixFiles files;
+  const std::string app_path = AppPath();
+  if (const vantry::Status status = files.MakeFolder(app_path); !status.ok()) {
+    notices.Tell("The program folder can't be used: " + status.text);
+    return 1;
+  }
+  vantry::SingleInstance instance(app_path + "vantry.lock");
+  if (const vantry::Status status = instance.Acquire(); !status.ok()) {
+    // A second start leaves the first running and shows nothing.
+    if (status.fail == vantry::Fail::kRefused) return 0;
+    notices.Tell("The program folder can't be used: " + status.text);
+    return 1;
+  }
+
+  vantry::SystemClock clock;
+  vantry::QtLoop loop;
+  vantry::SocketListener listener(clock);
+  vantry::RegistryFile registry(files, app_path + "registry.ini");
+  vantry::Engine engine({clock, loop, files, listener, notices},
+                        {app_path, CommandText(argc, argv), vantry::ReadRegional(registry), Environment("http_proxy")});
+  vantry::StopSignals signals([&engine] { engine.Closing(); });
+  if (!engine.Main()) return 0;
+  if (engine.ListenProblem().empty()) {
+    std::printf("Vantry %s is watching %d site(s). Open http://127.0.0.1:%d/ in a browser.\n",
+                vantry::AppVersion().c_str(), engine.Tables().SiteCount(), engine.GetSettings().WebAccessPort);
+    std::fflush(stdout);
+  }
+  return QCoreApplication::exec();
+}

@@ -1,0 +1,227 @@
+#include "config/registry_store.h"
+
+#include <algorithm>
+
+#include "config/value_forms.h"
+#include "core/text.h"
+
+namespace vantry {
+namespace {
+
+constexpr char kProxySection[] = "Internet Settings";
+
+// Line ends would break the file; they can't stand in a name or value.
+std::string OneLine(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
+  return text;
+}
+
+std::optional<Proxy> ParseProxy(std::string_view server) {
+  if (const size_t at = server.find("http="); at != std::string_view::npos) {
+    server = server.substr(at + 5);
+    server = server.substr(0, server.find(';'));
+  }
+  const size_t colon = server.find(':');
+  if (colon == std::string_view::npos) return std::nullopt;
+  return Proxy{std::string(server.substr(0, colon)), LeadingNumber(server.substr(colon + 1))};
+}
+
+}  // namespace
+
+Status RegistryFile::Load(std::vector<Section>& sections) {
+  std::string bytes;
+  const Status status = files_.Read(path_, bytes);
+  if (status.fail == Fail::kNotFound) return Status::Ok();
+  if (!status.ok()) return status;
+  std::string current;
+  for (const std::string_view raw : TextLines(bytes)) {
+    const std::string_view line = Trim(raw);
+    if (line.size() > 2 && line.front() == '[' && line.back() == ']') {
+      current = line.substr(1, line.size() - 2);
+      if (!Find(sections, current)) sections.push_back({current, {}});
+    } else if (const size_t at = line.find('='); at != std::string_view::npos && !current.empty()) {
+      Find(sections, current)->values.emplace_back(Trim(line.substr(0, at)), Trim(line.substr(at + 1)));
+    }
+  }
+  return Status::Ok();
+}
+
+Status RegistryFile::Save(const std::vector<Section>& sections) {
+  std::string out;
+  for (const Section& section : sections) {
+    out += "[" + section.name + "]\n";
+    for (const auto& [name, value] : section.values) out += name + "=" + value + "\n";
+    out += "\n";
+  }
+  return files_.Replace(path_, out);
+}
+
+RegistryFile::Section* RegistryFile::Find(std::vector<Section>& sections, const std::string& name) {
+  for (Section& section : sections) {
+    if (EqualsNoCase(section.name, name)) return &section;
+  }
+  return nullptr;
+}
+
+std::optional<std::string> RegistryFile::Get(const std::string& section, const std::string& name) {
+  std::vector<Section> sections;
+  if (!Load(sections).ok()) return std::nullopt;
+  if (const Section* s = Find(sections, section)) {
+    for (const auto& [n, value] : s->values) {
+      if (EqualsNoCase(n, name)) return value;
+    }
+  }
+  return std::nullopt;
+}
+
+Status RegistryFile::Set(const std::string& section, const std::string& name, const std::string& value) {
+  std::vector<Section> sections;
+  // Without a section line of its own the value would fall to the section before it.
+  if (section.empty()) return Status::Error(Fail::kBadData, "a section needs a name");
+  // A store that can't be read is not overwritten: its other values would be lost.
+  if (const Status status = Load(sections); !status.ok()) return status;
+  Section* s = Find(sections, section);
+  if (!s) s = &sections.emplace_back(Section{OneLine(section), {}});
+  const std::string text = OneLine(value);
+  for (auto& [n, v] : s->values) {
+    if (!EqualsNoCase(n, name)) continue;
+    if (v == text) return Status::Ok();
+    v = text;
+    return Save(sections);
+  }
+  s->values.emplace_back(OneLine(name), text);
+  return Save(sections);
+}
+
+Status RegistryFile::DeleteValue(const std::string& section, const std::string& name) {
+  std::vector<Section> sections;
+  if (const Status status = Load(sections); !status.ok()) return status;
+  if (Section* s = Find(sections, section)) {
+    std::erase_if(s->values, [&](const auto& pair) { return EqualsNoCase(pair.first, name); });
+  }
+  return Save(sections);
+}
+
+bool RegistryFile::SectionExists(const std::string& section) {
+  std::vector<Section> sections;
+  return Load(sections).ok() && Find(sections, section);
+}
+
+Status RegistryFile::CreateSection(const std::string& section) {
+  std::vector<Section> sections;
+  if (const Status status = Load(sections); !status.ok()) return status;
+  if (section.empty()) return Status::Error(Fail::kBadData, "a section needs a name");
+  if (Find(sections, section)) return Status::Ok();
+  sections.push_back({OneLine(section), {}});
+  return Save(sections);
+}
+
+Status RegistryFile::DeleteSection(const std::string& section) {
+  std::vector<Section> sections;
+  if (const Status status = Load(sections); !status.ok()) return status;
+  std::erase_if(sections, [&](const Section& s) { return EqualsNoCase(s.name, section); });
+  return Save(sections);
+}
+
+std::vector<std::string> RegistryFile::Names(const std::string& section) {
+  std::vector<Section> sections;
+  std::vector<std::string> names;
+  if (!Load(sections).ok()) return names;
+  if (const Section* s = Find(sections, section)) {
+    for (const auto& pair : s->values) names.push_back(pair.first);
+  }
+  return names;
+}
+
+std::vector<std::string> RegistryFile::Sections(const std::string& section) {
+  std::vector<Section> sections;
+  std::vector<std::string> names;
+  if (!Load(sections).ok()) return names;
+  const std::string prefix = section.empty() ? "" : Lower(section) + "\\";
+  for (const Section& s : sections) {
+    if (!StartsWith(Lower(s.name), prefix)) continue;
+    const std::string below = s.name.substr(prefix.size());
+    const std::string name = below.substr(0, below.find('\\'));
+    if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+  }
+  return names;
+}
+
+bool cRegistry::Keep(const Status& status) {
+  LastError = status.ok() ? "" : "Failed to create registry Key: '" + Path() + "' " + status.text + ".cRegistry";
+  return status.ok();
+}
+
+bool cRegistry::KeyExists() {
+  return store_.SectionExists(Path());
+}
+bool cRegistry::CreateKey() {
+  return Keep(store_.CreateSection(Path()));
+}
+bool cRegistry::DeleteKey() {
+  return store_.DeleteSection(Path()).ok();
+}
+bool cRegistry::DeleteValue() {
+  return store_.DeleteValue(Path(), ValueKey).ok();
+}
+std::string cRegistry::Value() {
+  return store_.Get(Path(), ValueKey).value_or(Default);
+}
+bool cRegistry::SetValue(const std::string& value) {
+  return Keep(store_.Set(Path(), ValueKey, value));
+}
+std::vector<std::string> cRegistry::EnumerateValues() {
+  return store_.Names(Path());
+}
+std::vector<std::string> cRegistry::EnumerateSections() {
+  return store_.Sections(Path());
+}
+
+bool cRegistry::CreateEXEAssociation(const std::string& program, const std::string& class_name,
+                                     const std::string& description, const std::string& extension) {
+  return Keep(store_.Set("Classes\\" + extension, "Class", class_name)) &&
+         Keep(store_.Set("Classes\\" + class_name, "Description", description)) &&
+         CreateAdditionalEXEAssociations(class_name, {{"open", program + " \"%1\""}});
+}
+
+bool cRegistry::CreateAdditionalEXEAssociations(const std::string& class_name,
+                                                const std::vector<std::pair<std::string, std::string>>& verbs) {
+  for (const auto& [verb, command] : verbs) {
+    if (!Keep(store_.Set("Classes\\" + class_name + "\\shell\\" + verb, "command", command))) return false;
+  }
+  return true;
+}
+
+std::string ReadRegistryValue(KeyStore& store, const std::string& section, const std::string& name,
+                              const std::string& fallback) {
+  cRegistry registry(store);
+  registry.SectionKey = section;
+  registry.ValueKey = name;
+  registry.Default = fallback;
+  return registry.Value();
+}
+
+void WriteRegistryValue(KeyStore& store, const std::string& section, const std::string& name,
+                        const std::string& value) {
+  cRegistry registry(store);
+  registry.SectionKey = section;
+  registry.ValueKey = name;
+  registry.SetValue(value);
+}
+
+std::optional<Proxy> ReadProxy(KeyStore& store, const std::string& http_proxy) {
+  const auto enabled = store.Get(kProxySection, "ProxyEnable");
+  if (enabled) {
+    const auto server = store.Get(kProxySection, "ProxyServer");
+    if (LeadingNumber(*enabled) == 0 || !server || server->empty()) return std::nullopt;
+    return ParseProxy(*server);
+  }
+  std::string_view text = http_proxy;
+  if (StartsWith(text, "http://")) text.remove_prefix(7);
+  text = text.substr(0, text.find('/'));
+  if (const size_t at = text.rfind('@'); at != std::string_view::npos) text = text.substr(at + 1);
+  return text.empty() ? std::nullopt : ParseProxy(text);
+}
+
+}  // namespace vantry

@@ -1,0 +1,32 @@
+// SETTINGS.INI and the files read along with it: EXTYPES.INI, "Search engines.txt" and "Countries.txt".
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "config/settings.h"
+#include "config/value_forms.h"
+#include "core/tables.h"
+#include "ports/files.h"
+
+namespace vantry {
+
+// Reads the bytes of SETTINGS.INI over the values that stand in `settings`; does not touch the extension defaults.
+std::optional<ReadProblem> ParseSettings(std::string_view bytes, Settings& settings);
+std::string FormatSettings(const Settings& settings);
+
+// The tables of the two text files, which replace what is there. Every line counts, the last one too.
+void ParseSearchEngines(std::string_view bytes, Settings& settings);
+void ParseCountries(std::string_view bytes, std::vector<CountryEntry>& countries);
+
+// Reads SETTINGS.INI and EXTYPES.INI from the program folder, then the two text files from the data folder, in this
+// order. A file that is not there leaves its defaults. A problem ends the reading at once: what was read stays, and
+// neither later files nor the default extensions follow. The result is that problem with the file's path in front.
+std::optional<std::string> ReadSettingsINI(Files& files, const std::string& app_path, Settings& settings,
+                                           std::vector<CountryEntry>& countries);
+
+// Writes SETTINGS.INI, then EXTYPES.INI. The first failure ends the writing.
+Status WriteSettingsINI(Files& files, const std::string& app_path, const Settings& settings);
+
+}  // namespace vantry

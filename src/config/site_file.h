@@ -1,0 +1,33 @@
+// VANTRY.INI: every monitored site with its alert definitions and the place its log reading has reached.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "config/value_forms.h"
+#include "core/regional.h"
+#include "core/tables.h"
+#include "ports/files.h"
+
+namespace vantry {
+
+// Adds the sites and alerts in these bytes to the tables. On a problem what was read up to that line stays.
+std::optional<ReadProblem> ParseSites(std::string_view bytes, const Regional& regional, LiveTables& tables);
+
+// The file's bytes for the tables; deleted sites and their alerts are left out, and a site that is paused by its sleep
+// period alone is written (and set) as not paused.
+std::string FormatSites(const Regional& regional, LiveTables& tables);
+
+// Reads VANTRY.INI from the program folder. A missing file is no problem. The result is what stopped the reading, with
+// file and line in front.
+std::optional<std::string> ReadINI(Files& files, const std::string& app_path, const Regional& regional,
+                                   LiveTables& tables);
+
+// Writes VANTRY.INI as a whole, or removes it when no site is left to write.
+Status WriteINI(Files& files, const std::string& app_path, const Regional& regional, LiveTables& tables);
+
+// Appends an alert of this site to the alert table: number 1, enabled, everything else empty.
+void AddAlertDefinition(LiveTables& tables, int16_t site, std::string_view name);
+
+}  // namespace vantry

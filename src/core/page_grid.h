@@ -1,0 +1,88 @@
+// `pageGrid` and `TraceGrid`: the two lists that take a row per page view. A log of any size passes through them, so
+// both are bounded, and their rows are small.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "core/grid.h"
+
+namespace vantry {
+
+struct VisitorRec;
+
+namespace page_grid {
+enum Column { kNo, kPage, kTime, kCount };
+extern const GridColumn kColumns[kCount];
+}  // namespace page_grid
+
+struct PageRow {
+  std::string page;       // Page with its query.
+  VisitorRec* visitor;    // Whose view it was; null once that visitor left and the row is deleted.
+  uint64_t previous;      // The visitor's row before this one, or kNoRow.
+  int32_t second_of_day;  // Log time of the view.
+  int16_t no;             // The visitor's page count at that view.
+  bool hidden = true;     // Shown when its visitor is selected in the window.
+
+  std::string Time() const { return FormatTime(second_of_day); }
+};
+
+// The pages of all listed visitors, in order of arrival. Holds the newest kMaxRows views; older ones go first, since
+// one busy day must not fill the memory with views of visits that nobody looks at.
+class PageRows {
+ public:
+  static constexpr size_t kMaxRows = 200'000;
+  static constexpr uint64_t kNoRow = ~uint64_t{0};
+
+  // Adds a view of `visitor` (hidden) and makes it the head of the visitor's chain.
+  void AddRow(VisitorRec& visitor, int16_t no, std::string_view page, std::string_view query, int32_t second_of_day);
+  // Deletes all rows of this visitor.
+  void DeleteRows(VisitorRec& visitor);
+  void Clear();
+  size_t RowCount() const { return rows_.size() - dead_; }
+
+  // Calls `f(PageRow&)` for each row in order of arrival.
+  template <class F>
+  void ForEach(F&& f) {
+    for (PageRow& row : rows_) {
+      if (row.visitor) f(row);
+    }
+  }
+
+ private:
+  void DropFront();
+  std::deque<PageRow> rows_;
+  uint64_t first_ = 0;  // The number of rows_.front().
+  size_t dead_ = 0;
+};
+
+struct TraceRow {
+  std::string site;
+  int64_t position = 0;
+  std::string text;
+};
+
+// The log file trace: the newest 5,000 rows.
+class TraceRows {
+ public:
+  static constexpr size_t kMaxRows = 5'000;
+  // A text is cut at this many bytes: a trace row is for reading, and a hostile log has lines of megabytes.
+  static constexpr size_t kMaxText = 4'096;
+
+  // Each tab of the text becomes a blank.
+  void AddRow(std::string_view site, int64_t position, std::string_view text);
+  size_t RowCount() const { return rows_.size(); }
+  // 0 is the oldest row.
+  const TraceRow& Row(size_t index) const { return rows_[(start_ + index) % rows_.size()]; }
+
+  bool locked = false;  // The window does not scroll to new rows.
+
+ private:
+  std::deque<TraceRow> rows_;  // A ring once it is full: the oldest row is overwritten in place.
+  size_t start_ = 0;
+};
+
+}  // namespace vantry

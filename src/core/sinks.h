@@ -1,0 +1,51 @@
+// The small interfaces through which lower folders reach what stands above them: who raises exceptions, who shows
+// things, who listens to visitor events. `app/` hands the bodies down.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "core/date_time.h"
+
+namespace vantry {
+
+struct VisitorRec;
+
+// Raises numbered exceptions.
+class ExceptionSink {
+ public:
+  virtual ~ExceptionSink() = default;
+  // `site` 0 means no site; an empty `value` means the type's own; `visit_number` 0 means none. Returns whether the
+  // exception was raised (its type exists and is on).
+  virtual bool AddException(int16_t site, int number, LogTime when, std::string_view value, std::string_view address,
+                            int32_t visit_number) = 0;
+  // Tests the conditions on a site as a whole; called after each scan.
+  virtual void CheckExceptions(int16_t site) = 0;
+};
+
+// Whatever shows the live picture. Without a window nobody looks, and the calls cost nothing.
+class View {
+ public:
+  virtual ~View() = default;
+  virtual void SetStatus(std::string_view text) = 0;  // Text of the status line.
+  virtual void UpdateStatus() = 0;                    // Refresh the summary line.
+  virtual void RefreshSiteNode(int16_t site) = 0;     // Refresh one node of the site tree.
+  virtual void SetSiteImage(int16_t site, int16_t icon) = 0;
+  virtual void ShowCurrentView() = 0;  // The hidden flags of the grids have changed.
+  virtual void SetTrayTip(std::string_view text) = 0;
+  virtual void SetCaption(std::string_view text) = 0;
+  virtual void Show() = 0;  // Show the window, remove the tray icon.
+  virtual void Hide() = 0;  // Hide the window, set the tray icon.
+};
+
+// Outside listeners to visitors coming, moving and going. Called only while LiveTables::InterfaceCount is above 0.
+class VisitorEvents {
+ public:
+  virtual ~VisitorEvents() = default;
+  virtual void VisitorArrived(const std::string& domain, const VisitorRec& visitor, std::string_view page) = 0;
+  virtual void VisitorPageMove(const std::string& domain, const VisitorRec& visitor) = 0;
+  virtual void VisitorLeft(const std::string& domain, const VisitorRec& visitor) = 0;
+};
+
+}  // namespace vantry

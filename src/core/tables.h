@@ -1,0 +1,207 @@
+// The live tables: all that the monitor knows at run time. Plain records, read and written in place by every part of
+// the engine on its one thread. One LiveTables stands in the program; tests make as many as they like.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "core/date_time.h"
+#include "core/grid.h"
+#include "core/page_grid.h"
+#include "core/visitor_table.h"
+
+namespace vantry {
+
+enum class LogType : int16_t { kW3C = 0, kIIS = 1, kNCSA = 2, kProxy = 3, kFirewall = 4, kISA = 5 };
+
+enum class FileChoice : int16_t { kByDate = 0, kAlphabetic = 1, kSameName = 2 };
+
+// A monitored site. "Saved" marks what the site file keeps. A site's number is its 1-based place in `Sites` and stays
+// valid for the whole run: a deleted site keeps its place.
+struct SiteRec {
+  int16_t AlertDefinitions = 0;  // Number of alert definitions of this site.
+  int64_t LastReadPos = 0;     // Saved. 1-based place in LastLogFile where the next scan starts; 0 from the beginning.
+  int64_t LastReadPosDay = 0;  // Saved. Place of the first line read since this day's (or run's) scanning began.
+  int64_t ReplayUntilPos = 0;  // While not 0: old lines up to this place are being replayed, side effects muted.
+  std::string LastFields;      // Saved. Field list of the last "#FIELDS:" line, upper-cased.
+  LogTime LastReadDateTime;    // Saved. Log time of the newest line accepted as today's.
+  WallTime LastScanTime;       // End of the last scan.
+  WallTime LastLookupTime;     // Last search for the current log file.
+  bool Replaying = false;
+  bool FieldsKnown = false;  // A field layout is known; lines are dropped until then.
+  bool Scanning = false;
+  bool Sleeping = false;                 // Paused by its sleep period.
+  bool SleepMode = false;                // Saved.
+  int32_t SleepStart = 0, SleepEnd = 0;  // Saved. Seconds since midnight.
+  bool Paused = false;                   // Saved.
+  bool ForceLookup = false;              // The next scan searches for the current log file.
+  int32_t Frequency = 0;                 // Saved. Scan period in seconds.
+  std::string Name;                      // Saved.
+  LogType Type = LogType::kW3C;          // Saved.
+  bool Unix = false;                     // Saved. Lines end in LF alone.
+  bool ProxyStyle = false;               // The log is of outgoing traffic: no spiders there.
+  char FieldSeparator = ' ';
+  std::string LastLogFile;                                   // Saved. Full local path, or the remote file name.
+  int64_t LogFileSize = 0;                                   // Bytes, at the last file search.
+  std::string Mask;                                          // Saved.
+  FileChoice SelectMethod = FileChoice::kByDate;             // Saved.
+  bool IncludeQuery = false;                                 // Saved.
+  bool FTP = false, FTPPassive = false;                      // Saved.
+  std::string FTPDomain, FTPUserName, FTPPassword, FTPPath;  // Saved.
+  bool FTPScanOK = false;                                    // A fetch ran properly.
+  std::string Folder;                                        // Saved.
+  int32_t TotalVisitors = 0, TotalAlerts = 0, TotalSpiders = 0, TotalExceptions = 0;
+  int32_t TodayReserved = 0;
+  int32_t TodayVisitors = 0, TodayAlerts = 0, TodaySpiders = 0, TodayExceptions = 0, TodayDownloads = 0;
+  int32_t TotalPeak = 0;
+  int32_t CurrentVisitors = 0;      // In the visitor table now, spiders included.
+  int32_t PrevCurrentVisitors = 0;  // At the start or end of the last scan.
+  int32_t PeakToday = 0;
+  std::string Exclude, ExcludePages;  // Saved.
+  std::string Domain, HomePage;       // Saved.
+  bool CaughtUp = false;              // The first scan of the run has finished.
+  std::string LastIP, LastPage;       // LastIP saved. Of the visitor removed last.
+  LogTime LastTime;                   // Saved. LastHitTime of that visitor.
+  bool Deleted = false;
+  int32_t ScanCount = 0;                          // Scans started in this run.
+  int32_t PagesCounted = 0;                       // Counted page views in this run.
+  bool WebAccess = false, WebReferrers = false;   // Saved.
+  std::string WebUserName, WebPassword, WebLogo;  // Saved.
+  bool UseLocalTime = false;                      // Saved and shown; no line is read by it.
+  WallTime ExLastLowCheck, ExLastHighCheck;
+  int16_t ExValue130 = 0, ExValue131 = 0, ExValue133 = 0, ExValue134 = 0, ExValue161 = 0;
+  bool ViewDirty = false;    // A visitor left: the site's node needs its count refreshed.
+  bool Touch = false;        // Saved.
+  int32_t TouchEvery = 0;    // Saved. Minutes.
+  std::string TouchPage;     // Saved.
+  WallTime TouchCheckTime;   // When the page is polled next.
+  std::string EmailAddress;  // Saved.
+  bool EmailGlobalAlso = false, EmailDailyReport = false, EmailNoExceptions = false;  // Saved.
+  int16_t AlertView = 0, ExceptionView = 0;  // Filter of the window's lists, 0 for all.
+  bool AutoArchive = false;                  // Saved.
+  std::string LastScanError;                 // What the last failed scan was told about, so that it is told once.
+};
+
+// A visitor now on line. The fields that every page view touches come first, to lie together in memory.
+struct VisitorRec {
+  int16_t Site = 0;
+  int16_t Pages = 0;          // Counted page views; stays full at 32,767.
+  int16_t NotFoundCount = 0;  // 404 hits since the last exception 161.
+  int16_t HackCount = 0;      // Suspicion score.
+  bool Idle = false, Remove = false, GridDirty = false, IsSpider = false;
+  bool HackRaised = false, PagesRaised = false, LongVisitRaised = false;
+  bool AlertPending = false, SpiderPending = false;
+  int32_t Number = 0;    // The visitor's own place in the table; kept by the table.
+  int32_t Status = 0;    // Of the newest counted view, as are Page, Query and Method.
+  LogTime LastHitTime;   // Newest hit of any kind.
+  LogTime LastPageTime;  // Newest counted view.
+  LogTime StartTime;     // First hit; never changes.
+  WallTime LastClock;    // Creation and newest counted view.
+  uint64_t LastPageRow = PageRows::kNoRow;
+  std::string IP;
+  std::string Page, Query, Method;
+
+  std::string DNS;        // Host name, or the address while unresolved.
+  std::string GroupMask;  // DNS mask through which hits of other addresses join this visitor.
+  std::string KnownName;  // Friendly name, shown in place of DNS.
+  std::string Referrer;   // Of the first hit, or the user name; for ISA logs the host part of the current request.
+  std::string Browser;
+  std::string UserAgent;
+  std::string SpiderName;
+  std::string UserName;
+  std::string Key;  // Site number, ":", address: the row key in every grid.
+  std::string CountryCode, CountryName;
+  int32_t VisitNo = 0;     // TotalVisitors after this visit was counted.
+  int32_t VisitCount = 0;  // Visits of this address to this site.
+  int16_t DNSRequestId = 0;
+  bool DNSDone = false;
+  int16_t AlertNo = 0;
+  int16_t StoredHackCount = 0;
+  int64_t StartPos = 0;  // Log place of the first hit.
+  LogTime FirstVisited;
+};
+
+// An alert definition. The lists are used from the front; a place beyond the last entry does not exist.
+struct AlertRec {
+  static constexpr size_t kMaxEntries = 50;
+  int16_t Site = 0;
+  int16_t AlertNo = 0;
+  std::string Name;
+  bool Sound = false;
+  std::string SoundFile;
+  std::string Message;
+  bool Email = false;
+  std::string EmailAddress;
+  bool RunThis = false;
+  std::string Run;
+  std::vector<std::string> DNS, Word, Engine, Page;
+  bool EngineAll = false;
+  bool Enabled = false;
+  int32_t Color = 0;
+  int32_t AlertHits = 0;  // Times raised today.
+};
+
+// The log line being processed. Emptied at the start of each scan and not at each line, so that a field that a line
+// lacks keeps what the line before had.
+struct HitRec {
+  std::string CurLine;
+  int64_t CurPos = 0;  // 1-based place of the line after CurLine.
+  Day HitDate;
+  int32_t HitTime = 0;
+  std::string HitIP, HitUser, HitMethod, HitPage, HitQuery;
+  int32_t HitStatus = 0, HitWin32 = 0;
+  std::string HitAgent, HitReferrer;
+};
+
+// A client that asked for robots.txt without being a known spider.
+struct UnknownAgent {
+  std::string IP, Agent;
+};
+
+struct CountryEntry {
+  std::string Code, Name;
+};
+
+struct LiveTables {
+  std::vector<SiteRec> Sites;
+  VisitorTable Visitors;
+  std::vector<AlertRec> Alerts;  // Of all sites, in the order of the site file.
+  HitRec Hit;
+
+  int16_t SiteCount() const { return static_cast<int16_t>(Sites.size()); }
+  SiteRec& Site(int16_t number) { return Sites[static_cast<size_t>(number - 1)]; }
+  const SiteRec& Site(int16_t number) const { return Sites[static_cast<size_t>(number - 1)]; }
+
+  int32_t TotalVisitorCount = 0;  // Since start.
+  int32_t TodayVisitorCount = 0, TodayAlertCount = 0, TodaySpiderCount = 0, TodayExceptionCount = 0;
+  int32_t TotalAlertCount = 0, TotalSpiderCount = 0, TotalExceptionCount = 0;
+  Day Today;                    // What the scanner takes for today; moves at start and at the rollover alone.
+  int16_t CurrentView = 0;      // Site shown in the window, 0 for all.
+  int16_t CurrentViewType = 1;  // 1 visitors, 2 alerts, 3 spiders, 4 exceptions.
+  bool ShowVisitedPages = true, ShowTraceView = true;
+  int32_t TimeBias = 0;  // Seconds to add to UTC for local time.
+  int32_t HitShift = 0;  // Seconds added to the time of the line being processed.
+  std::vector<UnknownAgent> UnknownAgents;
+  bool UnknownAgentsDirty = false;
+  bool ServiceMode = false;
+  bool InTray = false;         // The window is hidden in the tray.
+  int16_t InterfaceCount = 0;  // Live Interface objects; visitor changes are raised as events above 0.
+  bool CountryLookup = false;  // The address-to-country table exists.
+  std::vector<CountryEntry> Countries;
+
+  bool ScanInProgress = false;  // One scan at a time in the whole program; ticks wait for it.
+  bool FirstScan = false;       // The scan under way is a site's very first.
+  bool RolloverDone = false;
+  bool Closing = false;  // The program is on its way out: whoever yielded leaves at once.
+
+  Grid VsGrid{vs_grid::kColumns};
+  Grid logGrid{log_grid::kColumns};
+  Grid spiderGrid{spider_grid::kColumns};
+  Grid exGrid{ex_grid::kColumns};
+  PageRows pageGrid;
+  TraceRows TraceGrid;
+};
+
+}  // namespace vantry

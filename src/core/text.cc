@@ -1,0 +1,90 @@
+#include "core/text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+namespace vantry {
+
+std::string Lower(std::string_view text) {
+  std::string out(text);
+  for (char& c : out) c = LowerAscii(c);
+  return out;
+}
+
+std::string Upper(std::string_view text) {
+  std::string out(text);
+  for (char& c : out) c = UpperAscii(c);
+  return out;
+}
+
+bool EqualsNoCase(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char x, char y) { return LowerAscii(x) == LowerAscii(y); });
+}
+
+bool StartsWith(std::string_view text, std::string_view prefix) {
+  return text.substr(0, prefix.size()) == prefix;
+}
+
+std::string ReplaceAll(std::string text, std::string_view from, std::string_view to) {
+  for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
+    text.replace(at, from.size(), to);
+  }
+  return text;
+}
+
+std::string RemoveChar(std::string_view text, char c) {
+  std::string out(text);
+  std::erase(out, c);
+  return out;
+}
+
+std::vector<std::string_view> Split(std::string_view text, char separator) {
+  std::vector<std::string_view> parts;
+  for (;;) {
+    const size_t at = text.find(separator);
+    parts.push_back(text.substr(0, at));
+    if (at == std::string_view::npos) return parts;
+    text.remove_prefix(at + 1);
+  }
+}
+
+std::string PadNumber(int64_t number, int width) {
+  const bool negative = number < 0;
+  std::string digits = std::to_string(negative ? -number : number);
+  if (static_cast<int>(digits.size()) < width) digits.insert(0, static_cast<size_t>(width) - digits.size(), '0');
+  return negative ? "-" + digits : digits;
+}
+
+int32_t LeadingNumber(std::string_view text) {
+  size_t i = 0;
+  while (i < text.size() && (text[i] == ' ' || text[i] == '\t')) ++i;
+  bool negative = false;
+  if (i < text.size() && (text[i] == '-' || text[i] == '+')) negative = text[i++] == '-';
+  int64_t n = 0;
+  constexpr int64_t kMax = std::numeric_limits<int32_t>::max();
+  for (; i < text.size() && IsDigit(text[i]); ++i) n = std::min(kMax + 1, n * 10 + (text[i] - '0'));
+  return static_cast<int32_t>(negative ? -n : std::min(n, kMax));
+}
+
+std::optional<int64_t> WholeNumber(std::string_view text) {
+  text = Trim(text);
+  if (!text.empty() && text.front() == '+') {
+    text.remove_prefix(1);
+    if (!text.empty() && text.front() == '-') return std::nullopt;
+  }
+  if (text.empty()) return std::nullopt;
+  int64_t whole = 0;
+  const char* end = text.data() + text.size();
+  if (const auto r = std::from_chars(text.data(), end, whole); r.ec == std::errc() && r.ptr == end) return whole;
+  // "inf" and "nan" are numbers to from_chars but to nobody else.
+  if (text.find_first_not_of("0123456789.eE+-") != std::string_view::npos) return std::nullopt;
+  double d = 0;
+  const auto r = std::from_chars(text.data(), end, d);
+  if (r.ec != std::errc() || r.ptr != end || std::fabs(d) > 9.2e18) return std::nullopt;
+  return static_cast<int64_t>(std::nearbyint(d));
+}
+
+}  // namespace vantry

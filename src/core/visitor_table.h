@@ -1,0 +1,59 @@
+// The visitor table: the visitors now on line, in order of arrival, found by (site, address) through an index.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+namespace vantry {
+
+struct VisitorRec;
+
+// Visitor numbers are 1-based places. A number the caller holds is void after the next removal; a visitor that left
+// keeps its place empty until gaps prevail, when one stable pass closes them.
+class VisitorTable {
+ public:
+  VisitorTable();
+  ~VisitorTable();
+  VisitorTable(const VisitorTable&) = delete;
+  VisitorTable& operator=(const VisitorTable&) = delete;
+
+  // Visitors in use.
+  int32_t Count() const { return count_; }
+
+  // The visitor at this number, or null for a gap or a number outside the table.
+  VisitorRec* At(int32_t number) const;
+  // The first visitor of this site and address, 0 for none.
+  int32_t Find(int16_t site, std::string_view ip) const;
+  // Adds an empty visitor with this site and address at the end; its number is the result.
+  int32_t Add(int16_t site, std::string_view ip);
+  // Gives a visitor another address.
+  void ChangeAddress(VisitorRec& visitor, std::string_view ip);
+  // Takes out the visitors with these numbers. The order of the others stays.
+  void Remove(const std::vector<int32_t>& numbers);
+
+  // Calls `f(int32_t number, VisitorRec&)` for each visitor in order. `f` must not add or remove.
+  template <class F>
+  void ForEach(F&& f) const {
+    for (size_t i = 0; i < places_.size(); ++i) {
+      if (places_[i]) f(static_cast<int32_t>(i + 1), *places_[i]);
+    }
+  }
+
+ private:
+  struct Entry {  // Open addressing with linear probing; an unused entry has no visitor.
+    uint64_t hash = 0;
+    VisitorRec* visitor = nullptr;
+  };
+  void IndexAdd(VisitorRec& visitor);
+  void IndexRemove(const VisitorRec& visitor);
+  void Grow();
+  void CloseGaps();
+
+  std::vector<std::unique_ptr<VisitorRec>> places_;
+  std::vector<Entry> index_;  // Its size is a power of two, at most 70 % used.
+  int32_t count_ = 0;
+};
+
+}  // namespace vantry

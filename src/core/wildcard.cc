@@ -1,0 +1,110 @@
+#include "core/wildcard.h"
+
+#include <string>
+
+#include "core/text.h"
+
+namespace vantry {
+namespace {
+
+constexpr size_t kNone = std::string_view::npos;
+
+// One element of the pattern at `at`: where it ends, and how it takes a character.
+struct Element {
+  size_t end = 0;
+  bool star = false, nothing = false, bad = false;
+  size_t list_begin = 0, list_end = 0;  // Of a bracket list, without the brackets and the "!".
+  bool is_list = false, negated = false;
+};
+
+Element ReadElement(std::string_view pattern, size_t at) {
+  Element e;
+  e.end = at + 1;
+  if (pattern[at] == '*') e.star = true;
+  if (pattern[at] != '[') return e;
+  const size_t close = pattern.find(']', at + 1);
+  if (close == kNone) {
+    e.bad = true;
+    return e;
+  }
+  e.end = close + 1;
+  e.is_list = true;
+  e.negated = pattern[at + 1] == '!' && close > at + 2;
+  e.list_begin = at + 1 + (e.negated ? 1 : 0);
+  e.list_end = close;
+  e.nothing = e.list_begin == e.list_end;
+  for (size_t i = e.list_begin; i + 2 < e.list_end; ++i) {
+    if (pattern[i + 1] == '-') {
+      if (static_cast<unsigned char>(pattern[i]) > static_cast<unsigned char>(pattern[i + 2])) e.bad = true;
+      i += 2;
+    }
+  }
+  return e;
+}
+
+bool InList(std::string_view list, char c) {
+  const auto u = static_cast<unsigned char>(c);
+  for (size_t i = 0; i < list.size(); ++i) {
+    if (i + 2 < list.size() && list[i + 1] == '-') {
+      if (u >= static_cast<unsigned char>(list[i]) && u <= static_cast<unsigned char>(list[i + 2])) return true;
+      i += 2;
+    } else if (list[i] == c) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool Takes(std::string_view pattern, size_t at, const Element& e, char c) {
+  if (e.is_list) return InList(pattern.substr(e.list_begin, e.list_end - e.list_begin), c) != e.negated;
+  if (pattern[at] == '?') return true;
+  if (pattern[at] == '#') return IsDigit(c);
+  return pattern[at] == c;
+}
+
+bool WellFormed(std::string_view pattern) {
+  for (size_t at = 0; at < pattern.size();) {
+    const Element e = ReadElement(pattern, at);
+    if (e.bad) return false;
+    at = e.end;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool Like(std::string_view text, std::string_view pattern) {
+  if (!WellFormed(pattern)) return false;
+  // Going back to the last star alone is enough: an earlier star could only take more of what the last one takes too.
+  size_t t = 0, p = 0, star_p = kNone, star_t = 0;
+  while (t < text.size() || p < pattern.size()) {
+    if (p < pattern.size()) {
+      const Element e = ReadElement(pattern, p);
+      if (e.star) {
+        star_p = e.end;
+        star_t = t;
+        p = e.end;
+        continue;
+      }
+      if (e.nothing) {
+        p = e.end;
+        continue;
+      }
+      if (t < text.size() && Takes(pattern, p, e, text[t])) {
+        p = e.end;
+        ++t;
+        continue;
+      }
+    }
+    if (star_p == kNone || star_t >= text.size()) return false;
+    t = ++star_t;
+    p = star_p;
+  }
+  return true;
+}
+
+bool LikeNoCase(std::string_view text, std::string_view pattern) {
+  return Like(Lower(text), Lower(pattern));
+}
+
+}  // namespace vantry

@@ -1,0 +1,17 @@
+// The wildcard comparison used for exclusions, DNS groups, alert masks and file masks.
+#pragma once
+
+#include <string_view>
+
+namespace vantry {
+
+// True when the whole text fits the pattern, case counts. `*` is any run of characters, `?` one character, `#` one
+// digit, `[abc]` or `[a-c]` one character of a list, `[!abc]` one character outside it; `[]` stands for nothing at all.
+// A pattern with an unclosed "[" or a range that runs backwards fits nothing.
+// Time is at most proportional to the product of both lengths, whatever the pattern.
+bool Like(std::string_view text, std::string_view pattern);
+
+// The same without regard to ASCII case, for file masks.
+bool LikeNoCase(std::string_view text, std::string_view pattern);
+
+}  // namespace vantry

@@ -1,0 +1,37 @@
+// What the live engine asks of the stored visits. Calls never fail for the caller: an implementation reports its own
+// failures and the engine goes on with the next hit.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "core/tables.h"
+
+namespace vantry {
+
+class VisitHistory {
+ public:
+  virtual ~VisitHistory() = default;
+
+  // A new visit: the address's row, and the referrer's unless told to skip it. Sets VisitCount, KnownName and
+  // FirstVisited of the visitor.
+  virtual void UpdateVisitor(VisitorRec& visitor, bool skip_referrer) = 0;
+  virtual void AddVisitToDatabase(const VisitorRec& visitor, std::string_view first_page) = 0;
+  virtual void AddPageToDatabase(const VisitorRec& visitor) = 0;
+  virtual void AddDownload(const VisitorRec& visitor) = 0;
+  // The visit ended: its closing values.
+  virtual void UpdateVisitInDatabase(const VisitorRec& visitor) = 0;
+  virtual void UpdateHackCount(VisitorRec& visitor) = 0;
+
+  // The stored host name of an address, empty when none is known. `visitor` may be null; otherwise its KnownName is
+  // set.
+  virtual std::string LookupDNS(std::string_view ip, VisitorRec* visitor) = 0;
+  virtual std::string LookupCountryCode(std::string_view ip) = 0;
+  virtual void UpdateDNS(std::string_view ip, std::string_view name) = 0;
+
+  virtual void FlushDatabase() = 0;
+  virtual void UpdateDaySummaries() = 0;
+  virtual void CloseDatabase() = 0;
+};
+
+}  // namespace vantry

@@ -1,0 +1,38 @@
+#include "platform/stop_signals.h"
+
+#include <QSocketNotifier>
+
+#include <signal.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace vantry {
+
+struct StopSignals::Watch {
+  explicit Watch(int descriptor) : fd(descriptor), notifier(descriptor, QSocketNotifier::Read) {}
+  ~Watch() { ::close(fd); }
+  int fd;
+  QSocketNotifier notifier;
+};
+
+StopSignals::StopSignals(std::function<void()> stop) {
+  ::signal(SIGPIPE, SIG_IGN);
+  sigset_t set;
+  ::sigemptyset(&set);
+  ::sigaddset(&set, SIGTERM);
+  ::sigaddset(&set, SIGINT);
+  ::sigprocmask(SIG_BLOCK, &set, nullptr);
+  watch_ = std::make_unique<Watch>(::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+  QObject::connect(&watch_->notifier, &QSocketNotifier::activated, &watch_->notifier,
+                   [fd = watch_->fd, stop = std::move(stop)] {
+                     // Read first: the notifier fires again in a nested loop until the data is gone.
+                     signalfd_siginfo info;
+                     bool asked = false;
+                     while (::read(fd, &info, sizeof info) == sizeof info) asked = true;
+                     if (asked) stop();
+                   });
+}
+
+StopSignals::~StopSignals() = default;
+
+}  // namespace vantry

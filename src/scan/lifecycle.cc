@@ -1,0 +1,93 @@
+#include "scan/lifecycle.h"
+
+#include <algorithm>
+
+#include "core/visitor_rows.h"
+
+namespace vantry {
+
+void Lifecycle::MarkForRemoval(VisitorRec& v) {
+  v.Remove = true;
+  marked_.push_back(v.Number);
+}
+
+void Lifecycle::Age(VisitorRec& v, WallTime now) {
+  const int64_t limit = c_.settings.InactivityMins;
+  // Wall clock since the last counted view, and the log's own clock, which runs ahead when old lines are read.
+  const int64_t minutes[] = {MinutesBetween(v.LastClock, now),
+                             MinutesBetween(v.LastHitTime, t_.Site(v.Site).LastReadDateTime)};
+  for (const int64_t m : minutes) {
+    if (!v.Idle && m >= limit / 2) v.Idle = v.GridDirty = true;
+    if (m > limit && !v.Remove) MarkForRemoval(v);
+  }
+}
+
+void Lifecycle::ScanToRemove() {
+  c_.log.Guard("ScanToRemove", [&] {
+    const WallTime now = c_.clock.Now();
+    t_.Visitors.ForEach([&](int32_t, VisitorRec& v) {
+      Age(v, now);
+      if (v.GridDirty && !v.Remove) UpdateGrid(t_, v);
+    });
+    return Status::Ok();
+  });
+  if (!marked_.empty()) RemoveInactive();
+}
+
+void Lifecycle::RemoveInactive() {
+  c_.log.Guard("RemoveInactive", [&] {
+    std::vector<int32_t> numbers;
+    numbers.swap(marked_);
+    std::erase_if(numbers, [&](int32_t n) {
+      const VisitorRec* v = t_.Visitors.At(n);
+      return !v || !v->Remove;
+    });
+    std::sort(numbers.begin(), numbers.end());
+    for (const int32_t n : numbers) Leave(*t_.Visitors.At(n));
+    t_.Visitors.Remove(numbers);
+    for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
+      if (!t_.Site(n).ViewDirty) continue;
+      c_.view.RefreshSiteNode(n);
+      t_.Site(n).ViewDirty = false;
+    }
+    c_.view.UpdateStatus();
+    return Status::Ok();
+  });
+}
+
+void Lifecycle::Leave(VisitorRec& v) {
+  SiteRec& site = t_.Site(v.Site);
+  site.LastIP = v.IP;
+  site.LastPage = v.Page;
+  site.LastTime = v.LastHitTime;
+  if (site.CurrentVisitors > 0) --site.CurrentVisitors;
+  site.ViewDirty = true;
+  if (GridRow* row = t_.VsGrid.FindRow(v.Key)) {
+    t_.VsGrid.DeleteRow(*row);
+  } else {
+    RemoveRowBySite(t_, v.Site, v.DNS);
+  }
+  RemoveFromGrid(t_, v);
+  FinishAlertRow(v);
+  if (t_.InterfaceCount > 0) c_.events.VisitorLeft(site.Domain, v);
+  c_.history.UpdateVisitInDatabase(v);
+}
+
+void Lifecycle::FinishAlertRow(const VisitorRec& v) {
+  GridRow* row = t_.logGrid.FindRow(v.Key);
+  if (!row) return;
+  row->SetText(log_grid::kMinsOnSite, MinutesOnSite(v));
+  if (v.HackCount > 3) {
+    row->row_icon = kIconSuspect;
+    row->row_colour = kColourAlarm;
+  }
+}
+
+std::string Lifecycle::VisitDuration(const VisitorRec& v) const {
+  // Compared as the clock on the wall, whatever clock the log keeps.
+  const int64_t seconds = c_.clock.Now().s - v.StartTime.s;
+  if (seconds < 60) return "<1 Minute";
+  return FormatTime(static_cast<int32_t>(seconds % kSecondsPerDay)).substr(0, 5);
+}
+
+}  // namespace vantry

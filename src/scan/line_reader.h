@@ -1,0 +1,64 @@
+// Cuts a growing log file into lines, reading it in large blocks. A hostile file can't make it hold more than one block
+// and the kept part of one line.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/status.h"
+#include "ports/files.h"
+
+namespace vantry {
+
+class LineReader {
+ public:
+  // No line is longer than this for the engine: of a longer one the first kMaxLine bytes count, the rest is passed
+  // over.
+  static constexpr size_t kMaxLine = 64 * 1024;
+  static constexpr size_t kBlock = 256 * 1024;
+
+  // Starts at a 0-based place of the file. `unix_lines`: lines end at LF alone; otherwise at CR LF, at LF or at a lone
+  // CR. `buffer` is working space that outlives the reader; it is sized here and may be used by the next reader.
+  LineReader(LogFile& file, bool unix_lines, int64_t start, std::vector<char>& buffer);
+
+  // Reads the next line. False when the file holds nothing more (not even an empty line) or reading failed; `Error`
+  // tells which.
+  bool Next();
+  // The line last read, without its end. AtEnd may move it, so ask again after that.
+  std::string_view Line() const;
+  // The file holds nothing behind the line last read, as it is now. True as well when reading failed.
+  bool AtEnd();
+  // 0-based place of the byte behind the line last read and its end.
+  int64_t Position() const { return next_; }
+  const Status& Error() const { return error_; }
+
+ private:
+  // Remembers how far a byte was looked for, so that no block is searched twice, whatever its lines look like.
+  struct Seeker {
+    char byte;
+    int64_t found = -1;
+    int64_t searched_to = 0;
+  };
+  int64_t Seek(Seeker& seeker, int64_t from);
+  bool FindLineEnd(int64_t& end, int64_t& next, bool at_file_end);
+  void KeepStartOfLongLine();
+  bool Fill();
+
+  LogFile& file_;
+  bool unix_lines_;
+  std::vector<char>& buffer_;
+  int64_t base_;        // Place in the file of buffer_[0].
+  int64_t filled_;      // Place behind the last byte in the buffer.
+  int64_t keep_;        // Bytes from this place on must stay in the buffer.
+  int64_t line_begin_;  // Place of the line last read.
+  int64_t line_end_;
+  int64_t next_;
+  bool is_long_ = false;
+  std::string long_line_;  // The counted part of a line that outgrew kMaxLine.
+  Seeker lf_{'\n'}, cr_{'\r'};
+  Status error_;
+};
+
+}  // namespace vantry

@@ -1,0 +1,46 @@
+// Which file of a site's folder is its current log.
+#include <algorithm>
+#include <vector>
+
+#include "core/wildcard.h"
+#include "scan/scan_cycle.h"
+
+namespace vantry {
+
+std::string ScanCycle::NewestLocalFile(int16_t n) {
+  const SiteRec& site = t_.Site(n);
+  std::vector<FileEntry> entries;
+  if (!c_.files.List(site.Folder, entries).ok()) return {};
+  std::erase_if(entries, [&](const FileEntry& e) { return !LikeNoCase(e.name, site.Mask); });
+  std::sort(entries.begin(), entries.end(), [](const FileEntry& a, const FileEntry& b) { return a.name < b.name; });
+  const FileEntry* best = nullptr;
+  for (const FileEntry& entry : entries) {
+    const bool by_date = site.SelectMethod == FileChoice::kByDate;
+    // A tie goes to the later name; a file whose time can't be read is passed over.
+    if (by_date && (!entry.written_ns || (best && *entry.written_ns < *best->written_ns))) continue;
+    best = &entry;
+  }
+  if (!best) return {};
+  const std::string name = site.Folder + best->name;
+  SiteRec& found = t_.Site(n);
+  found.LogFileSize = best->size_bytes;
+  // A log that shrank under its name is taken up at its end.
+  if (found.LastReadPos > found.LogFileSize && found.LogFileSize >= 1) {
+    found.LastReadPos = found.LastReadPosDay = found.LogFileSize;
+  }
+  return name;
+}
+
+std::string ScanCycle::LogFileName(int16_t n) {
+  std::string name;
+  c_.log.Guard("LogFileName", [&] {
+    c_.history.FlushDatabase();
+    name = t_.Site(n).FTP ? c_.ftp.FTPGetFileName(n) : NewestLocalFile(n);
+    return Status::Ok();
+  });
+  t_.Site(n).LastLookupTime = c_.clock.Now();
+  t_.Site(n).ForceLookup = false;
+  return name;
+}
+
+}  // namespace vantry

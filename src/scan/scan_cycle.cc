@@ -1,0 +1,337 @@
+#include "scan/scan_cycle.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "core/text.h"
+#include "core/visitor_rows.h"
+
+namespace vantry {
+
+ScanCycle::ScanCycle(ScanContext& c, std::function<bool()> monitoring,
+                     std::function<std::string(int16_t)> exception_number)
+    : c_(c),
+      t_(c.t),
+      monitoring_(std::move(monitoring)),
+      exception_number_(std::move(exception_number)),
+      lifecycle_(c),
+      hits_(c, lifecycle_) {}
+
+void ScanCycle::Timer2Tick() {
+  if (!t_.ScanInProgress) lifecycle_.ScanToRemove();
+}
+
+void ScanCycle::Timer1Tick() {
+  // A scan yields, so ticks arrive inside it; they are dropped, not queued.
+  if (t_.ScanInProgress || t_.Closing) return;
+  c_.log.Guard("Timer1", [&] {
+    c_.view.SetStatus("Scanning...");
+    Rollover();
+    c_.daily.CheckAutoArchive();
+    for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
+      TickSite(n);
+      if (t_.Closing || !monitoring_()) break;
+    }
+    return Status::Ok();
+  });
+  if (t_.Closing) return;
+  c_.view.UpdateStatus();
+  c_.view.SetTrayTip("Vantry: [" + std::to_string(t_.Visitors.Count()) + " Visitors]");
+  c_.view.SetStatus("");
+}
+
+// A period that runs over midnight never begins: its start is later than its end.
+void ScanCycle::UpdateSleep(SiteRec& site) {
+  if (!site.SleepMode) return;
+  const int32_t now = SecondOfDay(c_.clock.Now());
+  if (site.Sleeping) {
+    if (now > site.SleepEnd) site.Sleeping = site.Paused = false;
+  } else if (now > site.SleepStart && now < site.SleepEnd) {
+    site.Sleeping = site.Paused = true;
+  }
+}
+
+void ScanCycle::TickSite(int16_t n) {
+  UpdateSleep(t_.Site(n));
+  {
+    SiteRec& site = t_.Site(n);
+    if (site.Paused) return;
+    const WallTime now = c_.clock.Now();
+    if (MinutesBetween(site.LastLookupTime, now) > (site.FTP ? 30 : 15)) site.ForceLookup = true;
+    if (site.Scanning || site.LastScanTime.s + site.Frequency >= now.s) return;
+    ++site.ScanCount;
+  }
+  ScanSite(n);
+  if (t_.Closing) return;
+  t_.Site(n).CaughtUp = true;
+  c_.exceptions.CheckExceptions(n);
+}
+
+// In the minute 00:01. Until then Today is the old date, so lines of a new day's first minute are read and lost.
+void ScanCycle::Rollover() {
+  if (SecondOfDay(c_.clock.Now()) / 60 != 1) {
+    t_.RolloverDone = false;
+    return;
+  }
+  if (t_.RolloverDone) return;
+  t_.RolloverDone = true;
+  RolloverSites();
+  for (AlertRec& alert : t_.Alerts) alert.AlertHits = 0;
+  t_.TodayVisitorCount = t_.TodayAlertCount = t_.TodaySpiderCount = t_.TodayExceptionCount = 0;
+  t_.logGrid.Clear();
+  t_.spiderGrid.Clear();
+  t_.exGrid.Clear();
+  t_.Today = DayOf(c_.clock.Now());
+}
+
+void ScanCycle::RolloverSites() {
+  const int16_t view = t_.CurrentView;
+  for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
+    if (t_.Site(n).EmailDailyReport) {
+      t_.CurrentView = n;
+      c_.view.UpdateStatus();
+      HideRowsOutsideView(t_, exception_number_);
+      c_.view.ShowCurrentView();
+      c_.daily.SendDailyReport(n);
+    }
+    c_.history.UpdateDaySummaries();
+    SiteRec& site = t_.Site(n);
+    site.TodayReserved = site.TodayAlerts = site.TodayVisitors = site.TodaySpiders = site.TodayExceptions =
+        site.TodayDownloads = site.PeakToday = 0;
+    site.ForceLookup = true;
+    if (site.FTP) c_.ftp.FTPClose(n);
+  }
+  if (t_.CurrentView != view) {
+    t_.CurrentView = view;
+    HideRowsOutsideView(t_, exception_number_);
+    c_.view.ShowCurrentView();
+  }
+}
+
+void ScanCycle::AnnounceFirstScan(int16_t n) {
+  if (!t_.ServiceMode && !t_.InTray) {
+    c_.notices.MessageBox(BoxKind::kInformation,
+                          "The log file for site: " + t_.Site(n).Name +
+                              " is about to be scanned for the first time.\r\n\r\n"
+                              "The could take several minutes depending on the size of your log file. "
+                              "This will take longer than subsequent scans.");
+  }
+  t_.FirstScan = true;
+  c_.view.SetStatus("Scanning for the first time. Please wait.....");
+}
+
+bool ScanCycle::ScanSite(int16_t n) {
+  c_.history.FlushDatabase();
+  t_.Site(n).Scanning = true;
+  t_.FirstScan = false;
+  if (t_.Site(n).LastReadPos == 0 && t_.Site(n).ScanCount == 1) AnnounceFirstScan(n);
+  t_.ScanInProgress = true;
+  t_.Site(n).PrevCurrentVisitors = t_.Site(n).CurrentVisitors;
+  if (c_.settings.ChangeIconDuringScan) c_.view.SetSiteImage(n, kIconSiteScanning);
+
+  Status status = PrepareScan(n);
+  if (status.ok() && t_.Site(n).FTP) {
+    SiteRec& site = t_.Site(n);
+    c_.ftp.StartDownload(n, std::max<int64_t>(0, site.LastReadPos - 1), t_.FirstScan ? 0 : 120);
+    return false;  // The fetch hands its lines over one by one and calls EndScan.
+  }
+  if (status.ok()) status = ReadLocalLog(n);
+  // On the way out the position has been saved already; nothing may move any more.
+  if (t_.Closing) return false;
+  if (!status.ok()) {
+    FailScan(n, status);
+    return false;
+  }
+  EndScan(n);
+  return true;
+}
+
+Status ScanCycle::PrepareScan(int16_t n) {
+  hits_.SetLayout(n);
+  t_.HitShift = t_.TimeBias;
+  if (t_.Site(n).ForceLookup) {
+    if (Status status = ChooseLogFile(n); !status.ok()) return status;
+  } else if (t_.Site(n).FTP && !c_.ftp.FTPConnect(n)) {
+    const std::string text = "Error connecting to FTP site: " + t_.Site(n).FTPDomain;
+    if (t_.ServiceMode) {
+      c_.log.AddLogEvent(text, EventLevel::kError);
+    } else {
+      c_.notices.MessageBox(BoxKind::kCritical, text);
+      c_.log.WriteProgramLog(text, false);
+    }
+    return Status::Error(Fail::kRefused, text);
+  }
+  SiteRec& site = t_.Site(n);
+  // A restart, and every later scan, has the layout without seeing the header again.
+  if (!site.LastFields.empty()) hits_.MapFields(n, site.LastFields);
+  return Status::Ok();
+}
+
+Status ScanCycle::ChooseLogFile(int16_t n) {
+  const std::string name = LogFileName(n);
+  if (name.empty()) {
+    Status status = ReportNoLogFile(n);
+    t_.Site(n).Paused = true;
+    if (t_.Site(n).FTP) c_.ftp.FTPClose(n);
+    return status;
+  }
+  SiteRec& site = t_.Site(n);
+  if (name != site.LastLogFile) site.LastReadPos = site.LastReadPosDay = 0;  // A new file is read from its start.
+  site.LastLogFile = name;
+  return Status::Ok();
+}
+
+Status ScanCycle::ReportNoLogFile(int16_t n) {
+  const SiteRec& site = t_.Site(n);
+  const std::string local = "No log file was found in the folder:" + site.Folder + " Using mask:" + site.Mask;
+  if (t_.ServiceMode) {
+    const std::string text = site.FTP ? "No log file was found in the FTP path:" + site.FTPPath : local;
+    c_.log.AddLogEvent(text, EventLevel::kError);
+    return Status::Error(Fail::kNotFound, text);
+  }
+  const std::string remote = "No log file was found in the FTP folder:" + site.FTPPath + " [" + site.Mask + "]";
+  c_.notices.MessageBox(
+      BoxKind::kCritical,
+      site.FTP ? remote : local + "\r\n\r\nTry changing the File Mask setting in the Site Properties.");
+  c_.log.WriteProgramLog(
+      site.FTP ? remote : "No log file was found in the folder: " + site.Folder + " using mask: " + site.Mask, false);
+  return Status::Error(Fail::kNotFound, site.FTP ? remote : local);
+}
+
+// After a restart on the same day all of today's lines are read again, which rebuilds the visitor table in memory.
+void ScanCycle::StartReplay(SiteRec& site) {
+  if (site.ScanCount != 1) return;
+  if (DayOf(site.LastReadDateTime) == t_.Today && site.LastReadPosDay > 0) {
+    site.ReplayUntilPos = site.LastReadPos;
+    site.LastReadPos = site.LastReadPosDay;
+    site.Replaying = site.CaughtUp = true;
+  }
+  site.LastReadPosDay = 0;
+}
+
+Status ScanCycle::ReadLocalLog(int16_t n) {
+  std::unique_ptr<LogFile> file;
+  if (Status status = c_.files.OpenLog(t_.Site(n).LastLogFile, file); !status.ok()) return status;
+  SiteRec& site = t_.Site(n);
+  StartReplay(site);
+  const int64_t start = std::max<int64_t>(0, site.LastReadPos - 1);
+  t_.Hit.CurPos = site.LastReadPos;
+  if (!site.IncludeQuery) hits_.DropQuery();
+  hits_.ClearFields();
+  if (site.LastReadPosDay == 0) site.LastReadPosDay = start + 1;
+  LineReader reader(*file, site.Unix, start, buffer_);
+  return ReadLines(n, reader);
+}
+
+Status ScanCycle::ReadLines(int16_t n, LineReader& reader) {
+  int blank_lines = 0, lines = 0;
+  SteadyTime last_yield = c_.clock.Steady();
+  const bool unix_lines = t_.Site(n).Unix;
+  // A text line asked for at the end of a file is a failure; the block reader of Unix files gives an empty line there.
+  if (!reader.Next() && (!reader.Error().ok() || !unix_lines)) {
+    return reader.Error().ok() ? Status::Error(Fail::kIo, "Input past end of file") : reader.Error();
+  }
+  for (;;) {
+    const bool last = blank_lines == 50 || reader.AtEnd();
+    if (!reader.Error().ok()) return reader.Error();
+    const std::string_view line = reader.Line();
+    if (last) {
+      // Processed whatever it holds, and before the position has moved: the next scan reads this line again, whole.
+      t_.Hit.CurLine = line;
+      hits_.SplitLine(line, n);
+      return Status::Ok();
+    }
+    blank_lines = line.empty() ? blank_lines + 1 : 0;
+    t_.Hit.CurPos = reader.Position() + 1;
+    if (!line.empty() && line.front() == '#') {
+      TakeHeaderLine(n, line);
+    } else if (t_.Site(n).FieldsKnown) {
+      hits_.SplitLine(line, n);
+    }
+    if (++lines == kLinesPerCheck) {
+      lines = 0;
+      t_.Hit.CurLine = line;
+      Yield(last_yield);
+      if (t_.Closing) return Status::Ok();
+    }
+    if (!reader.Next()) {
+      // The file was cut short between the look ahead and the read.
+      return reader.Error().ok() ? Status::Error(Fail::kIo, "Input past end of file") : reader.Error();
+    }
+  }
+}
+
+void ScanCycle::Yield(SteadyTime& last) {
+  if (c_.clock.Steady().ms - last.ms < kYieldMs) return;
+  c_.loop.Turn();
+  last = c_.clock.Steady();
+}
+
+void ScanCycle::TakeHeaderLine(int16_t n, std::string_view line) {
+  const std::string text = Upper(Trim(line));
+  if (!StartsWith(text, "#FIELDS:")) return;
+  SiteRec& site = t_.Site(n);
+  site.LastFields = text.size() > 9 ? text.substr(9) : "";
+  hits_.MapFields(n, site.LastFields);
+  site.FieldsKnown = true;
+  if (!site.IncludeQuery) hits_.DropQuery();
+}
+
+void ScanCycle::FailScan(int16_t n, const Status& status) {
+  if (!t_.Site(n).FTPScanOK) c_.log.AddTrace(n, "ERROR:" + status.text);
+  if (t_.Site(n).FTP) c_.ftp.FTPClose(n);
+  SiteRec& site = t_.Site(n);
+  // The trace has no reader without a window, so the console hears of each new trouble once.
+  if (site.LastScanError != status.text && !site.LastLogFile.empty()) {
+    c_.notices.Tell("Site " + site.Name + ": " + status.text + " (" + site.LastLogFile + "). It is tried again every " +
+                    std::to_string(site.Frequency) + " s.");
+  }
+  site.LastScanError = status.text;
+  site.LastScanTime = c_.clock.Now();
+  site.Scanning = false;
+  t_.ScanInProgress = false;
+  c_.view.SetSiteImage(n, site.ProxyStyle ? kIconSiteIdleProxy : kIconSiteIdle);
+  c_.view.SetStatus("");
+  c_.view.UpdateStatus();
+  c_.view.RefreshSiteNode(n);
+}
+
+void ScanCycle::WarnNoFields(int16_t n) {
+  SiteRec& site = t_.Site(n);
+  const std::string text = "The log file for site " + site.Name +
+                           " was scanned but no #Field definition lines were found so Vantry cannot interpret the log "
+                           "file.";
+  if (t_.ServiceMode) {
+    c_.log.AddLogEvent(text + " ", EventLevel::kError);
+  } else {
+    c_.notices.MessageBox(BoxKind::kWarning, text + " \r\n\r\nAre you sure this is a W3C Extended log file?");
+    c_.log.WriteProgramLog(text, false);
+  }
+  site.LastReadPos = 0;
+  site.Paused = true;
+}
+
+void ScanCycle::EndScan(int16_t n) {
+  c_.log.Guard("frmLog.EndScan", [&] {
+    t_.Site(n).LastScanTime = c_.clock.Now();
+    if (c_.settings.ChangeIconDuringScan) {
+      c_.view.SetSiteImage(n, t_.Site(n).ProxyStyle ? kIconSiteIdleProxy : kIconSiteIdle);
+    }
+    if (t_.FirstScan && !t_.Site(n).FieldsKnown) WarnNoFields(n);
+    SiteRec& site = t_.Site(n);
+    site.LastScanError.clear();
+    site.Scanning = site.Replaying = false;
+    site.ReplayUntilPos = 0;
+    // A first scan replays history: no peaks are taken from it.
+    if (site.ScanCount > 1 && site.CurrentVisitors > site.PeakToday) site.PeakToday = site.CurrentVisitors;
+    c_.view.UpdateStatus();
+    if (site.PrevCurrentVisitors != site.CurrentVisitors) c_.view.RefreshSiteNode(n);
+    site.PrevCurrentVisitors = site.CurrentVisitors;
+    t_.ScanInProgress = false;
+    if (t_.FirstScan) c_.view.SetStatus("");
+    t_.FirstScan = false;
+    return Status::Ok();
+  });
+}
+
+}  // namespace vantry

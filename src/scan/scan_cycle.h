@@ -1,0 +1,69 @@
+// The scan cycle, the program's heartbeat: a tick every 2 seconds reads what was added to each due site's log and does
+// the daily rollover; another every 5 seconds ends visits.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "scan/hit_processor.h"
+#include "scan/lifecycle.h"
+#include "scan/line_reader.h"
+#include "scan/scan_context.h"
+
+namespace vantry {
+
+class ScanCycle {
+ public:
+  static constexpr int64_t kTimer1Ms = 2000, kTimer2Ms = 5000;
+  // A scan turns the loop at the first check after this time. The check itself comes every kLinesPerCheck lines.
+  static constexpr int64_t kYieldMs = 5;
+  static constexpr int kLinesPerCheck = 100;
+
+  // `monitoring` tells whether ticks are still wanted: a pause in the middle of a tick ends it behind the running scan.
+  // `exception_number` gives the number of the exception type at a place of the type table.
+  ScanCycle(ScanContext& c, std::function<bool()> monitoring, std::function<std::string(int16_t)> exception_number);
+
+  void Timer1Tick();
+  void Timer2Tick();
+
+  // One scan of a site. True only when a local file's lines were read to the end.
+  bool ScanSite(int16_t site);
+  // Closes a scan.
+  void EndScan(int16_t site);
+  // The current log file: folder and name, or the remote name; empty when there is none. Moves the read position back
+  // into a file that shrank.
+  std::string LogFileName(int16_t site);
+
+  HitProcessor& Hits() { return hits_; }
+  Lifecycle& Visits() { return lifecycle_; }
+
+ private:
+  void Rollover();
+  void RolloverSites();
+  void UpdateSleep(SiteRec& site);
+  void TickSite(int16_t site);
+  void AnnounceFirstScan(int16_t site);
+  Status PrepareScan(int16_t site);
+  Status ChooseLogFile(int16_t site);
+  Status ReportNoLogFile(int16_t site);
+  void StartReplay(SiteRec& site);
+  Status ReadLocalLog(int16_t site);
+  Status ReadLines(int16_t site, LineReader& reader);
+  void TakeHeaderLine(int16_t site, std::string_view line);
+  void FailScan(int16_t site, const Status& status);
+  void WarnNoFields(int16_t site);
+  std::string NewestLocalFile(int16_t site);
+  void Yield(SteadyTime& last);
+
+  ScanContext& c_;
+  LiveTables& t_;
+  std::function<bool()> monitoring_;
+  std::function<std::string(int16_t)> exception_number_;
+  Lifecycle lifecycle_;
+  HitProcessor hits_;
+  std::vector<char> buffer_;  // The line reader's working space, kept from scan to scan.
+};
+
+}  // namespace vantry

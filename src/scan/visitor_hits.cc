@@ -1,0 +1,293 @@
+// Second half of `SplitLine`: from the hit to the counted page.
+#include "config/value_forms.h"
+#include "core/text.h"
+#include "core/visitor_rows.h"
+#include "core/wildcard.h"
+#include "scan/hit_processor.h"
+
+namespace vantry {
+namespace {
+
+// Patterns separated by ";", with or without a closing one. An empty pattern would fit empty text alone and counts for
+// nothing.
+bool FitsAny(std::string_view text, std::string_view patterns) {
+  while (!patterns.empty()) {
+    const size_t end = patterns.find(';');
+    const std::string_view pattern = patterns.substr(0, end);
+    if (!pattern.empty() && Like(text, pattern)) return true;
+    if (end == std::string_view::npos) return false;
+    patterns.remove_prefix(end + 1);
+  }
+  return false;
+}
+
+}  // namespace
+
+bool ExcludeCheck(std::string_view ip, std::string_view page, const SiteRec& site) {
+  return FitsAny(ip, site.Exclude) || FitsAny(page, site.ExcludePages);
+}
+
+// Whether the page is of a kind that counts. Images, style sheets and the like end here.
+bool HitProcessor::KeepExtension() {
+  std::string& page = t_.Hit.HitPage;
+  ext_.clear();
+  const size_t dot = page.rfind('.');
+  if (dot == std::string::npos) return page.size() >= 2;
+  const std::string_view behind = std::string_view(page).substr(dot + 1);
+  for (const std::string& extension : c_.settings.Extension) {
+    // Stored in lower case, so comparing without case is comparing the lower-cased text.
+    if (extension.size() != behind.size() || !EqualsNoCase(extension, behind)) continue;
+    ext_ = extension;
+    if (page.front() == '/') page.erase(0, 1);
+    return true;
+  }
+  return false;
+}
+
+void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit) {
+  HitRec& h = t_.Hit;
+  line_site_ = number;
+  Take(kClientIp, h.HitIP);
+  if (ExcludeCheck(h.HitIP, h.HitPage, t_.Site(number))) return;
+  ReadRemainingFields();
+
+  bool drop = false;
+  VisitorRec* v = FindVisitor(number, hit, drop);
+  if (drop) return;
+  int32_t alert = 0;
+  if (!v) v = NewVisitor(number, hit, alert);
+  if (!v) return;
+
+  v->LastHitTime = hit;
+  if (t_.Site(number).Type == LogType::kISA) v->Referrer = h.HitReferrer;
+  // A repeated request, a frame reload or the re-read last line counts once; so does a second page in one second.
+  if (h.HitPage == v->Page || hit == v->LastPageTime) return;
+  CountPage(*v, line, hit);
+  if (v->AlertPending) c_.alerts.AddAlert(*v, alert);
+  if (v->SpiderPending) AddSpider(t_, *v, c_.regional);
+}
+
+VisitorRec* HitProcessor::FindVisitor(int16_t number, LogTime hit, bool& drop) {
+  const SiteRec& site = t_.Site(number);
+  const HitRec& h = t_.Hit;
+  VisitorRec* v = t_.Visitors.At(t_.Visitors.Find(number, h.HitIP));
+  if (!v) {
+    // A hit that is not newer than the end of a removed visit must not bring it back.
+    drop = h.HitIP == site.LastIP && site.LastTime >= hit;
+    if (drop) return nullptr;
+    v = GetVisitorByGroup();
+  }
+  if (!v) return nullptr;
+  // A first scan and a replay go through hours of log in seconds, so they cut visits at the gaps in log time.
+  const bool gap = site.ScanCount == 1 && MinutesBetween(v->LastHitTime, hit) > c_.settings.InactivityMins;
+  const bool other_target = site.Type == LogType::kISA && v->Referrer != h.HitReferrer;
+  if (!gap && !other_target) return v;
+  lifecycle_.MarkForRemoval(*v);
+  lifecycle_.RemoveInactive();
+  return nullptr;
+}
+
+// Clients of rotating proxies show many addresses: a hit joins a visitor whose name fits the same mask, on whatever
+// site, while that visitor is active.
+VisitorRec* HitProcessor::GetVisitorByGroup() {
+  const std::string name = c_.history.LookupDNS(t_.Hit.HitIP, nullptr);
+  if (name.empty()) return nullptr;
+  for (const std::string& mask : c_.settings.DNSMask) {
+    if (mask.empty()) return nullptr;
+    if (!Like(name, mask)) continue;
+    VisitorRec* first = nullptr;
+    t_.Visitors.ForEach([&](int32_t, VisitorRec& v) {
+      if (!first && Like(v.DNS, mask)) first = &v;
+    });
+    if (!first) continue;
+    if (MinutesBetween(first->LastClock, c_.clock.Now()) >= c_.settings.InactivityMins / 2) return nullptr;
+    first->GroupMask = mask;
+    return first;
+  }
+  return nullptr;
+}
+
+// False when spiders are ignored and this is one.
+bool HitProcessor::ChooseSpider(int16_t number, LogTime hit, std::string& spider) {
+  const HitRec& h = t_.Hit;
+  if (t_.Site(number).ProxyStyle) return true;
+  spider = classifier_.SelectSpider(h.HitAgent, h.HitIP);
+  if (spider.empty() && EqualsNoCase(h.HitPage, "ROBOTS.TXT")) {
+    spider = "Unknown";
+    if (h.HitAgent.size() >= 2 && classifier_.LearnAgent(h.HitIP, h.HitAgent)) {
+      c_.exceptions.AddException(number, 902, hit, h.HitAgent, h.HitIP, 0);
+    }
+  }
+  return spider.empty() || !c_.settings.NoSpiders;
+}
+
+VisitorRec* HitProcessor::NewVisitor(int16_t number, LogTime hit, int32_t& alert) {
+  HitRec& h = t_.Hit;
+  std::string browser = SelectBrowser(h.HitAgent);
+  if (browser == "-" && !h.HitMethod.empty()) browser = h.HitMethod;
+  if (browser == "VT") return nullptr;  // The program's own touch monitor.
+  std::string spider;
+  if (!ChooseSpider(number, hit, spider)) return nullptr;
+
+  SiteRec& site = t_.Site(number);
+  ++t_.TotalVisitorCount;
+  ++t_.TodayVisitorCount;
+  ++site.TotalVisitors;
+  ++site.TodayVisitors;
+  ++site.CurrentVisitors;
+  VisitorRec& v = *t_.Visitors.At(t_.Visitors.Add(number, h.HitIP));
+  FillVisitor(v, number, hit, browser, spider);
+  SetReferrer(v, site);
+  // Alerts are tested before the page and the name are known: their page masks see an empty text, and so do their host
+  // name masks.
+  if (!v.IsSpider) alert = c_.alerts.RaiseAlert(v);
+  if (alert > 0) {
+    v.AlertNo = t_.Alerts[static_cast<size_t>(alert - 1)].AlertNo;
+    v.AlertPending = true;
+  }
+  v.SpiderPending = v.IsSpider;
+  v.DNS = c_.names.ResolveVisitor(v);
+  if (t_.CountryLookup) {
+    v.CountryCode = c_.history.LookupCountryCode(h.HitIP);
+    v.CountryName = c_.names.CountryName(v.CountryCode);
+  }
+  Announce(v, site);
+  c_.history.UpdateVisitor(v, false);
+  c_.history.AddVisitToDatabase(v, h.HitPage);
+  if (!v.IsSpider && browser.empty() && !h.HitAgent.empty()) {
+    c_.exceptions.AddException(number, 900, hit, h.HitAgent, h.HitIP, v.VisitCount);
+  }
+  AddToGrid(t_, v);
+  return &v;
+}
+
+void HitProcessor::FillVisitor(VisitorRec& v, int16_t number, LogTime hit, std::string_view browser,
+                               std::string_view spider) {
+  const HitRec& h = t_.Hit;
+  v.StartPos = h.CurPos;
+  v.VisitCount = 1;
+  v.StartTime = v.LastHitTime = hit;
+  v.LastClock = c_.clock.Now();
+  v.VisitNo = t_.Site(number).TotalVisitors;
+  v.Key = std::to_string(number) + ":" + v.IP;
+  v.Browser = browser;
+  v.UserAgent = h.HitAgent;
+  v.UserName = h.HitUser;
+  v.IsSpider = !spider.empty();
+  v.SpiderName = spider;
+}
+
+// Only where a visit came from outside is kept. In logs with user names and no referrer, the column shows who it was.
+void HitProcessor::SetReferrer(VisitorRec& v, const SiteRec& site) {
+  const HitRec& h = t_.Hit;
+  if (h.HitReferrer.size() >= 2) {
+    if (Contains(h.HitReferrer, site.Domain)) return;
+    v.Referrer = h.HitReferrer.front() == '"' ? RemoveChar(h.HitReferrer, '"') : h.HitReferrer;
+  } else if (h.HitUser.size() > 1) {
+    v.Referrer = h.HitUser;
+  }
+}
+
+void HitProcessor::Announce(const VisitorRec& v, const SiteRec& site) {
+  if (site.ReplayUntilPos != 0 || !site.CaughtUp) return;
+  if (!v.AlertPending && site.ScanCount > 2 && !c_.settings.DefaultSound.empty() && c_.settings.NewVisitorSound) {
+    c_.notices.PlaySound(c_.settings.DefaultSound);
+  }
+  if (t_.InterfaceCount > 0) c_.events.VisitorArrived(site.Domain, v, t_.Hit.HitPage);
+}
+
+void HitProcessor::Raise(const VisitorRec& v, int number, LogTime hit, std::string_view value, std::string_view who) {
+  c_.exceptions.AddException(line_site_, number, hit, value, who, v.VisitCount);
+}
+
+// A visitor found through a group may stand on another site than the line's; counts, limits and mutes are the line's.
+void HitProcessor::CountPage(VisitorRec& v, std::string_view line, LogTime hit) {
+  const HitRec& h = t_.Hit;
+  SiteRec& site = t_.Site(line_site_);
+  ++site.PagesCounted;
+  if (t_.ShowTraceView) c_.log.AddTrace(line_site_, line);
+  if (v.Pages > 1 && MinutesBetween(v.LastPageTime, hit) >= site.ExValue134) Raise(v, 134, hit, v.Page, v.IP);
+  v.LastPageTime = hit;
+  v.LastClock = c_.clock.Now();
+  v.Page = h.HitPage;
+  v.Status = h.HitStatus;
+  v.Method = h.HitMethod;
+  if (h.HitQuery.size() > 1) v.Query.assign("?").append(h.HitQuery);
+  CountUp(v.Pages);
+  v.GridDirty = true;
+  v.Idle = false;
+  v.Remove = false;
+  ScoreStatus(v, hit);
+  ScoreExtension(v, hit);
+  ScorePageAndMethod(v, hit);
+  ScoreVisit(v, hit);
+  if (site.ReplayUntilPos == 0) StorePage(v);
+  if (v.HackCount > 3 && !v.HackRaised) {
+    Raise(v, 165, hit, "", v.IP);
+    v.HackRaised = true;
+    c_.history.UpdateHackCount(v);
+  }
+}
+
+void HitProcessor::ScoreStatus(VisitorRec& v, LogTime hit) {
+  if (v.Status > 400) Raise(v, v.Status, hit, v.Page, v.DNS);
+  if (v.Status != 404) return;
+  CountUp(v.NotFoundCount);
+  if (v.NotFoundCount < t_.Site(line_site_).ExValue161) return;
+  Raise(v, 161, hit, std::to_string(v.NotFoundCount), v.DNS);
+  v.NotFoundCount = 0;
+  CountUp(v.HackCount, 2);
+}
+
+void HitProcessor::ScoreExtension(VisitorRec& v, LogTime hit) {
+  struct Row {
+    std::string_view extension;
+    int exception;  // 0 for none.
+    bool download, scores;
+  };
+  static constexpr Row kRows[] = {{"exe", 150, true, true},
+                                  {"dll", 151, true, true},
+                                  {"bat", 152, false, false},
+                                  {"vbs", 153, false, false},
+                                  {"zip", 0, true, false}};
+  for (const Row& row : kRows) {
+    if (ext_ != row.extension) continue;
+    if (row.exception != 0) Raise(v, row.exception, hit, v.Page, v.DNS);
+    if (row.download) c_.history.AddDownload(v);
+    if (row.scores && v.Status >= 400) CountUp(v.HackCount, 2);
+  }
+}
+
+void HitProcessor::ScorePageAndMethod(VisitorRec& v, LogTime hit) {
+  if (Contains(v.Page, "../") || Contains(v.Page, "..%2F") || Contains(v.Page, ".%5c.")) {
+    Raise(v, 160, hit, v.Page, v.DNS);
+    CountUp(v.HackCount);
+  }
+  if (v.Method == "PUT") {
+    Raise(v, 162, hit, v.Page, v.DNS);
+    if (v.Status >= 400) CountUp(v.HackCount);
+  } else if (v.Method == "DELETE") {
+    Raise(v, 163, hit, v.Page, v.DNS);
+    if (v.Status >= 400) CountUp(v.HackCount, 2);
+  }
+}
+
+void HitProcessor::ScoreVisit(VisitorRec& v, LogTime hit) {
+  const SiteRec& site = t_.Site(line_site_);
+  if (v.Pages > site.ExValue131 && !v.PagesRaised) {
+    Raise(v, 131, hit, std::to_string(v.Pages), v.DNS);
+    v.PagesRaised = true;
+  }
+  if (MinutesBetween(v.StartTime, v.LastPageTime) > site.ExValue130 && !v.LongVisitRaised) {
+    Raise(v, 130, hit, std::to_string(site.ExValue130), v.DNS);
+    v.LongVisitRaised = true;
+  }
+}
+
+void HitProcessor::StorePage(VisitorRec& v) {
+  if (t_.InterfaceCount > 0 && v.Pages >= 2) c_.events.VisitorPageMove(t_.Site(line_site_).Domain, v);
+  t_.pageGrid.AddRow(v, v.Pages, v.Page, v.Query, SecondOfDay(v.LastPageTime));
+  c_.history.AddPageToDatabase(v);
+}
+
+}  // namespace vantry

@@ -1,0 +1,60 @@
+// The control lines: a line that begins with "@" on the web access port.
+#include "core/text.h"
+#include "core/wildcard.h"
+#include "web/web_server.h"
+
+namespace vantry {
+
+bool WebServer::ControlAllowed(int n) const {
+  if (security_.control_from.empty()) return true;
+  for (const std::string& pattern : security_.control_from) {
+    if (Like(c_.listener.RemoteHost(n), pattern)) return true;
+  }
+  return false;
+}
+
+void WebServer::RunControlLine(int n, std::string_view text) {
+  const std::string word = Upper(text);
+  RemoteControl& program = c_.control;
+  if (word == "SHOW") {
+    SendWebLine(n, "OK");
+    program.ShowWindow();
+  } else if (word == "HIDE") {
+    SendWebLine(n, "OK");
+    program.HideWindow();
+  } else if (word == "HELLO") {
+    SendWebLine(n, program.Caption() + (program.Monitoring() ? " [Running]" : " [Paused]"));
+  } else if (word == "STATUS") {
+    SendWebLine(n, StatusRecord());
+  } else if (word == "PAUSE") {
+    program.Pause();
+    SendWebLine(n, program.Caption());
+  } else if (word == "CONTINUE") {
+    program.Continue();
+    SendWebLine(n, program.Caption() + " [Running]");
+  } else if (word == "@STOP") {
+    SendWebLine(n, "XXX");
+    program.Stop();
+  }
+}
+
+std::string WebServer::StatusRecord() const {
+  constexpr char kEsc = '\x1B';
+  std::string out = "rST";
+  out += kEsc;
+  for (const SiteRec& site : c_.t.Sites) {
+    out += site.Name;
+    if (site.Paused) out += " (Paused) ";
+    out += kEsc;
+    for (const int32_t n : {site.CurrentVisitors, site.TodayAlerts, site.TodaySpiders, site.TodayExceptions}) {
+      out += std::to_string(n);
+      out += kEsc;
+    }
+    out += c_.regional.Stamp(site.LastReadDateTime);
+    out += kEsc;
+    out += '\n';
+  }
+  return out;
+}
+
+}  // namespace vantry

@@ -1,0 +1,206 @@
+#include "web/web_server.h"
+
+#include "core/text.h"
+#include "core/wildcard.h"
+#include "web/request_reader.h"
+
+namespace vantry {
+
+WebServer::WebServer(WebContext c, WebSecurity security) : c_(c), security_(std::move(security)) {
+  quiet_timer_ = c_.loop.NewTimer(kQuietMs / 2, [this] { QuietTick(); });
+}
+
+Interface& WebServer::SharedInterface() {
+  if (!interface_) interface_ = std::make_unique<Interface>(c_.t, clients_, security_.escape_html);
+  return *interface_;
+}
+
+Status WebServer::StartWebListener() {
+  const int32_t port = c_.settings.WebAccessPort;
+  if (port < 1 || port > 65535) {
+    return Status::Error(Fail::kBadData, "WebAccessPort " + std::to_string(port) + " is no port number");
+  }
+  ListenerEvents events;
+  events.connected = [this](int n) { Connected(n); };
+  events.disconnected = [this](int n) { Disconnected(n); };
+  events.data = [this](int n, std::string_view bytes) { Data(n, bytes); };
+  events.peer_done = [this](int n) { PeerDone(n); };
+  events.may_be_displaced = [this](int n) { return clients_[n].State != WebState::kIdle; };
+  return c_.listener.Listen(security_.bind_address, static_cast<uint16_t>(port), std::move(events));
+}
+
+void WebServer::CloseConnections() {
+  quiet_timer_->Stop();
+  for (int n = 1; n <= kMaxConnections; ++n) {
+    if (clients_[n].InUse && c_.listener.IsOpen(n)) c_.listener.Close(n);
+  }
+  c_.listener.Shutdown();
+}
+
+bool WebServer::StillOpen(int n, uint64_t serial) {
+  return PumpOf(n).serial == serial && c_.listener.IsOpen(n);
+}
+
+void WebServer::Connected(int n) {
+  PumpOf(n).framer.Clear();
+  PumpOf(n).content_length = 0;
+  PumpOf(n).serial = next_serial_++;
+  OpenClient(clients_[n]);
+}
+
+void WebServer::Disconnected(int n) {
+  PumpOf(n).framer.Clear();
+  PumpOf(n).serial = 0;
+  CloseClient(clients_[n]);
+}
+
+void WebServer::Data(int n, std::string_view bytes) {
+  const uint64_t serial = PumpOf(n).serial;
+  PumpOf(n).framer.Feed(bytes);
+  PumpOf(n).last_byte_ms = c_.clock.Steady().ms;
+  while (StillOpen(n, serial)) {
+    const auto line = PumpOf(n).framer.NextLine();
+    if (!line) break;
+    if (clients_[n].State == WebState::kHeaders) NoteContentLength(n, *line);
+    DataIn(n, *line, true);
+  }
+  if (StillOpen(n, serial)) DeliverBody(n, false);
+}
+
+// The end of a form's body has no line end, so it is whole when the announced size has come or the peer falls silent.
+void WebServer::DeliverBody(int n, bool whole) {
+  Pump& pump = PumpOf(n);
+  if (clients_[n].State != WebState::kBody || pump.framer.RestSize() == 0) return;
+  if (!whole && (pump.content_length == 0 || pump.framer.RestSize() < pump.content_length)) {
+    if (!quiet_timer_->Enabled()) quiet_timer_->Start();
+    return;
+  }
+  DataIn(n, pump.framer.TakeRest(), false);
+}
+
+void WebServer::QuietTick() {
+  bool waiting = false;
+  const int64_t now = c_.clock.Steady().ms;
+  for (int n = 1; n <= kMaxConnections; ++n) {
+    if (clients_[n].State != WebState::kBody || PumpOf(n).framer.RestSize() == 0) continue;
+    if (now - PumpOf(n).last_byte_ms >= kQuietMs) {
+      DeliverBody(n, true);
+    } else {
+      waiting = true;
+    }
+  }
+  if (!waiting) quiet_timer_->Stop();
+}
+
+void WebServer::PeerDone(int n) {
+  if (PumpOf(n).framer.RestSize() > 0) DataIn(n, PumpOf(n).framer.TakeRest(), false);
+}
+
+void WebServer::NoteContentLength(int n, std::string_view header) {
+  const size_t colon = header.find(':');
+  if (colon == std::string_view::npos || !EqualsNoCase(header.substr(0, colon), "Content-Length")) return;
+  const int32_t size = LeadingNumber(header.substr(colon + 1));
+  PumpOf(n).content_length = size > 0 ? std::min(static_cast<size_t>(size), LineFramer::kMaxLine) : 0;
+}
+
+void WebServer::DataIn(int n, std::string_view text, bool end_of_line) {
+  if (!text.empty() && text.front() == '@') {
+    if (ControlAllowed(n)) RunControlLine(n, text.substr(1));
+    return;
+  }
+  // While monitoring is paused nobody answers: the browser waits on an open connection until it gives up.
+  if (!c_.control.Monitoring()) return;
+  const ReadStep step = TakeLine(clients_[n], text, end_of_line, c_.listener.RemoteHost(n), c_.clock.Now());
+  if (step == ReadStep::kRequestComplete) HandleWebRequest(n);
+}
+
+void WebServer::HandleWebRequest(int n) {
+  WebClient& client = clients_[n];
+  client.LastRequest = c_.clock.Now();
+  if (client.Query.empty() && Trim(client.Path) == "/") client.LoggedIn = false;
+  if (!c_.settings.WebAccessControl || client.IsWAP) client.LoggedIn = client.AllSites = true;
+  if (!client.LoggedIn && client.CredentialsGiven) {
+    if (!CheckCredentials(n)) {
+      SendWebPage(n, SharedInterface().InvalidLogin(n));
+      c_.listener.Close(n);
+      return;
+    }
+    MailLogin(n);
+  }
+  const Command command = SplitCommand(client.Query);
+  if (c_.settings.WebAccessLog) WriteAccessLog(n);
+  SendWebPage(n, PageFor(n, command.word, command.argument));
+  c_.listener.Close(n);
+}
+
+bool WebServer::CheckCredentials(int n) {
+  WebClient& client = clients_[n];
+  client.Path.clear();
+  const auto plain = [](std::string_view text) { return Upper(Trim(text)); };
+  if (client.UserName == plain(c_.settings.WebUsername) && client.Password == plain(c_.settings.WebPassword)) {
+    client.LoggedIn = client.AllSites = true;
+    return true;
+  }
+  client.LoggedIn = false;
+  for (const SiteRec& site : c_.t.Sites) {
+    const std::string user = plain(site.WebUserName);
+    if (!user.empty() && user == client.UserName && plain(site.WebPassword) == client.Password) {
+      client.LoggedIn = true;
+      break;
+    }
+  }
+  return client.LoggedIn;
+}
+
+// A login is checked anew for each page, so each page of a logged-in user is mailed.
+void WebServer::MailLogin(int n) {
+  if (!c_.settings.WebAccessEmail || c_.settings.EmailSendTo.empty()) return;
+  const std::string text = "Vantry Web Access User Login:\r\n" + c_.regional.General(c_.clock.Now()) + " " +
+                           c_.listener.RemoteHost(n) + " " + std::to_string(c_.listener.RemotePort(n)) + " " +
+                           clients_[n].UserName;
+  c_.mailer.SendLoginMail(c_.settings.EmailSendTo, text);
+}
+
+void WebServer::WriteAccessLog(int n) {
+  const WebClient& client = clients_[n];
+  const std::string line = c_.regional.General(c_.clock.Now()) + " " + c_.listener.RemoteHost(n) + " " +
+                           std::to_string(c_.listener.RemotePort(n)) + " " + client.Query + " " + client.UserName +
+                           "\r\n";
+  // A page is answered whether or not its log line could be written.
+  (void)c_.files.Append(c_.settings.DDFPath + "webaccess.log", line);
+}
+
+std::string WebServer::PageFor(int n, std::string_view word, std::string_view argument) {
+  Interface& pages = SharedInterface();
+  if (!clients_[n].LoggedIn) return pages.LoginTable();
+  if (word == "LIST") return pages.GetVisitorsList(argument);
+  static constexpr std::string_view kPages[] = {"SITE",   "TABLE",       "SITETABLE", "VISITOR", "PREVIOUS",
+                                                "ALERTS", "ALERTSTABLE", "SPIDERS",   "EXCEPT",  "REFER"};
+  for (const std::string_view page : kPages) {
+    if (word == page) return pages.PageNotBuilt(page);
+  }
+  return pages.PageNotBuilt("SITES");
+}
+
+void WebServer::SendWebPage(int n, std::string_view text) {
+  if (clients_[n].IsWAP) {
+    // WAP gateways get no status line and no empty line.
+    SendWebLine(n, "Content-Type: text/vnd.wap.wml");
+    SendWebLine(n, "Cache-Control: no-cache");
+    SendWebLine(n,
+                "<?xml version=\"1.0\"?>\r<!DOCTYPE wml PUBLIC \"-//WAPFORUM//DTD WML 1.1//EN\" "
+                "\"http://www.wapforum.org/DTD/wml_1.1.xml\">");
+  } else {
+    SendWebLine(n, "HTTP/1.0 200 OK");
+    SendWebLine(n, "Content-Type: text/html");
+    SendWebLine(n, "");
+  }
+  SendWebLine(n, text);
+}
+
+void WebServer::SendWebLine(int n, std::string_view text) {
+  // The listener keeps what a full socket does not take, so nothing of a page is lost and nobody is waited for.
+  c_.listener.Send(n, std::string(text) + "\r\n");
+}
+
+}  // namespace vantry

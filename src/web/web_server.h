@@ -1,0 +1,120 @@
+// The web access: a minimal HTTP/1.0 server and, on the same port, the control lines.
+#pragma once
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "config/settings.h"
+#include "core/program_log.h"
+#include "core/regional.h"
+#include "core/tables.h"
+#include "ports/clock.h"
+#include "ports/files.h"
+#include "ports/listener.h"
+#include "ports/loop.h"
+#include "web/connection_table.h"
+#include "web/interface.h"
+#include "web/line_framer.h"
+
+namespace vantry {
+
+// What a control line can do to the program.
+class RemoteControl {
+ public:
+  virtual ~RemoteControl() = default;
+  virtual std::string Caption() const = 0;  // Product name, blank, version, and marks of the state.
+  virtual bool Monitoring() const = 0;      // Timer1 runs.
+  virtual void Pause() = 0;
+  virtual void Continue() = 0;
+  virtual void Stop() = 0;  // The closing routine; the program ends behind it.
+  virtual void ShowWindow() = 0;
+  virtual void HideWindow() = 0;
+};
+
+// Sends a mail and waits for it.
+class LoginMailer {
+ public:
+  virtual ~LoginMailer() = default;
+  virtual void SendLoginMail(const std::string& to, const std::string& text) = 0;
+};
+
+// Exposure beyond the defaults, from the section "Security" of the registry store.
+struct WebSecurity {
+  std::string bind_address;               // Empty: all addresses.
+  std::vector<std::string> control_from;  // Wildcards; empty: control lines are taken from everywhere.
+  bool escape_html = false;
+};
+
+struct WebContext {
+  LiveTables& t;
+  Settings& settings;
+  const Regional& regional;
+  Clock& clock;
+  Files& files;
+  Loop& loop;
+  Listener& listener;
+  RemoteControl& control;
+  LoginMailer& mailer;
+};
+
+class WebServer {
+ public:
+  // A body's text without a line end counts as whole after this silence.
+  static constexpr int64_t kQuietMs = 200;
+
+  WebServer(WebContext c, WebSecurity security);
+
+  // Listens on WebAccessPort. A failure names the port.
+  Status StartWebListener();
+  // Closes every connection that is still open.
+  void CloseConnections();
+
+  WebClientTable& Clients() { return clients_; }
+  // The shared page builder, made at first use.
+  Interface& SharedInterface();
+
+ private:
+  struct Pump {  // What a connection's reading needs beside its record.
+    LineFramer framer;
+    size_t content_length = 0;  // As announced by the headers, 0 for unknown.
+    int64_t last_byte_ms = 0;
+    uint64_t serial = 0;  // Tells a connection from a later one with the same number.
+  };
+  Pump& PumpOf(int connection) { return pumps_[static_cast<size_t>(connection - 1)]; }
+  bool StillOpen(int connection, uint64_t serial);
+
+  void Connected(int connection);
+  void Disconnected(int connection);
+  void Data(int connection, std::string_view bytes);
+  void PeerDone(int connection);
+  void DeliverBody(int connection, bool whole);
+  void QuietTick();
+  void NoteContentLength(int connection, std::string_view header);
+
+  void DataIn(int connection, std::string_view text, bool end_of_line);
+  void RunControlLine(int connection, std::string_view word);
+  std::string StatusRecord() const;
+  bool ControlAllowed(int connection) const;
+
+  void HandleWebRequest(int connection);
+  bool CheckCredentials(int connection);
+  void MailLogin(int connection);
+  void WriteAccessLog(int connection);
+  std::string PageFor(int connection, std::string_view word, std::string_view argument);
+  void SendWebPage(int connection, std::string_view text);
+  void SendWebLine(int connection, std::string_view text);
+
+  WebContext c_;
+  WebSecurity security_;
+  WebClientTable clients_;
+  std::array<Pump, kMaxConnections> pumps_;
+  uint64_t next_serial_ = 1;
+  std::unique_ptr<Interface> interface_;
+  std::unique_ptr<Timer> quiet_timer_;
+};
+
+}  // namespace vantry

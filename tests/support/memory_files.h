@@ -1,0 +1,119 @@
+// A disk in memory for tests: records writes and fails on command.
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "ports/files.h"
+
+namespace vantry {
+
+class MemoryFiles final : public Files {
+ public:
+  struct Entry {
+    std::string bytes;
+    int64_t written_ns = 0;
+    bool readable = true;
+  };
+  std::map<std::string, std::shared_ptr<Entry>> entries;  // By path.
+  std::set<std::string> folders;
+  std::vector<std::string> calls;                          // "replace /a", "append /b", "remove /c", in order.
+  std::function<bool(const std::string& call)> fails;      // Told each call before it is made; true breaks it.
+  int64_t clock_ns = 1;
+
+  void Put(const std::string& path, std::string bytes) {
+    auto& entry = entries[path];
+    if (!entry) entry = std::make_shared<Entry>();
+    entry->bytes = std::move(bytes);
+    entry->written_ns = clock_ns;
+  }
+  std::string Get(const std::string& path) const {
+    const auto it = entries.find(path);
+    return it == entries.end() ? "<none>" : it->second->bytes;
+  }
+
+  Status Read(const std::string& path, std::string& bytes) override {
+    if (Broken("read " + path)) return Status::Error(Fail::kIo, path + ": broken on command");
+    const auto it = entries.find(path);
+    if (it == entries.end()) return Status::Error(Fail::kNotFound, path + ": not there");
+    if (!it->second->readable) return Status::Error(Fail::kIo, path + ": Permission denied");
+    bytes = it->second->bytes;
+    return Status::Ok();
+  }
+  Status Replace(const std::string& path, std::string_view bytes) override {
+    if (Broken("replace " + path)) return Status::Error(Fail::kIo, path + ": No space left on device");
+    entries[path] = std::make_shared<Entry>(Entry{std::string(bytes), clock_ns, true});
+    return Status::Ok();
+  }
+  Status Append(const std::string& path, std::string_view bytes) override {
+    if (Broken("append " + path)) return Status::Error(Fail::kIo, path + ": No space left on device");
+    auto& entry = entries[path];
+    if (!entry) entry = std::make_shared<Entry>();
+    entry->bytes.append(bytes);
+    entry->written_ns = clock_ns;
+    return Status::Ok();
+  }
+  Status Remove(const std::string& path) override {
+    if (Broken("remove " + path)) return Status::Error(Fail::kIo, path + ": broken on command");
+    entries.erase(path);
+    return Status::Ok();
+  }
+  bool Exists(const std::string& path) override { return entries.contains(path); }
+  Status MakeFolder(const std::string& path) override {
+    if (Broken("folder " + path)) return Status::Error(Fail::kIo, path + ": broken on command");
+    folders.insert(path);
+    return Status::Ok();
+  }
+  Status List(const std::string& folder, std::vector<FileEntry>& list) override {
+    if (Broken("list " + folder)) return Status::Error(Fail::kIo, folder + ": broken on command");
+    for (const auto& [path, entry] : entries) {
+      if (path.rfind(folder, 0) != 0 || path.find('/', folder.size()) != std::string::npos) continue;
+      list.push_back({path.substr(folder.size()), static_cast<int64_t>(entry->bytes.size()),
+                      entry->readable ? std::optional(entry->written_ns) : std::nullopt});
+    }
+    return Status::Ok();
+  }
+  Status OpenLog(const std::string& path, std::unique_ptr<LogFile>& file) override {
+    if (Broken("open " + path)) return Status::Error(Fail::kIo, path + ": broken on command");
+    const auto it = entries.find(path);
+    if (it == entries.end()) return Status::Error(Fail::kNotFound, path + ": No such file or directory");
+    if (!it->second->readable) return Status::Error(Fail::kIo, path + ": Permission denied");
+    file = std::make_unique<OpenFile>(*this, path, it->second);
+    return Status::Ok();
+  }
+
+ private:
+  // Holds the content it was opened on, as an open file does when its name is given to another.
+  class OpenFile final : public LogFile {
+   public:
+    OpenFile(MemoryFiles& disk, std::string path, std::shared_ptr<Entry> entry)
+        : disk_(disk), path_(std::move(path)), entry_(std::move(entry)) {}
+    Status ReadAt(int64_t position, std::span<char> buffer, size_t& count) override {
+      count = 0;
+      if (disk_.Broken("readat " + path_)) return Status::Error(Fail::kIo, path_ + ": Input/output error");
+      const auto size = static_cast<int64_t>(entry_->bytes.size());
+      if (position >= size) return Status::Ok();
+      count = std::min(buffer.size(), static_cast<size_t>(size - position));
+      std::memcpy(buffer.data(), entry_->bytes.data() + position, count);
+      return Status::Ok();
+    }
+
+   private:
+    MemoryFiles& disk_;
+    std::string path_;
+    std::shared_ptr<Entry> entry_;
+  };
+
+  bool Broken(const std::string& call) {
+    calls.push_back(call);
+    return fails && fails(call);
+  }
+};
+
+}  // namespace vantry
