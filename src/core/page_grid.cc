@@ -20,11 +20,9 @@ void PageRows::AddRow(VisitorRec& visitor, int16_t no, std::string_view page, st
 }
 
 void PageRows::DropFront() {
-  if (!rows_.front().visitor) {
-    --dead_;
-  } else if (rows_.front().visitor->LastPageRow == first_) {
-    rows_.front().visitor->LastPageRow = kNoRow;
-  }
+  // The visitor's chain may still name this row; a number below first_ is no row any more. Looking the visitor up here
+  // would touch the memory of somebody long gone quiet at each new row.
+  if (!rows_.front().visitor) --dead_;
   rows_.pop_front();
   ++first_;
 }
@@ -55,12 +53,13 @@ void TraceRows::AddRow(std::string_view site, int64_t position, std::string_view
     row = &rows_.emplace_back();
   } else {
     row = &rows_[start_];
-    start_ = (start_ + 1) % kMaxRows;
+    start_ = start_ + 1 == kMaxRows ? 0 : start_ + 1;
   }
   row->site = site;
   row->position = position;
   row->text = text.substr(0, kMaxText);
-  std::replace(row->text.begin(), row->text.end(), '\t', ' ');
+  // Looked for first: nearly no line has one, and finding none is quick.
+  if (row->text.find('\t') != std::string::npos) std::replace(row->text.begin(), row->text.end(), '\t', ' ');
 }
 
 }  // namespace vantry

@@ -43,7 +43,7 @@ class ProgramLog {
   // Event log entry with this level, then a stamped line.
   void AddLogEvent(std::string_view text, EventLevel level);
 
-  // One row in the trace: site name, its LastReadPos, the text.
+  // One row in the trace: site name, its LastReadPos, the text. Nothing for a site that is not in the table.
   void AddTrace(int16_t site, std::string_view text);
 
   // First and last lines of a session.

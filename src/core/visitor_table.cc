@@ -23,17 +23,30 @@ VisitorRec* VisitorTable::At(int32_t number) const {
 }
 
 int32_t VisitorTable::Find(int16_t site, std::string_view ip) const {
+  const VisitorRec* visitor = Lookup(site, ip);
+  return visitor ? visitor->Number : 0;
+}
+
+VisitorRec* VisitorTable::Lookup(int16_t site, std::string_view ip) const {
   const uint64_t hash = HashOf(site, ip);
   const size_t mask = index_.size() - 1;
-  int32_t first = 0;
+  VisitorRec* first = nullptr;
   for (size_t i = hash & mask; index_[i].visitor; i = (i + 1) & mask) {
-    const VisitorRec* v = index_[i].visitor;
+    if (index_[i].hash != hash) continue;
+    VisitorRec* v = index_[i].visitor;
     // Two visitors can share an address after a name server's answer changed one: the earlier one counts.
-    if (index_[i].hash == hash && v->Site == site && v->IP == ip && (first == 0 || v->Number < first)) {
-      first = v->Number;
-    }
+    if (v->Site == site && v->IP == ip && (!first || v->Number < first->Number)) first = v;
   }
   return first;
+}
+
+void VisitorTable::WarmIndex(int16_t site, std::string_view ip) const {
+  __builtin_prefetch(&index_[HashOf(site, ip) & (index_.size() - 1)]);
+}
+
+void VisitorTable::WarmRecord(int16_t site, std::string_view ip) const {
+  const auto* record = reinterpret_cast<const char*>(index_[HashOf(site, ip) & (index_.size() - 1)].visitor);
+  for (size_t line = 0; record && line < 3; ++line) __builtin_prefetch(record + line * 64);
 }
 
 int32_t VisitorTable::Add(int16_t site, std::string_view ip) {

@@ -104,10 +104,16 @@ void HitProcessor::ReadNcsaDate(std::string_view date) {
   const auto zone_field = cutter_.Get(layout_[kDate] + 1);
   if (!zone_field) return;
   const std::string_view zone = zone_field->substr(0, 5);
-  if (const auto zone_number = WholeNumber(zone); zone_number && std::abs(*zone_number) < 100'000) {
-    // Halves go to the even number. The shift is added below, not subtracted.
-    t_.HitShift = static_cast<int32_t>(std::nearbyint(static_cast<double>(*zone_number) / 100.0)) * 3600;
+  if (zone != std::string_view(zone_text_)) {
+    zone_text_ = zone;
+    zone_shift_.reset();
+    if (const auto number = WholeNumber(zone); number && std::abs(*number) < 100'000) {
+      // Halves go to the even number.
+      zone_shift_ = static_cast<int32_t>(std::nearbyint(static_cast<double>(*number) / 100.0)) * 3600;
+    }
   }
+  // Added to the line's time below, not subtracted.
+  if (zone_shift_) t_.HitShift = *zone_shift_;
 }
 
 void HitProcessor::ReadDate(const SiteRec& site) {
@@ -141,6 +147,7 @@ bool HitProcessor::SplitLine(std::string_view line, int16_t number) {
   if (site.CaughtUp && MinutesBetween(hit, site.LastReadDateTime) >= c_.settings.InactivityMins) return false;
   if (site.Replaying && site.LastReadPos > site.ReplayUntilPos) site.ReplayUntilPos = 0;
   if (!Has(kUriStem)) return true;
+  if (const auto ip = Get(kClientIp)) t_.Visitors.WarmIndex(number, *ip);
   ReadPage(site);
   if (KeepExtension()) ProcessHit(line, number, hit);
   return true;

@@ -95,6 +95,9 @@ class HitProcessor {
   size_t date_size_ = 0;
   LogType date_type_ = LogType::kW3C;
   std::optional<Day> date_;
+  // The same for the zone behind it.
+  std::string zone_text_;
+  std::optional<int32_t> zone_shift_;
   std::optional<Day> ConvertDate(LogType type, std::string_view text);
 };
 

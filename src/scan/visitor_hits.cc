@@ -1,5 +1,6 @@
 // Second half of `SplitLine`: from the hit to the counted page.
-#include "config/value_forms.h"
+#include <functional>
+
 #include "core/text.h"
 #include "core/visitor_rows.h"
 #include "core/wildcard.h"
@@ -48,6 +49,7 @@ void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit
   HitRec& h = t_.Hit;
   line_site_ = number;
   Take(kClientIp, h.HitIP);
+  t_.Visitors.WarmRecord(number, h.HitIP);
   if (ExcludeCheck(h.HitIP, h.HitPage, t_.Site(number))) return;
   ReadRemainingFields();
 
@@ -61,7 +63,9 @@ void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit
   v->LastHitTime = hit;
   if (t_.Site(number).Type == LogType::kISA) v->Referrer = h.HitReferrer;
   // A repeated request, a frame reload or the re-read last line counts once; so does a second page in one second.
-  if (h.HitPage == v->Page || hit == v->LastPageTime) return;
+  const auto page_hash = static_cast<uint32_t>(std::hash<std::string>{}(h.HitPage));
+  if ((page_hash == v->PageHash && h.HitPage == v->Page) || hit == v->LastPageTime) return;
+  v->PageHash = page_hash;
   CountPage(*v, line, hit);
   if (v->AlertPending) c_.alerts.AddAlert(*v, alert);
   if (v->SpiderPending) AddSpider(t_, *v, c_.regional);
@@ -70,7 +74,7 @@ void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit
 VisitorRec* HitProcessor::FindVisitor(int16_t number, LogTime hit, bool& drop) {
   const SiteRec& site = t_.Site(number);
   const HitRec& h = t_.Hit;
-  VisitorRec* v = t_.Visitors.At(t_.Visitors.Find(number, h.HitIP));
+  VisitorRec* v = t_.Visitors.Lookup(number, h.HitIP);
   if (!v) {
     // A hit that is not newer than the end of a removed visit must not bring it back.
     drop = h.HitIP == site.LastIP && site.LastTime >= hit;
@@ -211,7 +215,7 @@ void HitProcessor::CountPage(VisitorRec& v, std::string_view line, LogTime hit) 
   v.LastClock = c_.clock.Now();
   v.Page = h.HitPage;
   v.Status = h.HitStatus;
-  v.Method = h.HitMethod;
+  if (v.Method != h.HitMethod) v.Method = h.HitMethod;
   if (h.HitQuery.size() > 1) v.Query.assign("?").append(h.HitQuery);
   CountUp(v.Pages);
   v.GridDirty = true;
@@ -230,7 +234,8 @@ void HitProcessor::CountPage(VisitorRec& v, std::string_view line, LogTime hit) 
 }
 
 void HitProcessor::ScoreStatus(VisitorRec& v, LogTime hit) {
-  if (v.Status > 400) Raise(v, v.Status, hit, v.Page, v.DNS);
+  const std::string& page = t_.Hit.HitPage;
+  if (v.Status > 400) Raise(v, v.Status, hit, page, v.DNS);
   if (v.Status != 404) return;
   CountUp(v.NotFoundCount);
   if (v.NotFoundCount < t_.Site(line_site_).ExValue161) return;
@@ -240,6 +245,7 @@ void HitProcessor::ScoreStatus(VisitorRec& v, LogTime hit) {
 }
 
 void HitProcessor::ScoreExtension(VisitorRec& v, LogTime hit) {
+  const std::string& page = t_.Hit.HitPage;
   struct Row {
     std::string_view extension;
     int exception;  // 0 for none.
@@ -252,22 +258,23 @@ void HitProcessor::ScoreExtension(VisitorRec& v, LogTime hit) {
                                   {"zip", 0, true, false}};
   for (const Row& row : kRows) {
     if (ext_ != row.extension) continue;
-    if (row.exception != 0) Raise(v, row.exception, hit, v.Page, v.DNS);
+    if (row.exception != 0) Raise(v, row.exception, hit, page, v.DNS);
     if (row.download) c_.history.AddDownload(v);
     if (row.scores && v.Status >= 400) CountUp(v.HackCount, 2);
   }
 }
 
 void HitProcessor::ScorePageAndMethod(VisitorRec& v, LogTime hit) {
-  if (Contains(v.Page, "../") || Contains(v.Page, "..%2F") || Contains(v.Page, ".%5c.")) {
-    Raise(v, 160, hit, v.Page, v.DNS);
+  const std::string& page = t_.Hit.HitPage;
+  if (Contains(page, "../") || Contains(page, "..%2F") || Contains(page, ".%5c.")) {
+    Raise(v, 160, hit, page, v.DNS);
     CountUp(v.HackCount);
   }
   if (v.Method == "PUT") {
-    Raise(v, 162, hit, v.Page, v.DNS);
+    Raise(v, 162, hit, page, v.DNS);
     if (v.Status >= 400) CountUp(v.HackCount);
   } else if (v.Method == "DELETE") {
-    Raise(v, 163, hit, v.Page, v.DNS);
+    Raise(v, 163, hit, page, v.DNS);
     if (v.Status >= 400) CountUp(v.HackCount, 2);
   }
 }
@@ -285,8 +292,9 @@ void HitProcessor::ScoreVisit(VisitorRec& v, LogTime hit) {
 }
 
 void HitProcessor::StorePage(VisitorRec& v) {
+  const std::string& page = t_.Hit.HitPage;
   if (t_.InterfaceCount > 0 && v.Pages >= 2) c_.events.VisitorPageMove(t_.Site(line_site_).Domain, v);
-  t_.pageGrid.AddRow(v, v.Pages, v.Page, v.Query, SecondOfDay(v.LastPageTime));
+  t_.pageGrid.AddRow(v, v.Pages, page, v.Query, SecondOfDay(v.LastPageTime));
   c_.history.AddPageToDatabase(v);
 }
 

@@ -23,8 +23,8 @@ class MemoryFiles final : public Files {
   };
   std::map<std::string, std::shared_ptr<Entry>> entries;  // By path.
   std::set<std::string> folders;
-  std::vector<std::string> calls;                          // "replace /a", "append /b", "remove /c", in order.
-  std::function<bool(const std::string& call)> fails;      // Told each call before it is made; true breaks it.
+  std::vector<std::string> calls;                      // "replace /a", "append /b", "remove /c", in order.
+  std::function<bool(const std::string& call)> fails;  // Told each call before it is made; true breaks it.
   int64_t clock_ns = 1;
 
   void Put(const std::string& path, std::string bytes) {

@@ -1,0 +1,59 @@
+// Ports and neighbours for benchmarks that measure the engine alone.
+#pragma once
+
+#include "app/absent_parts.h"
+#include "platform/posix_files.h"
+#include "platform/system_clock.h"
+#include "scan/scan_cycle.h"
+
+namespace vantry::bench {
+
+class NullNotices final : public Notices {
+ public:
+  void MessageBox(BoxKind, std::string_view) override {}
+  void Beep() override {}
+  void PlaySound(const std::string&) override {}
+  void LogEvent(std::string_view, EventLevel) override {}
+  void Tell(std::string_view text) override {
+    std::fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data());
+  }
+};
+
+// Counts the turns a scan asks for.
+class CountingLoop final : public Loop {
+ public:
+  std::unique_ptr<Timer> NewTimer(int64_t, std::function<void()>) override { return nullptr; }
+  void Turn() override { ++turns; }
+  void Quit() override {}
+  int64_t turns = 0;
+};
+
+// A scan with nothing behind it: no history, no exceptions, no window.
+struct Rig {
+  LiveTables t;
+  Settings settings;
+  Regional regional;
+  SystemClock clock;
+  PosixFiles files;
+  CountingLoop loop;
+  NullNotices notices;
+  ProgramLog log{t,
+                 regional,
+                 {[this] { return clock.Now(); }, [](std::string_view) {}, [] {}, [](std::string_view) {},
+                  [](std::string_view, EventLevel) {}}};
+  NoWindow view;
+  NoEventListeners events;
+  DoNothingExceptions exceptions;
+  DoNothingAlerts alerts;
+  DoNothingHistory history;
+  DoNothingNames names;
+  DoNothingFtp ftp;
+  DoNothingDailyWork daily;
+  ScanContext context{t,    settings, regional,   log,    clock,   files, loop, notices,
+                      view, events,   exceptions, alerts, history, names, ftp,  daily};
+  ScanCycle scan{context, [] { return true; }, [](int16_t) { return std::string(); }};
+
+  Rig() { settings.Extension = Settings::DefaultExtensions(); }
+};
+
+}  // namespace vantry::bench

@@ -1,0 +1,98 @@
+// The pieces of the scan on their own.
+#include <benchmark/benchmark.h>
+
+#include "bench/null_parts.h"
+#include "core/wildcard.h"
+
+namespace vantry {
+namespace {
+
+constexpr std::string_view kPageLine =
+    "10.1.2.3 - - [10/Oct/2026:13:55:36 +0000] \"GET /articles/page-17.html HTTP/1.1\" 200 2326 "
+    "\"http://search.example/find?q=words\" \"Mozilla/5.0 (X11; Linux x86_64; rv:102.0) Gecko/20100101\"";
+
+SiteRec& AddSite(bench::Rig& rig) {
+  SiteRec& site = rig.t.Sites.emplace_back();
+  site.Domain = "www.bench.example";
+  site.Type = LogType::kNCSA;
+  site.ExValue131 = site.ExValue130 = 32767;
+  site.ScanCount = 2;
+  rig.scan.Hits().SetLayout(1);
+  return site;
+}
+
+// A line of an earlier day: dropped at the date test.
+void SplitLine_OldLine(benchmark::State& state) {
+  bench::Rig rig;
+  AddSite(rig);
+  for (auto _ : state) benchmark::DoNotOptimize(rig.scan.Hits().SplitLine(kPageLine, 1));
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(SplitLine_OldLine);
+
+void SplitLine_Image(benchmark::State& state) {
+  bench::Rig rig;
+  AddSite(rig);
+  rig.t.Today = *MakeDay(2026, 10, 10);
+  const std::string line =
+      "10.1.2.3 - - [10/Oct/2026:13:55:36 +0000] \"GET /images/picture-17.gif HTTP/1.1\" 200 2326 \"-\" "
+      "\"Mozilla/5.0\"";
+  for (auto _ : state) benchmark::DoNotOptimize(rig.scan.Hits().SplitLine(line, 1));
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(SplitLine_Image);
+
+// A counted page of a known visitor, with the trace on.
+void SplitLine_Page(benchmark::State& state) {
+  bench::Rig rig;
+  AddSite(rig);
+  rig.t.Today = *MakeDay(2026, 10, 10);
+  std::string line(kPageLine);
+  const size_t second = line.find(":36 ") + 1, page = line.find("17.html");
+  int n = 0;
+  for (auto _ : state) {
+    ++n;
+    line[second] = static_cast<char>('0' + n / 10 % 6);
+    line[second + 1] = static_cast<char>('0' + n % 10);
+    line[page] = static_cast<char>('0' + n % 10);
+    benchmark::DoNotOptimize(rig.scan.Hits().SplitLine(line, 1));
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(SplitLine_Page);
+
+// Ends half of the visitors in one pass; the argument is their number before.
+void RemoveInactive_Half(benchmark::State& state) {
+  for (auto _ : state) {
+    state.PauseTiming();
+    bench::Rig rig;
+    AddSite(rig);
+    rig.t.Today = *MakeDay(2026, 10, 10);
+    for (int64_t i = 0; i < state.range(0); ++i) {
+      const std::string ip =
+          "10." + std::to_string(i / 65536 % 256) + "." + std::to_string(i / 256 % 256) + "." + std::to_string(i % 256);
+      rig.scan.Hits().SplitLine(ip + std::string(kPageLine.substr(8)), 1);
+    }
+    int64_t n = 0;
+    rig.t.Visitors.ForEach([&](int32_t, VisitorRec& v) {
+      if (n++ % 2 == 0) rig.scan.Visits().MarkForRemoval(v);
+    });
+    state.ResumeTiming();
+    rig.scan.Visits().RemoveInactive();
+    benchmark::DoNotOptimize(rig.t.Visitors.Count());
+    state.PauseTiming();
+    if (rig.t.Visitors.Count() != state.range(0) / 2) state.SkipWithError("not half of the visitors left");
+    state.ResumeTiming();
+  }
+}
+BENCHMARK(RemoveInactive_Half)->Arg(100'000)->Unit(benchmark::kMillisecond)->Iterations(5);
+
+void Like_HostMask(benchmark::State& state) {
+  for (auto _ : state) benchmark::DoNotOptimize(Like("cache-ab12.proxy.provider.example", "cache-*.proxy.*.example"));
+}
+BENCHMARK(Like_HostMask);
+
+}  // namespace
+}  // namespace vantry
+
+BENCHMARK_MAIN();

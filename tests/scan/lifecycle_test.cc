@@ -1,0 +1,154 @@
+#include "scan/lifecycle.h"
+
+#include <gtest/gtest.h>
+
+#include "core/visitor_rows.h"
+#include "support/scan_rig.h"
+
+namespace vantry {
+namespace {
+
+struct LifecycleTest : ::testing::Test {
+  ScanRig rig;
+  Lifecycle& visits = rig.scan.Visits();
+  LifecycleTest() {
+    rig.AddSite();
+    rig.Ready();
+    rig.Hit("10.0.0.1", "11:00:00", "/a.htm");
+  }
+  VisitorRec& V() { return *rig.Visitor("10.0.0.1"); }
+};
+
+TEST_F(LifecycleTest, IdleAtHalfOfTheLimitAndGoneAboveIt) {
+  rig.clock.Advance(4 * 60 + 59);
+  visits.ScanToRemove();
+  EXPECT_FALSE(V().Idle);
+  rig.clock.Advance(1);
+  visits.ScanToRemove();
+  EXPECT_TRUE(V().Idle);
+  EXPECT_EQ(rig.t.VsGrid.FindRow("1:10.0.0.1")->IconOf(vs_grid::kKey), kIconIdle);
+  rig.clock.Advance(5 * 60 + 59);  // 10:59, ten whole minutes.
+  visits.ScanToRemove();
+  EXPECT_EQ(rig.t.Visitors.Count(), 1);
+  rig.clock.Advance(1);
+  visits.ScanToRemove();
+  EXPECT_EQ(rig.t.Visitors.Count(), 0);
+}
+
+TEST_F(LifecycleTest, MinutesAreBoundariesCrossed) {
+  rig.clock.now.s += 59;  // The view came at 12:00:00; now let a new one come at 12:00:59.
+  rig.Hit("10.0.0.1", "11:00:59", "/b.htm");
+  rig.clock.Advance(10 * 60 + 1);  // 12:11:00: eleven boundaries, though ten minutes and one second.
+  visits.ScanToRemove();
+  EXPECT_EQ(rig.t.Visitors.Count(), 0);
+}
+
+TEST_F(LifecycleTest, LogTimeAgesToo) {
+  rig.Hit("10.0.0.2", "11:11:00", "/a.htm");
+  visits.ScanToRemove();
+  EXPECT_EQ(rig.t.Visitors.Count(), 1);
+  EXPECT_NE(rig.Visitor("10.0.0.2"), nullptr);
+}
+
+TEST_F(LifecycleTest, WithALimitOfOneMinuteAVisitorIsIdleAtOnce) {
+  rig.settings.InactivityMins = 1;
+  visits.ScanToRemove();
+  EXPECT_TRUE(V().Idle);
+}
+
+TEST_F(LifecycleTest, NewViewClearsIdleAndRepeatedHitDoesNot) {
+  rig.clock.Advance(5 * 60);
+  visits.ScanToRemove();
+  rig.Hit("10.0.0.1", "11:05:00", "/a.htm");
+  EXPECT_TRUE(V().Idle) << "the same page is no view";
+  rig.Hit("10.0.0.1", "11:05:01", "/b.htm");
+  EXPECT_FALSE(V().Idle);
+}
+
+TEST_F(LifecycleTest, ViewBetweenMarkAndRemovalKeepsTheVisit) {
+  visits.MarkForRemoval(V());
+  rig.Hit("10.0.0.1", "11:00:09", "/b.htm");
+  visits.RemoveInactive();
+  EXPECT_EQ(rig.t.Visitors.Count(), 1);
+}
+
+TEST_F(LifecycleTest, LeavingClosesTheVisitEverywhere) {
+  rig.t.InterfaceCount = 1;
+  rig.Hit("10.0.0.1", "11:01:05", "/b.htm");
+  GridRow& alert = rig.t.logGrid.AddRow("1:10.0.0.1");
+  V().HackCount = 4;
+  visits.MarkForRemoval(V());
+  visits.RemoveInactive();
+  const SiteRec& site = rig.t.Site(1);
+  EXPECT_EQ(site.LastIP, "10.0.0.1");
+  EXPECT_EQ(site.LastPage, "b.htm");
+  EXPECT_EQ(FormatTime(SecondOfDay(site.LastTime)), "11:01:05");
+  EXPECT_EQ(site.CurrentVisitors, 0);
+  EXPECT_FALSE(site.ViewDirty);
+  EXPECT_EQ(rig.view.Count("node 1"), 1);
+  EXPECT_EQ(rig.t.VsGrid.RowCount(), 0u);
+  EXPECT_EQ(rig.t.pageGrid.RowCount(), 0u);
+  EXPECT_EQ(alert.Text(log_grid::kMinsOnSite), "1:05");
+  EXPECT_EQ(alert.row_icon, kIconSuspect);
+  EXPECT_EQ(alert.row_colour, kColourAlarm);
+  EXPECT_EQ(rig.history.Count("end 1:10.0.0.1"), 1);
+  EXPECT_EQ(rig.events.calls.back(), "left www.own.example 10.0.0.1");
+}
+
+TEST_F(LifecycleTest, CountOfTheSiteDoesNotGoBelowZero) {
+  rig.t.Site(1).CurrentVisitors = 0;
+  visits.MarkForRemoval(V());
+  visits.RemoveInactive();
+  EXPECT_EQ(rig.t.Site(1).CurrentVisitors, 0);
+}
+
+TEST_F(LifecycleTest, OrderOfTheOthersStays) {
+  for (int i = 2; i <= 200; ++i) rig.Hit("10.0.1." + std::to_string(i), "11:00:01", "/a.htm");
+  std::vector<std::string> expected;
+  rig.t.Visitors.ForEach([&](int32_t n, VisitorRec& v) {
+    if (n % 3 == 0)
+      visits.MarkForRemoval(v);
+    else
+      expected.push_back(v.IP);
+  });
+  visits.RemoveInactive();
+  std::vector<std::string> left;
+  rig.t.Visitors.ForEach([&](int32_t, VisitorRec& v) { left.push_back(v.IP); });
+  EXPECT_EQ(left, expected);
+  EXPECT_EQ(rig.t.VsGrid.RowCount(), expected.size());
+}
+
+TEST_F(LifecycleTest, RowOfAVisitorWithAnotherKeyIsFoundBySiteAndName) {
+  V().Key = "1:changed";
+  visits.MarkForRemoval(V());
+  visits.RemoveInactive();
+  EXPECT_EQ(rig.t.VsGrid.RowCount(), 0u);
+}
+
+TEST_F(LifecycleTest, LaterLineOfTheSameAddressIsANewVisit) {
+  visits.MarkForRemoval(V());
+  visits.RemoveInactive();
+  rig.Hit("10.0.0.1", "11:20:00", "/a.htm");
+  EXPECT_EQ(V().VisitNo, 2);
+}
+
+TEST(MinutesOnSite, ExactlyAMinuteStillReadsAsSeconds) {
+  VisitorRec v;
+  for (const auto& [seconds, text] : std::vector<std::pair<int, std::string>>{
+           {0, "0:00"}, {9, "0:09"}, {59, "0:59"}, {60, "0:60"}, {61, "1:01"}, {3661, "61:01"}}) {
+    v.LastHitTime.s = v.StartTime.s + seconds;
+    EXPECT_EQ(MinutesOnSite(v), text);
+  }
+}
+
+TEST_F(LifecycleTest, VisitDurationReadsHoursAndMinutes) {
+  V().StartTime.s = rig.clock.Now().s - 59;
+  EXPECT_EQ(visits.VisitDuration(V()), "<1 Minute");
+  V().StartTime.s = rig.clock.Now().s - 60;
+  EXPECT_EQ(visits.VisitDuration(V()), "00:01");
+  V().StartTime.s = rig.clock.Now().s - 7325;
+  EXPECT_EQ(visits.VisitDuration(V()), "02:02");
+}
+
+}  // namespace
+}  // namespace vantry

@@ -1,0 +1,519 @@
+#include "scan/scan_cycle.h"
+
+#include <gtest/gtest.h>
+
+#include "support/scan_rig.h"
+
+namespace vantry {
+namespace {
+
+std::string NcsaLines(int from, int to) {
+  std::string lines;
+  for (int i = from; i < to; ++i) {
+    lines += ScanRig::Ncsa("10.0.0." + std::to_string(i), "11:00:" + PadNumber(i, 2), "/p.htm") + "\n";
+  }
+  return lines;
+}
+
+TEST(ScanSite, ReadsWhatWasAddedAndTheLastLineAgain) {
+  ScanRig rig;
+  rig.AddSite();
+  rig.files.Put("/logs/access.log", NcsaLines(1, 4));
+  EXPECT_TRUE(rig.Scan());
+  EXPECT_EQ(rig.t.Visitors.Count(), 3);
+  const SiteRec& site = rig.t.Site(1);
+  EXPECT_EQ(site.LastLogFile, "/logs/access.log");
+  EXPECT_EQ(site.LastReadPos, static_cast<int64_t>(NcsaLines(1, 3).size() + 1)) << "the start of the last line";
+  EXPECT_EQ(site.LastReadPosDay, 1);
+  rig.files.entries["/logs/access.log"]->bytes += NcsaLines(4, 6);
+  EXPECT_TRUE(rig.Scan());
+  EXPECT_EQ(rig.t.Visitors.Count(), 5);
+  EXPECT_EQ(site.PagesCounted, 5);
+}
+
+TEST(ScanSite, LineThatWasStillBeingWrittenIsSeenAgainWhole) {
+  ScanRig rig;
+  rig.AddSite();
+  const std::string line = ScanRig::Ncsa("10.0.0.1", "11:00:00", "/page.htm") + "\n";
+  rig.files.Put("/logs/access.log", line.substr(0, 60));
+  rig.Scan();
+  rig.files.entries["/logs/access.log"]->bytes = line + ScanRig::Ncsa("10.0.0.2", "11:00:01", "/b.htm") + "\n";
+  rig.Scan();
+  ASSERT_NE(rig.Visitor("10.0.0.1"), nullptr);
+  EXPECT_EQ(rig.Visitor("10.0.0.1")->Page, "page.htm");
+  EXPECT_EQ(rig.t.Visitors.Count(), 2);
+}
+
+TEST(ScanSite, EmptyLogFailsQuietlyAndIsTriedAgain) {
+  ScanRig rig;
+  rig.AddSite().Unix = false;
+  rig.files.Put("/logs/access.log", "");
+  EXPECT_FALSE(rig.Scan());
+  ASSERT_EQ(rig.t.TraceGrid.RowCount(), 1u);
+  EXPECT_EQ(rig.t.TraceGrid.Row(0).text, "ERROR:Input past end of file");
+  EXPECT_FALSE(rig.t.Site(1).Paused);
+  EXPECT_FALSE(rig.t.ScanInProgress);
+  rig.files.Put("/logs/access.log", NcsaLines(1, 2));
+  EXPECT_TRUE(rig.Scan());
+  EXPECT_EQ(rig.t.Visitors.Count(), 1);
+}
+
+TEST(ScanSite, FirstScanIsAnnouncedOnTheDesktopAlone) {
+  for (const bool service : {false, true}) {
+    ScanRig rig;
+    rig.AddSite();
+    rig.t.ServiceMode = service;
+    rig.files.Put("/logs/access.log", NcsaLines(1, 2));
+    rig.Scan();
+    EXPECT_EQ(rig.notices.boxes.size(), service ? 0u : 1u);
+    EXPECT_EQ(rig.view.Count("status Scanning for the first time. Please wait....."), 1);
+    rig.Scan();
+    EXPECT_EQ(rig.notices.boxes.size(), service ? 0u : 1u);
+  }
+}
+
+TEST(ScanSite, W3cLogWithoutFieldsPausesTheSite) {
+  ScanRig rig;
+  rig.AddSite(LogType::kW3C);
+  rig.files.Put("/logs/ex.log", "2026-03-05 10:00:00 10.0.0.1 /a.htm\r\n2026-03-05 10:00:01 10.0.0.1 /b.htm\r\n");
+  EXPECT_TRUE(rig.Scan());
+  EXPECT_TRUE(rig.t.Site(1).Paused);
+  EXPECT_EQ(rig.t.Site(1).LastReadPos, 0);
+  EXPECT_TRUE(Contains(rig.program_log,
+                       "The log file for site Site 1 was scanned but no #Field definition lines were "
+                       "found so Vantry cannot interpret the log file.\r\n"));
+  EXPECT_TRUE(Contains(rig.notices.boxes.back(), "Are you sure this is a W3C Extended log file?"));
+}
+
+TEST(ScanSite, W3cLogWithoutFieldsIsAnEventInServiceMode) {
+  ScanRig rig;
+  rig.AddSite(LogType::kW3C);
+  rig.t.ServiceMode = true;
+  rig.files.Put("/logs/ex.log", "x\r\ny\r\n");
+  rig.Scan();
+  ASSERT_EQ(rig.notices.events.size(), 1u);
+  EXPECT_EQ(rig.notices.events[0],
+            "1 The log file for site Site 1 was scanned but no #Field definition lines were found so Vantry cannot "
+            "interpret the log file. ");
+}
+
+TEST(ScanSite, FieldsLineThatChangesHalfwayCountsFromThereAndIsSaved) {
+  ScanRig rig;
+  rig.AddSite(LogType::kW3C);
+  rig.files.Put("/logs/ex.log",
+                "#Software: x\r\n#Fields: date time c-ip cs-uri-stem\r\n2026-03-05 10:00:00 10.0.0.1 /a.htm\r\n"
+                "#Fields: date time cs-uri-stem c-ip\r\n2026-03-05 10:00:01 /b.htm 10.0.0.2\r\n"
+                "2026-03-05 10:00:02 /c.htm 10.0.0.3\r\n");
+  rig.Scan();
+  EXPECT_EQ(rig.t.Visitors.Count(), 3);
+  EXPECT_EQ(rig.t.Site(1).LastFields, "DATE TIME CS-URI-STEM C-IP");
+  rig.files.entries["/logs/ex.log"]->bytes += "2026-03-05 10:00:03 /d.htm 10.0.0.4\r\n";
+  rig.Scan();
+  EXPECT_EQ(rig.t.Visitors.Count(), 4) << "a later scan has the layout without seeing the header";
+}
+
+TEST(ScanSite, QueryIsReadOnlyWhenItIsIncluded) {
+  for (const bool include : {false, true}) {
+    ScanRig rig;
+    rig.AddSite(LogType::kW3C).IncludeQuery = include;
+    rig.files.Put("/logs/ex.log",
+                  "#Fields: date time c-ip cs-uri-stem cs-uri-query\r\n2026-03-05 10:00:00 10.0.0.1 /a.htm x=1\r\n"
+                  "2026-03-05 10:00:09 10.0.0.2 /a.htm y=2\r\n");
+    rig.Scan();
+    EXPECT_EQ(rig.Visitor("10.0.0.1")->Query, include ? "?x=1" : "");
+  }
+}
+
+TEST(ScanSite, FiftyEmptyLinesEndTheScan) {
+  ScanRig rig;
+  rig.AddSite();
+  const std::string first = NcsaLines(1, 2), rest = NcsaLines(2, 5);
+  rig.files.Put("/logs/access.log", first + std::string(60, '\n') + rest);
+  rig.Scan();
+  EXPECT_NE(rig.Visitor(""), nullptr) << "an empty line has an empty address and keeps the page before";
+  EXPECT_EQ(rig.t.Visitors.Count(), 2);
+  EXPECT_EQ(rig.t.Site(1).LastReadPos, static_cast<int64_t>(first.size() + 50 + 1));
+  rig.Scan();
+  EXPECT_EQ(rig.t.Visitors.Count(), 5);
+}
+
+TEST(ScanSite, NewFileIsReadFromItsStart) {
+  ScanRig rig;
+  rig.AddSite();
+  rig.files.Put("/logs/a.log", NcsaLines(1, 4));
+  rig.Scan();
+  rig.files.clock_ns = 2;
+  rig.files.Put("/logs/b.log", NcsaLines(4, 6));
+  rig.Scan();
+  EXPECT_EQ(rig.t.Visitors.Count(), 3) << "the file is looked for now and then, not at each scan";
+  rig.t.Site(1).ForceLookup = true;
+  rig.Scan();
+  EXPECT_EQ(rig.t.Site(1).LastLogFile, "/logs/b.log");
+  EXPECT_EQ(rig.t.Visitors.Count(), 5);
+}
+
+TEST(ScanSite, RestartOnTheSameDayReplaysWithSideEffectsMuted) {
+  ScanRig rig;
+  SiteRec& site = rig.AddSite();
+  const std::string old = NcsaLines(1, 5);
+  rig.files.Put("/logs/access.log", old + NcsaLines(5, 7));
+  site.LastLogFile = "/logs/access.log";
+  site.LastReadPos = static_cast<int64_t>(NcsaLines(1, 4).size() + 1);
+  site.LastReadPosDay = 1;
+  site.LastReadDateTime = MakeLogTime(rig.t.Today, 11 * 3600);
+  rig.Scan();
+  EXPECT_EQ(rig.t.Visitors.Count(), 6);
+  EXPECT_EQ(rig.t.Site(1).LastReadPosDay, 1);
+  EXPECT_FALSE(rig.t.Site(1).Replaying);
+  EXPECT_EQ(rig.t.Site(1).ReplayUntilPos, 0);
+  // The line that starts at the limit was the last one read before; what stands behind it is new.
+  EXPECT_EQ(rig.t.pageGrid.RowCount(), 3u);
+  EXPECT_EQ(rig.history.Count("visit "), 6);
+}
+
+TEST(ScanSite, RestartOnALaterDayGoesOn) {
+  ScanRig rig;
+  SiteRec& site = rig.AddSite();
+  rig.files.Put("/logs/access.log", NcsaLines(1, 7));
+  site.LastLogFile = "/logs/access.log";
+  site.LastReadPos = static_cast<int64_t>(NcsaLines(1, 4).size() + 1);
+  site.LastReadPosDay = 1;
+  site.LastReadDateTime = MakeLogTime(Day{rig.t.Today.n - 1}, 0);
+  rig.Scan();
+  EXPECT_EQ(rig.t.Visitors.Count(), 3);
+  EXPECT_EQ(rig.t.Site(1).LastReadPosDay, static_cast<int64_t>(NcsaLines(1, 4).size() + 1));
+}
+
+TEST(ScanSite, TwoSitesOnOneFileKeepTheirOwnPositions) {
+  ScanRig rig;
+  rig.AddSite();
+  rig.AddSite();
+  rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+  rig.Scan(1);
+  rig.files.entries["/logs/access.log"]->bytes += NcsaLines(3, 5);
+  rig.Scan(2);
+  EXPECT_EQ(rig.t.Site(1).CurrentVisitors, 2);
+  EXPECT_EQ(rig.t.Site(2).CurrentVisitors, 4);
+}
+
+TEST(ScanSite, PeakIsNotTakenFromTheFirstScan) {
+  ScanRig rig;
+  rig.AddSite();
+  rig.files.Put("/logs/access.log", NcsaLines(1, 4));
+  rig.Scan();
+  EXPECT_EQ(rig.t.Site(1).PeakToday, 0);
+  rig.Scan();
+  EXPECT_EQ(rig.t.Site(1).PeakToday, 3);
+}
+
+TEST(ScanSite, NodeIsRefreshedWhenTheCountChanged) {
+  ScanRig rig;
+  rig.AddSite();
+  rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+  rig.Scan();
+  EXPECT_EQ(rig.view.Count("node 1"), 1);
+  rig.Scan();
+  EXPECT_EQ(rig.view.Count("node 1"), 1);
+}
+
+TEST(ScanSite, YieldsWhenFiveMillisecondsHavePassed) {
+  ScanRig rig;
+  rig.AddSite();
+  std::string lines;
+  for (int i = 0; i < 1000; ++i) lines += "x\n";
+  rig.files.Put("/logs/access.log", lines);
+  rig.Scan();
+  EXPECT_EQ(rig.loop.turns, 0) << "time stood still";
+  rig.clock.ms_per_look = 5;
+  rig.t.Site(1).LastReadPos = 0;
+  rig.Scan();
+  EXPECT_EQ(rig.loop.turns, 9) << "at each hundredth line but the last, which ends the scan";
+}
+
+TEST(ScanSite, LeavesAtOnceWhenTheProgramClosesInsideAYield) {
+  ScanRig rig;
+  rig.AddSite();
+  std::string lines;
+  for (int i = 0; i < 1000; ++i) lines += "x\n";
+  rig.files.Put("/logs/access.log", lines);
+  rig.clock.ms_per_look = 5;
+  rig.loop.on_turn = [&] { rig.t.Closing = rig.loop.turns == 3; };
+  EXPECT_FALSE(rig.Scan());
+  EXPECT_EQ(rig.loop.turns, 3);
+  EXPECT_EQ(rig.t.Site(1).LastReadPos, 601) << "300 lines of two bytes";
+}
+
+TEST(ScanSite, TicksAndAgingInsideAScanAreDropped) {
+  ScanRig rig;
+  rig.AddSite();
+  rig.AddSite();
+  std::string lines = NcsaLines(1, 2);
+  for (int i = 0; i < 500; ++i) lines += "#\n";
+  rig.files.Put("/logs/access.log", lines);
+  rig.clock.ms_per_look = 5;
+  int inner = 0;
+  rig.loop.on_turn = [&] {
+    ++inner;
+    rig.clock.Advance(3600);
+    rig.scan.Timer1Tick();
+    rig.scan.Timer2Tick();
+    EXPECT_EQ(rig.t.Visitors.Count(), 1);
+    EXPECT_EQ(rig.t.Site(2).ScanCount, 0);
+  };
+  rig.Scan();
+  EXPECT_GT(inner, 0);
+}
+
+TEST(ScanSite, UnreadableFileIsTracedToldOnceAndTriedAgain) {
+  ScanRig rig;
+  rig.AddSite();
+  rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+  rig.files.fails = [](const std::string& call) { return call == "open /logs/access.log"; };
+  EXPECT_FALSE(rig.Scan());
+  EXPECT_FALSE(rig.Scan());
+  EXPECT_EQ(rig.t.TraceGrid.RowCount(), 2u);
+  ASSERT_EQ(rig.notices.told.size(), 1u);
+  EXPECT_TRUE(Contains(rig.notices.told[0], "/logs/access.log"));
+  EXPECT_FALSE(rig.t.Site(1).Paused);
+  EXPECT_FALSE(rig.t.Site(1).Scanning);
+  rig.files.fails = nullptr;
+  EXPECT_TRUE(rig.Scan());
+  EXPECT_EQ(rig.t.Visitors.Count(), 2);
+}
+
+TEST(ScanSite, EveryFailureOfTheDiskEndsTheScanAndTheNextOneGoesOn) {
+  for (int broken = 0; broken < 4; ++broken) {
+    ScanRig rig;
+    rig.AddSite();
+    rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+    int calls = 0;
+    rig.files.fails = [&](const std::string&) { return calls++ == broken; };
+    rig.Scan();
+    EXPECT_FALSE(rig.t.ScanInProgress) << broken;
+    rig.t.Site(1).Paused = false;
+    rig.t.Site(1).ForceLookup = true;
+    EXPECT_TRUE(rig.Scan()) << broken;
+    EXPECT_EQ(rig.t.Visitors.Count(), 2) << broken;
+  }
+}
+
+TEST(ScanSite, TruncatedLogIsTriedAgainUntilItIsLookedFor) {
+  ScanRig rig;
+  rig.AddSite().Unix = false;
+  rig.files.Put("/logs/access.log", NcsaLines(1, 9));
+  rig.Scan();
+  rig.files.Put("/logs/access.log", NcsaLines(9, 10));
+  EXPECT_FALSE(rig.Scan());
+  rig.t.Site(1).ForceLookup = true;
+  rig.Scan();
+  EXPECT_EQ(rig.t.Site(1).LastReadPosDay, static_cast<int64_t>(NcsaLines(9, 10).size()));
+  rig.files.entries["/logs/access.log"]->bytes += NcsaLines(10, 12);
+  rig.Scan();
+  EXPECT_NE(rig.Visitor("10.0.0.10"), nullptr) << "a log that shrank is taken up at its end";
+  EXPECT_EQ(rig.Visitor("10.0.0.9"), nullptr);
+}
+
+struct ChoiceCase {
+  std::string name;
+  FileChoice choice;
+  std::string mask, expected;
+};
+
+TEST(LogFileName, ChoosesByDateNameOrPosition) {
+  for (const ChoiceCase& c : std::vector<ChoiceCase>{{"newest", FileChoice::kByDate, "*.LOG", "/logs/b.log"},
+                                                     {"last name", FileChoice::kAlphabetic, "*.LOG", "/logs/c.log"},
+                                                     {"same name", FileChoice::kSameName, "*.LOG", "/logs/c.log"},
+                                                     {"tie", FileChoice::kByDate, "[ac].log", "/logs/c.log"},
+                                                     {"one", FileChoice::kByDate, "a.log", "/logs/a.log"},
+                                                     {"none", FileChoice::kByDate, "*.txt", ""}}) {
+    ScanRig rig;
+    SiteRec& site = rig.AddSite();
+    site.SelectMethod = c.choice;
+    site.Mask = c.mask;
+    rig.files.Put("/logs/a.log", "1");
+    rig.files.Put("/logs/c.log", "333");
+    rig.files.clock_ns = 9;
+    rig.files.Put("/logs/b.log", "22");
+    rig.files.clock_ns = 10;
+    rig.files.Put("/logs/d.log", "4444");
+    rig.files.entries["/logs/d.log"]->readable = c.choice != FileChoice::kByDate;
+    if (c.choice != FileChoice::kByDate) rig.files.entries.erase("/logs/d.log");
+    EXPECT_EQ(rig.scan.LogFileName(1), c.expected) << c.name;
+    EXPECT_FALSE(rig.t.Site(1).ForceLookup);
+    EXPECT_EQ(rig.t.Site(1).LastLookupTime, rig.clock.Now());
+  }
+}
+
+TEST(LogFileName, NoFilePausesTheSiteWithTheTextsOfItsMode) {
+  const std::string text = "No log file was found in the folder:/logs/ Using mask:*.LOG";
+  ScanRig desktop;
+  desktop.AddSite();
+  desktop.t.Site(1).ScanCount = 1;
+  desktop.Scan();
+  EXPECT_TRUE(desktop.t.Site(1).Paused);
+  EXPECT_EQ(desktop.notices.boxes.back(), text + "\r\n\r\nTry changing the File Mask setting in the Site Properties.");
+  EXPECT_TRUE(Contains(desktop.program_log, "No log file was found in the folder: /logs/ using mask: *.LOG"));
+  ScanRig service;
+  service.AddSite();
+  service.t.ServiceMode = true;
+  service.Scan();
+  EXPECT_EQ(service.notices.events, std::vector<std::string>{"1 " + text});
+}
+
+TEST(FtpSite, StartsADownloadThatEndsTheScanLater) {
+  ScanRig rig;
+  SiteRec& site = rig.AddSite();
+  site.FTP = true;
+  rig.ftp.file = "remote.log";
+  EXPECT_FALSE(rig.Scan());
+  EXPECT_EQ(rig.ftp.calls, (std::vector<std::string>{"name", "download 0 0"}));
+  EXPECT_TRUE(rig.t.ScanInProgress) << "all sites wait for the fetch";
+  rig.scan.EndScan(1);
+  EXPECT_FALSE(rig.t.ScanInProgress);
+  rig.ftp.connects = false;
+  EXPECT_FALSE(rig.Scan());
+  EXPECT_FALSE(rig.t.ScanInProgress);
+  EXPECT_FALSE(rig.t.Site(1).Paused);
+  EXPECT_TRUE(Contains(rig.program_log, "Error connecting to FTP site: "));
+}
+
+struct TickTest : ::testing::Test {
+  ScanRig rig;
+  TickTest() {
+    rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+    rig.AddSite();
+  }
+};
+
+TEST_F(TickTest, ScansWhenThePeriodHasPassedAndNotOnIt) {
+  SiteRec& site = rig.t.Site(1);
+  site.Frequency = 10;
+  site.LastScanTime = rig.clock.Now();
+  rig.clock.Advance(10);
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(site.ScanCount, 0);
+  rig.clock.Advance(1);
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.t.Site(1).ScanCount, 1);
+  EXPECT_TRUE(rig.t.Site(1).CaughtUp);
+  EXPECT_EQ(rig.exceptions.checks, 1);
+  EXPECT_EQ(rig.t.Site(1).LastScanTime, rig.clock.Now());
+}
+
+TEST_F(TickTest, FrequencyOfZeroScansAtEveryTick) {
+  rig.t.Site(1).Frequency = 0;
+  for (int i = 0; i < 3; ++i) {
+    rig.clock.Advance(2);
+    rig.scan.Timer1Tick();
+  }
+  EXPECT_EQ(rig.t.Site(1).ScanCount, 3);
+}
+
+TEST_F(TickTest, PausedSitesRest) {
+  rig.t.Site(1).Paused = true;
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.t.Site(1).ScanCount, 0);
+}
+
+TEST_F(TickTest, DeletedSiteStillScansUntilItIsPaused) {
+  rig.t.Site(1).Deleted = true;
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.t.Site(1).ScanCount, 1);
+}
+
+TEST_F(TickTest, TellsTheWindowAboutTheTick) {
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.view.calls.front(), "status Scanning...");
+  EXPECT_EQ(rig.view.calls.back(), "status ");
+  EXPECT_EQ(rig.view.Count("tip Vantry: [2 Visitors]"), 1);
+  EXPECT_EQ(rig.daily.archive_checks, 1);
+}
+
+TEST_F(TickTest, PauseInsideAScanEndsTheTickBehindIt) {
+  rig.AddSite();
+  rig.monitoring = false;
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.t.Site(1).ScanCount, 1);
+  EXPECT_EQ(rig.t.Site(2).ScanCount, 0);
+}
+
+TEST_F(TickTest, LookupIsForcedAbove15MinutesOr30ForFtp) {
+  rig.ftp.file = "remote.log";
+  for (const bool ftp : {false, true}) {
+    ScanRig one;
+    SiteRec& site = one.AddSite();
+    site.FTP = ftp;
+    site.ForceLookup = false;
+    site.Frequency = 1'000'000;
+    const int limit = ftp ? 30 : 15;
+    one.clock.Advance(limit * 60);
+    one.scan.Timer1Tick();
+    EXPECT_FALSE(one.t.Site(1).ForceLookup);
+    one.clock.Advance(60);
+    one.scan.Timer1Tick();
+    EXPECT_TRUE(one.t.Site(1).ForceLookup);
+  }
+}
+
+TEST_F(TickTest, SleepPausesBetweenItsTimesAndNeverOverMidnight) {
+  SiteRec& site = rig.t.Site(1);
+  site.Frequency = 1'000'000;
+  site.SleepMode = true;
+  site.SleepStart = 12 * 3600;
+  site.SleepEnd = 13 * 3600;
+  rig.scan.Timer1Tick();
+  EXPECT_FALSE(site.Paused) << "exactly at the start";
+  rig.clock.Advance(1);
+  rig.scan.Timer1Tick();
+  EXPECT_TRUE(site.Paused && site.Sleeping);
+  rig.clock.Advance(3599);
+  rig.scan.Timer1Tick();
+  EXPECT_TRUE(site.Sleeping) << "exactly at the end";
+  rig.clock.Advance(1);
+  rig.scan.Timer1Tick();
+  EXPECT_FALSE(site.Sleeping || site.Paused);
+  site.SleepStart = 22 * 3600;
+  site.SleepEnd = 6 * 3600;
+  rig.clock.Advance(10 * 3600);
+  rig.scan.Timer1Tick();
+  EXPECT_FALSE(site.Sleeping);
+}
+
+TEST_F(TickTest, RolloverRunsOnceInTheMinute0001) {
+  rig.AddSite().EmailDailyReport = true;
+  rig.scan.Timer1Tick();
+  rig.t.CurrentView = 1;
+  rig.t.Alerts.push_back({});
+  rig.t.Alerts[0].AlertHits = 4;
+  rig.t.logGrid.AddRow("1:x");
+  rig.t.spiderGrid.AddRow("1:x");
+  rig.t.exGrid.AddRow("1:x");
+  for (SiteRec& site : rig.t.Sites) site.TodayAlerts = site.TodayDownloads = site.PeakToday = 5;
+  const Day today = rig.t.Today;
+  rig.t.Site(2).Paused = true;   // Its scan would take a new peak at once.
+  rig.clock.Advance(12 * 3600);  // 00:00 of the next day.
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.t.Today, today) << "the first minute of a day still belongs to the day before";
+  rig.clock.Advance(60);
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.t.Today.n, today.n + 1);
+  EXPECT_EQ(rig.daily.reports, std::vector<int16_t>{2});
+  EXPECT_EQ(rig.history.Count("summaries"), 2);
+  EXPECT_EQ(rig.t.Site(1).TodayVisitors, 0);
+  EXPECT_EQ(rig.t.Site(2).TodayAlerts, 0);
+  EXPECT_EQ(rig.t.Site(2).PeakToday, 0);
+  EXPECT_EQ(rig.t.TodayVisitorCount, 0);
+  EXPECT_EQ(rig.t.Alerts[0].AlertHits, 0);
+  EXPECT_EQ(rig.t.logGrid.RowCount() + rig.t.spiderGrid.RowCount() + rig.t.exGrid.RowCount(), 0u);
+  EXPECT_EQ(rig.t.CurrentView, 1) << "the view shown before is back";
+  EXPECT_EQ(rig.t.Visitors.Count(), 2 + 2) << "a visit may run over midnight";
+  rig.clock.Advance(30);
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.daily.reports.size(), 1u);
+  rig.clock.Advance(60);
+  rig.scan.Timer1Tick();
+  EXPECT_FALSE(rig.t.RolloverDone);
+}
+
+}  // namespace
+}  // namespace vantry
