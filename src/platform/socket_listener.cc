@@ -1,5 +1,7 @@
 #include "platform/socket_listener.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -101,6 +103,10 @@ SocketListener::SocketListener(Clock& clock) : clock_(clock) {
 SocketListener::~SocketListener() {
   acceptor_.reset();
   if (fd_ >= 0) ::close(fd_);
+  for (auto& peer : peers_) peer.reset();
+  lingering_.clear();
+  // No loop turns any more to delete the notifiers that were left to it.
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 Status SocketListener::Listen(const std::string& address, uint16_t port, ListenerEvents events) {

@@ -1,0 +1,234 @@
+// Start, run and close of the whole engine on fakes.
+#include "app/engine.h"
+
+#include <gtest/gtest.h>
+
+#include "support/fakes.h"
+#include "support/memory_files.h"
+
+namespace vantry {
+namespace {
+
+struct QuietListener final : Listener {
+  Status answer;
+  ListenerEvents events;
+  std::string sent;
+  bool open = false;
+  Status Listen(const std::string&, uint16_t, ListenerEvents e) override {
+    events = std::move(e);
+    return answer;
+  }
+  void Send(int, std::string_view bytes) override { sent += bytes; }
+  void Close(int n, bool) override {
+    if (!open) return;
+    open = false;
+    events.disconnected(n);
+  }
+  bool IsOpen(int n) const override { return open && n == 1; }
+  std::string RemoteHost(int) const override { return "127.0.0.1"; }
+  int RemotePort(int) const override { return 1; }
+  void Shutdown() override {}
+};
+
+struct EngineTest : ::testing::Test {
+  FakeClock clock;
+  FakeLoop loop;
+  MemoryFiles files;
+  QuietListener listener;
+  RecordingNotices notices;
+  std::unique_ptr<Engine> engine;
+
+  EngineTest() { files.Put("/home/SETTINGS.INI", "[Vantry Settings]\r\nWebAccessPort= 9000\r\n\r\n"); }
+  bool Start(const std::string& command = "") {
+    loop.timers.clear();
+    loop.quit = false;
+    engine = std::make_unique<Engine>(EnginePorts{clock, loop, files, listener, notices},
+                                      EngineOptions{"/home/", command, Regional{}, ""});
+    return engine->Main();
+  }
+  void Sites(int count, const std::string& more = "") {
+    std::string text;
+    for (int i = 1; i <= count; ++i) {
+      text += "[Site " + std::to_string(i) + "]\r\nType=2\r\nUnix=True\r\nFolder=/logs/\r\nMask=access.log\r\n" +
+              "Frequency=10\r\nDomain=www.d" + std::to_string(i) + ".example\r\n" + more + "\r\n";
+    }
+    files.Put("/home/VANTRY.INI", text);
+  }
+  void Log(const std::string& time, const std::string& ip) {
+    auto& entry = files.entries["/logs/access.log"];
+    if (!entry) entry = std::make_shared<MemoryFiles::Entry>();
+    entry->bytes += ip + " - - [05/Mar/2026:" + time + " +0000] \"GET /a.htm HTTP/1.0\" 200 5 \"-\" \"B\"\n";
+  }
+  // Ticks every 2 seconds, as the timers do.
+  void Run(int seconds) {
+    for (int s = 2; s <= seconds; s += 2) {
+      clock.Advance(2);
+      loop.Tick(ScanCycle::kTimer1Ms);
+      if (s % 10 == 0) loop.Tick(ScanCycle::kTimer2Ms);
+    }
+  }
+};
+
+TEST_F(EngineTest, FirstRunMakesItsFoldersAndStore) {
+  ASSERT_TRUE(Start());
+  EXPECT_TRUE(files.folders.contains("/home/Data/"));
+  EXPECT_TRUE(files.folders.contains("/home/Data/Temp/"));
+  EXPECT_TRUE(Contains(files.Get("/home/registry.ini"), "DDFPath=/home/Data/"));
+  EXPECT_EQ(files.Get("/home/Data/TRL.LOG"),
+            "Vantry 2.0.000 Program Log - \r\nProgram started - 3/5/2026 12:00:00 PM\r\n");
+  EXPECT_EQ(engine->Tables().SiteCount(), 0);
+  EXPECT_EQ(engine->GetSettings().WebAccessPort, 9000);
+  EXPECT_EQ(engine->Caption(), "Vantry 2.0.000");
+}
+
+TEST_F(EngineTest, FirstScansAreTwoSecondsApartAndPausedSitesTakeNoPlace) {
+  Sites(20);
+  Log("11:59:00", "10.0.0.1");
+  ASSERT_TRUE(Start());
+  LiveTables& t = engine->Tables();
+  for (int16_t n = 1; n <= 20; ++n) {
+    EXPECT_EQ(t.Site(n).LastScanTime.s + t.Site(n).Frequency, clock.Now().s + 2 * n);
+    EXPECT_EQ(t.Site(n).TouchCheckTime.s, clock.Now().s + 60 * n);
+    EXPECT_TRUE(t.Site(n).ForceLookup);
+  }
+  for (int16_t n = 1; n <= 5; ++n) {
+    Run(2);
+    EXPECT_EQ(t.Site(n).ScanCount, 0) << "exactly on the limit";
+    for (int16_t earlier = 1; earlier < n; ++earlier) EXPECT_EQ(t.Site(earlier).ScanCount, 1);
+  }
+  Sites(2, "Paused=True\r\n");
+  ASSERT_TRUE(Start());
+  EXPECT_EQ(engine->Tables().Site(2).LastScanTime.s + 10, clock.Now().s);
+}
+
+TEST_F(EngineTest, GrowingLogRestartAndTheSameListAgain) {
+  Sites(1);
+  Log("11:59:00", "10.0.0.1");
+  Log("11:59:01", "10.0.0.2");
+  ASSERT_TRUE(Start());
+  Run(4);
+  EXPECT_EQ(engine->Tables().Visitors.Count(), 2);
+  Log("12:00:05", "10.0.0.3");
+  Run(14);
+  const std::string before = engine->Web().SharedInterface().GetVisitorsList("");
+  EXPECT_EQ(engine->Tables().Visitors.Count(), 3);
+  engine->Closing();
+  EXPECT_TRUE(loop.quit);
+  EXPECT_TRUE(Contains(files.Get("/home/VANTRY.INI"), "LastLogFile=/logs/access.log"));
+  ASSERT_TRUE(Start());
+  EXPECT_EQ(engine->Tables().Visitors.Count(), 0);
+  Run(6);
+  EXPECT_EQ(engine->Web().SharedInterface().GetVisitorsList(""), before);
+}
+
+TEST_F(EngineTest, ClosingSavesEverythingOnce) {
+  Sites(1);
+  ASSERT_TRUE(Start());
+  engine->Tables().CurrentViewType = 3;
+  engine->Tables().ShowTraceView = false;
+  listener.open = true;
+  listener.events.connected(1);
+  engine->Closing();
+  engine->Closing();
+  EXPECT_FALSE(listener.open);
+  EXPECT_FALSE(engine->Monitoring());
+  const std::string registry = files.Get("/home/registry.ini");
+  for (const char* line : {"ServiceRunning=False", "CurrentViewType=3", "CurrentLogFile=1", "ShowTraceView=False"}) {
+    EXPECT_TRUE(Contains(registry, line)) << line;
+  }
+  const std::string log = files.Get("/home/Data/TRL.LOG");
+  EXPECT_TRUE(Contains(log, "End of session------------------------------------------------------------\r\n\r\n"));
+  EXPECT_EQ(log.find("End of session"), log.rfind("End of session"));
+}
+
+TEST_F(EngineTest, ServiceGuardAsksForACommandLine) {
+  files.Put("/home/registry.ini", "[Settings]\nServiceRunning=True\n");
+  EXPECT_FALSE(Start("ANYTHING"));
+  EXPECT_EQ(notices.boxes,
+            std::vector<std::string>{"Vantry is currently running as a service.  Stop the service before "
+                                     "running Vantry as an application."});
+  EXPECT_TRUE(Start("")) << "with no command line it starts";
+}
+
+TEST_F(EngineTest, SettingsReplaceTheDataFolderAsItStands) {
+  files.Put("/home/SETTINGS.INI", "DDFPath=/else/where\r\n\r\n");
+  ASSERT_TRUE(Start());
+  EXPECT_NE(files.Get("/else/whereTRL.LOG"), "<none>") << "no separator is added";
+}
+
+TEST_F(EngineTest, ProblemsInFilesAreToldWithTheirLine) {
+  files.Put("/home/SETTINGS.INI", "ReverseDNS=Maybe\r\n\r\n");
+  files.Put("/home/VANTRY.INI", "[A]\r\nUnix=x\r\n\r\n");
+  ASSERT_TRUE(Start());
+  ASSERT_EQ(notices.told.size(), 2u);
+  EXPECT_TRUE(StartsWith(notices.told[0], "/home/SETTINGS.INI line 1: 'Maybe' is neither True nor False"));
+  EXPECT_TRUE(StartsWith(notices.told[1], "/home/VANTRY.INI line 2: 'x' is neither True nor False"));
+  EXPECT_EQ(engine->Tables().SiteCount(), 1);
+}
+
+TEST_F(EngineTest, TakenPortIsToldAndTheScanGoesOn) {
+  Sites(1);
+  Log("11:59:00", "10.0.0.1");
+  listener.answer = Status::Error(Fail::kRefused, "port 9000: is taken by another program");
+  ASSERT_TRUE(Start());
+  ASSERT_EQ(notices.told.size(), 1u);
+  EXPECT_TRUE(Contains(notices.told[0], "port 9000: is taken by another program"));
+  Run(4);
+  EXPECT_EQ(engine->Tables().Visitors.Count(), 1);
+}
+
+TEST_F(EngineTest, FullDiskAtTheEndKeepsTheOldSiteFile) {
+  Sites(1);
+  const std::string before = files.Get("/home/VANTRY.INI");
+  ASSERT_TRUE(Start());
+  files.fails = [](const std::string& call) { return StartsWith(call, "replace "); };
+  engine->Closing();
+  EXPECT_EQ(files.Get("/home/VANTRY.INI"), before);
+  EXPECT_TRUE(Contains(files.Get("/home/Data/TRL.LOG"), "No space left on device From Engine.WriteINI"));
+  EXPECT_TRUE(loop.quit);
+}
+
+TEST_F(EngineTest, EveryFailureOfTheDiskAtStartLeavesARunningProgram) {
+  Sites(1);
+  for (int broken = 0; broken < 25; ++broken) {
+    int calls = 0;
+    files.fails = [&](const std::string&) { return calls++ == broken; };
+    EXPECT_TRUE(Start()) << broken;
+    EXPECT_TRUE(engine->Monitoring()) << broken;
+    files.fails = nullptr;
+    Sites(1);
+  }
+}
+
+TEST_F(EngineTest, LearntAgentsAreSavedAndKnownAgain) {
+  Sites(1);
+  files.Put("/logs/access.log",
+            "10.0.0.1 - - [05/Mar/2026:11:59:00 +0000] \"GET /robots.txt HTTP/1.0\" 200 5 \"-\" \"LinkLooker/1\"\n");
+  ASSERT_TRUE(Start());
+  Run(4);
+  engine->Closing();
+  EXPECT_EQ(files.Get("/home/Data/robots.dat"), "10.0.0.1 LinkLooker/1\r\n");
+  ASSERT_TRUE(Start());
+  EXPECT_EQ(engine->Tables().UnknownAgents.size(), 1u);
+}
+
+TEST_F(EngineTest, TenEnginesLiveSideBySide) {
+  Sites(1);
+  Log("11:59:00", "10.0.0.1");
+  std::vector<std::unique_ptr<Engine>> engines;
+  std::vector<std::unique_ptr<FakeLoop>> loops;
+  for (int i = 0; i < 10; ++i) {
+    loops.push_back(std::make_unique<FakeLoop>());
+    engines.push_back(std::make_unique<Engine>(EnginePorts{clock, *loops.back(), files, listener, notices},
+                                               EngineOptions{"/home/", "", Regional{}, ""}));
+    ASSERT_TRUE(engines.back()->Main());
+  }
+  clock.Advance(4);
+  for (int i = 0; i < 5; ++i) loops[static_cast<size_t>(i)]->Tick(ScanCycle::kTimer1Ms);
+  for (int i = 0; i < 10; ++i) {
+    EXPECT_EQ(engines[static_cast<size_t>(i)]->Tables().Visitors.Count(), i < 5 ? 1 : 0);
+  }
+}
+
+}  // namespace
+}  // namespace vantry

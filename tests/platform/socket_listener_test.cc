@@ -1,0 +1,188 @@
+// The listener against real sockets on loopback.
+#include "platform/socket_listener.h"
+
+#include <QCoreApplication>
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "platform/qt_loop.h"
+#include "support/fakes.h"
+
+namespace vantry {
+namespace {
+
+class Client {
+ public:
+  explicit Client(uint16_t port) : fd_(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    (void)::connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address);
+  }
+  ~Client() { ::close(fd_); }
+  void Send(std::string_view bytes) { EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), 0), ssize_t(bytes.size())); }
+  void HalfClose() { ::shutdown(fd_, SHUT_WR); }
+  // What has come so far; "<EOF>" at its end when the server closed.
+  std::string Received() {
+    char block[4096];
+    ssize_t n = 0;
+    while ((n = ::recv(fd_, block, sizeof block, 0)) > 0) text_.append(block, static_cast<size_t>(n));
+    if (n == 0 && !eof_) {
+      eof_ = true;
+      text_ += "<EOF>";
+    }
+    return text_;
+  }
+
+ private:
+  int fd_;
+  bool eof_ = false;
+  std::string text_;
+};
+
+struct ListenerTest : ::testing::Test {
+  int argc = 0;
+  QCoreApplication application{argc, nullptr};
+  FakeClock clock;
+  QtLoop loop;
+  SocketListener listener{clock};
+  std::vector<std::string> log;
+  std::function<void(int, std::string_view)> on_data;
+
+  ListenerTest() {
+    ListenerEvents events;
+    events.connected = [this](int n) { log.push_back("+" + std::to_string(n)); };
+    events.disconnected = [this](int n) { log.push_back("-" + std::to_string(n)); };
+    events.data = [this](int n, std::string_view bytes) {
+      log.push_back(std::to_string(n) + ":" + std::string(bytes));
+      if (on_data) on_data(n, bytes);
+    };
+    events.peer_done = [this](int n) { log.push_back("done " + std::to_string(n)); };
+    events.may_be_displaced = [](int) { return true; };
+    EXPECT_TRUE(listener.Listen("127.0.0.1", 0, std::move(events)).ok());
+  }
+  // Turns the loop until this holds; the limit only bounds a failure.
+  template <class F>
+  bool Until(F&& done) {
+    for (int i = 0; i < 20'000 && !done(); ++i) {
+      QCoreApplication::processEvents(QEventLoop::AllEvents);
+      ::poll(nullptr, 0, done() ? 0 : 1);
+    }
+    return done();
+  }
+  bool Logged(const std::string& entry) {
+    return Until([&] { return std::find(log.begin(), log.end(), entry) != log.end(); });
+  }
+};
+
+TEST_F(ListenerTest, NumbersAreTheLowestFree) {
+  Client a(listener.Port()), b(listener.Port());
+  ASSERT_TRUE(Logged("+2"));
+  EXPECT_TRUE(listener.IsOpen(1) && listener.IsOpen(2));
+  EXPECT_EQ(listener.RemoteHost(1), "127.0.0.1");
+  EXPECT_GT(listener.RemotePort(1), 0);
+  listener.Close(1, true);
+  EXPECT_FALSE(listener.IsOpen(1));
+  log.clear();
+  Client c(listener.Port());
+  EXPECT_TRUE(Logged("+1"));
+}
+
+TEST_F(ListenerTest, AnswerReachesAPeerThatStoppedSending) {
+  on_data = [this](int n, std::string_view) { listener.Send(n, "answer"); };
+  Client a(listener.Port());
+  a.Send("question");
+  a.HalfClose();
+  EXPECT_TRUE(Until([&] { return a.Received() == "answer<EOF>"; })) << a.Received();
+  EXPECT_EQ(log, (std::vector<std::string>{"+1", "1:question", "done 1", "-1"}));
+}
+
+TEST_F(ListenerTest, CloseSendsEverythingFirstThoughBytesAreUnread) {
+  const std::string page(3'000'000, 'x');
+  on_data = [&](int n, std::string_view) {
+    listener.Send(n, page);
+    listener.Close(n, true);
+    EXPECT_FALSE(listener.IsOpen(n)) << "the number is free at once";
+  };
+  Client a(listener.Port());
+  a.Send("question");
+  ASSERT_TRUE(Logged("-1"));
+  a.Send("more that nobody reads");
+  EXPECT_TRUE(Until([&] { return a.Received().size() == page.size() + 5; }));
+}
+
+TEST_F(ListenerTest, PeerThatReadsNothingHoldsUpNobody) {
+  on_data = [this](int n, std::string_view bytes) {
+    if (bytes == "big") listener.Send(n, std::string(40u << 20, 'x'));
+    if (bytes == "small") listener.Send(n, "ok");
+  };
+  Client lazy(listener.Port()), quick(listener.Port());
+  lazy.Send("big");
+  quick.Send("small");
+  EXPECT_TRUE(Until([&] { return quick.Received() == "ok"; }));
+  EXPECT_TRUE(Logged("-1")) << "more than it may owe us";
+}
+
+TEST_F(ListenerTest, CallersBeyondTheHundredthWaitAndTheSilentGiveWay) {
+  std::vector<std::unique_ptr<Client>> clients;
+  for (int i = 0; i < 100; ++i) clients.push_back(std::make_unique<Client>(listener.Port()));
+  ASSERT_TRUE(Logged("+100"));
+  clients.push_back(std::make_unique<Client>(listener.Port()));
+  clients.back()->Send("late");
+  clock.Advance(5);
+  clients[0]->Send("not silent");
+  ASSERT_TRUE(Logged("1:not silent"));
+  clock.Advance(5);
+  ASSERT_TRUE(Logged("2:late")) << "the longest silent gave way after 10 s";
+  EXPECT_TRUE(listener.IsOpen(1));
+  clients.erase(clients.begin() + 2);
+  EXPECT_TRUE(Logged("-3"));
+}
+
+TEST_F(ListenerTest, HandlerMayTurnTheLoopWithoutLosingOrder) {
+  Client a(listener.Port());
+  bool turned = false;
+  on_data = [&](int n, std::string_view bytes) {
+    if (turned) return;
+    turned = true;
+    EXPECT_EQ(bytes, "one");
+    a.Send("two");
+    ::poll(nullptr, 0, 20);
+    loop.Turn();
+    log.push_back("end of one");
+    listener.Send(n, "x");
+  };
+  a.Send("one");
+  ASSERT_TRUE(Logged("1:two"));
+  EXPECT_EQ(log, (std::vector<std::string>{"+1", "1:one", "end of one", "1:two"}));
+}
+
+TEST_F(ListenerTest, TakenPortIsNamed) {
+  SocketListener second(clock);
+  const Status status = second.Listen("127.0.0.1", listener.Port(), {});
+  EXPECT_EQ(status.fail, Fail::kRefused);
+  EXPECT_EQ(status.text,
+            "address 127.0.0.1, port " + std::to_string(listener.Port()) + ": is taken by another program");
+  EXPECT_FALSE(SocketListener(clock).Listen("no address", 0, {}).ok());
+}
+
+TEST_F(ListenerTest, ShutdownFlushesAndClosesAll) {
+  on_data = [this](int n, std::string_view) {
+    listener.Send(n, "XXX");
+    listener.Shutdown();
+  };
+  Client a(listener.Port()), b(listener.Port());
+  ASSERT_TRUE(Logged("+2"));
+  a.Send("stop");
+  EXPECT_TRUE(Until([&] { return a.Received() == "XXX<EOF>"; }));
+  EXPECT_TRUE(Until([&] { return b.Received() == "<EOF>"; }));
+}
+
+}  // namespace
+}  // namespace vantry
