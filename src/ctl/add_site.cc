@@ -1,0 +1,185 @@
+#include "ctl/add_site.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "config/site_file.h"
+#include "config/value_forms.h"
+#include "core/text.h"
+#include "core/wildcard.h"
+#include "ctl/log_recogniser.h"
+#include "ctl/screen_text.h"
+
+namespace vantry {
+namespace {
+
+constexpr size_t kFirstBytes = 64 * 1024;
+constexpr int kShownLine = 80;
+
+Status Refuse(std::string text) {
+  return Status::Error(Fail::kRefused, std::move(text));
+}
+
+bool HasControls(std::string_view text) {
+  return std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 127; });
+}
+
+Status ReadFirstBytes(LogFile& file, std::string& bytes) {
+  bytes.resize(kFirstBytes);
+  size_t filled = 0, count = 0;
+  Status status;
+  do {
+    const std::span<char> rest(bytes.data() + filled, bytes.size() - filled);
+    status = file.ReadAt(static_cast<int64_t>(filled), rest, count);
+    filled += count;
+  } while (status.ok() && count > 0 && filled < bytes.size());
+  bytes.resize(filled);
+  return status;
+}
+
+Status ChooseType(const std::string& path, std::string_view bytes, std::optional<LogType> forced, LogPlace& place) {
+  place.unix_lines = EndsLinesWithLf(bytes);
+  if (forced) {
+    place.type = *forced;
+    return Status::Ok();
+  }
+  if (const auto log = RecogniseLog(bytes)) {
+    place.type = log->type;
+    place.unix_lines = log->unix_lines;
+    place.recognised = true;
+    return Status::Ok();
+  }
+  const std::string_view line = FirstLine(bytes);
+  const std::string shown_path = Printable(path);
+  if (line.empty()) {
+    return Refuse(shown_path + " is empty, so the log's type can't be told. Name it with --type N (0 to 5).");
+  }
+  return Refuse(shown_path + " is no log of a known type. It begins with: " + FitTo(Printable(line), kShownLine) +
+                "\nName its type with --type N (0 to 5) if it is one after all.");
+}
+
+std::string EscapedMask(std::string_view name) {
+  std::string mask;
+  for (char c : name) {
+    if (Contains("[*?#", std::string_view(&c, 1))) {
+      mask.append("[").append(1, c).append("]");
+    } else {
+      mask += c;
+    }
+  }
+  return mask;
+}
+
+const FileEntry* NewestFile(const std::vector<FileEntry>& entries, std::string_view mask) {
+  const FileEntry* best = nullptr;
+  for (const FileEntry& entry : entries) {
+    if (entry.name.empty() || entry.name.front() == '.' || !entry.written_ns || !LikeNoCase(entry.name, mask)) continue;
+    const bool newer = !best || *entry.written_ns > *best->written_ns ||
+                       (*entry.written_ns == *best->written_ns && entry.name > best->name);
+    if (newer) best = &entry;
+  }
+  return best;
+}
+
+Status FindInFolder(Files& files, std::optional<LogType> forced, LogPlace& place) {
+  std::vector<FileEntry> entries;
+  if (Status status = files.List(place.folder, entries); !status.ok()) return status;
+  place.choice = FileChoice::kByDate;
+  place.mask = "*.LOG";
+  const FileEntry* newest = NewestFile(entries, place.mask);
+  if (!newest) {
+    newest = NewestFile(entries, "*");
+    if (!newest && forced) return ChooseType(place.folder, "", forced, place);
+    if (!newest) return Refuse(Printable(place.folder) + " holds no log. Name its type with --type N (0 to 5).");
+    const size_t dot = newest->name.rfind('.');
+    place.mask = "*" + (dot == std::string::npos ? "" : EscapedMask(newest->name.substr(dot)));
+  }
+  std::unique_ptr<LogFile> file;
+  std::string bytes;
+  const std::string path = place.folder + newest->name;
+  Status status = files.OpenLog(path, file);
+  if (status.ok()) status = ReadFirstBytes(*file, bytes);
+  return status.ok() ? ChooseType(path, bytes, forced, place) : status;
+}
+
+Status CheckText(std::string_view what, std::string_view text) {
+  if (Trim(text).empty()) return Refuse("The " + std::string(what) + " is empty.");
+  if (HasControls(text)) return Refuse("The " + std::string(what) + " holds line ends or other control characters.");
+  return Status::Ok();
+}
+
+// Everything that writing would lose must be known before.
+Status ReadAllSites(Files& files, const std::string& home, const Regional& regional, LiveTables& tables) {
+  if (const auto problem = ReadINI(files, home, regional, tables)) return Refuse(Printable(*problem));
+  std::string bytes;
+  const std::string path = home + "VANTRY.INI";
+  if (const Status status = files.Read(path, bytes); !status.ok()) {
+    return status.fail == Fail::kNotFound ? Status::Ok() : status;
+  }
+  // The last line of the file is never read.
+  const auto lines = TextLines(bytes);
+  if (!lines.empty() && !Trim(lines.back()).empty()) {
+    return Refuse(Printable(path) + " does not end with an empty line, so its last line would be lost. Add one.");
+  }
+  return Status::Ok();
+}
+
+}  // namespace
+
+std::string MaskForName(std::string_view name) {
+  std::string mask = EscapedMask(name);
+  // Blanks at the ends of a value do not survive in the site file.
+  if (!mask.empty() && mask.back() == ' ') mask.replace(mask.size() - 1, 1, "[ ]");
+  if (!mask.empty() && mask.front() == ' ') mask.replace(0, 1, "[ ]");
+  return mask;
+}
+
+Status FindLog(Files& files, const std::string& path, std::optional<LogType> forced, LogPlace& place) {
+  place = {};
+  if (HasControls(path)) return Refuse("The log's path holds line ends or other control characters.");
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return Refuse("'" + Printable(path) + "' is no full path.");
+  std::unique_ptr<LogFile> file;
+  const Status status = files.OpenLog(path, file);
+  if (!status.ok()) {
+    place.folder = WithSeparator(path);
+    std::vector<FileEntry> entries;
+    return files.List(place.folder, entries).ok() ? FindInFolder(files, forced, place) : status;
+  }
+  place.folder = path.substr(0, slash + 1);
+  place.mask = MaskForName(std::string_view(path).substr(slash + 1));
+  place.choice = FileChoice::kSameName;
+  std::string bytes;
+  if (Status read = ReadFirstBytes(*file, bytes); !read.ok()) return read;
+  return ChooseType(path, bytes, forced, place);
+}
+
+Status AddSite(Files& files, const std::string& home, const Regional& regional, const std::string& name,
+               const std::string& domain, const LogPlace& place) {
+  if (Status status = CheckText("name", name); !status.ok()) return status;
+  if (Status status = CheckText("domain", domain); !status.ok()) return status;
+  LiveTables tables;
+  if (Status status = ReadAllSites(files, home, regional, tables); !status.ok()) return status;
+  if (tables.Sites.size() >= 32767) return Refuse("There are 32767 sites, which is the most there can be.");
+  SiteRec site;
+  site.Name = Trim(name);
+  site.Domain = Trim(domain);
+  for (const SiteRec& other : tables.Sites) {
+    if (EqualsNoCase(Trim(other.Name), site.Name)) return Refuse("There is a site named '" + site.Name + "' already.");
+    if (EqualsNoCase(other.Domain, site.Domain)) {
+      return Refuse("The domain '" + site.Domain + "' is monitored already, as '" + Printable(other.Name) + "'.");
+    }
+  }
+  site.Type = place.type;
+  site.Unix = place.unix_lines;
+  site.Folder = place.folder;
+  site.Mask = place.mask;
+  site.SelectMethod = place.choice;
+  site.HomePage = "index.html";
+  site.Frequency = 5;
+  site.WebAccess = site.WebReferrers = true;
+  tables.Sites.push_back(std::move(site));
+  return WriteINI(files, home, regional, tables);
+}
+
+}  // namespace vantry

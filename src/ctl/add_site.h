@@ -1,0 +1,37 @@
+// Adds a site to the site file of a program that does not run.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "core/regional.h"
+#include "core/status.h"
+#include "core/tables.h"
+#include "ports/files.h"
+
+namespace vantry {
+
+// Where a site's log lies and how it is read.
+struct LogPlace {
+  std::string folder;  // Ends in "/".
+  std::string mask;
+  FileChoice choice = FileChoice::kByDate;
+  LogType type = LogType::kW3C;
+  bool unix_lines = false;
+  bool recognised = false;  // The type was told from the log, not given.
+};
+
+// Looks at an absolute path: a log file, or a folder whose newest log (names that begin with "." do not count) stands
+// for all. `forced` is taken in place of what the log looks like. Fails with a text that names the file and its first
+// line when the type can't be told.
+Status FindLog(Files& files, const std::string& path, std::optional<LogType> forced, LogPlace& place);
+
+// Adds the site to VANTRY.INI in the folder `home` (ends in "/"), which is there and whose lock the caller holds.
+// kRefused for a name or domain that is empty, unfit or taken, or when the file as it is can't be read in full.
+Status AddSite(Files& files, const std::string& home, const Regional& regional, const std::string& name,
+               const std::string& domain, const LogPlace& place);
+
+// A mask that fits this file name alone.
+std::string MaskForName(std::string_view name);
+
+}  // namespace vantry

@@ -1,0 +1,223 @@
+#include "ctl/arguments.h"
+
+#include "config/value_forms.h"
+#include "core/text.h"
+
+namespace vantry {
+namespace {
+
+struct CommandRow {
+  CtlCommand command;
+  std::string_view name, operands, summary, details;
+  size_t min_operands, max_operands;
+};
+
+constexpr CommandRow kCommands[] = {
+    {CtlCommand::kHello, "hello", "", "ask whether Vantry is there, and in which state", "", 0, 0},
+    {CtlCommand::kStatus, "status", "", "show the sites with their counts of today", "", 0, 0},
+    {CtlCommand::kPause, "pause", "", "pause all scanning",
+     "A paused program answers no web requests, `vantryctl list` among them.\n", 0, 0},
+    {CtlCommand::kContinue, "continue", "", "go on after a pause", "", 0, 0},
+    {CtlCommand::kStop, "stop", "", "end the program", "", 0, 0},
+    {CtlCommand::kList, "list", "[DOMAIN]", "list the visitors of all sites or of one domain",
+     "On a terminal the list is a table. Elsewhere each visitor is a line of fields with tabs between them:\n"
+     "domain, visit number, visitor, page, start, last hit, browser, referrer.\n\n",
+     0, 1},
+    {CtlCommand::kWatch, "watch", "[--once]", "show sites and visitors, every 2 seconds anew, until Ctrl-C",
+     "  --once         show one picture and end; fails when nobody answers\n", 0, 0},
+    {CtlCommand::kAddSite, "add-site", "DIR --name NAME --domain DOMAIN [--type N] PATH",
+     "add a site to a stopped program's folder",
+     "DIR is the program's folder (its VANTRY_HOME), made when it is not there. PATH is the log file, or the\n"
+     "folder whose newest log counts.\n\n"
+     "  --name NAME    the site's name\n"
+     "  --domain NAME  the site's domain\n"
+     "  --type N       the log's type, where it can't be told from the log:\n"
+     "                 0 W3C Extended, 1 IIS Log File Format, 2 NCSA Common/Combined,\n"
+     "                 3 MS Proxy Server Log Format, 4 WindowsXP Firewall, 5 MS ISA Server\n",
+     2, 2},
+};
+
+const CommandRow& RowOf(CtlCommand command) {
+  return kCommands[static_cast<size_t>(command)];
+}
+
+Status Misuse(std::string text) {
+  return Status::Error(Fail::kBadData, std::move(text));
+}
+
+Status SetPort(CtlArguments& arguments, const std::string& value) {
+  const auto n = ParseLong(value);
+  if (!n || *n < 1 || *n > 65535) return Misuse("--port takes a number from 1 to 65535, not '" + value + "'.");
+  arguments.port = *n;
+  return Status::Ok();
+}
+
+Status SetType(CtlArguments& arguments, const std::string& value) {
+  if (value.size() != 1 || value[0] < '0' || value[0] > '5') {
+    return Misuse("--type takes a number from 0 to 5, not '" + value + "'.");
+  }
+  arguments.type = static_cast<LogType>(value[0] - '0');
+  return Status::Ok();
+}
+
+// Which commands an option belongs to.
+enum class Scope { kNetwork, kWatch, kAddSite };
+
+struct OptionRow {
+  std::string_view name;
+  Scope scope;
+  bool has_value;
+  Status (*set)(CtlArguments&, const std::string&);
+};
+
+const OptionRow kOptions[] = {
+    {"--host", Scope::kNetwork, true,
+     [](CtlArguments& a, const std::string& v) {
+       a.host = v;
+       return v.empty() ? Misuse("--host takes a name or an address.") : Status::Ok();
+     }},
+    {"--port", Scope::kNetwork, true, SetPort},
+    {"--once", Scope::kWatch, false,
+     [](CtlArguments& a, const std::string&) {
+       a.once = true;
+       return Status::Ok();
+     }},
+    {"--name", Scope::kAddSite, true,
+     [](CtlArguments& a, const std::string& v) {
+       a.name = v;
+       return Status::Ok();
+     }},
+    {"--domain", Scope::kAddSite, true,
+     [](CtlArguments& a, const std::string& v) {
+       a.domain = v;
+       return Status::Ok();
+     }},
+    {"--type", Scope::kAddSite, true, SetType},
+};
+
+bool Takes(CtlCommand command, Scope scope) {
+  switch (scope) {
+    case Scope::kWatch:
+      return command == CtlCommand::kWatch;
+    case Scope::kAddSite:
+      return command == CtlCommand::kAddSite;
+    default:
+      return command != CtlCommand::kAddSite;
+  }
+}
+
+class Parser {
+ public:
+  Parser(const std::vector<std::string>& words, CtlArguments& arguments) : words_(words), a_(arguments) {}
+
+  Status Run() {
+    bool options = true;
+    while (at_ < words_.size()) {
+      const std::string& word = words_[at_++];
+      Status status;
+      if (options && word == "--") {
+        options = false;
+      } else if (options && word.size() > 1 && word[0] == '-') {
+        status = Option(word);
+      } else {
+        status = Operand(word);
+      }
+      if (!status.ok()) return status;
+    }
+    return a_.help ? Status::Ok() : Check();
+  }
+
+ private:
+  Status Option(const std::string& word) {
+    if (word == "--help" || word == "-h") {
+      a_.help = true;
+      return Status::Ok();
+    }
+    const size_t mark = word.find('=');
+    const std::string name = word.substr(0, mark);
+    for (const OptionRow& row : kOptions) {
+      if (row.name != name) continue;
+      std::string value;
+      if (mark != std::string::npos) {
+        if (!row.has_value) return Misuse(name + " takes no value.");
+        value = word.substr(mark + 1);
+      } else if (row.has_value) {
+        if (at_ == words_.size()) return Misuse(name + " needs a value.");
+        value = words_[at_++];
+      }
+      used_.push_back(&row);
+      return row.set(a_, value);
+    }
+    return Misuse("There is no option '" + name + "'.");
+  }
+
+  Status Operand(const std::string& word) {
+    if (a_.command) {
+      a_.operands.push_back(word);
+      return Status::Ok();
+    }
+    for (const CommandRow& row : kCommands) {
+      if (row.name == word) a_.command = row.command;
+    }
+    return a_.command ? Status::Ok() : Misuse("There is no command '" + word + "'.");
+  }
+
+  Status Check() const {
+    if (!a_.command) return Misuse("A command is missing.");
+    const CommandRow& row = RowOf(*a_.command);
+    for (const OptionRow* option : used_) {
+      if (!Takes(*a_.command, option->scope)) {
+        return Misuse(std::string(row.name) + " does not take " + std::string(option->name) + ".");
+      }
+    }
+    if (a_.operands.size() < row.min_operands) {
+      return Misuse(std::string(row.name) + " needs " + std::string(row.operands) + ".");
+    }
+    if (a_.operands.size() > row.max_operands) {
+      return Misuse(std::string(row.name) + " can't use '" + a_.operands[row.max_operands] + "'.");
+    }
+    if (*a_.command == CtlCommand::kAddSite && (Trim(a_.name).empty() || Trim(a_.domain).empty())) {
+      return Misuse("add-site needs a --name and a --domain.");
+    }
+    return Status::Ok();
+  }
+
+  const std::vector<std::string>& words_;
+  CtlArguments& a_;
+  size_t at_ = 0;
+  std::vector<const OptionRow*> used_;
+};
+
+constexpr std::string_view kNetworkHelp =
+    "  --host HOST    where Vantry runs (127.0.0.1)\n"
+    "  --port N       its port (WebAccessPort of $VANTRY_HOME/SETTINGS.INI, or 8004)\n";
+
+}  // namespace
+
+Status ParseArguments(const std::vector<std::string>& words, CtlArguments& arguments) {
+  return Parser(words, arguments).Run();
+}
+
+std::string HelpText(std::optional<CtlCommand> command) {
+  if (command) {
+    const CommandRow& row = RowOf(*command);
+    const bool network = Takes(*command, Scope::kNetwork);
+    std::string text = "Usage: vantryctl " + std::string(row.name);
+    if (network) text += " [--host HOST] [--port N]";
+    if (!row.operands.empty()) text.append(" ").append(row.operands);
+    text += std::string("\n\n") + UpperAscii(row.summary[0]);
+    text.append(row.summary.substr(1)).append(".\n\n").append(row.details);
+    return network ? text.append(kNetworkHelp) : text;
+  }
+  std::string text = "Usage: vantryctl [--host HOST] [--port N] COMMAND ...\n\nCommands:\n";
+  for (const CommandRow& row : kCommands) {
+    text.append("  ").append(row.name).append(15 - row.name.size(), ' ').append(row.summary).append("\n");
+  }
+  text += "\nOptions:\n";
+  text += kNetworkHelp;
+  text += "  --help         this help, or that of the command it stands with\n";
+  text += "\nIt ends with 0 when all went well, 1 when Vantry could not be reached or refused, 2 on wrong use.\n";
+  return text;
+}
+
+}  // namespace vantry

@@ -1,0 +1,33 @@
+// The command line of vantryctl.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/status.h"
+#include "core/tables.h"
+
+namespace vantry {
+
+enum class CtlCommand { kHello, kStatus, kPause, kContinue, kStop, kList, kWatch, kAddSite };
+
+struct CtlArguments {
+  std::optional<CtlCommand> command;  // Empty only when `help` is set.
+  bool help = false;
+  std::string host = "127.0.0.1";
+  std::optional<int> port;      // 1 to 65535.
+  bool once = false;            // watch
+  std::string name, domain;     // add-site
+  std::optional<LogType> type;  // add-site
+  std::vector<std::string> operands;
+};
+
+// Reads the arguments behind the program's name. kBadData with a text for people on any misuse.
+Status ParseArguments(const std::vector<std::string>& words, CtlArguments& arguments);
+
+// The help of one command, or of the program.
+std::string HelpText(std::optional<CtlCommand> command);
+
+}  // namespace vantry
