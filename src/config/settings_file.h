@@ -16,7 +16,8 @@ namespace vantry {
 std::optional<ReadProblem> ParseSettings(std::string_view bytes, Settings& settings);
 std::string FormatSettings(const Settings& settings);
 
-// The tables of the two text files, which replace what is there. Every line counts, the last one too.
+// The tables of the two text files; search engines replace what is there, countries are added to it. Every line counts,
+// the last one too.
 void ParseSearchEngines(std::string_view bytes, Settings& settings);
 void ParseCountries(std::string_view bytes, std::vector<CountryEntry>& countries);
 

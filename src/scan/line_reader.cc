@@ -72,11 +72,12 @@ bool LineReader::Next() {
   is_long_ = false;
   line_begin_ = keep_ = next_;
   bool at_file_end = false;
-  int64_t next = next_;
-  while (!FindLineEnd(line_end_, next, at_file_end)) {
+  int64_t end = next_, next = next_;
+  line_end_ = next_;
+  while (!FindLineEnd(end, next, at_file_end)) {
     if (at_file_end) {
       if (filled_ == line_begin_) return false;
-      line_end_ = next = filled_;
+      end = next = filled_;
       break;
     }
     if (filled_ - line_begin_ >= static_cast<int64_t>(kMaxLine)) {
@@ -86,6 +87,7 @@ bool LineReader::Next() {
     at_file_end = !Fill();
     if (!error_.ok()) return false;
   }
+  line_end_ = end;
   next_ = next;
   if (line_end_ - line_begin_ > static_cast<int64_t>(kMaxLine)) {
     KeepStartOfLongLine();

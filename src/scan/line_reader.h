@@ -26,7 +26,7 @@ class LineReader {
   // Reads the next line. False when the file holds nothing more (not even an empty line) or reading failed; `Error`
   // tells which.
   bool Next();
-  // The line last read, without its end. AtEnd may move it, so ask again after that.
+  // The line last read, without its end; empty when there was none. AtEnd may move it, so ask again after that.
   std::string_view Line() const;
   // The file holds nothing behind the line last read, as it is now. True as well when reading failed.
   bool AtEnd();

@@ -56,6 +56,14 @@ TEST(LineReader, CutsLines) {
   for (const Case& c : cases) EXPECT_EQ(Read(c.bytes, c.unix_lines), c.lines) << c.name;
 }
 
+TEST(LineReader, HasAnEmptyLineWhenTheFileHasNone) {
+  Opened o("");
+  LineReader reader(*o.file, true, 0, o.buffer);
+  EXPECT_FALSE(reader.Next());
+  EXPECT_EQ(reader.Line(), "");
+  EXPECT_TRUE(reader.AtEnd());
+}
+
 TEST(LineReader, StartsAtAPlaceInsideTheFile) {
   EXPECT_EQ(Read("one\ntwo\n", true, 4), std::vector<std::string>{"two|8|END"});
   EXPECT_TRUE(Read("one\n", true, 4).empty());

@@ -58,6 +58,18 @@ TEST(ScanSite, EmptyLogFailsQuietlyAndIsTriedAgain) {
   EXPECT_EQ(rig.t.Visitors.Count(), 1);
 }
 
+TEST(ScanSite, EmptyUnixLogIsReadToItsEnd) {
+  ScanRig rig;
+  rig.AddSite();
+  rig.files.Put("/logs/access.log", "");
+  EXPECT_TRUE(rig.Scan());
+  EXPECT_EQ(rig.t.Visitors.Count(), 0);
+  EXPECT_EQ(rig.t.Site(1).LastReadPos, 0);
+  rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+  EXPECT_TRUE(rig.Scan());
+  EXPECT_EQ(rig.t.Visitors.Count(), 2);
+}
+
 TEST(ScanSite, FirstScanIsAnnouncedOnTheDesktopAlone) {
   for (const bool service : {false, true}) {
     ScanRig rig;

@@ -1,0 +1,27 @@
+// Files under tests/data that an output must equal byte for byte.
+#pragma once
+
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace vantry {
+
+inline std::string Golden(const std::string& name) {
+  std::ifstream in(std::string(VANTRY_TEST_DATA) + "/config/" + name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// The first line in which two texts differ, for a failure that can be read.
+inline std::string FirstDifference(const std::string& got, const std::string& want) {
+  size_t at = 0;
+  while (at < got.size() && at < want.size() && got[at] == want[at]) ++at;
+  if (at == got.size() && at == want.size()) return "";
+  const auto line = [at](const std::string& text) {
+    const size_t begin = at == 0 ? 0 : text.rfind('\n', at - 1) + 1;
+    return begin > text.size() ? std::string("<end>") : text.substr(begin, text.find('\n', begin) - begin);
+  };
+  return "got '" + line(got) + "', want '" + line(want) + "' at byte " + std::to_string(at);
+}
+
+}  // namespace vantry

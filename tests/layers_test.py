@@ -1,0 +1,67 @@
+#!/usr/bin/python3
+"""Checks who includes whom under src/ against src/layers.txt, and that every C++ test belongs to a test program."""
+
+import re
+import sys
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+OUTSIDE = re.compile(r"\s*#\s*include\s*<((?:Q|curl|ares|lmdb|systemd)[^>]*)>")
+INSIDE = re.compile(r'\s*#\s*include\s*"([^"/]+)/[^"]*"')
+MAY_USE_OUTSIDE = {"platform", "desktop", "app"}
+
+
+def read_layers(path):
+    """The table as {folder: set of folders}, each with itself."""
+    layers = {}
+    for line in path.read_text().splitlines():
+        line = line.split("#", 1)[0].strip()
+        if line:
+            folder, _, allowed = line.partition(":")
+            layers[folder.strip()] = {folder.strip(), *allowed.split()}
+    return layers
+
+
+def check_file(path, root, layers):
+    folder = path.relative_to(root / "src").parts[0]
+    for number, line in enumerate(path.read_text(errors="replace").splitlines(), 1):
+        inside, outside = INSIDE.match(line), OUTSIDE.match(line)
+        if inside and inside[1] not in layers[folder]:
+            yield f"{path.relative_to(root)}:{number}: {folder} may not include {inside[1]}/"
+        if outside and folder not in MAY_USE_OUTSIDE:
+            yield f"{path.relative_to(root)}:{number}: {folder} may not include <{outside[1]}>"
+
+
+def check_sources(root):
+    layers = read_layers(root / "src" / "layers.txt")
+    for path in sorted((root / "src").glob("*/**/*")):
+        if path.suffix not in {".h", ".cc"}:
+            continue
+        folder = path.relative_to(root / "src").parts[0]
+        if folder not in layers:
+            yield f"{path.relative_to(root)}:1: folder {folder} has no line in src/layers.txt"
+        else:
+            yield from check_file(path, root, layers)
+
+
+def check_tests(root):
+    """A test file that no glob covers would never run and nobody would notice."""
+    cmake = (root / "tests" / "CMakeLists.txt").read_text()
+    covered = set(re.findall(r"^\s*vantry_tests\(\s*(\w+)", cmake, re.MULTILINE))
+    for path in sorted((root / "tests").rglob("*_test.cc")):
+        parts = path.relative_to(root / "tests").parts
+        if len(parts) != 2 or parts[0] not in covered:
+            yield f"{path.relative_to(root)}:1: no vantry_tests() line covers this file"
+
+
+def main():
+    # Another root serves to try the checks themselves.
+    root = Path(sys.argv[1]) if len(sys.argv) > 1 else ROOT
+    problems = [*check_sources(root), *check_tests(root)]
+    for problem in problems:
+        print(problem)
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
