@@ -19,13 +19,29 @@ class NullNotices final : public Notices {
   }
 };
 
-// Counts the turns a scan asks for.
+// Counts the turns a scan asks for, and makes them on Qt's loop when told to.
 class CountingLoop final : public Loop {
  public:
   std::unique_ptr<Timer> NewTimer(int64_t, std::function<void()>) override { return nullptr; }
-  void Turn() override { ++turns; }
+  void Turn() override {
+    ++turns;
+    if (real) real->Turn();
+  }
   void Quit() override {}
+  Loop* real = nullptr;
   int64_t turns = 0;
+};
+
+// The system's clock, which can be made to stand still for scans, so that they never yield.
+class BenchClock final : public Clock {
+ public:
+  WallTime Now() const override { return system_.Now(); }
+  SteadyTime Steady() const override { return frozen ? SteadyTime{} : system_.Steady(); }
+  int32_t UtcOffset() const override { return system_.UtcOffset(); }
+  bool frozen = false;
+
+ private:
+  SystemClock system_;
 };
 
 // A scan with nothing behind it: no history, no exceptions, no window.
@@ -33,7 +49,7 @@ struct Rig {
   LiveTables t;
   Settings settings;
   Regional regional;
-  SystemClock clock;
+  BenchClock clock;
   PosixFiles files;
   CountingLoop loop;
   NullNotices notices;

@@ -1,7 +1,10 @@
-// Scans one log file once, as a first scan, and prints what it took:
-//   scan_run TYPE FILE YYYYMMDD|0 [again]
-// TYPE as in the site file; the date is taken for today, 0 for a day long ago. With `again` the file is read a second
-// time, with all its visitors on the site already, and that time is told.
+// Scans one log file, as a first scan, and prints what it took:
+//   scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield]
+// TYPE as in the site file; the date is taken for today, 0 for a day long ago.
+//   again     reads the file a second time, with all its visitors on the site already, and tells that time
+//   loop      yields turn Qt's loop instead of being counted alone
+//   no-yield  the clock stands still for the scan, so it never yields
+#include <QCoreApplication>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -10,29 +13,62 @@
 #include <sys/resource.h>
 
 #include "bench/null_parts.h"
+#include "platform/qt_loop.h"
 
-int main(int argc, char** argv) {
-  if (argc != 4 && argc != 5) {
-    std::fprintf(stderr, "usage: scan_run TYPE FILE YYYYMMDD|0 [again]\n");
-    return 2;
+namespace {
+
+struct Options {
+  bool again = false, loop = false, no_yield = false;
+};
+
+bool ReadOptions(int argc, char** argv, Options& options) {
+  for (int i = 4; i < argc; ++i) {
+    const std::string word = argv[i];
+    if (word == "again") {
+      options.again = true;
+    } else if (word == "loop") {
+      options.loop = true;
+    } else if (word == "no-yield") {
+      options.no_yield = true;
+    } else {
+      return false;
+    }
   }
-  using namespace vantry;
-  bench::Rig rig;
-  const int date = std::atoi(argv[3]);
-  if (date > 0) rig.t.Today = MakeDay(date / 10000, date / 100 % 100, date % 100).value_or(Day{});
-  SiteRec& site = rig.t.Sites.emplace_back();
+  return argc >= 4;
+}
+
+void AddSite(vantry::bench::Rig& rig, int type, const char* file) {
+  vantry::SiteRec& site = rig.t.Sites.emplace_back();
   site.Name = "Bench";
   site.Domain = "www.bench.example";
-  site.Type = static_cast<LogType>(std::atoi(argv[1]));
-  site.Unix = site.Type == LogType::kNCSA;
-  site.LastLogFile = argv[2];
+  site.Type = static_cast<vantry::LogType>(type);
+  site.Unix = site.Type == vantry::LogType::kNCSA;
+  site.LastLogFile = file;
   site.ExValue130 = site.ExValue161 = 10;
   site.ExValue131 = site.ExValue133 = 25;
   site.ExValue134 = 5;
   site.ScanCount = 1;
-  if (argc == 5) {
-    // No gap in the log cuts a visit, so everybody is on the site at once.
-    site.ScanCount = 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  if (!ReadOptions(argc, argv, options)) {
+    std::fprintf(stderr, "usage: scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield]\n");
+    return 2;
+  }
+  QCoreApplication application(argc, argv);
+  vantry::QtLoop qt_loop;
+  vantry::bench::Rig rig;
+  const int date = std::atoi(argv[3]);
+  if (date > 0) rig.t.Today = vantry::MakeDay(date / 10000, date / 100 % 100, date % 100).value_or(vantry::Day{});
+  rig.loop.real = options.loop ? &qt_loop : nullptr;
+  rig.clock.frozen = options.no_yield;
+  AddSite(rig, std::atoi(argv[1]), argv[2]);
+  if (options.again) {
+    // In a second scan no gap in the log cuts a visit, so everybody is on the site at once.
+    rig.t.Site(1).ScanCount = 2;
     if (!rig.scan.ScanSite(1)) return 1;
     rig.t.Site(1).LastReadPos = 0;
     rig.t.Site(1).PagesCounted = 0;

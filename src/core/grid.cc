@@ -3,23 +3,25 @@
 namespace vantry {
 
 CellMark& GridRow::MarkOf(size_t column) {
-  for (CellMark& mark : marks_) {
-    if (mark.column == static_cast<int16_t>(column)) return mark;
+  for (size_t i = 0; i < mark_count_; ++i) {
+    if (marks_[i].column == static_cast<int16_t>(column)) return marks_[i];
   }
-  marks_.push_back({static_cast<int16_t>(column), kIconNone, kColourDefault});
-  return marks_.back();
+  // No row has more; a fifth would replace the fourth.
+  CellMark& mark = marks_[mark_count_ < kMaxMarks ? mark_count_++ : kMaxMarks - 1];
+  mark = {static_cast<int16_t>(column), kIconNone, kColourDefault};
+  return mark;
 }
 
 int16_t GridRow::IconOf(size_t column) const {
-  for (const CellMark& mark : marks_) {
-    if (mark.column == static_cast<int16_t>(column)) return mark.icon;
+  for (size_t i = 0; i < mark_count_; ++i) {
+    if (marks_[i].column == static_cast<int16_t>(column)) return marks_[i].icon;
   }
   return kIconNone;
 }
 
 uint32_t GridRow::ColourOf(size_t column) const {
-  for (const CellMark& mark : marks_) {
-    if (mark.column == static_cast<int16_t>(column)) return mark.colour;
+  for (size_t i = 0; i < mark_count_; ++i) {
+    if (marks_[i].column == static_cast<int16_t>(column)) return marks_[i].colour;
   }
   return kColourDefault;
 }
@@ -41,34 +43,27 @@ GridRow& Grid::AddRow(std::string_view key) {
   row->slot_ = rows_.size();
   GridRow& added = *row;
   rows_.push_back(std::move(row));
-  by_key_.emplace(added.key_, &added);
+  by_key_.Add(SpreadHash(added.key_), added);
   ++count_;
   return added;
 }
 
 GridRow* Grid::FindRow(std::string_view key) {
   GridRow* first = nullptr;
-  const auto [begin, end] = by_key_.equal_range(key);
-  for (auto it = begin; it != end; ++it) {
-    if (!first || it->second->sequence_ < first->sequence_) first = it->second;
-  }
+  by_key_.ForEach(SpreadHash(key), [&](GridRow& row) {
+    if (row.key_ == key && (!first || row.sequence_ < first->sequence_)) first = &row;
+  });
   return first;
 }
 
 void Grid::DeleteRow(GridRow& row) {
-  const auto [begin, end] = by_key_.equal_range(row.key_);
-  for (auto it = begin; it != end; ++it) {
-    if (it->second == &row) {
-      by_key_.erase(it);
-      break;
-    }
-  }
+  by_key_.Remove(SpreadHash(row.key_), row);
   --count_;
   rows_[row.slot_].reset();
 }
 
 void Grid::Clear() {
-  by_key_.clear();
+  by_key_.Clear();
   rows_.clear();
   count_ = 0;
 }

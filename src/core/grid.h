@@ -3,15 +3,16 @@
 // lists live, so the model is part of the data even where no window is shown.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "core/date_time.h"
+#include "core/pointer_index.h"
 
 namespace vantry {
 
@@ -55,6 +56,7 @@ struct CellMark {
 
 class GridRow {
  public:
+  static constexpr size_t kMaxMarks = 4;  // Cells of one row that can have an icon or colour of their own.
   const std::string& Key() const { return key_; }
   const std::string& Text(size_t column) const { return cells_[column]; }
   void SetText(size_t column, std::string_view text) { cells_[column] = text; }
@@ -74,7 +76,8 @@ class GridRow {
   CellMark& MarkOf(size_t column);
   std::string key_;
   std::vector<std::string> cells_;
-  std::vector<CellMark> marks_;
+  std::array<CellMark, kMaxMarks> marks_;
+  size_t mark_count_ = 0;
   uint64_t sequence_ = 0;
   size_t slot_ = 0;
 };
@@ -112,7 +115,7 @@ class Grid {
   std::span<const GridColumn> columns_;
   // Deleted rows leave a gap that AddRow closes in one pass once gaps prevail, so n deletions are not n shifts.
   std::vector<std::unique_ptr<GridRow>> rows_;
-  std::unordered_multimap<std::string_view, GridRow*> by_key_;  // The keys are views into the rows.
+  PointerIndex<GridRow> by_key_;
   size_t count_ = 0;
   uint64_t next_sequence_ = 0;
 };

@@ -12,19 +12,24 @@ const GridColumn kColumns[kCount] = {{"No", Align::kRight}, {"Page"}, {"Time", A
 
 void PageRows::AddRow(VisitorRec& visitor, int16_t no, std::string_view page, std::string_view query,
                       int32_t second_of_day) {
-  if (rows_.size() >= kMaxRows) DropFront();
-  PageRow& row = rows_.emplace_back(PageRow{{}, &visitor, visitor.LastPageRow, second_of_day, no, true});
-  row.page.reserve(page.size() + query.size());
-  row.page.append(page).append(query);
+  std::string text;  // Of the row that goes, so that a full list asks for no more memory.
+  if (rows_.size() >= kMaxRows) text = DropFront();
+  text.assign(page).append(query);
+  text_bytes_ += text.size();
+  rows_.push_back(PageRow{std::move(text), &visitor, visitor.LastPageRow, second_of_day, no, true});
   visitor.LastPageRow = first_ + rows_.size() - 1;
+  while (text_bytes_ > kMaxTextBytes) DropFront();
 }
 
-void PageRows::DropFront() {
+std::string PageRows::DropFront() {
   // The visitor's chain may still name this row; a number below first_ is no row any more. Looking the visitor up here
   // would touch the memory of somebody long gone quiet at each new row.
   if (!rows_.front().visitor) --dead_;
+  std::string text = std::move(rows_.front().page);
+  text_bytes_ -= text.size();
   rows_.pop_front();
   ++first_;
+  return text;
 }
 
 void PageRows::DeleteRows(VisitorRec& visitor) {
@@ -32,6 +37,7 @@ void PageRows::DeleteRows(VisitorRec& visitor) {
   for (uint64_t n = visitor.LastPageRow; n != kNoRow && n >= first_;) {
     PageRow& row = rows_[n - first_];
     row.visitor = nullptr;
+    text_bytes_ -= row.page.size();
     std::string().swap(row.page);
     ++dead_;
     n = row.previous;
@@ -44,7 +50,7 @@ void PageRows::Clear() {
   // The numbers run on, so that a head which a visitor still holds stands before every later row.
   first_ += rows_.size();
   rows_.clear();
-  dead_ = 0;
+  dead_ = text_bytes_ = 0;
 }
 
 void TraceRows::AddRow(std::string_view site, int64_t position, std::string_view text) {

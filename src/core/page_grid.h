@@ -30,11 +30,13 @@ struct PageRow {
   std::string Time() const { return FormatTime(second_of_day); }
 };
 
-// The pages of all listed visitors, in order of arrival. Holds the newest kMaxRows views; older ones go first, since
-// one busy day must not fill the memory with views of visits that nobody looks at.
+// The pages of all listed visitors, in order of arrival. Holds the newest views, up to kMaxRows of them with up to
+// kMaxTextBytes of text; older ones go first, since one busy day must not fill the memory with views of visits that
+// nobody looks at.
 class PageRows {
  public:
   static constexpr size_t kMaxRows = 200'000;
+  static constexpr size_t kMaxTextBytes = 16u << 20;
   static constexpr uint64_t kNoRow = ~uint64_t{0};
 
   // Adds a view of `visitor` (hidden) and makes it the head of the visitor's chain.
@@ -53,8 +55,9 @@ class PageRows {
   }
 
  private:
-  void DropFront();
+  std::string DropFront();
   std::deque<PageRow> rows_;
+  size_t text_bytes_ = 0;
   uint64_t first_ = 0;  // The number of rows_.front().
   size_t dead_ = 0;
 };

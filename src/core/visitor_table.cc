@@ -1,20 +1,14 @@
 #include "core/visitor_table.h"
 
-#include <functional>
-
 #include "core/tables.h"
 
 namespace vantry {
-namespace {
 
-uint64_t HashOf(int16_t site, std::string_view ip) {
-  const uint64_t h = std::hash<std::string_view>{}(ip) + static_cast<uint64_t>(static_cast<uint16_t>(site));
-  return h * 0x9E3779B97F4A7C15u;  // Spreads the site over all bits (Fibonacci hashing).
+uint64_t VisitorTable::HashOf(int16_t site, std::string_view ip) {
+  return SpreadHash(ip, static_cast<uint16_t>(site));
 }
 
-}  // namespace
-
-VisitorTable::VisitorTable() : index_(64) {}
+VisitorTable::VisitorTable() = default;
 VisitorTable::~VisitorTable() = default;
 
 VisitorRec* VisitorTable::At(int32_t number) const {
@@ -28,24 +22,16 @@ int32_t VisitorTable::Find(int16_t site, std::string_view ip) const {
 }
 
 VisitorRec* VisitorTable::Lookup(int16_t site, std::string_view ip) const {
-  const uint64_t hash = HashOf(site, ip);
-  const size_t mask = index_.size() - 1;
   VisitorRec* first = nullptr;
-  for (size_t i = hash & mask; index_[i].visitor; i = (i + 1) & mask) {
-    if (index_[i].hash != hash) continue;
-    VisitorRec* v = index_[i].visitor;
+  index_.ForEach(HashOf(site, ip), [&](VisitorRec& v) {
     // Two visitors can share an address after a name server's answer changed one: the earlier one counts.
-    if (v->Site == site && v->IP == ip && (!first || v->Number < first->Number)) first = v;
-  }
+    if (v.Site == site && v.IP == ip && (!first || v.Number < first->Number)) first = &v;
+  });
   return first;
 }
 
-void VisitorTable::WarmIndex(int16_t site, std::string_view ip) const {
-  __builtin_prefetch(&index_[HashOf(site, ip) & (index_.size() - 1)]);
-}
-
-void VisitorTable::WarmRecord(int16_t site, std::string_view ip) const {
-  const auto* record = reinterpret_cast<const char*>(index_[HashOf(site, ip) & (index_.size() - 1)].visitor);
+void VisitorTable::WarmRecord(uint64_t hash) const {
+  const auto* record = reinterpret_cast<const char*>(index_.Guess(hash));
   for (size_t line = 0; record && line < 3; ++line) __builtin_prefetch(record + line * 64);
 }
 
@@ -54,63 +40,35 @@ int32_t VisitorTable::Add(int16_t site, std::string_view ip) {
   visitor->Site = site;
   visitor->IP = ip;
   visitor->Number = static_cast<int32_t>(places_.size() + 1);
-  if (static_cast<size_t>(count_ + 1) * 10 > index_.size() * 7) Grow();
-  IndexAdd(*visitor);
+  index_.Add(HashOf(site, ip), *visitor);
   places_.push_back(std::move(visitor));
   ++count_;
   return static_cast<int32_t>(places_.size());
 }
 
 void VisitorTable::ChangeAddress(VisitorRec& visitor, std::string_view ip) {
-  IndexRemove(visitor);
+  index_.Remove(HashOf(visitor.Site, visitor.IP), visitor);
   visitor.IP = ip;
-  IndexAdd(visitor);
+  index_.Add(HashOf(visitor.Site, visitor.IP), visitor);
 }
 
-void VisitorTable::Remove(const std::vector<int32_t>& numbers) {
-  for (const int32_t number : numbers) {
-    VisitorRec* visitor = At(number);
+void VisitorTable::Remove(const std::vector<int32_t>& numbers, const std::function<void(VisitorRec&)>& leave) {
+  constexpr size_t kAhead = 8;
+  for (size_t i = 0; i < numbers.size(); ++i) {
+    if (i + kAhead < numbers.size()) WarmPlace(numbers[i + kAhead]);
+    VisitorRec* visitor = At(numbers[i]);
     if (!visitor) continue;
-    IndexRemove(*visitor);
-    places_[static_cast<size_t>(number - 1)].reset();
+    if (leave) leave(*visitor);
+    index_.Remove(HashOf(visitor->Site, visitor->IP), *visitor);
+    places_[static_cast<size_t>(numbers[i] - 1)].reset();
     --count_;
   }
   if (static_cast<size_t>(count_) < places_.size() / 2 || count_ == 0) CloseGaps();
 }
 
-void VisitorTable::IndexAdd(VisitorRec& visitor) {
-  const uint64_t hash = HashOf(visitor.Site, visitor.IP);
-  const size_t mask = index_.size() - 1;
-  size_t i = hash & mask;
-  while (index_[i].visitor) i = (i + 1) & mask;
-  index_[i] = {hash, &visitor};
-}
-
-void VisitorTable::IndexRemove(const VisitorRec& visitor) {
-  const size_t mask = index_.size() - 1;
-  size_t hole = HashOf(visitor.Site, visitor.IP) & mask;
-  while (index_[hole].visitor != &visitor) hole = (hole + 1) & mask;
-  // Later entries of the run move up, unless they stand between their own place and the hole.
-  for (size_t i = (hole + 1) & mask; index_[i].visitor; i = (i + 1) & mask) {
-    const size_t home = index_[i].hash & mask;
-    if (((i - home) & mask) >= ((i - hole) & mask)) {
-      index_[hole] = index_[i];
-      hole = i;
-    }
-  }
-  index_[hole] = {};
-}
-
-void VisitorTable::Grow() {
-  std::vector<Entry> old(index_.size() * 2);
-  old.swap(index_);
-  const size_t mask = index_.size() - 1;
-  for (const Entry& entry : old) {
-    if (!entry.visitor) continue;
-    size_t i = entry.hash & mask;
-    while (index_[i].visitor) i = (i + 1) & mask;
-    index_[i] = entry;
-  }
+void VisitorTable::WarmPlace(int32_t number) const {
+  const auto* record = reinterpret_cast<const char*>(At(number));
+  for (size_t line = 0; record && line < sizeof(VisitorRec) / 64; ++line) __builtin_prefetch(record + line * 64);
 }
 
 void VisitorTable::CloseGaps() {

@@ -2,9 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string_view>
 #include <vector>
+
+#include "core/pointer_index.h"
 
 namespace vantry {
 
@@ -28,16 +31,18 @@ class VisitorTable {
   int32_t Find(int16_t site, std::string_view ip) const;
   // The same as a record, null for none.
   VisitorRec* Lookup(int16_t site, std::string_view ip) const;
-  // Ask the memory for what Lookup will need, first for the index, a little later for the record. With 100,000 visitors
-  // on line, the wait for these is most of the cost of a page view.
-  void WarmIndex(int16_t site, std::string_view ip) const;
-  void WarmRecord(int16_t site, std::string_view ip) const;
+  // Ask the memory for what Lookup of this hash will need, first for the index, a little later for the record. With
+  // 100,000 visitors on line, the wait for these is most of the cost of a page view.
+  static uint64_t HashOf(int16_t site, std::string_view ip);
+  void WarmIndex(uint64_t hash) const { index_.Warm(hash); }
+  void WarmRecord(uint64_t hash) const;
   // Adds an empty visitor with this site and address at the end; its number is the result.
   int32_t Add(int16_t site, std::string_view ip);
   // Gives a visitor another address.
   void ChangeAddress(VisitorRec& visitor, std::string_view ip);
-  // Takes out the visitors with these numbers. The order of the others stays.
-  void Remove(const std::vector<int32_t>& numbers);
+  // Takes out the visitors with these numbers, calling `leave` for each right before. The order of the others stays.
+  // `leave` must not add or remove.
+  void Remove(const std::vector<int32_t>& numbers, const std::function<void(VisitorRec&)>& leave = {});
 
   // Calls `f(int32_t number, VisitorRec&)` for each visitor in order. `f` must not add or remove.
   template <class F>
@@ -48,17 +53,11 @@ class VisitorTable {
   }
 
  private:
-  struct Entry {  // Open addressing with linear probing; an unused entry has no visitor.
-    uint64_t hash = 0;
-    VisitorRec* visitor = nullptr;
-  };
-  void IndexAdd(VisitorRec& visitor);
-  void IndexRemove(const VisitorRec& visitor);
-  void Grow();
   void CloseGaps();
+  void WarmPlace(int32_t number) const;
 
   std::vector<std::unique_ptr<VisitorRec>> places_;
-  std::vector<Entry> index_;  // Its size is a power of two, at most 70 % used.
+  PointerIndex<VisitorRec> index_;
   int32_t count_ = 0;
 };
 

@@ -133,6 +133,21 @@ void HitProcessor::ReadDate(const SiteRec& site) {
   }
 }
 
+void HitProcessor::WarmUp(int16_t number, std::string_view next_line) {
+  // With few visitors all of them are near already.
+  constexpr int32_t kManyVisitors = 4'000;
+  if (t_.Visitors.Count() < kManyVisitors || !Has(kClientIp)) return;
+  t_.Visitors.WarmRecord(next_visitor_);
+  const char separator = t_.Site(number).FieldSeparator;
+  for (int16_t skipped = 0; skipped < layout_[kClientIp]; ++skipped) {
+    const size_t at = next_line.find(separator);
+    if (at == std::string_view::npos) return;
+    next_line.remove_prefix(at + 1);
+  }
+  next_visitor_ = VisitorTable::HashOf(number, Trim(next_line.substr(0, next_line.find(separator))));
+  t_.Visitors.WarmIndex(next_visitor_);
+}
+
 bool HitProcessor::SplitLine(std::string_view line, int16_t number) {
   SiteRec& site = t_.Site(number);
   cutter_.Start(line, site.FieldSeparator);
@@ -147,7 +162,6 @@ bool HitProcessor::SplitLine(std::string_view line, int16_t number) {
   if (site.CaughtUp && MinutesBetween(hit, site.LastReadDateTime) >= c_.settings.InactivityMins) return false;
   if (site.Replaying && site.LastReadPos > site.ReplayUntilPos) site.ReplayUntilPos = 0;
   if (!Has(kUriStem)) return true;
-  if (const auto ip = Get(kClientIp)) t_.Visitors.WarmIndex(number, *ip);
   ReadPage(site);
   if (KeepExtension()) ProcessHit(line, number, hit);
   return true;

@@ -52,6 +52,10 @@ class HitProcessor {
   // the line before. Returns whether the line passed the date tests.
   bool SplitLine(std::string_view line, int16_t site);
 
+  // Asks the memory for this line's visitor and for the index of the next line's, so that they are there when SplitLine
+  // looks for them. Only the beginning of that line is needed. Changes nothing but time.
+  void WarmUp(int16_t site, std::string_view next_line);
+
   Classifier& GetClassifier() { return classifier_; }
 
  private:
@@ -87,8 +91,9 @@ class HitProcessor {
   Classifier classifier_;
   FieldLayout layout_;
   FieldCutter cutter_;
-  int16_t line_site_ = 0;  // Site of the line being processed.
-  std::string ext_;        // Lower-case extension of this line's page.
+  uint64_t next_visitor_ = 0;  // Hash of the visitor that WarmUp asked for last.
+  int16_t line_site_ = 0;      // Site of the line being processed.
+  std::string ext_;            // Lower-case extension of this line's page.
 
   // The date text converted last, since a log repeats it line after line.
   std::array<char, 16> date_text_{};

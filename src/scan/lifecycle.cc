@@ -43,8 +43,7 @@ void Lifecycle::RemoveInactive() {
       return !v || !v->Remove;
     });
     std::sort(numbers.begin(), numbers.end());
-    for (const int32_t n : numbers) Leave(*t_.Visitors.At(n));
-    t_.Visitors.Remove(numbers);
+    t_.Visitors.Remove(numbers, [this](VisitorRec& v) { Leave(v); });
     for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
       if (!t_.Site(n).ViewDirty) continue;
       c_.view.RefreshSiteNode(n);

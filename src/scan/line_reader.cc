@@ -101,6 +101,12 @@ std::string_view LineReader::Line() const {
   return {buffer_.data() + (line_begin_ - base_), static_cast<size_t>(line_end_ - line_begin_)};
 }
 
+std::string_view LineReader::Ahead() const {
+  constexpr int64_t kEnough = 256;
+  if (next_ >= filled_) return {};
+  return {buffer_.data() + (next_ - base_), static_cast<size_t>(std::min(filled_ - next_, kEnough))};
+}
+
 bool LineReader::AtEnd() {
   return next_ >= filled_ && !Fill();
 }

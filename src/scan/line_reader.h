@@ -28,6 +28,8 @@ class LineReader {
   bool Next();
   // The line last read, without its end; empty when there was none. AtEnd may move it, so ask again after that.
   std::string_view Line() const;
+  // The beginning of the line behind that one, as far as it has been read; may run over that line's end.
+  std::string_view Ahead() const;
   // The file holds nothing behind the line last read, as it is now. True as well when reading failed.
   bool AtEnd();
   // 0-based place of the byte behind the line last read and its end.

@@ -246,6 +246,7 @@ Status ScanCycle::ReadLines(int16_t n, LineReader& reader) {
     if (!line.empty() && line.front() == '#') {
       TakeHeaderLine(n, line);
     } else if (t_.Site(n).FieldsKnown) {
+      hits_.WarmUp(n, reader.Ahead());
       hits_.SplitLine(line, n);
     }
     if (++lines == kLinesPerCheck) {

@@ -49,7 +49,6 @@ void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit
   HitRec& h = t_.Hit;
   line_site_ = number;
   Take(kClientIp, h.HitIP);
-  t_.Visitors.WarmRecord(number, h.HitIP);
   if (ExcludeCheck(h.HitIP, h.HitPage, t_.Site(number))) return;
   ReadRemainingFields();
 

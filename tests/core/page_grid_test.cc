@@ -70,6 +70,18 @@ TEST(PageRows, AddRow_BeyondTheCapDropsTheOldest) {
   EXPECT_EQ(rows.RowCount(), 0u);
 }
 
+TEST(PageRows, AddRow_BeyondTheBytesOfTextDropsTheOldest) {
+  PageRows rows;
+  VisitorRec a;
+  const std::string page(1 << 20, 'p');
+  for (int i = 0; i < 40; ++i) rows.AddRow(a, 1, page, "", 0);
+  EXPECT_EQ(rows.RowCount(), PageRows::kMaxTextBytes >> 20);
+  rows.DeleteRows(a);
+  EXPECT_EQ(rows.RowCount(), 0u);
+  for (int i = 0; i < 10; ++i) rows.AddRow(a, 1, page, "", 0);
+  EXPECT_EQ(rows.RowCount(), 10u);
+}
+
 TEST(PageRows, Clear_ForgetsDeletedRowsAndOldChains) {
   PageRows rows;
   VisitorRec a, b;
