@@ -47,7 +47,7 @@ int main(int argc, char** argv) {
   vantry::SocketListener listener(clock);
   vantry::bench::NullNotices notices;
   const auto start = std::chrono::steady_clock::now();
-  vantry::Engine engine({clock, loop, files, listener, notices}, {folder, "", vantry::Regional{}, ""});
+  vantry::Engine engine({clock, loop, files, listener, notices}, {folder, "", vantry::Regional{}, "", {}});
   if (!engine.Main()) return 1;
   const double started = Seconds(start);
   for (vantry::SiteRec& site : engine.Tables().Sites) site.LastScanTime = {};

@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const size_t cut = input.find('\n');
   const std::string pattern(input.substr(0, cut));
   const std::string text(cut == std::string_view::npos ? std::string_view() : input.substr(cut + 1));
-  vantry::LikeNoCase(text, pattern);
+  vantry::FitsFileMask(text, pattern);
   if (!Like(text, "*")) std::abort();
   if (!Like(text, pattern)) return 0;
   // What fits a pattern fits it with any text behind or in front, once the pattern has a star there.

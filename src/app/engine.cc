@@ -64,13 +64,18 @@ std::string Engine::ExceptionNumberAt(int16_t place) const {
 }
 
 bool Engine::Main() {
-  InitEngine();
-  t_.Sites.clear();
-  if (const auto problem = ReadINI(ports_.files, options_.app_path, options_.regional, t_)) {
-    ports_.notices.Tell(*problem);
-  }
-  t_.TimeBias = ports_.clock.UtcOffset();
-  return LoadWindow();
+  bool running = false;
+  log_.Guard("Main", [&] {
+    InitEngine();
+    t_.Sites.clear();
+    if (const auto problem = ReadINI(ports_.files, options_.app_path, options_.regional, t_)) {
+      problems_.push_back(*problem);
+    }
+    t_.TimeBias = ports_.clock.UtcOffset();
+    running = LoadWindow();
+    return Status::Ok();
+  });
+  return running;
 }
 
 void Engine::InitEngine() {
@@ -80,7 +85,7 @@ void Engine::InitEngine() {
   ReadRobotsCache(ports_.files, settings_.DDFPath, t_);
   proxy_ = ReadProxy(registry_, options_.http_proxy);
   if (const auto problem = ReadSettingsINI(ports_.files, options_.app_path, settings_, t_.Countries)) {
-    ports_.notices.Tell(*problem);
+    problems_.push_back(*problem);
   }
 }
 
@@ -101,7 +106,7 @@ void Engine::ChooseDataFolder() {
   settings_.DDFPath = WithSeparator(settings_.DDFPath);
   for (const std::string& folder : {settings_.DDFPath, settings_.DDFPath + "Temp/"}) {
     if (const Status status = ports_.files.MakeFolder(folder); !status.ok()) {
-      ports_.notices.Tell("The data folder can't be made: " + status.text +
+      problems_.push_back("The data folder can't be made: " + status.text +
                           ". Logs and history are lost until it is there.");
       break;
     }
@@ -117,21 +122,26 @@ bool Engine::LoadWindow() {
                               "application.");
     return false;
   }
+  // A second start leaves the first running and shows nothing.
+  if (options_.acquire_instance && !options_.acquire_instance()) return false;
+  for (const std::string& problem : problems_) ports_.notices.Tell(problem);
   view_.SetStatus("Preparing...");
   StaggerSites();
   log_.Guard("Engine.RefreshexceptionConstants",
              [this] { return RefreshexceptionConstants(settings_.ExceptionTypes, t_); });
-  if (t_.SiteCount() > 0) {
-    const int32_t view = LeadingNumber(ReadRegistryValue(registry_, kSettings, "CurrentLogFile", "1"));
-    // A site that was deleted meanwhile shows as all sites.
-    t_.CurrentView = static_cast<int16_t>(view >= 0 && view <= t_.SiteCount() ? view : 0);
-    HideRowsOutsideView(t_, [this](int16_t place) { return ExceptionNumberAt(place); });
-    view_.ShowCurrentView();
-  }
+  if (t_.SiteCount() > 0) ShowFirstView();
   log_.WriteSessionStart(AppVersion());
   StartTimersAndListener();
   pause_.ShowRunning();
   return true;
+}
+
+void Engine::ShowFirstView() {
+  const int32_t view = LeadingNumber(ReadRegistryValue(registry_, kSettings, "CurrentLogFile", "1"));
+  // A site that was deleted meanwhile shows as all sites.
+  t_.CurrentView = static_cast<int16_t>(view >= 0 && view <= t_.SiteCount() ? view : 0);
+  HideRowsOutsideView(t_, [this](int16_t place) { return ExceptionNumberAt(place); });
+  view_.ShowCurrentView();
 }
 
 // The first scans of many sites are spread 2 seconds apart; paused sites take no place.

@@ -2,9 +2,11 @@
 // references down. One stands on `main`'s stack; a test makes as many as it likes.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "app/absent_parts.h"
 #include "config/registry_store.h"
@@ -37,6 +39,8 @@ struct EngineOptions {
   std::string command_text;  // The command line, trimmed and upper-cased; only whether it is empty matters.
   Regional regional;
   std::string http_proxy;  // Of the environment.
+  // Takes the lock that keeps a second program off the folder; false when another one holds it. Empty: no lock.
+  std::function<bool()> acquire_instance = {};
 };
 
 // Major number, ".", minor number, ".", revision with three digits.
@@ -48,7 +52,8 @@ class Engine final : public RemoteControl {
   ~Engine() override;
 
   // From process start to running timers: settings, sites, the window's load steps. False when the program is not to
-  // run (a service runs already); whoever calls then ends the process.
+  // run (a service runs already, another instance holds the folder, or starting failed); whoever calls then ends the
+  // process.
   bool Main();
 
   // Saves everything, closes what is open, ends the loop. A second call does nothing.
@@ -75,6 +80,7 @@ class Engine final : public RemoteControl {
   void ReadRegistry();
   void ChooseDataFolder();
   bool LoadWindow();
+  void ShowFirstView();
   void StaggerSites();
   void StartTimersAndListener();
   void SaveRegistry();
@@ -90,6 +96,7 @@ class Engine final : public RemoteControl {
   std::optional<Proxy> proxy_;
   int32_t database_version_ = 0;
   std::string listen_problem_;
+  std::vector<std::string> problems_;  // Found before it is known that this instance runs; told then.
 
   NoWindow view_;
   NoEventListeners events_;

@@ -50,22 +50,25 @@ int main(int argc, char** argv) {
     notices.Tell("The program folder can't be used: " + status.text);
     return 1;
   }
-  vantry::SingleInstance instance(app_path + "vantry.lock");
-  if (const vantry::Status status = instance.Acquire(); !status.ok()) {
-    // A second start leaves the first running and shows nothing.
-    if (status.fail == vantry::Fail::kRefused) return 0;
-    notices.Tell("The program folder can't be used: " + status.text);
-    return 1;
-  }
-
   vantry::SystemClock clock;
   vantry::QtLoop loop;
   vantry::SocketListener listener(clock);
   vantry::RegistryFile registry(files, app_path + "registry.ini");
-  vantry::Engine engine({clock, loop, files, listener, notices},
-                        {app_path, CommandText(argc, argv), vantry::ReadRegional(registry), Environment("http_proxy")});
+  vantry::SingleInstance instance(app_path + "vantry.lock");
+  int result = 0;
+  const auto acquire = [&] {
+    const vantry::Status status = instance.Acquire();
+    if (!status.ok() && status.fail != vantry::Fail::kRefused) {
+      notices.Tell("The program folder can't be used: " + status.text);
+      result = 1;
+    }
+    return status.ok();
+  };
+  vantry::Engine engine(
+      {clock, loop, files, listener, notices},
+      {app_path, CommandText(argc, argv), vantry::ReadRegional(registry), Environment("http_proxy"), acquire});
   vantry::StopSignals signals([&engine] { engine.Closing(); });
-  if (!engine.Main()) return 0;
+  if (!engine.Main()) return result;
   if (engine.ListenProblem().empty()) {
     std::printf("Vantry %s is watching %d site(s). Open http://127.0.0.1:%d/ in a browser.\n",
                 vantry::AppVersion().c_str(), engine.Tables().SiteCount(), engine.GetSettings().WebAccessPort);

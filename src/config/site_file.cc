@@ -98,6 +98,7 @@ const ListRow kListRows[] = {
     // More than one character: keeps the "Y" or "N" of AlertENGINEALL, which begins alike, out of the list.
     {"AlertENGINE", &AlertRec::Engine, false, 2},
 };
+constexpr size_t kMaxSites = 32'766;
 constexpr std::string_view kDefaultAlert = "Default (All Visitors)";
 
 using Problem = std::optional<std::string>;
@@ -300,8 +301,9 @@ std::optional<ReadProblem> ParseSites(std::string_view bytes, const Regional& re
   const auto lines = TextLines(bytes);
   // Last line skipped on purpose: writers end with an empty one.
   for (size_t i = 0; i + 1 < lines.size(); ++i) {
-    if (tables.Sites.size() == 32767 && StartsWith(Trim(lines[i]), "[")) {
-      return ReadProblem{static_cast<int>(i + 1), "more than 32767 sites"};
+    // A site number is a 16-bit count from 1, with one value to spare behind the last.
+    if (tables.Sites.size() == kMaxSites && StartsWith(Trim(lines[i]), "[")) {
+      return ReadProblem{static_cast<int>(i + 1), "more than " + std::to_string(kMaxSites) + " sites"};
     }
     if (const auto problem = reader.ReadLine(lines[i])) return ReadProblem{static_cast<int>(i + 1), *problem};
   }

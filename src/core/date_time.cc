@@ -1,5 +1,6 @@
 #include "core/date_time.h"
 
+#include <algorithm>
 #include <array>
 
 #include "core/text.h"
@@ -39,7 +40,7 @@ int SmallNumber(std::string_view text, size_t max_digits) {
   return n;
 }
 
-// Cuts the text into exactly three parts at the separator.
+// The first three parts of the text between separators; further parts count for nothing.
 bool SplitThree(std::string_view text, char separator, std::array<std::string_view, 3>& parts) {
   for (int i = 0; i < 2; ++i) {
     const size_t at = text.find(separator);
@@ -47,8 +48,8 @@ bool SplitThree(std::string_view text, char separator, std::array<std::string_vi
     parts[i] = Trim(text.substr(0, at));
     text.remove_prefix(at + 1);
   }
-  parts[2] = Trim(text);
-  return parts[2].find(separator) == std::string_view::npos;
+  parts[2] = Trim(text.substr(0, text.find(separator)));
+  return true;
 }
 
 std::optional<Day> DayFromTexts(std::string_view year, std::string_view month, std::string_view day) {
@@ -147,7 +148,8 @@ std::optional<int32_t> ParseTime(std::string_view text) {
 std::optional<Day> ParseNamedMonthDate(std::string_view text) {
   std::array<std::string_view, 3> p;
   text = Trim(text);
-  if (!SplitThree(text, '/', p) && !SplitThree(text, '-', p)) return std::nullopt;
+  const char separator = Contains(text, "/") ? '/' : '-';
+  if (std::count(text.begin(), text.end(), separator) != 2 || !SplitThree(text, separator, p)) return std::nullopt;
   const int d = SmallNumber(p[0], 2), m = MonthFromName(p[1]), y = SmallNumber(p[2], 4);
   if (d < 0 || m == 0 || y < 0) return std::nullopt;
   return MakeDay(p[2].size() <= 2 ? FullYear(y) : y, m, d);

@@ -1,7 +1,5 @@
 #include "core/program_log.h"
 
-#include <exception>
-
 namespace vantry {
 
 void ProgramLog::WriteProgramLog(std::string_view text, bool plain) {
@@ -24,14 +22,9 @@ void ProgramLog::ReportError(std::string_view description, std::string_view labe
 }
 
 bool ProgramLog::Guard(std::string_view label, const std::function<Status()>& body) {
-  try {
-    const Status status = body();
-    if (status.ok()) return true;
-    ReportError(status.text, label);
-  } catch (const std::exception& e) {
-    ReportError(e.what(), label);
-  }
-  return false;
+  const Status status = Attempt(body);
+  if (!status.ok()) ReportError(status.text, label);
+  return status.ok();
 }
 
 void ProgramLog::AddLogEvent(std::string_view text, EventLevel level) {

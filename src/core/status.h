@@ -1,6 +1,7 @@
 // The one failure value of the program. Bad input, full disks and vanished files are values, never asserts.
 #pragma once
 
+#include <exception>
 #include <string>
 #include <utility>
 
@@ -17,5 +18,15 @@ struct [[nodiscard]] Status {
   static Status Ok() { return {}; }
   static Status Error(Fail fail, std::string text) { return {fail, std::move(text)}; }
 };
+
+// Runs `body` (returning Status) and turns an exception of the standard library, such as a full memory, into a failure.
+template <class F>
+Status Attempt(F&& body) {
+  try {
+    return body();
+  } catch (const std::exception& e) {
+    return Status::Error(Fail::kIo, e.what());
+  }
+}
 
 }  // namespace vantry

@@ -117,11 +117,11 @@ void HideRowsOutsideView(LiveTables& t, const std::function<std::string(int16_t)
     row.hidden = view > 0 && (row.site != view || (!alert.empty() && row.Text(log_grid::kAlert) != alert));
   });
   t.spiderGrid.ForEach([&](GridRow& row) { row.hidden = !ShowsSite(t, row.site); });
-  const std::string exception =
-      current && current->ExceptionView != 0 ? exception_number(current->ExceptionView) : std::string();
+  const bool one_exception = current && current->ExceptionView != 0;
+  const std::string exception = one_exception ? exception_number(current->ExceptionView) : std::string();
   t.exGrid.ForEach([&](GridRow& row) {
-    row.hidden = view > 0 && row.site != 0 &&
-                 (row.site != view || (!exception.empty() && row.Text(ex_grid::kNumber) != exception));
+    row.hidden =
+        view > 0 && row.site != 0 && (row.site != view || (one_exception && row.Text(ex_grid::kNumber) != exception));
   });
 }
 

@@ -103,8 +103,17 @@ bool Like(std::string_view text, std::string_view pattern) {
   return true;
 }
 
-bool LikeNoCase(std::string_view text, std::string_view pattern) {
-  return Like(Lower(text), Lower(pattern));
+bool FitsFileMask(std::string_view name, std::string_view mask) {
+  if (mask == "*.*") return true;
+  std::string pattern;
+  for (const char c : mask) {
+    if (c == '#' || c == '[') {
+      pattern.append("[").append(1, c).append("]");
+    } else {
+      pattern += LowerAscii(c);
+    }
+  }
+  return Like(Lower(name), pattern);
 }
 
 }  // namespace vantry

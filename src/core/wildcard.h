@@ -11,7 +11,8 @@ namespace vantry {
 // Time is at most proportional to the product of both lengths, whatever the pattern.
 bool Like(std::string_view text, std::string_view pattern);
 
-// The same without regard to ASCII case, for file masks.
-bool LikeNoCase(std::string_view text, std::string_view pattern);
+// True when a file name fits a mask: `*` and `?` alone are special, ASCII case does not count, and "*.*" fits every
+// name.
+bool FitsFileMask(std::string_view name, std::string_view mask);
 
 }  // namespace vantry

@@ -58,22 +58,18 @@ Status ChooseType(const std::string& path, std::string_view bytes, std::optional
                 "\nName its type with --type N (0 to 5) if it is one after all.");
 }
 
-std::string EscapedMask(std::string_view name) {
-  std::string mask;
-  for (char c : name) {
-    if (Contains("[*?#", std::string_view(&c, 1))) {
-      mask.append("[").append(1, c).append("]");
-    } else {
-      mask += c;
-    }
-  }
+// A mask has no way to name a star itself; "?" takes it.
+std::string MaskOf(std::string_view name) {
+  std::string mask(name);
+  std::replace(mask.begin(), mask.end(), '*', '?');
   return mask;
 }
 
 const FileEntry* NewestFile(const std::vector<FileEntry>& entries, std::string_view mask) {
   const FileEntry* best = nullptr;
   for (const FileEntry& entry : entries) {
-    if (entry.name.empty() || entry.name.front() == '.' || !entry.written_ns || !LikeNoCase(entry.name, mask)) continue;
+    if (entry.name.empty() || entry.name.front() == '.' || !entry.written_ns || !FitsFileMask(entry.name, mask))
+      continue;
     const bool newer = !best || *entry.written_ns > *best->written_ns ||
                        (*entry.written_ns == *best->written_ns && entry.name > best->name);
     if (newer) best = &entry;
@@ -92,7 +88,7 @@ Status FindInFolder(Files& files, std::optional<LogType> forced, LogPlace& place
     if (!newest && forced) return ChooseType(place.folder, "", forced, place);
     if (!newest) return Refuse(Printable(place.folder) + " holds no log. Name its type with --type N (0 to 5).");
     const size_t dot = newest->name.rfind('.');
-    place.mask = "*" + (dot == std::string::npos ? "" : EscapedMask(newest->name.substr(dot)));
+    place.mask = "*" + (dot == std::string::npos ? "" : MaskOf(newest->name.substr(dot)));
   }
   std::unique_ptr<LogFile> file;
   std::string bytes;
@@ -127,10 +123,10 @@ Status ReadAllSites(Files& files, const std::string& home, const Regional& regio
 }  // namespace
 
 std::string MaskForName(std::string_view name) {
-  std::string mask = EscapedMask(name);
+  std::string mask = MaskOf(name);
   // Blanks at the ends of a value do not survive in the site file.
-  if (!mask.empty() && mask.back() == ' ') mask.replace(mask.size() - 1, 1, "[ ]");
-  if (!mask.empty() && mask.front() == ' ') mask.replace(0, 1, "[ ]");
+  if (!mask.empty() && mask.back() == ' ') mask.back() = '?';
+  if (!mask.empty() && mask.front() == ' ') mask.front() = '?';
   return mask;
 }
 

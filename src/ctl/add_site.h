@@ -31,7 +31,7 @@ Status FindLog(Files& files, const std::string& path, std::optional<LogType> for
 Status AddSite(Files& files, const std::string& home, const Regional& regional, const std::string& name,
                const std::string& domain, const LogPlace& place);
 
-// A mask that fits this file name alone.
+// A mask that fits this file name, and hardly any other: what can't stand in a mask becomes "?".
 std::string MaskForName(std::string_view name);
 
 }  // namespace vantry

@@ -21,7 +21,7 @@ constexpr int64_t kDisplaceAfterMs = 10'000;  // Silence after which a connectio
 constexpr int64_t kFlushMs = 30'000;          // A closed connection's bytes are offered to a slow reader this long.
 constexpr int64_t kDrainMs = 2'000;           // Then the peer's own close is waited for.
 constexpr int64_t kShutdownMs = 1'000;
-constexpr size_t kMaxWaiting = 32u << 20;  // A peer that reads nothing is dropped at this many queued bytes.
+constexpr size_t kMaxWaiting = 32u << 20;  // A peer that has this much to read yet is sent no more.
 constexpr size_t kStopReading = 1u << 20;  // No more is taken from a peer that owes us reading this much.
 constexpr size_t kMaxLingering = 200;
 
@@ -233,6 +233,8 @@ bool SocketListener::WriteTo(Peer& peer) {
     if (n < 0) break;
     peer.sent += static_cast<size_t>(n);
     peer.last_active_ms = clock_.Steady().ms;
+    // A slow reader that reads is waited for as long as it takes.
+    if (peer.number == 0) peer.linger_until_ms = peer.last_active_ms + kFlushMs;
   }
   if (peer.Waiting() == 0) {
     peer.out.clear();
@@ -249,8 +251,10 @@ bool SocketListener::WriteTo(Peer& peer) {
 void SocketListener::Send(int connection, std::string_view bytes) {
   Peer* peer = Find(connection);
   if (!peer) return;
+  // One page may be of any size; what is refused is more of it to a peer that has not read the last.
+  const bool owes_too_much = peer->Waiting() > kMaxWaiting;
   peer->out.append(bytes);
-  if (!WriteTo(*peer) || peer->Waiting() > kMaxWaiting) Close(connection, false);
+  if (owes_too_much || !WriteTo(*peer)) Close(connection, false);
 }
 
 void SocketListener::Close(int connection, bool flush) {
@@ -272,7 +276,11 @@ void SocketListener::Close(int connection, bool flush) {
 
 void SocketListener::Linger(const std::shared_ptr<Peer>& peer) {
   peer->linger_until_ms = clock_.Steady().ms + kFlushMs;
-  if (lingering_.size() >= kMaxLingering) lingering_.pop_front();
+  if (lingering_.size() >= kMaxLingering) {
+    lingering_.erase(std::min_element(lingering_.begin(), lingering_.end(), [](const auto& a, const auto& b) {
+      return a->linger_until_ms < b->linger_until_ms;
+    }));
+  }
   lingering_.push_back(peer);
   ServeLingering(*peer);
 }

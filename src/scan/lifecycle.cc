@@ -35,9 +35,9 @@ void Lifecycle::ScanToRemove() {
 }
 
 void Lifecycle::RemoveInactive() {
-  c_.log.Guard("RemoveInactive", [&] {
-    std::vector<int32_t> numbers;
-    numbers.swap(marked_);
+  std::vector<int32_t> numbers;
+  numbers.swap(marked_);
+  const bool done = c_.log.Guard("RemoveInactive", [&] {
     std::erase_if(numbers, [&](int32_t n) {
       const VisitorRec* v = t_.Visitors.At(n);
       return !v || !v->Remove;
@@ -52,6 +52,12 @@ void Lifecycle::RemoveInactive() {
     c_.view.UpdateStatus();
     return Status::Ok();
   });
+  // Whoever is left after a failure is tried again at the next tick.
+  if (!done) {
+    for (const int32_t n : numbers) {
+      if (t_.Visitors.At(n)) marked_.push_back(n);
+    }
+  }
 }
 
 void Lifecycle::Leave(VisitorRec& v) {

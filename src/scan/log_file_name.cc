@@ -11,7 +11,7 @@ std::string ScanCycle::NewestLocalFile(int16_t n) {
   const SiteRec& site = t_.Site(n);
   std::vector<FileEntry> entries;
   if (!c_.files.List(site.Folder, entries).ok()) return {};
-  std::erase_if(entries, [&](const FileEntry& e) { return !LikeNoCase(e.name, site.Mask); });
+  std::erase_if(entries, [&](const FileEntry& e) { return !FitsFileMask(e.name, site.Mask); });
   std::sort(entries.begin(), entries.end(), [](const FileEntry& a, const FileEntry& b) { return a.name < b.name; });
   const FileEntry* best = nullptr;
   for (const FileEntry& entry : entries) {

@@ -24,7 +24,7 @@ void ScanCycle::Timer2Tick() {
 void ScanCycle::Timer1Tick() {
   // A scan yields, so ticks arrive inside it; they are dropped, not queued.
   if (t_.ScanInProgress || t_.Closing) return;
-  c_.log.Guard("Timer1", [&] {
+  const bool done = c_.log.Guard("Timer1", [&] {
     c_.view.SetStatus("Scanning...");
     Rollover();
     c_.daily.CheckAutoArchive();
@@ -34,7 +34,7 @@ void ScanCycle::Timer1Tick() {
     }
     return Status::Ok();
   });
-  if (t_.Closing) return;
+  if (t_.Closing || !done) return;
   c_.view.UpdateStatus();
   c_.view.SetTrayTip("Vantry: [" + std::to_string(t_.Visitors.Count()) + " Visitors]");
   c_.view.SetStatus("");
@@ -75,6 +75,7 @@ void ScanCycle::Rollover() {
   }
   if (t_.RolloverDone) return;
   t_.RolloverDone = true;
+  const int16_t view = t_.CurrentView;
   RolloverSites();
   for (AlertRec& alert : t_.Alerts) alert.AlertHits = 0;
   t_.TodayVisitorCount = t_.TodayAlertCount = t_.TodaySpiderCount = t_.TodayExceptionCount = 0;
@@ -82,16 +83,23 @@ void ScanCycle::Rollover() {
   t_.spiderGrid.Clear();
   t_.exGrid.Clear();
   t_.Today = DayOf(c_.clock.Now());
+  if (t_.CurrentView != view) {
+    t_.CurrentView = view;
+    ShowCurrentView();
+  }
+}
+
+void ScanCycle::ShowCurrentView() {
+  HideRowsOutsideView(t_, exception_number_);
+  c_.view.ShowCurrentView();
 }
 
 void ScanCycle::RolloverSites() {
-  const int16_t view = t_.CurrentView;
   for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
     if (t_.Site(n).EmailDailyReport) {
       t_.CurrentView = n;
       c_.view.UpdateStatus();
-      HideRowsOutsideView(t_, exception_number_);
-      c_.view.ShowCurrentView();
+      ShowCurrentView();
       c_.daily.SendDailyReport(n);
     }
     c_.history.UpdateDaySummaries();
@@ -100,11 +108,6 @@ void ScanCycle::RolloverSites() {
         site.TodayDownloads = site.PeakToday = 0;
     site.ForceLookup = true;
     if (site.FTP) c_.ftp.FTPClose(n);
-  }
-  if (t_.CurrentView != view) {
-    t_.CurrentView = view;
-    HideRowsOutsideView(t_, exception_number_);
-    c_.view.ShowCurrentView();
   }
 }
 
@@ -129,19 +132,19 @@ bool ScanCycle::ScanSite(int16_t n) {
   t_.Site(n).PrevCurrentVisitors = t_.Site(n).CurrentVisitors;
   if (c_.settings.ChangeIconDuringScan) c_.view.SetSiteImage(n, kIconSiteScanning);
 
-  Status status = PrepareScan(n);
-  if (status.ok() && t_.Site(n).FTP) {
-    SiteRec& site = t_.Site(n);
-    c_.ftp.StartDownload(n, std::max<int64_t>(0, site.LastReadPos - 1), t_.FirstScan ? 0 : 120);
-    return false;  // The fetch hands its lines over one by one and calls EndScan.
-  }
-  if (status.ok()) status = ReadLocalLog(n);
+  // Whatever goes wrong in here, the scan is closed: a scan left open would hold up all sites for good.
+  const Status status = Attempt([&] {
+    if (Status prepared = PrepareScan(n); !prepared.ok()) return prepared;
+    return t_.Site(n).FTP ? StartFetch(n) : ReadLocalLog(n);
+  });
   // On the way out the position has been saved already; nothing may move any more.
   if (t_.Closing) return false;
   if (!status.ok()) {
     FailScan(n, status);
     return false;
   }
+  // A fetch hands its lines over one by one and calls EndScan.
+  if (t_.Site(n).FTP) return false;
   EndScan(n);
   return true;
 }
@@ -209,15 +212,26 @@ void ScanCycle::StartReplay(SiteRec& site) {
   site.LastReadPosDay = 0;
 }
 
+// The 0-based place from which to read, with all that a reading starts with.
+int64_t ScanCycle::StartReading(SiteRec& site) {
+  StartReplay(site);
+  t_.Hit.CurPos = site.LastReadPos;
+  if (!site.IncludeQuery) hits_.DropQuery();
+  hits_.ClearFields();
+  return site.LastReadPos > 0 ? site.LastReadPos - 1 : 0;
+}
+
+Status ScanCycle::StartFetch(int16_t n) {
+  const int64_t start = StartReading(t_.Site(n));
+  c_.ftp.StartDownload(n, start, t_.FirstScan ? 0 : 120);
+  return Status::Ok();
+}
+
 Status ScanCycle::ReadLocalLog(int16_t n) {
   std::unique_ptr<LogFile> file;
   if (Status status = c_.files.OpenLog(t_.Site(n).LastLogFile, file); !status.ok()) return status;
   SiteRec& site = t_.Site(n);
-  StartReplay(site);
-  const int64_t start = std::max<int64_t>(0, site.LastReadPos - 1);
-  t_.Hit.CurPos = site.LastReadPos;
-  if (!site.IncludeQuery) hits_.DropQuery();
-  hits_.ClearFields();
+  const int64_t start = StartReading(site);
   if (site.LastReadPosDay == 0) site.LastReadPosDay = start + 1;
   LineReader reader(*file, site.Unix, start, buffer_);
   return ReadLines(n, reader);

@@ -42,6 +42,7 @@ class ScanCycle {
  private:
   void Rollover();
   void RolloverSites();
+  void ShowCurrentView();
   void UpdateSleep(SiteRec& site);
   void TickSite(int16_t site);
   void AnnounceFirstScan(int16_t site);
@@ -49,6 +50,8 @@ class ScanCycle {
   Status ChooseLogFile(int16_t site);
   Status ReportNoLogFile(int16_t site);
   void StartReplay(SiteRec& site);
+  int64_t StartReading(SiteRec& site);
+  Status StartFetch(int16_t site);
   Status ReadLocalLog(int16_t site);
   Status ReadLines(int16_t site, LineReader& reader);
   void TakeHeaderLine(int16_t site, std::string_view line);

@@ -39,6 +39,7 @@ bool HitProcessor::KeepExtension() {
     // Stored in lower case, so comparing without case is comparing the lower-cased text.
     if (extension.size() != behind.size() || !EqualsNoCase(extension, behind)) continue;
     ext_ = extension;
+    if (page.front() == ' ') page.erase(0, page.find_first_not_of(' '));
     if (page.front() == '/') page.erase(0, 1);
     return true;
   }

@@ -110,8 +110,12 @@ void WebServer::DataIn(int n, std::string_view text, bool end_of_line) {
   }
   // While monitoring is paused nobody answers: the browser waits on an open connection until it gives up.
   if (!c_.control.Monitoring()) return;
-  const ReadStep step = TakeLine(clients_[n], text, end_of_line, c_.listener.RemoteHost(n), c_.clock.Now());
-  if (step == ReadStep::kRequestComplete) HandleWebRequest(n);
+  // A failure ends the handling silently; the connection stays open until the peer closes it.
+  (void)Attempt([&] {
+    const ReadStep step = TakeLine(clients_[n], text, end_of_line, c_.listener.RemoteHost(n), c_.clock.Now());
+    if (step == ReadStep::kRequestComplete) HandleWebRequest(n);
+    return Status::Ok();
+  });
 }
 
 void WebServer::HandleWebRequest(int n) {

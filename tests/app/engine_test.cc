@@ -43,7 +43,7 @@ struct EngineTest : ::testing::Test {
     loop.timers.clear();
     loop.quit = false;
     engine = std::make_unique<Engine>(EnginePorts{clock, loop, files, listener, notices},
-                                      EngineOptions{"/home/", command, Regional{}, ""});
+                                      EngineOptions{"/home/", command, Regional{}, "", {}});
     return engine->Main();
   }
   void Sites(int count, const std::string& more = "") {
@@ -150,6 +150,38 @@ TEST_F(EngineTest, ServiceGuardAsksForACommandLine) {
   EXPECT_TRUE(Start("")) << "with no command line it starts";
 }
 
+TEST_F(EngineTest, SecondInstanceShowsNothingButTheServiceGuardComesFirst) {
+  Sites(1);
+  files.Put("/home/SETTINGS.INI", "ReverseDNS=Maybe\r\n\r\n");
+  const auto start = [&](const std::string& command) {
+    loop.timers.clear();
+    engine = std::make_unique<Engine>(EnginePorts{clock, loop, files, listener, notices},
+                                      EngineOptions{"/home/", command, Regional{}, "", [] { return false; }});
+    return engine->Main();
+  };
+  EXPECT_FALSE(start(""));
+  EXPECT_TRUE(notices.boxes.empty() && notices.told.empty());
+  EXPECT_EQ(files.Get("/home/Data/TRL.LOG"), "<none>");
+  EXPECT_FALSE(engine->Monitoring());
+  files.Put("/home/registry.ini", "[Settings]\nServiceRunning=True\n");
+  EXPECT_FALSE(start("X"));
+  EXPECT_EQ(notices.boxes.size(), 1u);
+}
+
+TEST_F(EngineTest, OddSitesStartScanAndClose) {
+  files.Put("/home/VANTRY.INI",
+            "[Odd]\r\nType=99\r\nSelectMethod=7\r\nFolder=/logs\r\nMask=access.log\r\nFrequency=2147483647\r\n"
+            "LastLogFile=/logs/access.log\r\nLastReadPos=-9223372036854775808\r\nLastReadPosDay=9223372036854775807\r\n"
+            "SleepMode=True\r\nSleepStart=23:59:59\r\n[Neg]\r\nFrequency=-2147483648\r\nFolder=/logs/\r\nType=2\r\n"
+            "Mask=access.log\r\nLastLogFile=/logs/access.log\r\nLastReadPos=9223372036854775807\r\n\r\n");
+  Log("11:59:00", "10.0.0.1");
+  ASSERT_TRUE(Start());
+  for (SiteRec& site : engine->Tables().Sites) site.LastScanTime = {};
+  Run(20);
+  engine->Closing();
+  EXPECT_TRUE(loop.quit);
+}
+
 TEST_F(EngineTest, SettingsReplaceTheDataFolderAsItStands) {
   files.Put("/home/SETTINGS.INI", "DDFPath=/else/where\r\n\r\n");
   ASSERT_TRUE(Start());
@@ -220,7 +252,7 @@ TEST_F(EngineTest, TenEnginesLiveSideBySide) {
   for (int i = 0; i < 10; ++i) {
     loops.push_back(std::make_unique<FakeLoop>());
     engines.push_back(std::make_unique<Engine>(EnginePorts{clock, *loops.back(), files, listener, notices},
-                                               EngineOptions{"/home/", "", Regional{}, ""}));
+                                               EngineOptions{"/home/", "", Regional{}, "", {}}));
     ASSERT_TRUE(engines.back()->Main());
   }
   clock.Advance(4);

@@ -89,12 +89,16 @@ TEST(Wildcard, Like_EndsOnHostilePatterns) {
   EXPECT_FALSE(Like(text, std::string(10'000, '[')));
 }
 
-TEST(Wildcard, LikeNoCase_IgnoresAsciiCase) {
-  EXPECT_TRUE(LikeNoCase("EX0203.LOG", "ex*.log"));
-  EXPECT_TRUE(LikeNoCase("ex0203.log", "EX####.LOG"));
-  EXPECT_TRUE(LikeNoCase("B", "[a-c]"));
-  EXPECT_FALSE(LikeNoCase("ex.txt", "*.LOG"));
-  EXPECT_FALSE(LikeNoCase("\xC4", "\xE4"));
+TEST(Wildcard, FitsFileMask_TakesStarAndQuestionMarkAlone) {
+  EXPECT_TRUE(FitsFileMask("EX0203.LOG", "ex*.log"));
+  EXPECT_TRUE(FitsFileMask("access.log", "*.LOG"));
+  EXPECT_TRUE(FitsFileMask("access#1.log", "access#1.log"));
+  EXPECT_FALSE(FitsFileMask("access21.log", "access#1.log"));
+  EXPECT_TRUE(FitsFileMask("[a].log", "[A].LOG"));
+  EXPECT_TRUE(FitsFileMask("a].log", "?].log"));
+  EXPECT_FALSE(FitsFileMask("ex.txt", "*.LOG"));
+  EXPECT_TRUE(FitsFileMask("access_log", "*.*"));
+  EXPECT_FALSE(FitsFileMask("\xC4", "\xE4"));
 }
 
 // The plain definition, place by place: fits[p][t] says whether the rest of the pattern takes the rest of the text.

@@ -119,7 +119,11 @@ TEST_F(ListenerTest, CloseSendsEverythingFirstThoughBytesAreUnread) {
 
 TEST_F(ListenerTest, PeerThatReadsNothingHoldsUpNobody) {
   on_data = [this](int n, std::string_view bytes) {
-    if (bytes == "big") listener.Send(n, std::string(40u << 20, 'x'));
+    if (bytes == "big") {
+      listener.Send(n, std::string(40u << 20, 'x'));
+      EXPECT_TRUE(listener.IsOpen(n)) << "one page may be of any size";
+      listener.Send(n, "more");
+    }
     if (bytes == "small") listener.Send(n, "ok");
   };
   Client lazy(listener.Port()), quick(listener.Port());
@@ -127,6 +131,24 @@ TEST_F(ListenerTest, PeerThatReadsNothingHoldsUpNobody) {
   quick.Send("small");
   EXPECT_TRUE(Until([&] { return quick.Received() == "ok"; }));
   EXPECT_TRUE(Logged("-1")) << "more than it may owe us";
+}
+
+TEST_F(ListenerTest, SlowReaderIsWaitedForAsLongAsItReads) {
+  const std::string page(20u << 20, 'x');
+  on_data = [&](int n, std::string_view) {
+    listener.Send(n, page);
+    listener.Close(n, true);
+  };
+  Client a(listener.Port());
+  a.Send("question");
+  ASSERT_TRUE(Logged("-1"));
+  size_t before = 0;
+  for (int i = 0; i < 3; ++i) {
+    clock.Advance(25);
+    ASSERT_TRUE(Until([&] { return a.Received().size() > before; })) << i;
+    before = a.Received().size();
+  }
+  EXPECT_TRUE(Until([&] { return a.Received().size() == page.size() + 5; })) << a.Received().size();
 }
 
 TEST_F(ListenerTest, CallersBeyondTheHundredthWaitAndTheSilentGiveWay) {

@@ -309,6 +309,39 @@ TEST(ScanSite, EveryFailureOfTheDiskEndsTheScanAndTheNextOneGoesOn) {
   }
 }
 
+TEST(ScanSite, ExceptionInsideAScanClosesItAndOtherSitesGoOn) {
+  ScanRig rig;
+  rig.AddSite();
+  rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+  bool thrown = false;
+  rig.files.fails = [&](const std::string& call) -> bool {
+    if (call == "readat /logs/access.log" && !thrown) {
+      thrown = true;
+      throw std::bad_alloc();
+    }
+    return false;
+  };
+  EXPECT_FALSE(rig.Scan());
+  EXPECT_FALSE(rig.t.ScanInProgress || rig.t.Site(1).Scanning);
+  EXPECT_TRUE(rig.Scan());
+  EXPECT_EQ(rig.t.Visitors.Count(), 2);
+}
+
+TEST(ScanSite, TruncatedUnixLogReadsNothingUntilItIsLookedFor) {
+  ScanRig rig;
+  rig.AddSite();
+  rig.files.Put("/logs/access.log", NcsaLines(1, 9));
+  rig.Scan();
+  rig.files.Put("/logs/access.log", NcsaLines(9, 10));
+  EXPECT_TRUE(rig.Scan());
+  EXPECT_EQ(rig.Visitor("10.0.0.9"), nullptr);
+  rig.t.Site(1).ForceLookup = true;
+  rig.Scan();
+  rig.files.entries["/logs/access.log"]->bytes += NcsaLines(10, 12);
+  rig.Scan();
+  EXPECT_NE(rig.Visitor("10.0.0.10"), nullptr);
+}
+
 TEST(ScanSite, TruncatedLogIsTriedAgainUntilItIsLookedFor) {
   ScanRig rig;
   rig.AddSite().Unix = false;
@@ -335,7 +368,7 @@ TEST(LogFileName, ChoosesByDateNameOrPosition) {
   for (const ChoiceCase& c : std::vector<ChoiceCase>{{"newest", FileChoice::kByDate, "*.LOG", "/logs/b.log"},
                                                      {"last name", FileChoice::kAlphabetic, "*.LOG", "/logs/c.log"},
                                                      {"same name", FileChoice::kSameName, "*.LOG", "/logs/c.log"},
-                                                     {"tie", FileChoice::kByDate, "[ac].log", "/logs/c.log"},
+                                                     {"tie", FileChoice::kByDate, "?.log", "/logs/c.log"},
                                                      {"one", FileChoice::kByDate, "a.log", "/logs/a.log"},
                                                      {"none", FileChoice::kByDate, "*.txt", ""}}) {
     ScanRig rig;
@@ -344,7 +377,7 @@ TEST(LogFileName, ChoosesByDateNameOrPosition) {
     site.Mask = c.mask;
     rig.files.Put("/logs/a.log", "1");
     rig.files.Put("/logs/c.log", "333");
-    rig.files.clock_ns = 9;
+    rig.files.clock_ns = c.name == "tie" ? 1 : 9;
     rig.files.Put("/logs/b.log", "22");
     rig.files.clock_ns = 10;
     rig.files.Put("/logs/d.log", "4444");
@@ -379,6 +412,7 @@ TEST(FtpSite, StartsADownloadThatEndsTheScanLater) {
   rig.ftp.file = "remote.log";
   EXPECT_FALSE(rig.Scan());
   EXPECT_EQ(rig.ftp.calls, (std::vector<std::string>{"name", "download 0 0"}));
+  EXPECT_EQ(rig.t.Hit.CurPos, 0);
   EXPECT_TRUE(rig.t.ScanInProgress) << "all sites wait for the fetch";
   rig.scan.EndScan(1);
   EXPECT_FALSE(rig.t.ScanInProgress);
