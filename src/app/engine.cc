@@ -69,13 +69,21 @@ bool Engine::Main() {
     InitEngine();
     t_.Sites.clear();
     if (const auto problem = ReadINI(ports_.files, options_.app_path, options_.regional, t_)) {
-      problems_.push_back(*problem);
+      KeepUnreadSites(*problem);
     }
     t_.TimeBias = ports_.clock.UtcOffset();
     running = LoadWindow();
     return Status::Ok();
   });
   return running;
+}
+
+// The site file is written from what was read, so what stands behind a bad line would be gone with the first write.
+void Engine::KeepUnreadSites(const std::string& problem) {
+  const std::string path = options_.app_path + "VANTRY.INI", copy = path + ".unread";
+  std::string bytes;
+  const bool kept = ports_.files.Read(path, bytes).ok() && ports_.files.Replace(copy, bytes).ok();
+  problems_.push_back(problem + (kept ? " The file as it was is kept as " + copy + "." : std::string()));
 }
 
 void Engine::InitEngine() {
@@ -188,7 +196,14 @@ void Engine::Closing() {
   pause_.StopTimers();
   web_.CloseConnections();
   WriteRegistryValue(registry_, kSettings, "ServiceRunning", "False");
-  log_.Guard("Engine.WriteINI", [this] { return WriteINI(ports_.files, options_.app_path, options_.regional, t_); });
+  const bool saved = log_.Guard("Engine.WriteINI",
+                                [this] { return WriteINI(ports_.files, options_.app_path, options_.regional, t_); });
+  // The program log may lie on the same full disk.
+  if (!saved) {
+    ports_.notices.Tell(
+        "The sites and their read positions could not be saved in " + options_.app_path +
+        "VANTRY.INI; the file before stands. Make room or access there; the next start reads on from it.");
+  }
   log_.Guard("WriteRobotsCache", [this] { return WriteRobotsCache(ports_.files, settings_.DDFPath, t_); });
   history_.CloseDatabase();
   SaveRegistry();

@@ -79,6 +79,7 @@ class Engine final : public RemoteControl {
   void InitEngine();
   void ReadRegistry();
   void ChooseDataFolder();
+  void KeepUnreadSites(const std::string& problem);
   bool LoadWindow();
   void ShowFirstView();
   void StaggerSites();

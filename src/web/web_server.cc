@@ -83,7 +83,7 @@ void WebServer::QuietTick() {
   const int64_t now = c_.clock.Steady().ms;
   for (int n = 1; n <= kMaxConnections; ++n) {
     if (clients_[n].State != WebState::kBody || PumpOf(n).framer.RestSize() == 0) continue;
-    if (now - PumpOf(n).last_byte_ms >= kQuietMs) {
+    if (now - PumpOf(n).last_byte_ms >= QuietFor(PumpOf(n))) {
       DeliverBody(n, true);
     } else {
       waiting = true;

@@ -63,8 +63,9 @@ struct WebContext {
 
 class WebServer {
  public:
-  // A body's text without a line end counts as whole after this silence.
-  static constexpr int64_t kQuietMs = 200;
+  // A body's text without a line end counts as whole after this silence, the longer one when its announced size has
+  // not come yet: a lost packet must not cut a login.
+  static constexpr int64_t kQuietMs = 200, kQuietInsideBodyMs = 10'000;
 
   WebServer(WebContext c, WebSecurity security);
 
@@ -92,6 +93,7 @@ class WebServer {
   void Data(int connection, std::string_view bytes);
   void PeerDone(int connection);
   void DeliverBody(int connection, bool whole);
+  static int64_t QuietFor(const Pump& pump) { return pump.content_length > 0 ? kQuietInsideBodyMs : kQuietMs; }
   void QuietTick();
   void NoteContentLength(int connection, std::string_view header);
 

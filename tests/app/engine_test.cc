@@ -196,6 +196,8 @@ TEST_F(EngineTest, ProblemsInFilesAreToldWithTheirLine) {
   EXPECT_TRUE(StartsWith(notices.told[0], "/home/SETTINGS.INI line 1: 'Maybe' is neither True nor False"));
   EXPECT_TRUE(StartsWith(notices.told[1], "/home/VANTRY.INI line 2: 'x' is neither True nor False"));
   EXPECT_EQ(engine->Tables().SiteCount(), 1);
+  engine->Closing();
+  EXPECT_EQ(files.Get("/home/VANTRY.INI.unread"), "[A]\r\nUnix=x\r\n\r\n") << "nothing behind the bad line is lost";
 }
 
 TEST_F(EngineTest, TakenPortIsToldAndTheScanGoesOn) {
@@ -217,6 +219,8 @@ TEST_F(EngineTest, FullDiskAtTheEndKeepsTheOldSiteFile) {
   engine->Closing();
   EXPECT_EQ(files.Get("/home/VANTRY.INI"), before);
   EXPECT_TRUE(Contains(files.Get("/home/Data/TRL.LOG"), "No space left on device From Engine.WriteINI"));
+  ASSERT_EQ(notices.told.size(), 1u);
+  EXPECT_TRUE(Contains(notices.told[0], "/home/VANTRY.INI"));
   EXPECT_TRUE(loop.quit);
 }
 
