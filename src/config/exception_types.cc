@@ -90,10 +90,6 @@ const FieldRow kFields[] = {
     {"Run", &ExceptionType::Run},
 };
 
-int16_t Clamp16(int32_t n) {
-  return static_cast<int16_t>(n > 32767 ? 32767 : n < -32768 ? -32768 : n);
-}
-
 // A whole number loses blanks and leading zeros; any other text, a fraction such as 1e-1 too, stays as it is.
 std::string StoredValue(std::string_view text) {
   const auto n = WholeNumber(text);

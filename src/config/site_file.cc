@@ -110,10 +110,6 @@ Problem NoNumber(std::string_view value) {
   return "'" + std::string(value) + "' is no whole number";
 }
 
-int16_t Clamp16(int32_t n) {
-  return static_cast<int16_t>(n > 32767 ? 32767 : n < -32768 ? -32768 : n);
-}
-
 Problem StoreInt(int32_t& field, Form form, std::string_view value) {
   if (form == Form::kLenient) {
     field = LeadingNumber(value);

@@ -52,10 +52,14 @@ int32_t LeadingNumber(std::string_view text);
 // number or lies outside the 64-bit range.
 std::optional<int64_t> WholeNumber(std::string_view text);
 
+// The number, held at the ends of the 16-bit range.
+constexpr int16_t Clamp16(int32_t n) {
+  return static_cast<int16_t>(n > 32767 ? 32767 : n < -32768 ? -32768 : n);
+}
+
 // A counter of 16 bits that stays full once it is full.
 constexpr void CountUp(int16_t& counter, int by = 1) {
-  const int next = counter + by;
-  counter = static_cast<int16_t>(next > 32767 ? 32767 : next);
+  counter = Clamp16(counter + by);
 }
 
 }  // namespace vantry

@@ -7,25 +7,18 @@
 namespace vantry {
 namespace {
 
-std::string NcsaLines(int from, int to) {
-  std::string lines;
-  for (int i = from; i < to; ++i) {
-    lines += ScanRig::Ncsa("10.0.0." + std::to_string(i), "11:00:" + PadNumber(i, 2), "/p.htm") + "\n";
-  }
-  return lines;
-}
-
 TEST(ScanSite, ReadsWhatWasAddedAndTheLastLineAgain) {
   ScanRig rig;
   rig.AddSite();
-  rig.files.Put("/logs/access.log", NcsaLines(1, 4));
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 4));
   EXPECT_TRUE(rig.Scan());
   EXPECT_EQ(rig.t.Visitors.Count(), 3);
   const SiteRec& site = rig.t.Site(1);
   EXPECT_EQ(site.LastLogFile, "/logs/access.log");
-  EXPECT_EQ(site.LastReadPos, static_cast<int64_t>(NcsaLines(1, 3).size() + 1)) << "the start of the last line";
+  EXPECT_EQ(site.LastReadPos, static_cast<int64_t>(ScanRig::NcsaLines(1, 3).size() + 1))
+      << "the start of the last line";
   EXPECT_EQ(site.LastReadPosDay, 1);
-  rig.files.entries["/logs/access.log"]->bytes += NcsaLines(4, 6);
+  rig.files.entries["/logs/access.log"]->bytes += ScanRig::NcsaLines(4, 6);
   EXPECT_TRUE(rig.Scan());
   EXPECT_EQ(rig.t.Visitors.Count(), 5);
   EXPECT_EQ(site.PagesCounted, 5);
@@ -53,7 +46,7 @@ TEST(ScanSite, EmptyLogFailsQuietlyAndIsTriedAgain) {
   EXPECT_EQ(rig.t.TraceGrid.Row(0).text, "ERROR:Input past end of file");
   EXPECT_FALSE(rig.t.Site(1).Paused);
   EXPECT_FALSE(rig.t.ScanInProgress);
-  rig.files.Put("/logs/access.log", NcsaLines(1, 2));
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 2));
   EXPECT_TRUE(rig.Scan());
   EXPECT_EQ(rig.t.Visitors.Count(), 1);
 }
@@ -65,7 +58,7 @@ TEST(ScanSite, EmptyUnixLogIsReadToItsEnd) {
   EXPECT_TRUE(rig.Scan());
   EXPECT_EQ(rig.t.Visitors.Count(), 0);
   EXPECT_EQ(rig.t.Site(1).LastReadPos, 0);
-  rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 3));
   EXPECT_TRUE(rig.Scan());
   EXPECT_EQ(rig.t.Visitors.Count(), 2);
 }
@@ -75,7 +68,7 @@ TEST(ScanSite, FirstScanIsAnnouncedOnTheDesktopAlone) {
     ScanRig rig;
     rig.AddSite();
     rig.t.ServiceMode = service;
-    rig.files.Put("/logs/access.log", NcsaLines(1, 2));
+    rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 2));
     rig.Scan();
     EXPECT_EQ(rig.notices.boxes.size(), service ? 0u : 1u);
     EXPECT_EQ(rig.view.Count("status Scanning for the first time. Please wait....."), 1);
@@ -139,7 +132,7 @@ TEST(ScanSite, QueryIsReadOnlyWhenItIsIncluded) {
 TEST(ScanSite, FiftyEmptyLinesEndTheScan) {
   ScanRig rig;
   rig.AddSite();
-  const std::string first = NcsaLines(1, 2), rest = NcsaLines(2, 5);
+  const std::string first = ScanRig::NcsaLines(1, 2), rest = ScanRig::NcsaLines(2, 5);
   rig.files.Put("/logs/access.log", first + std::string(60, '\n') + rest);
   rig.Scan();
   EXPECT_NE(rig.Visitor(""), nullptr) << "an empty line has an empty address and keeps the page before";
@@ -152,10 +145,10 @@ TEST(ScanSite, FiftyEmptyLinesEndTheScan) {
 TEST(ScanSite, NewFileIsReadFromItsStart) {
   ScanRig rig;
   rig.AddSite();
-  rig.files.Put("/logs/a.log", NcsaLines(1, 4));
+  rig.files.Put("/logs/a.log", ScanRig::NcsaLines(1, 4));
   rig.Scan();
   rig.files.clock_ns = 2;
-  rig.files.Put("/logs/b.log", NcsaLines(4, 6));
+  rig.files.Put("/logs/b.log", ScanRig::NcsaLines(4, 6));
   rig.Scan();
   EXPECT_EQ(rig.t.Visitors.Count(), 3) << "the file is looked for now and then, not at each scan";
   rig.t.Site(1).ForceLookup = true;
@@ -167,10 +160,10 @@ TEST(ScanSite, NewFileIsReadFromItsStart) {
 TEST(ScanSite, RestartOnTheSameDayReplaysWithSideEffectsMuted) {
   ScanRig rig;
   SiteRec& site = rig.AddSite();
-  const std::string old = NcsaLines(1, 5);
-  rig.files.Put("/logs/access.log", old + NcsaLines(5, 7));
+  const std::string old = ScanRig::NcsaLines(1, 5);
+  rig.files.Put("/logs/access.log", old + ScanRig::NcsaLines(5, 7));
   site.LastLogFile = "/logs/access.log";
-  site.LastReadPos = static_cast<int64_t>(NcsaLines(1, 4).size() + 1);
+  site.LastReadPos = static_cast<int64_t>(ScanRig::NcsaLines(1, 4).size() + 1);
   site.LastReadPosDay = 1;
   site.LastReadDateTime = MakeLogTime(rig.t.Today, 11 * 3600);
   rig.Scan();
@@ -186,23 +179,23 @@ TEST(ScanSite, RestartOnTheSameDayReplaysWithSideEffectsMuted) {
 TEST(ScanSite, RestartOnALaterDayGoesOn) {
   ScanRig rig;
   SiteRec& site = rig.AddSite();
-  rig.files.Put("/logs/access.log", NcsaLines(1, 7));
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 7));
   site.LastLogFile = "/logs/access.log";
-  site.LastReadPos = static_cast<int64_t>(NcsaLines(1, 4).size() + 1);
+  site.LastReadPos = static_cast<int64_t>(ScanRig::NcsaLines(1, 4).size() + 1);
   site.LastReadPosDay = 1;
   site.LastReadDateTime = MakeLogTime(Day{rig.t.Today.n - 1}, 0);
   rig.Scan();
   EXPECT_EQ(rig.t.Visitors.Count(), 3);
-  EXPECT_EQ(rig.t.Site(1).LastReadPosDay, static_cast<int64_t>(NcsaLines(1, 4).size() + 1));
+  EXPECT_EQ(rig.t.Site(1).LastReadPosDay, static_cast<int64_t>(ScanRig::NcsaLines(1, 4).size() + 1));
 }
 
 TEST(ScanSite, TwoSitesOnOneFileKeepTheirOwnPositions) {
   ScanRig rig;
   rig.AddSite();
   rig.AddSite();
-  rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 3));
   rig.Scan(1);
-  rig.files.entries["/logs/access.log"]->bytes += NcsaLines(3, 5);
+  rig.files.entries["/logs/access.log"]->bytes += ScanRig::NcsaLines(3, 5);
   rig.Scan(2);
   EXPECT_EQ(rig.t.Site(1).CurrentVisitors, 2);
   EXPECT_EQ(rig.t.Site(2).CurrentVisitors, 4);
@@ -211,7 +204,7 @@ TEST(ScanSite, TwoSitesOnOneFileKeepTheirOwnPositions) {
 TEST(ScanSite, PeakIsNotTakenFromTheFirstScan) {
   ScanRig rig;
   rig.AddSite();
-  rig.files.Put("/logs/access.log", NcsaLines(1, 4));
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 4));
   rig.Scan();
   EXPECT_EQ(rig.t.Site(1).PeakToday, 0);
   rig.Scan();
@@ -221,7 +214,7 @@ TEST(ScanSite, PeakIsNotTakenFromTheFirstScan) {
 TEST(ScanSite, NodeIsRefreshedWhenTheCountChanged) {
   ScanRig rig;
   rig.AddSite();
-  rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 3));
   rig.Scan();
   EXPECT_EQ(rig.view.Count("node 1"), 1);
   rig.Scan();
@@ -259,7 +252,7 @@ TEST(ScanSite, TicksAndAgingInsideAScanAreDropped) {
   ScanRig rig;
   rig.AddSite();
   rig.AddSite();
-  std::string lines = NcsaLines(1, 2);
+  std::string lines = ScanRig::NcsaLines(1, 2);
   for (int i = 0; i < 500; ++i) lines += "#\n";
   rig.files.Put("/logs/access.log", lines);
   rig.clock.ms_per_look = 5;
@@ -279,7 +272,7 @@ TEST(ScanSite, TicksAndAgingInsideAScanAreDropped) {
 TEST(ScanSite, UnreadableFileIsTracedToldOnceAndTriedAgain) {
   ScanRig rig;
   rig.AddSite();
-  rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 3));
   rig.files.fails = [](const std::string& call) { return call == "open /logs/access.log"; };
   EXPECT_FALSE(rig.Scan());
   EXPECT_FALSE(rig.Scan());
@@ -297,7 +290,7 @@ TEST(ScanSite, EveryFailureOfTheDiskEndsTheScanAndTheNextOneGoesOn) {
   for (int broken = 0; broken < 4; ++broken) {
     ScanRig rig;
     rig.AddSite();
-    rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+    rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 3));
     int calls = 0;
     rig.files.fails = [&](const std::string&) { return calls++ == broken; };
     rig.Scan();
@@ -312,7 +305,7 @@ TEST(ScanSite, EveryFailureOfTheDiskEndsTheScanAndTheNextOneGoesOn) {
 TEST(ScanSite, ExceptionInsideAScanClosesItAndOtherSitesGoOn) {
   ScanRig rig;
   rig.AddSite();
-  rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 3));
   bool thrown = false;
   rig.files.fails = [&](const std::string& call) -> bool {
     if (call == "readat /logs/access.log" && !thrown) {
@@ -330,14 +323,14 @@ TEST(ScanSite, ExceptionInsideAScanClosesItAndOtherSitesGoOn) {
 TEST(ScanSite, TruncatedUnixLogReadsNothingUntilItIsLookedFor) {
   ScanRig rig;
   rig.AddSite();
-  rig.files.Put("/logs/access.log", NcsaLines(1, 9));
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 9));
   rig.Scan();
-  rig.files.Put("/logs/access.log", NcsaLines(9, 10));
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(9, 10));
   EXPECT_TRUE(rig.Scan());
   EXPECT_EQ(rig.Visitor("10.0.0.9"), nullptr);
   rig.t.Site(1).ForceLookup = true;
   rig.Scan();
-  rig.files.entries["/logs/access.log"]->bytes += NcsaLines(10, 12);
+  rig.files.entries["/logs/access.log"]->bytes += ScanRig::NcsaLines(10, 12);
   rig.Scan();
   EXPECT_NE(rig.Visitor("10.0.0.10"), nullptr);
 }
@@ -345,14 +338,14 @@ TEST(ScanSite, TruncatedUnixLogReadsNothingUntilItIsLookedFor) {
 TEST(ScanSite, TruncatedLogIsTriedAgainUntilItIsLookedFor) {
   ScanRig rig;
   rig.AddSite().Unix = false;
-  rig.files.Put("/logs/access.log", NcsaLines(1, 9));
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 9));
   rig.Scan();
-  rig.files.Put("/logs/access.log", NcsaLines(9, 10));
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(9, 10));
   EXPECT_FALSE(rig.Scan());
   rig.t.Site(1).ForceLookup = true;
   rig.Scan();
-  EXPECT_EQ(rig.t.Site(1).LastReadPosDay, static_cast<int64_t>(NcsaLines(9, 10).size()));
-  rig.files.entries["/logs/access.log"]->bytes += NcsaLines(10, 12);
+  EXPECT_EQ(rig.t.Site(1).LastReadPosDay, static_cast<int64_t>(ScanRig::NcsaLines(9, 10).size()));
+  rig.files.entries["/logs/access.log"]->bytes += ScanRig::NcsaLines(10, 12);
   rig.Scan();
   EXPECT_NE(rig.Visitor("10.0.0.10"), nullptr) << "a log that shrank is taken up at its end";
   EXPECT_EQ(rig.Visitor("10.0.0.9"), nullptr);

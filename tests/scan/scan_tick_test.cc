@@ -7,18 +7,10 @@
 namespace vantry {
 namespace {
 
-std::string NcsaLines(int from, int to) {
-  std::string lines;
-  for (int i = from; i < to; ++i) {
-    lines += ScanRig::Ncsa("10.0.0." + std::to_string(i), "11:00:" + PadNumber(i, 2), "/p.htm") + "\n";
-  }
-  return lines;
-}
-
 struct TickTest : ::testing::Test {
   ScanRig rig;
   TickTest() {
-    rig.files.Put("/logs/access.log", NcsaLines(1, 3));
+    rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 3));
     rig.AddSite();
   }
 };

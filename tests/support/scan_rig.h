@@ -183,6 +183,14 @@ struct ScanRig {
     return ip + " - - [05/Mar/2026:" + time + " +0000] \"GET " + path + " HTTP/1.0\" " + std::to_string(status) +
            " 512 \"" + referrer + "\" \"" + agent + "\"";
   }
+  // Lines of today from 10.0.0.FROM to the one before 10.0.0.TO, a second apart.
+  static std::string NcsaLines(int from, int to) {
+    std::string lines;
+    for (int i = from; i < to; ++i) {
+      lines += Ncsa("10.0.0." + std::to_string(i), "11:00:" + PadNumber(i, 2), "/p.htm") + "\n";
+    }
+    return lines;
+  }
   void Hit(const std::string& ip, const std::string& time, const std::string& path, int status = 200) {
     Line(Ncsa(ip, time, path, status));
   }
