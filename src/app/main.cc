@@ -70,8 +70,11 @@ int main(int argc, char** argv) {
   vantry::StopSignals signals([&engine] { engine.Closing(); });
   if (!engine.Main()) return result;
   if (engine.ListenProblem().empty()) {
-    std::printf("Vantry %s is watching %d site(s). Open http://127.0.0.1:%d/ in a browser.\n",
-                vantry::AppVersion().c_str(), engine.Tables().SiteCount(), engine.GetSettings().WebAccessPort);
+    const std::string address = engine.Web().Address();
+    const bool v6 = address.find(':') != std::string::npos;
+    std::printf("Vantry %s is watching %d site(s). Open http://%s%s%s:%d/ in a browser.\n",
+                vantry::AppVersion().c_str(), engine.Tables().SiteCount(), v6 ? "[" : "", address.c_str(),
+                v6 ? "]" : "", engine.GetSettings().WebAccessPort);
     std::fflush(stdout);
   }
   return QCoreApplication::exec();

@@ -21,6 +21,7 @@ StopSignals::StopSignals(std::function<void()> stop) {
   ::sigemptyset(&set);
   ::sigaddset(&set, SIGTERM);
   ::sigaddset(&set, SIGINT);
+  ::sigaddset(&set, SIGHUP);  // The terminal was closed.
   ::sigprocmask(SIG_BLOCK, &set, nullptr);
   watch_ = std::make_unique<Watch>(::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
   QObject::connect(&watch_->notifier, &QSocketNotifier::activated, &watch_->notifier,

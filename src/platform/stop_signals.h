@@ -5,8 +5,8 @@
 
 namespace vantry {
 
-// Delivers SIGTERM and SIGINT as calls on the loop, and lets writes to closed sockets fail instead of ending the
-// process.
+// Delivers SIGTERM, SIGINT and SIGHUP as calls on the loop, and lets writes to closed sockets fail instead of ending
+// the process.
 class StopSignals {
  public:
   explicit StopSignals(std::function<void()> stop);

@@ -26,6 +26,7 @@ void ScanCycle::Timer1Tick() {
   if (t_.ScanInProgress || t_.Closing) return;
   const bool done = c_.log.Guard("Timer1", [&] {
     c_.view.SetStatus("Scanning...");
+    AllowForClockSetBack();
     Rollover();
     c_.daily.CheckAutoArchive();
     for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
@@ -38,6 +39,18 @@ void ScanCycle::Timer1Tick() {
   c_.view.UpdateStatus();
   c_.view.SetTrayTip("Vantry: [" + std::to_string(t_.Visitors.Count()) + " Visitors]");
   c_.view.SetStatus("");
+}
+
+// Local time goes back an hour once a year, and whenever somebody sets the clock: the sites would rest for that long.
+void ScanCycle::AllowForClockSetBack() {
+  const WallTime now = c_.clock.Now();
+  const int64_t back = last_tick_.s - now.s;
+  last_tick_ = now;
+  if (back <= 0) return;
+  for (SiteRec& site : t_.Sites) {
+    site.LastScanTime.s -= back;
+    site.LastLookupTime.s -= back;
+  }
 }
 
 // A period that runs over midnight never begins: its start is later than its end.

@@ -40,6 +40,7 @@ class ScanCycle {
   Lifecycle& Visits() { return lifecycle_; }
 
  private:
+  void AllowForClockSetBack();
   void Rollover();
   void RolloverSites();
   void ShowCurrentView();
@@ -66,6 +67,7 @@ class ScanCycle {
   std::function<std::string(int16_t)> exception_number_;
   Lifecycle lifecycle_;
   HitProcessor hits_;
+  WallTime last_tick_;
   std::vector<char> buffer_;  // The line reader's working space, kept from scan to scan.
 };
 

@@ -74,6 +74,8 @@ class WebServer {
   // Closes every connection that is still open.
   void CloseConnections();
 
+  // The address a browser on this machine asks; the port is WebAccessPort.
+  std::string Address() const { return security_.bind_address.empty() ? "127.0.0.1" : security_.bind_address; }
   WebClientTable& Clients() { return clients_; }
   // The shared page builder, made at first use.
   Interface& SharedInterface();

@@ -30,6 +30,16 @@ TEST_F(TickTest, ScansWhenThePeriodHasPassedAndNotOnIt) {
   EXPECT_EQ(rig.t.Site(1).LastScanTime, rig.clock.Now());
 }
 
+TEST_F(TickTest, ClockThatIsSetBackDoesNotStopTheScans) {
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.t.Site(1).ScanCount, 1);
+  rig.clock.Advance(-3600);
+  rig.scan.Timer1Tick();
+  rig.clock.Advance(3);
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.t.Site(1).ScanCount, 2);
+}
+
 TEST_F(TickTest, FrequencyOfZeroScansAtEveryTick) {
   rig.t.Site(1).Frequency = 0;
   for (int i = 0; i < 3; ++i) {
