@@ -6,8 +6,6 @@
 #include <cstdio>
 #include <string>
 
-#include <signal.h>
-
 namespace vantry {
 namespace {
 
@@ -48,12 +46,6 @@ void ConsoleNotices::PlaySound(const std::string& path) {
     process.setArguments({QString::fromStdString(path)});
     process.setStandardOutputFile(QProcess::nullDevice());
     process.setStandardErrorFile(QProcess::nullDevice());
-    // The program takes its signals from the loop and has them blocked; a player must not inherit that.
-    process.setChildProcessModifier([] {
-      sigset_t none;
-      ::sigemptyset(&none);
-      ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    });
     process.startDetached();
     return;
   }

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -50,6 +51,9 @@ TEST(ConsoleNotices, PlayerStartsWithNoSignalBlocked) {
   QCoreApplication application(argc, nullptr);
   {
     StopSignals blocks([] {});
+    sigset_t blocked;
+    ::sigprocmask(SIG_BLOCK, nullptr, &blocked);
+    ASSERT_TRUE(::sigismember(&blocked, SIGTERM));
     ConsoleNotices(false).PlaySound("/some/ding.wav");
   }
   ::setenv("PATH", path.c_str(), 1);
