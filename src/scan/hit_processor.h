@@ -56,8 +56,6 @@ class HitProcessor {
   // looks for them. Only the beginning of that line is needed. Changes nothing but time.
   void WarmUp(int16_t site, std::string_view next_line);
 
-  Classifier& GetClassifier() { return classifier_; }
-
  private:
   std::optional<std::string_view> Get(Field field) { return cutter_.Get(layout_[field]); }
   bool Has(Field field) const { return layout_[field] >= 0; }
