@@ -173,7 +173,7 @@ std::string FormatExTypes(const std::vector<ExceptionType>& types) {
       } else if (auto* number = std::get_if<int16_t ExceptionType::*>(&row.field)) {
         out += (type.*(*number) < 0 ? "" : " ") + std::to_string(type.*(*number));
       } else {
-        out += type.*std::get<std::string ExceptionType::*>(row.field);
+        out += OneLine(type.*std::get<std::string ExceptionType::*>(row.field));
       }
       out += "\r\n";
     }

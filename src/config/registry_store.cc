@@ -10,13 +10,6 @@ namespace {
 
 constexpr char kProxySection[] = "Internet Settings";
 
-// Line ends would break the file; they can't stand in a name or value.
-std::string OneLine(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
-  return text;
-}
-
 std::optional<Proxy> ParseProxy(std::string_view server) {
   if (const size_t at = server.find("http="); at != std::string_view::npos) {
     server = server.substr(at + 5);

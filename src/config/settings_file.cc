@@ -161,15 +161,15 @@ std::string FormatSettings(const Settings& s) {
     } else if (auto* number = std::get_if<int32_t Settings::*>(&row.field)) {
       out += NumberText(s.*(*number), row.form);
     } else {
-      out += s.*std::get<std::string Settings::*>(row.field);
+      out += OneLine(s.*std::get<std::string Settings::*>(row.field));
     }
     out += "\r\n";
   }
   for (size_t i = 0; i < s.DNSMask.size(); ++i) {
-    if (!s.DNSMask[i].empty()) out += "DNSMask" + std::to_string(i + 1) + "=" + s.DNSMask[i] + "\r\n";
+    if (!s.DNSMask[i].empty()) out += "DNSMask" + std::to_string(i + 1) + "=" + OneLine(s.DNSMask[i]) + "\r\n";
   }
   for (size_t i = 0; i < s.Extension.size(); ++i) {
-    if (!s.Extension[i].empty()) out += "Extension" + std::to_string(i + 1) + "=" + s.Extension[i] + "\r\n";
+    if (!s.Extension[i].empty()) out += "Extension" + std::to_string(i + 1) + "=" + OneLine(s.Extension[i]) + "\r\n";
   }
   return out + "\r\n";
 }

@@ -257,11 +257,9 @@ std::string AlertValue(const AlertRec& alert, const AlertRow& row) {
   return std::to_string(alert.*std::get<int32_t AlertRec::*>(row.field));
 }
 
-// Line ends inside a value would make lines of their own: a text keeps to its line.
 void AppendLine(std::string& out, std::string_view key, std::string_view value) {
   out.append(key).append("=");
-  for (char c : value) out += c == '\r' || c == '\n' ? ' ' : c;
-  out += "\r\n";
+  out.append(OneLine(std::string(value))).append("\r\n");
 }
 
 // `dns_count` runs on over all alerts of the file; the other lists start again at 1.
@@ -314,9 +312,7 @@ std::string FormatSites(const Regional& regional, LiveTables& tables) {
     if (site.Deleted) continue;
     // A pause that only sleep caused never reaches the file.
     if (site.Sleeping && site.Paused) site.Paused = false;
-    out += "[";
-    for (char c : site.Name) out += c == '\r' || c == '\n' ? ' ' : c;
-    out += "]\r\n";
+    out += "[" + OneLine(site.Name) + "]\r\n";
     for (const SiteRow& row : kSiteRows) AppendLine(out, row.key, SiteValue(site, row, regional));
     for (const AlertRec& alert : tables.Alerts) {
       if (alert.Site == n) AppendAlert(out, alert, dns_count);

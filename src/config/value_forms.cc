@@ -1,5 +1,6 @@
 #include "config/value_forms.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "core/text.h"
@@ -37,6 +38,12 @@ std::vector<std::string_view> TextLines(std::string_view bytes) {
     bytes.remove_prefix(end + (pair ? 2 : 1));
   }
   return lines;
+}
+
+std::string OneLine(std::string text) {
+  std::replace(text.begin(), text.end(), '\r', ' ');
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return text;
 }
 
 std::optional<KeyValue> SplitKeyValue(std::string_view line) {

@@ -24,6 +24,9 @@ std::optional<int64_t> ParsePosition(std::string_view text);
 // no further empty line.
 std::vector<std::string_view> TextLines(std::string_view bytes);
 
+// The text with a blank for each CR and LF: a line end inside a value would make lines of its own in a file.
+std::string OneLine(std::string text);
+
 struct KeyValue {
   std::string key;  // Upper-cased, blanks cut at both ends.
   std::string_view value;
