@@ -52,10 +52,13 @@ std::vector<std::string_view> Split(std::string_view text, char separator) {
 }
 
 std::string PadNumber(int64_t number, int width) {
+  char digits[20];
   const bool negative = number < 0;
-  std::string digits = std::to_string(negative ? -number : number);
-  if (static_cast<int>(digits.size()) < width) digits.insert(0, static_cast<size_t>(width) - digits.size(), '0');
-  return negative ? "-" + digits : digits;
+  const uint64_t magnitude = negative ? 0 - static_cast<uint64_t>(number) : static_cast<uint64_t>(number);
+  const auto count = std::to_chars(digits, digits + sizeof digits, magnitude).ptr - digits;
+  std::string text(negative ? "-" : "");
+  if (count < width) text.append(static_cast<size_t>(width - count), '0');
+  return text.append(digits, static_cast<size_t>(count));
 }
 
 int32_t LeadingNumber(std::string_view text) {
