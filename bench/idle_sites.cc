@@ -7,6 +7,9 @@
 
 #include "app/engine.h"
 #include "bench/null_parts.h"
+#include "platform/cares_resolver.h"
+#include "platform/lmdb_index.h"
+#include "platform/posix_data_files.h"
 #include "platform/qt_loop.h"
 #include "platform/socket_listener.h"
 
@@ -41,13 +44,17 @@ int main(int argc, char** argv) {
   QCoreApplication application(argc, argv);
   const std::string folder = std::string(argv[1]) + "/";
   vantry::PosixFiles files;
+  vantry::PosixDataFiles data_files;
+  vantry::LmdbIndex index;
+  vantry::CaresResolver resolver({.servers = "127.0.0.1:9"});
   WriteSites(files, folder);
   vantry::SystemClock clock;
   vantry::QtLoop loop;
   vantry::SocketListener listener(clock);
   vantry::bench::NullNotices notices;
   const auto start = std::chrono::steady_clock::now();
-  vantry::Engine engine({clock, loop, files, listener, notices}, {folder, "", vantry::Regional{}, "", {}});
+  vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver},
+                        {folder, "", vantry::Regional{}, "", {}});
   if (!engine.Main()) return 1;
   const double started = Seconds(start);
   for (vantry::SiteRec& site : engine.Tables().Sites) site.LastScanTime = {};

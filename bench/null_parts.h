@@ -19,6 +19,30 @@ class NullNotices final : public Notices {
   }
 };
 
+// Nothing is remembered.
+class DoNothingHistory final : public VisitHistory {
+ public:
+  void UpdateVisitor(VisitorRec&, bool) override {}
+  void AddVisitToDatabase(const VisitorRec&, std::string_view) override {}
+  void AddPageToDatabase(const VisitorRec&) override {}
+  void AddDownload(const VisitorRec&) override {}
+  void UpdateVisitInDatabase(const VisitorRec&) override {}
+  void UpdateHackCount(VisitorRec&) override {}
+  std::string LookupDNS(std::string_view, VisitorRec*) override { return {}; }
+  std::string LookupCountryCode(std::string_view) override { return {}; }
+  void UpdateDNS(std::string_view, std::string_view) override {}
+  void FlushDatabase() override {}
+  void UpdateDaySummaries() override {}
+  void CloseDatabase() override {}
+};
+
+// Visitors stand under their addresses.
+class DoNothingNames final : public VisitorNames {
+ public:
+  std::string ResolveVisitor(VisitorRec& visitor) override { return visitor.IP; }
+  std::string CountryName(std::string_view) override { return {}; }
+};
+
 // Counts the turns a scan asks for, and makes them on Qt's loop when told to.
 class CountingLoop final : public Loop {
  public:
@@ -65,11 +89,20 @@ struct Rig {
   DoNothingNames names;
   DoNothingFtp ftp;
   DoNothingDailyWork daily;
-  ScanContext context{t,    settings, regional,   log,    clock,   files, loop, notices,
-                      view, events,   exceptions, alerts, history, names, ftp,  daily};
-  ScanCycle scan{context, [] { return true; }, [](int16_t) { return std::string(); }};
+  std::unique_ptr<ScanContext> context;
+  std::unique_ptr<ScanCycle> scan;
 
-  Rig() { settings.Extension = Settings::DefaultExtensions(); }
+  Rig() {
+    settings.Extension = Settings::DefaultExtensions();
+    Remember(history);
+  }
+  // Scans write their history here from now on.
+  void Remember(VisitHistory& to) {
+    context.reset(new ScanContext{t, settings, regional, log, clock, files, loop, notices, view, events, exceptions,
+                                  alerts, to, names, ftp, daily});
+    scan = std::make_unique<ScanCycle>(
+        *context, [] { return true; }, [](int16_t) { return std::string(); });
+  }
 };
 
 }  // namespace vantry::bench

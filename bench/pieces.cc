@@ -17,7 +17,7 @@ SiteRec& AddSite(bench::Rig& rig) {
   site.Type = LogType::kNCSA;
   site.ExValue131 = site.ExValue130 = 32767;
   site.ScanCount = 2;
-  rig.scan.Hits().SetLayout(1);
+  rig.scan->Hits().SetLayout(1);
   return site;
 }
 
@@ -25,7 +25,7 @@ SiteRec& AddSite(bench::Rig& rig) {
 void SplitLine_OldLine(benchmark::State& state) {
   bench::Rig rig;
   AddSite(rig);
-  for (auto _ : state) benchmark::DoNotOptimize(rig.scan.Hits().SplitLine(kPageLine, 1));
+  for (auto _ : state) benchmark::DoNotOptimize(rig.scan->Hits().SplitLine(kPageLine, 1));
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(SplitLine_OldLine);
@@ -37,7 +37,7 @@ void SplitLine_Image(benchmark::State& state) {
   const std::string line =
       "10.1.2.3 - - [10/Oct/2026:13:55:36 +0000] \"GET /images/picture-17.gif HTTP/1.1\" 200 2326 \"-\" "
       "\"Mozilla/5.0\"";
-  for (auto _ : state) benchmark::DoNotOptimize(rig.scan.Hits().SplitLine(line, 1));
+  for (auto _ : state) benchmark::DoNotOptimize(rig.scan->Hits().SplitLine(line, 1));
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(SplitLine_Image);
@@ -55,7 +55,7 @@ void SplitLine_Page(benchmark::State& state) {
     line[second] = static_cast<char>('0' + n / 10 % 6);
     line[second + 1] = static_cast<char>('0' + n % 10);
     line[page] = static_cast<char>('0' + n % 10);
-    benchmark::DoNotOptimize(rig.scan.Hits().SplitLine(line, 1));
+    benchmark::DoNotOptimize(rig.scan->Hits().SplitLine(line, 1));
   }
   state.SetItemsProcessed(state.iterations());
 }
@@ -71,14 +71,14 @@ void RemoveInactive_Half(benchmark::State& state) {
     for (int64_t i = 0; i < state.range(0); ++i) {
       const std::string ip =
           "10." + std::to_string(i / 65536 % 256) + "." + std::to_string(i / 256 % 256) + "." + std::to_string(i % 256);
-      rig.scan.Hits().SplitLine(ip + std::string(kPageLine.substr(8)), 1);
+      rig.scan->Hits().SplitLine(ip + std::string(kPageLine.substr(8)), 1);
     }
     int64_t n = 0;
     rig.t.Visitors.ForEach([&](int32_t, VisitorRec& v) {
-      if (n++ % 2 == 0) rig.scan.Visits().MarkForRemoval(v);
+      if (n++ % 2 == 0) rig.scan->Visits().MarkForRemoval(v);
     });
     state.ResumeTiming();
-    rig.scan.Visits().RemoveInactive();
+    rig.scan->Visits().RemoveInactive();
     benchmark::DoNotOptimize(rig.t.Visitors.Count());
     state.PauseTiming();
     if (rig.t.Visitors.Count() != state.range(0) / 2) state.SkipWithError("not half of the visitors left");

@@ -1,9 +1,10 @@
 // Scans one log file, as a first scan, and prints what it took:
-//   scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield]
+//   scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [history=FOLDER]
 // TYPE as in the site file; the date is taken for today, 0 for a day long ago.
 //   again     reads the file a second time, with all its visitors on the site already, and tells that time
 //   loop      yields turn Qt's loop instead of being counted alone
 //   no-yield  the clock stands still for the scan, so it never yields
+//   history=FOLDER  with the history on, in this folder; the time includes making everything durable
 #include <QCoreApplication>
 #include <chrono>
 #include <cstdio>
@@ -13,12 +14,17 @@
 #include <sys/resource.h>
 
 #include "bench/null_parts.h"
+#include "config/registry_store.h"
+#include "database/visit_database.h"
+#include "platform/lmdb_index.h"
+#include "platform/posix_data_files.h"
 #include "platform/qt_loop.h"
 
 namespace {
 
 struct Options {
   bool again = false, loop = false, no_yield = false;
+  std::string history;
 };
 
 bool ReadOptions(int argc, char** argv, Options& options) {
@@ -30,6 +36,8 @@ bool ReadOptions(int argc, char** argv, Options& options) {
       options.loop = true;
     } else if (word == "no-yield") {
       options.no_yield = true;
+    } else if (word.rfind("history=", 0) == 0) {
+      options.history = word.substr(8) + "/";
     } else {
       return false;
     }
@@ -55,12 +63,21 @@ void AddSite(vantry::bench::Rig& rig, int type, const char* file) {
 int main(int argc, char** argv) {
   Options options;
   if (!ReadOptions(argc, argv, options)) {
-    std::fprintf(stderr, "usage: scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield]\n");
+    std::fprintf(stderr, "usage: scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [history=FOLDER]\n");
     return 2;
   }
   QCoreApplication application(argc, argv);
   vantry::QtLoop qt_loop;
   vantry::bench::Rig rig;
+  vantry::RegistryFile registry(rig.files, options.history + "registry.ini");
+  vantry::PosixDataFiles data_files;
+  vantry::LmdbIndex index;
+  vantry::VisitDatabase database(
+      {rig.t, options.history, rig.log, rig.clock, registry, rig.exceptions, data_files, index});
+  if (!options.history.empty()) {
+    rig.Remember(database);
+    if (!database.DatabaseReady()) return 1;
+  }
   const int date = std::atoi(argv[3]);
   if (date > 0) rig.t.Today = vantry::MakeDay(date / 10000, date / 100 % 100, date % 100).value_or(vantry::Day{});
   rig.loop.real = options.loop ? &qt_loop : nullptr;
@@ -69,13 +86,14 @@ int main(int argc, char** argv) {
   if (options.again) {
     // In a second scan no gap in the log cuts a visit, so everybody is on the site at once.
     rig.t.Site(1).ScanCount = 2;
-    if (!rig.scan.ScanSite(1)) return 1;
+    if (!rig.scan->ScanSite(1)) return 1;
     rig.t.Site(1).LastReadPos = 0;
     rig.t.Site(1).PagesCounted = 0;
     rig.loop.turns = 0;
   }
   const auto begin = std::chrono::steady_clock::now();
-  const bool ok = rig.scan.ScanSite(1);
+  const bool ok = rig.scan->ScanSite(1);
+  database.FlushDatabase();
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
   rusage usage{};
   ::getrusage(RUSAGE_SELF, &usage);

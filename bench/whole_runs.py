@@ -114,7 +114,7 @@ def port_during_scan(folder, gigabytes):
                     shutil.copyfileobj(part, out, 1 << 24)
         port = free_port()
         with open(f"{home}/SETTINGS.INI", "w", newline="") as f:
-            f.write(f"[Vantry Settings]\r\nWebAccessPort= {port}\r\nWebAccessLog=False\r\n\r\n")
+            f.write(f"[Vantry Settings]\r\nWebAccessPort= {port}\r\nWebAccessLog=False\r\nReverseDNS=False\r\n\r\n")
         for name, clock in (("old lines", []), ("lines of today", ["faketime", "-f", "@2026-10-10 12:00:00"])):
             with open(f"{home}/VANTRY.INI", "w", newline="") as f:
                 f.write(f"[Big]\r\nType=2\r\nUnix=True\r\nFolder={home}/logs/\r\nMask=*.LOG\r\nFrequency=2\r\n"

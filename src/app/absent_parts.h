@@ -10,6 +10,7 @@ namespace vantry {
 class NoWindow final : public View {
  public:
   void SetStatus(std::string_view) override {}
+  void SetDnsStatus(std::string_view) override {}
   void UpdateStatus() override {}
   void RefreshSiteNode(int16_t) override {}
   void SetSiteImage(int16_t, int16_t) override {}
@@ -26,6 +27,7 @@ class NoEventListeners final : public VisitorEvents {
   void VisitorArrived(const std::string&, const VisitorRec&, std::string_view) override {}
   void VisitorPageMove(const std::string&, const VisitorRec&) override {}
   void VisitorLeft(const std::string&, const VisitorRec&) override {}
+  void DNSResolved(std::string_view, std::string_view) override {}
 };
 
 class DoNothingExceptions final : public ExceptionSink {
@@ -38,29 +40,6 @@ class DoNothingAlerts final : public AlertRules {
  public:
   int32_t RaiseAlert(const VisitorRec&) override { return 0; }
   void AddAlert(VisitorRec& visitor, int32_t) override { visitor.AlertPending = false; }
-};
-
-class DoNothingHistory final : public VisitHistory {
- public:
-  void UpdateVisitor(VisitorRec&, bool) override {}
-  void AddVisitToDatabase(const VisitorRec&, std::string_view) override {}
-  void AddPageToDatabase(const VisitorRec&) override {}
-  void AddDownload(const VisitorRec&) override {}
-  void UpdateVisitInDatabase(const VisitorRec&) override {}
-  void UpdateHackCount(VisitorRec&) override {}
-  std::string LookupDNS(std::string_view, VisitorRec*) override { return {}; }
-  std::string LookupCountryCode(std::string_view) override { return {}; }
-  void UpdateDNS(std::string_view, std::string_view) override {}
-  void FlushDatabase() override {}
-  void UpdateDaySummaries() override {}
-  void CloseDatabase() override {}
-};
-
-// Visitors stand under their addresses.
-class DoNothingNames final : public VisitorNames {
- public:
-  std::string ResolveVisitor(VisitorRec& visitor) override { return visitor.IP; }
-  std::string CountryName(std::string_view) override { return {}; }
 };
 
 // A site whose log lies on a remote server finds no log file.

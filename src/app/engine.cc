@@ -33,6 +33,8 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       options_(std::move(options)),
       registry_(ports_.files, options_.app_path + "registry.ini"),
       log_(t_, options_.regional, LogOutlets()),
+      history_({t_, settings_.DDFPath, log_, ports_.clock, registry_, exceptions_, ports_.data_files, ports_.index}),
+      names_(scan_context_, ports_.resolver),
       scan_context_{
           t_,    settings_, options_.regional, log_,    ports_.clock, ports_.files, ports_.loop, ports_.notices,
           view_, events_,   exceptions_,       alerts_, history_,     names_,       ftp_,        daily_},
@@ -43,6 +45,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
            ReadSecurity(registry_)),
       timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { scan_.Timer1Tick(); })),
       timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { scan_.Timer2Tick(); })),
+      flush_timer_(ports_.loop.NewTimer(VisitDatabase::kFlushAllMs, [this] { history_.FlushAll(); })),
       pause_(t_, log_, view_, AppVersion()) {
   pause_.AddTimer(*timer1_);
   pause_.AddTimer(*timer2_);
@@ -98,7 +101,7 @@ void Engine::InitEngine() {
 }
 
 void Engine::ReadRegistry() {
-  database_version_ = LeadingNumber(ReadRegistryValue(registry_, kSettings, "DatabaseVersion", "0"));
+  history_.DatabaseVersion = Clamp16(LeadingNumber(ReadRegistryValue(registry_, kSettings, "DatabaseVersion", "0")));
   t_.CurrentViewType =
       static_cast<int16_t>(LeadingNumber(ReadRegistryValue(registry_, kSettings, "CurrentViewType", "1")));
   t_.ShowVisitedPages = ParseBool(ReadRegistryValue(registry_, kSettings, "ShowVisitedPages", "True")).value_or(true);
@@ -170,6 +173,7 @@ void Engine::StaggerSites() {
 
 void Engine::StartTimersAndListener() {
   pause_.StartTimers();
+  flush_timer_->Start();
   const Status status = web_.StartWebListener();
   if (status.ok()) return;
   listen_problem_ = "The web access can't listen on " + status.text +
@@ -194,6 +198,8 @@ void Engine::Closing() {
   t_.Closing = true;
   view_.SetStatus("Closing...");
   pause_.StopTimers();
+  flush_timer_->Stop();
+  ports_.resolver.Cancel();
   web_.CloseConnections();
   WriteRegistryValue(registry_, kSettings, "ServiceRunning", "False");
   const bool saved = log_.Guard("Engine.WriteINI",

@@ -14,12 +14,17 @@
 #include "core/program_log.h"
 #include "core/regional.h"
 #include "core/tables.h"
+#include "database/visit_database.h"
 #include "monitors/pause.h"
 #include "ports/clock.h"
+#include "ports/data_files.h"
 #include "ports/files.h"
+#include "ports/index_store.h"
 #include "ports/listener.h"
 #include "ports/loop.h"
 #include "ports/notices.h"
+#include "ports/resolver.h"
+#include "scan/resolver_queue.h"
 #include "scan/scan_cycle.h"
 #include "web/web_server.h"
 
@@ -30,8 +35,11 @@ struct EnginePorts {
   Clock& clock;
   Loop& loop;
   Files& files;
+  DataFiles& data_files;
+  IndexStore& index;
   Listener& listener;
   Notices& notices;
+  Resolver& resolver;
 };
 
 struct EngineOptions {
@@ -95,7 +103,6 @@ class Engine final : public RemoteControl {
   RegistryFile registry_;
   ProgramLog log_;
   std::optional<Proxy> proxy_;
-  int32_t database_version_ = 0;
   std::string listen_problem_;
   std::vector<std::string> problems_;  // Found before it is known that this instance runs; told then.
 
@@ -103,8 +110,8 @@ class Engine final : public RemoteControl {
   NoEventListeners events_;
   DoNothingExceptions exceptions_;
   DoNothingAlerts alerts_;
-  DoNothingHistory history_;
-  DoNothingNames names_;
+  VisitDatabase history_;
+  ResolverQueue names_;
   DoNothingFtp ftp_;
   DoNothingDailyWork daily_;
   DoNothingMailer mailer_;
@@ -112,7 +119,7 @@ class Engine final : public RemoteControl {
   ScanContext scan_context_;
   ScanCycle scan_;
   WebServer web_;
-  std::unique_ptr<Timer> timer1_, timer2_;
+  std::unique_ptr<Timer> timer1_, timer2_, flush_timer_;
   PauseControl pause_;
 };
 

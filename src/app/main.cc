@@ -8,7 +8,10 @@
 #include "app/engine.h"
 #include "config/value_forms.h"
 #include "core/text.h"
+#include "platform/cares_resolver.h"
 #include "platform/console_notices.h"
+#include "platform/lmdb_index.h"
+#include "platform/posix_data_files.h"
 #include "platform/posix_files.h"
 #include "platform/qt_loop.h"
 #include "platform/regional_locale.h"
@@ -50,10 +53,13 @@ int main(int argc, char** argv) {
     notices.Tell("The program folder can't be used: " + status.text);
     return 1;
   }
+  vantry::PosixDataFiles data_files;
+  vantry::LmdbIndex index;
   vantry::SystemClock clock;
   vantry::QtLoop loop;
   vantry::SocketListener listener(clock);
   vantry::RegistryFile registry(files, app_path + "registry.ini");
+  vantry::CaresResolver resolver({.servers = ReadRegistryValue(registry, "Resolver", "Servers", "")});
   vantry::SingleInstance instance(app_path + "vantry.lock");
   int result = 0;
   const auto acquire = [&] {
@@ -65,10 +71,13 @@ int main(int argc, char** argv) {
     return status.ok();
   };
   vantry::Engine engine(
-      {clock, loop, files, listener, notices},
+      {clock, loop, files, data_files, index, listener, notices, resolver},
       {app_path, CommandText(argc, argv), vantry::ReadRegional(registry), Environment("http_proxy"), acquire});
   vantry::StopSignals signals([&engine] { engine.Closing(); });
   if (!engine.Main()) return result;
+  if (!resolver.Problem().empty()) {
+    notices.Tell("No host names are looked up: " + app_path + "registry.ini, section Resolver: " + resolver.Problem());
+  }
   if (engine.ListenProblem().empty()) {
     const std::string address = engine.Web().Address();
     const bool v6 = address.find(':') != std::string::npos;

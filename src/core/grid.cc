@@ -56,6 +56,15 @@ GridRow* Grid::FindRow(std::string_view key) {
   return first;
 }
 
+GridRow* Grid::FindRow(std::string_view key, size_t column, std::string_view text) {
+  GridRow* first = nullptr;
+  by_key_.ForEach(SpreadHash(key), [&](GridRow& row) {
+    if (row.cells_[column] != text || row.key_ != key) return;
+    if (!first || row.sequence_ < first->sequence_) first = &row;
+  });
+  return first;
+}
+
 void Grid::DeleteRow(GridRow& row) {
   by_key_.Remove(SpreadHash(row.key_), row);
   --count_;

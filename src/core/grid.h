@@ -64,6 +64,8 @@ class GridRow {
   void SetIcon(size_t column, int16_t icon);
   uint32_t ColourOf(size_t column) const;
   void SetColour(size_t column, uint32_t colour);
+  // Grows with each row that arrives in the grid.
+  uint64_t Arrival() const { return sequence_; }
 
   int16_t site = 0;                      // The site the row belongs to, 0 for none.
   bool hidden = false;                   // Not shown in the current view.
@@ -93,6 +95,8 @@ class Grid {
   GridRow& AddRow(std::string_view key);
   // The first row (by arrival) with this key, or null.
   GridRow* FindRow(std::string_view key);
+  // The first row with this key that has this text in the column, or null.
+  GridRow* FindRow(std::string_view key, size_t column, std::string_view text);
   void DeleteRow(GridRow& row);
   void Clear();
 

@@ -28,9 +28,10 @@ class ExceptionSink {
 class View {
  public:
   virtual ~View() = default;
-  virtual void SetStatus(std::string_view text) = 0;  // Text of the status line.
-  virtual void UpdateStatus() = 0;                    // Refresh the summary line.
-  virtual void RefreshSiteNode(int16_t site) = 0;     // Refresh one node of the site tree.
+  virtual void SetStatus(std::string_view text) = 0;     // Text of the status line.
+  virtual void SetDnsStatus(std::string_view text) = 0;  // Item of the status line; an empty text hides it.
+  virtual void UpdateStatus() = 0;                       // Refresh the summary line.
+  virtual void RefreshSiteNode(int16_t site) = 0;        // Refresh one node of the site tree.
   virtual void SetSiteImage(int16_t site, int16_t icon) = 0;
   virtual void ShowCurrentView() = 0;  // The hidden flags of the grids have changed.
   virtual void SetTrayTip(std::string_view text) = 0;
@@ -46,6 +47,7 @@ class VisitorEvents {
   virtual void VisitorArrived(const std::string& domain, const VisitorRec& visitor, std::string_view page) = 0;
   virtual void VisitorPageMove(const std::string& domain, const VisitorRec& visitor) = 0;
   virtual void VisitorLeft(const std::string& domain, const VisitorRec& visitor) = 0;
+  virtual void DNSResolved(std::string_view address, std::string_view name) = 0;
 };
 
 }  // namespace vantry

@@ -2,43 +2,16 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/posix_support.h"
+
 namespace vantry {
 namespace {
-
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  ~Descriptor() { Close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int get() const { return fd_; }
-  explicit operator bool() const { return fd_ >= 0; }
-  bool Close() {
-    const int fd = fd_;
-    fd_ = -1;
-    return fd < 0 || ::close(fd) == 0;
-  }
-  int Release() {
-    const int fd = fd_;
-    fd_ = -1;
-    return fd;
-  }
-
- private:
-  int fd_;
-};
-
-Status Failure(const std::string& path, int error) {
-  const Fail fail = error == ENOENT || error == ENOTDIR ? Fail::kNotFound : Fail::kIo;
-  return Status::Error(fail, path + ": " + std::strerror(error));
-}
 
 Status WriteAll(int fd, const std::string& path, std::string_view bytes) {
   while (!bytes.empty()) {
@@ -156,8 +129,7 @@ Status PosixFiles::List(const std::string& folder, std::vector<FileEntry>& entri
       // A name whose file can't be looked at is listed without a time, unless it is gone meanwhile.
       if (errno != ENOENT) entries.push_back({entry->d_name, 0, std::nullopt});
     } else if (S_ISREG(info.st_mode)) {
-      entries.push_back(
-          {entry->d_name, info.st_size, int64_t{info.st_mtim.tv_sec} * 1'000'000'000 + info.st_mtim.tv_nsec});
+      entries.push_back({entry->d_name, info.st_size, WrittenNs(info)});
     }
   }
   ::closedir(dir);

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <QSocketNotifier>
 #include <QTimer>
 #include <array>
 #include <list>
 #include <memory>
 #include <vector>
 
+#include "platform/notifier.h"
 #include "ports/clock.h"
 #include "ports/listener.h"
 
@@ -33,15 +33,6 @@ class SocketListener final : public Listener {
   uint16_t Port() const { return port_; }
 
  private:
-  // Notifiers may be in the middle of their own signal when they go.
-  struct LaterDeleter {
-    void operator()(QSocketNotifier* notifier) const {
-      notifier->setEnabled(false);
-      notifier->deleteLater();
-    }
-  };
-  using Notifier = std::unique_ptr<QSocketNotifier, LaterDeleter>;
-
   struct Peer {
     ~Peer();
     int fd = -1;

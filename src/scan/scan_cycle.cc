@@ -108,6 +108,8 @@ void ScanCycle::ShowCurrentView() {
 }
 
 void ScanCycle::RolloverSites() {
+  // One call writes the day of all sites, so it comes before the counters of any of them are cleared.
+  c_.history.UpdateDaySummaries();
   for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
     if (t_.Site(n).EmailDailyReport) {
       t_.CurrentView = n;
@@ -115,7 +117,6 @@ void ScanCycle::RolloverSites() {
       ShowCurrentView();
       c_.daily.SendDailyReport(n);
     }
-    c_.history.UpdateDaySummaries();
     SiteRec& site = t_.Site(n);
     site.TodayReserved = site.TodayAlerts = site.TodayVisitors = site.TodaySpiders = site.TodayExceptions =
         site.TodayDownloads = site.PeakToday = 0;

@@ -1,10 +1,15 @@
 // Start, run and close of the whole engine on fakes.
 #include "app/engine.h"
 
+#include <deque>
+
 #include <gtest/gtest.h>
 
+#include "support/fake_resolver.h"
 #include "support/fakes.h"
+#include "support/memory_data_files.h"
 #include "support/memory_files.h"
+#include "support/memory_index.h"
 
 namespace vantry {
 namespace {
@@ -34,16 +39,21 @@ struct EngineTest : ::testing::Test {
   FakeClock clock;
   FakeLoop loop;
   MemoryFiles files;
+  MemoryDataFiles data_files;
+  MemoryIndex index{data_files};
   QuietListener listener;
   RecordingNotices notices;
+  std::unique_ptr<FakeResolver> resolver;
   std::unique_ptr<Engine> engine;
 
   EngineTest() { files.Put("/home/SETTINGS.INI", "[Vantry Settings]\r\nWebAccessPort= 9000\r\n\r\n"); }
-  bool Start(const std::string& command = "") {
+  bool Start(const std::string& command = "", std::function<bool()> acquire = {}) {
     loop.timers.clear();
     loop.quit = false;
-    engine = std::make_unique<Engine>(EnginePorts{clock, loop, files, listener, notices},
-                                      EngineOptions{"/home/", command, Regional{}, "", {}});
+    engine.reset();
+    resolver = std::make_unique<FakeResolver>();
+    engine = std::make_unique<Engine>(EnginePorts{clock, loop, files, data_files, index, listener, notices, *resolver},
+                                      EngineOptions{"/home/", command, Regional{}, "", std::move(acquire)});
     return engine->Main();
   }
   void Sites(int count, const std::string& more = "") {
@@ -153,18 +163,13 @@ TEST_F(EngineTest, ServiceGuardAsksForACommandLine) {
 TEST_F(EngineTest, SecondInstanceShowsNothingButTheServiceGuardComesFirst) {
   Sites(1);
   files.Put("/home/SETTINGS.INI", "ReverseDNS=Maybe\r\n\r\n");
-  const auto start = [&](const std::string& command) {
-    loop.timers.clear();
-    engine = std::make_unique<Engine>(EnginePorts{clock, loop, files, listener, notices},
-                                      EngineOptions{"/home/", command, Regional{}, "", [] { return false; }});
-    return engine->Main();
-  };
-  EXPECT_FALSE(start(""));
+  const auto taken = [] { return false; };
+  EXPECT_FALSE(Start("", taken));
   EXPECT_TRUE(notices.boxes.empty() && notices.told.empty());
   EXPECT_EQ(files.Get("/home/Data/TRL.LOG"), "<none>");
   EXPECT_FALSE(engine->Monitoring());
   files.Put("/home/registry.ini", "[Settings]\nServiceRunning=True\n");
-  EXPECT_FALSE(start("X"));
+  EXPECT_FALSE(Start("X", taken));
   EXPECT_EQ(notices.boxes.size(), 1u);
 }
 
@@ -236,6 +241,21 @@ TEST_F(EngineTest, EveryFailureOfTheDiskAtStartLeavesARunningProgram) {
   }
 }
 
+TEST_F(EngineTest, NamesComeOnTheSideUntilTheProgramCloses) {
+  Sites(1);
+  Log("11:59:00", "10.0.0.1");
+  Log("11:59:01", "10.0.0.2");
+  ASSERT_TRUE(Start());
+  Run(4);
+  ASSERT_EQ(resolver->started, (std::vector<std::string>{"10.0.0.1", "10.0.0.2"}));
+  EXPECT_TRUE(Contains(engine->Web().SharedInterface().GetVisitorsList(""), "\t10.0.0.1\t"));
+  ASSERT_TRUE(resolver->AnswerNext([](const std::string&) { return "one.example"; }));
+  EXPECT_TRUE(Contains(engine->Web().SharedInterface().GetVisitorsList(""), "\tone.example\t"));
+  engine->Closing();
+  EXPECT_EQ(resolver->Pending(), 0) << "no answer finds a closed database";
+  EXPECT_EQ(resolver->Start("10.0.0.3"), 0);
+}
+
 TEST_F(EngineTest, LearntAgentsAreSavedAndKnownAgain) {
   Sites(1);
   files.Put("/logs/access.log",
@@ -251,12 +271,17 @@ TEST_F(EngineTest, LearntAgentsAreSavedAndKnownAgain) {
 TEST_F(EngineTest, TenEnginesLiveSideBySide) {
   Sites(1);
   Log("11:59:00", "10.0.0.1");
-  std::vector<std::unique_ptr<Engine>> engines;
   std::vector<std::unique_ptr<FakeLoop>> loops;
-  for (int i = 0; i < 10; ++i) {
+  std::deque<FakeResolver> resolvers(10);
+  std::deque<MemoryDataFiles> disks(10);
+  std::deque<MemoryIndex> indexes;
+  std::vector<std::unique_ptr<Engine>> engines;
+  for (size_t i = 0; i < 10; ++i) {
     loops.push_back(std::make_unique<FakeLoop>());
-    engines.push_back(std::make_unique<Engine>(EnginePorts{clock, *loops.back(), files, listener, notices},
-                                               EngineOptions{"/home/", "", Regional{}, "", {}}));
+    indexes.emplace_back(disks[i]);
+    engines.push_back(std::make_unique<Engine>(
+        EnginePorts{clock, *loops[i], files, disks[i], indexes[i], listener, notices, resolvers[i]},
+        EngineOptions{"/home/", "", Regional{}, "", {}}));
     ASSERT_TRUE(engines.back()->Main());
   }
   clock.Advance(4);

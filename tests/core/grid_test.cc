@@ -44,6 +44,23 @@ TEST(Grid, NewRow_IsEmptyAndShown) {
   }
 }
 
+TEST(Grid, FindRow_WithATextTakesTheFirstRowThatShowsIt) {
+  Grid grid(ex_grid::kColumns);
+  grid.AddRow("1:a").SetText(2, "other");
+  grid.AddRow("1:b").SetText(2, "text");
+  GridRow& in_another_column = grid.AddRow("1:a");
+  in_another_column.SetText(3, "text");
+  GridRow& first = grid.AddRow("1:a");
+  GridRow& second = grid.AddRow("1:a");
+  for (GridRow* row : {&second, &first}) row->SetText(2, "text");
+  EXPECT_EQ(grid.FindRow("1:a", 2, "text"), &first);
+  EXPECT_LT(first.Arrival(), second.Arrival());
+  grid.DeleteRow(first);
+  EXPECT_EQ(grid.FindRow("1:a", 2, "text"), &second);
+  EXPECT_EQ(grid.FindRow("1:a", 2, "none"), nullptr);
+  EXPECT_EQ(grid.FindRow("1:c", 2, "text"), nullptr);
+}
+
 TEST(Grid, Marks_AreKeptPerColumn) {
   Grid grid(ex_grid::kColumns);
   GridRow& row = grid.AddRow("");

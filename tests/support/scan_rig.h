@@ -1,6 +1,7 @@
 // A scan with fakes all around: a disk in memory, a clock moved by hand, neighbours that record what they are asked.
 #pragma once
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -43,7 +44,11 @@ struct RecordingAlerts final : AlertRules {
 struct RecordingHistory final : VisitHistory {
   std::vector<std::string> calls;
   std::map<std::string, std::string, std::less<>> dns;
-  void UpdateVisitor(VisitorRec& v, bool) override { calls.push_back("visitor " + v.Key); }
+  bool broken = false;  // UpdateVisitor breaks off.
+  void UpdateVisitor(VisitorRec& v, bool skip_referrer) override {
+    if (broken) throw std::runtime_error("no memory");
+    calls.push_back("visitor " + v.Key + (skip_referrer ? " " + v.DNS : std::string()));
+  }
   void AddVisitToDatabase(const VisitorRec& v, std::string_view page) override {
     calls.push_back("visit " + v.Key + " " + std::string(page));
   }
@@ -56,11 +61,17 @@ struct RecordingHistory final : VisitHistory {
     return it == dns.end() ? std::string() : it->second;
   }
   std::string LookupCountryCode(std::string_view) override { return "DE"; }
-  void UpdateDNS(std::string_view, std::string_view) override {}
+  void UpdateDNS(std::string_view ip, std::string_view name) override {
+    calls.push_back("dns " + std::string(ip) + " " + std::string(name));
+  }
   void FlushDatabase() override { ++flushes; }
-  void UpdateDaySummaries() override { calls.emplace_back("summaries"); }
+  void UpdateDaySummaries() override {
+    calls.emplace_back("summaries");
+    if (on_summaries) on_summaries();
+  }
   void CloseDatabase() override { calls.emplace_back("close"); }
   int flushes = 0;
+  std::function<void()> on_summaries;
   int Count(std::string_view beginning) const {
     int n = 0;
     for (const std::string& c : calls) n += StartsWith(c, beginning) ? 1 : 0;
@@ -109,6 +120,9 @@ struct RecordingEvents final : VisitorEvents {
   }
   void VisitorLeft(const std::string& domain, const VisitorRec& v) override {
     calls.push_back("left " + domain + " " + v.IP);
+  }
+  void DNSResolved(std::string_view address, std::string_view name) override {
+    calls.push_back("resolved " + std::string(address) + " " + std::string(name));
   }
 };
 

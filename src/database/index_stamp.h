@@ -1,0 +1,43 @@
+// The stamp beside the index: which index file and which state of each table fit together. An index whose stamp does
+// not fit is built anew. Pure functions over its text.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ports/data_files.h"
+
+namespace vantry {
+
+struct TableStamp {
+  std::string name;
+  bool fits = false;         // The index holds just these rows of just this file.
+  uint32_t rows = 0;         // That survive a loss of power.
+  uint32_t next_record = 1;  // RecordNo of the next row.
+  FileIdentity file;
+  std::string keys;  // The key declarations that the index was built with.
+};
+
+struct IndexStamp {
+  bool closed = false;  // Nothing was changed since the stamp was written.
+  FileIdentity index;
+  std::vector<TableStamp> tables;
+
+  const TableStamp* Find(std::string_view name) const;
+};
+
+std::string BuildStamp(const IndexStamp& stamp);
+// Empty when the text is no stamp of this version, or was cut or damaged.
+std::optional<IndexStamp> ParseStamp(std::string_view text);
+
+// Where the word stands that tells open from closed, and its two values of the same length. It is the one part that the
+// check sum leaves out, so that it can be changed in place.
+inline constexpr size_t kStampStatePlace = 15;
+inline constexpr std::string_view kStampOpen = "open  ", kStampClosed = "closed";
+
+// FNV-1a with 64 bits, for telling cut and damaged files.
+uint64_t CheckSum(std::string_view bytes);
+
+}  // namespace vantry

@@ -1,0 +1,297 @@
+// Which table gets which record at which moment, and how each value is formatted.
+#include "core/text.h"
+#include "core/visitor_rows.h"
+#include "database/schema.h"
+#include "database/visit_database.h"
+
+namespace vantry {
+namespace {
+
+constexpr int kVisitNoDigits = 5, kPageNoDigits = 4;
+
+std::string VisitNo(const VisitorRec& v) {
+  return PadNumber(v.VisitCount, kVisitNoDigits);
+}
+
+std::string TimeText(LogTime time) {
+  return FormatTime(SecondOfDay(time));
+}
+
+const char* YesNo(bool yes) {
+  return yes ? "Y" : "N";
+}
+
+// Date and time fields joined; blank ones are the zero date-time.
+LogTime Joined(std::optional<Day> day, std::string_view time) {
+  return MakeLogTime(day.value_or(Day{}), ParseTime(time).value_or(0));
+}
+
+// The first record of the address on any site becomes the current one, if there is one. An address longer than the
+// field leads to the first record of all that begin like it.
+bool FindAddress(Table& table, std::string_view ip) {
+  if (table.FindNearest(table.Key({ip, ""})) != Table::kOk) return false;
+  return table.Text(visitor::kIP) == Trim(table.Key({ip}));
+}
+
+Status Result(int result, const Table& table) {
+  return result < 0 ? Status::Error(Fail::kIo, table.Problem()) : Status::Ok();
+}
+
+}  // namespace
+
+std::string_view CutReferrer(std::string_view referrer) {
+  referrer = Trim(referrer);
+  if (!referrer.empty() && referrer.back() == '/') referrer.remove_suffix(1);
+  // Behind "http://" and "https://" alike.
+  return referrer.substr(0, referrer.find('/', 8));
+}
+
+std::string CountryKey(std::string_view ip) {
+  const auto parts = Split(Trim(ip), '.');
+  if (parts.size() != 4) return {};
+  std::string key;
+  for (const std::string_view part : parts) {
+    if (part.empty() || part.size() > 3 || part.find_first_not_of("0123456789") != std::string_view::npos) return {};
+    if (!key.empty()) key += '.';
+    key.append(3 - part.size(), '0').append(part);
+  }
+  return key;
+}
+
+const std::string& VisitDatabase::SiteName(const VisitorRec& visitor) const {
+  return c_.t.Site(visitor.Site).Name;
+}
+
+int VisitDatabase::FindVisit(const VisitorRec& v) {
+  return VAVISITS.FindEqual(VAVISITS.Key({v.IP, SiteName(v), FormatDayKey(DayOf(v.StartTime)), VisitNo(v)}));
+}
+
+int VisitDatabase::FindVisitor(std::string_view ip, std::string_view site) {
+  return VAVIS.FindEqual(VAVIS.Key({ip, site}));
+}
+
+void VisitDatabase::AddVisitToDatabase(const VisitorRec& v, std::string_view first_page) {
+  using namespace visits;
+  if (!DatabaseReady()) return;
+  Guard("F.AddVisitToDatabase", [&] {
+    if (const int found = FindVisit(v); found <= 0) return Result(found, VAVISITS);
+    Table& t = VAVISITS;
+    t.ClearRecord();
+    t.SetText(kIP, v.IP);
+    t.SetText(kSite, SiteName(v));
+    t.SetText(kAlert, YesNo(v.AlertPending));
+    t.SetNumber(kAlertNo, v.AlertNo);
+    t.SetText(kVisitNo, VisitNo(v));
+    t.SetDate(kVisitDate, DayOf(v.StartTime));
+    t.SetText(kVisitTime, TimeText(v.StartTime));
+    t.SetText(kFirstPage, first_page);
+    t.SetText(kLastPage, first_page);
+    t.SetText(kBrowser, v.Browser);
+    t.SetText(kSpider, YesNo(v.IsSpider));
+    t.SetText(kSpiderT, v.SpiderName);
+    t.SetText(kReferrer, CutReferrer(v.Referrer));
+    t.SetNumber(kPagesSeen, 1);
+    t.SetText(kActive, "Y");
+    return Result(t.Insert(), t);
+  });
+}
+
+void VisitDatabase::AddPageToDatabase(const VisitorRec& v) {
+  using namespace pages;
+  Guard("F.AddPageToDatabase", [&] {
+    if (Status status = NeedsOpen(); !status.ok()) return status;
+    Table& t = VAPG;
+    const std::string visit = VisitNo(v), page = PadNumber(v.Pages, kPageNoDigits);
+    if (const int found = t.FindEqual(t.Key({v.IP, SiteName(v), visit, page})); found <= 0) return Result(found, t);
+    t.ClearRecord();
+    t.SetText(kIP, v.IP);
+    t.SetText(kSite, SiteName(v));
+    t.SetText(kVisitNo, visit);
+    t.SetText(kPage, v.Page);
+    t.SetText(kPageNo, page);
+    t.SetDate(kPageDate, DayOf(v.LastPageTime));
+    t.SetText(kPageTime, TimeText(v.LastPageTime));
+    t.SetNumber(kStatus, v.Status);
+    return Result(t.Insert(), t);
+  });
+}
+
+// No search comes before: the first key of this table holds the record's number, so no record would be found.
+void VisitDatabase::AddDownload(const VisitorRec& v) {
+  using namespace downloads;
+  ++c_.t.Site(v.Site).TodayDownloads;
+  Guard("F.AddDownload", [&] {
+    if (Status status = NeedsOpen(); !status.ok()) return status;
+    Table& t = VADL;
+    std::string_view file = v.Page;
+    file.remove_prefix(file.rfind('/') + 1);
+    file.remove_prefix(file.rfind('\\') + 1);
+    t.ClearRecord();
+    t.SetText(kIP, v.IP);
+    t.SetText(kSite, SiteName(v));
+    t.SetDate(kVisitDate, DayOf(v.LastPageTime));
+    t.SetText(kVisitTime, TimeText(v.LastPageTime));
+    t.SetText(kVisitNo, VisitNo(v));
+    t.SetText(kDownload, file);
+    t.SetNumber(kStatus, v.Status);
+    return Result(t.Insert(), t);
+  });
+}
+
+void VisitDatabase::UpdateVisitInDatabase(const VisitorRec& v) {
+  using namespace visits;
+  if (!DatabaseReady()) return;
+  Guard("F.UpdateVisitInDatabase", [&] {
+    if (const int found = FindVisit(v); found != Table::kOk) return Result(found, VAVISITS);
+    Table& t = VAVISITS;
+    t.SetText(kLastPage, v.Page);
+    t.SetNumber(kPagesSeen, v.Pages);
+    t.SetText(kMinsOn, MinutesOnSite(v));
+    t.SetText(kActive, "N");
+    t.SetText(kHackRaised, YesNo(v.HackRaised));
+    t.SetText(kFlags, std::string(YesNo(!v.KnownName.empty())) + YesNo(!v.GroupMask.empty()));
+    return Result(t.Update(), t);
+  });
+}
+
+void VisitDatabase::UpdateVisitor(VisitorRec& v, bool skip_referrer) {
+  if (!DatabaseReady()) return;
+  Guard("F.UpdateVisitor", [&] {
+    if (Status status = WriteVisitor(v); !status.ok()) return status;
+    return skip_referrer ? Status::Ok() : WriteReferrer(v);
+  });
+}
+
+Status VisitDatabase::WriteVisitor(VisitorRec& v) {
+  using namespace visitor;
+  Table& t = VAVIS;
+  const int found = FindVisitor(v.IP, SiteName(v));
+  if (found < 0) return Result(found, t);
+  if (found > 0) {
+    t.ClearRecord();
+    t.SetDate(kFirstVDate, DayOf(v.StartTime));
+    t.SetText(kFirstVTime, TimeText(v.StartTime));
+    t.SetNumber(kVisits, 0);
+    t.SetText(kSpider, YesNo(v.IsSpider));
+    t.SetText(kSpiderT, v.SpiderName);
+    t.SetText(kSite, SiteName(v));
+    t.SetText(kCountry, v.CountryCode);
+    t.SetNumber(kHackCount, 0);
+  }
+  t.SetText(kIP, v.IP);
+  t.SetText(kBrowser, v.Browser);
+  t.SetText(kDNS, v.DNS);
+  if (v.StartTime > Joined(t.Date(kLastVDate), t.Text(kLastVTime))) {
+    t.SetNumber(kVisits, t.Number(kVisits) + 1);
+    t.SetDate(kLastVDate, DayOf(v.StartTime));
+    t.SetText(kLastVTime, TimeText(v.StartTime));
+  }
+  v.VisitCount = static_cast<int32_t>(t.Number(kVisits));
+  v.KnownName = Trim(t.Text(kName));
+  v.FirstVisited = Joined(t.Date(kFirstVDate), t.Text(kFirstVTime));
+  const Status status = Result(found > 0 ? t.Insert() : t.Update(), t);
+  // Raised behind the write: what it sets off may turn the loop, and other operations come to this table with it.
+  if (v.VisitCount >= c_.t.Site(v.Site).ExValue133 && !v.IsSpider) {
+    c_.exceptions.AddException(v.Site, 133, v.LastPageTime, std::to_string(v.VisitCount), v.DNS, v.VisitCount);
+  }
+  return status;
+}
+
+Status VisitDatabase::WriteReferrer(const VisitorRec& v) {
+  using namespace referrers;
+  if (Trim(v.Referrer).empty()) return Status::Ok();
+  Table& t = VAREF;
+  const std::string_view name = CutReferrer(v.Referrer);
+  const int found = t.FindEqual(t.Key({name, SiteName(v)}));
+  if (found < 0) return Result(found, t);
+  if (found > 0) {
+    t.ClearRecord();
+    t.SetDate(kFirstVDate, DayOf(v.StartTime));
+    t.SetText(kFirstVTime, TimeText(v.StartTime));
+    t.SetNumber(kVisits, 0);
+    t.SetText(kSite, SiteName(v));
+    t.SetText(kName, name);
+  }
+  if (v.StartTime > Joined(t.Date(kLastVDate), t.Text(kLastVTime))) {
+    t.SetNumber(kVisits, t.Number(kVisits) + 1);
+    t.SetDate(kLastVDate, DayOf(v.StartTime));
+    t.SetText(kLastVTime, TimeText(v.StartTime));
+  }
+  return Result(found > 0 ? t.Insert() : t.Update(), t);
+}
+
+void VisitDatabase::UpdateHackCount(VisitorRec& v) {
+  Guard("F.UpdateHackCount", [&] {
+    if (Status status = NeedsOpen(); !status.ok()) return status;
+    if (const int found = FindVisitor(v.IP, SiteName(v)); found != Table::kOk) return Result(found, VAVIS);
+    const int64_t count = VAVIS.Number(visitor::kHackCount) + 1;
+    VAVIS.SetNumber(visitor::kHackCount, count);
+    v.StoredHackCount = Clamp16(static_cast<int32_t>(count));
+    return Result(VAVIS.Update(), VAVIS);
+  });
+}
+
+void VisitDatabase::ChangeFriendlyName(std::string_view ip, std::string_view site, std::string_view name) {
+  if (!DatabaseReady()) return;
+  Guard("F.ChangeFriendlyName", [&] {
+    if (const int found = FindVisitor(ip, site); found != Table::kOk) return Result(found, VAVIS);
+    VAVIS.SetText(visitor::kName, name);
+    return Result(VAVIS.Update(), VAVIS);
+  });
+}
+
+void VisitDatabase::GetFriendlyName(std::string_view ip, std::string& name) {
+  if (!DatabaseReady()) return;
+  Guard("F.GetFriendlyName", [&] {
+    if (FindAddress(VAVIS, ip) && VAVIS.Text(visitor::kIP) == Trim(ip)) name = Trim(VAVIS.Text(visitor::kName));
+    return Result(VAVIS.LastStatus(), VAVIS);
+  });
+}
+
+std::string VisitDatabase::LookupDNS(std::string_view ip, VisitorRec* v) {
+  if (!DatabaseReady()) return {};
+  if (ip == last_dns_ip_) return last_dns_;
+  last_dns_ip_ = ip;
+  last_dns_.clear();
+  Guard("F.LookupDNS", [&] {
+    // What was stored of an address that does not fit its field is no proof that it is this address.
+    if (!FindAddress(VAVIS, ip) || VAVIS.Text(visitor::kIP) != Trim(ip)) return Result(VAVIS.LastStatus(), VAVIS);
+    const std::string_view name = Trim(VAVIS.Text(visitor::kDNS));
+    // Visitors stand under their addresses until a name is found: that is no name.
+    if (name != Trim(ip)) last_dns_ = name;
+    if (v) v->KnownName = Trim(VAVIS.Text(visitor::kName));
+    return Status::Ok();
+  });
+  return last_dns_;
+}
+
+std::string VisitDatabase::LookupCountryCode(std::string_view ip) {
+  std::string code;
+  Guard("F.LookupCountryCode", [&] {
+    if (!IPCC.IsOpen()) return Status::Error(Fail::kIo, "the country table is not open");
+    const std::string key = CountryKey(ip);
+    if (key.empty()) return Status::Ok();
+    const int found = IPCC.FindNearest(key);
+    if (found < 0) return Result(found, IPCC);
+    // A range that begins behind the address: the one before it holds the address.
+    if (found == Table::kOk && IPCC.FieldValue("IP") > key) IPCC.Step(-1);
+    code = Trim(IPCC.FieldValue("Country"));
+    return Status::Ok();
+  });
+  return code;
+}
+
+void VisitDatabase::UpdateDNS(std::string_view ip, std::string_view name) {
+  if (!DatabaseReady()) return;
+  Guard("F.UpdateDNS", [&] {
+    const std::string stored(Trim(VAVIS.Key({ip})));
+    const auto same = [&](int result) { return result == Table::kOk && VAVIS.Text(visitor::kIP) == stored; };
+    for (int found = VAVIS.FindNearest(VAVIS.Key({ip, ""})); same(found); found = VAVIS.Step(1)) {
+      VAVIS.SetText(visitor::kDNS, name);
+      if (Status status = Result(VAVIS.Update(), VAVIS); !status.ok()) return status;
+    }
+    return Result(VAVIS.LastStatus(), VAVIS);
+  });
+}
+
+}  // namespace vantry

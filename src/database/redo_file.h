@@ -1,0 +1,25 @@
+// Changed rows on their way into their tables. A row that is written over its old self can be cut in two by the end of
+// the program or a loss of power; so all of them stand in this file first, whole, and are written again at the next
+// start. Pure functions over its bytes.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantry {
+
+struct RedoRow {
+  std::string table;
+  uint32_t number = 0;
+  std::string bytes;  // The row as it is to be.
+};
+
+std::string BuildRedo(const std::vector<RedoRow>& rows);
+// Empty when the bytes are no such file or were cut: then no row was on its way, since tables are written only after
+// this file is whole.
+std::optional<std::vector<RedoRow>> ParseRedo(std::string_view bytes);
+
+}  // namespace vantry

@@ -1,0 +1,408 @@
+#include "database/table.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/text.h"
+
+namespace vantry {
+namespace {
+
+constexpr std::string_view kRecordNo = "RecordNo";
+constexpr int kRecordNoDigits = 9;
+constexpr uint32_t kLastRecord = 999'999'999;
+constexpr uint32_t kAlmostFull = 990'000'000;
+
+// Keys that may occur more than once are told apart by the row's number behind them, highest byte first, so that equal
+// keys stand in the order of their rows.
+constexpr size_t kRowNumberBytes = 4;
+
+void AppendRowNumber(uint32_t number, std::string& key) {
+  for (int shift = 24; shift >= 0; shift -= 8) key.push_back(static_cast<char>(number >> shift & 0xFF));
+}
+
+std::string_view TrimEnd(std::string_view text) {
+  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+  return text;
+}
+
+}  // namespace
+
+Table::~Table() {
+  connection_.Detach(*this);
+}
+
+int Table::Failed(Status status) {
+  problem_ = std::move(status.text);
+  return Done(kFailed);
+}
+
+void Table::CreateTable(const std::string& folder, OpenMode mode, const std::vector<std::string>& fields,
+                        const std::vector<std::string>& keys) {
+  if (IsOpen()) {
+    Done(kOk);
+    return;
+  }
+  Status status = connection_.Open(folder);
+  if (status.ok()) status = OpenFile(folder, mode, fields);
+  if (status.ok()) status = OpenKeys(keys);
+  if (!status.ok()) {
+    file_.Close();
+    keys_.clear();
+    const bool missing = status.fail == Fail::kNotFound;
+    Failed(std::move(status));
+    if (missing) Done(kNotFound);
+    return;
+  }
+  connection_.Attach(*this);
+  row_.assign(file_.Layout().row_bytes, ' ');
+  old_row_ = row_;
+  current_ = 0;
+  selected_ = 0;
+  missing_.clear();
+  if (next_record_ > kAlmostFull)
+    connection_.Tell(name_ + " is almost full: it stops at " + std::to_string(kLastRecord) + " records.");
+  Done(kOk);
+}
+
+Status Table::OpenFile(const std::string& folder, OpenMode mode, const std::vector<std::string>& fields) {
+  mode_ = mode;
+  RowLayout wanted;
+  if (Status status = ParseFields(fields, wanted); !status.ok()) return status;
+  std::string repair;
+  const OpenFor purpose = mode == kReadOnly ? OpenFor::kReading : OpenFor::kCreating;
+  Status status = file_.Open(folder + name_ + ".DBF", purpose, wanted, connection_.Today(), repair);
+  if (!status.ok()) return status;
+  if (!repair.empty())
+    connection_.Tell(file_.Path() + ": " + repair + (mode == kReadOnly ? "." : "; it was put right."));
+  RowLayout found = file_.Layout();
+  if (mode == kReadOnly) {
+    // Any order, and others beside them.
+    std::erase_if(wanted.fields, [&](const TableField& f) {
+      const auto place = found.Find(f.name);
+      return place && found.fields[*place].type == f.type && found.fields[*place].width == f.width;
+    });
+    if (!wanted.fields.empty()) {
+      return Status::Error(Fail::kBadData, file_.Path() + " has no text field " + wanted.fields.front().name + " of " +
+                                               std::to_string(wanted.fields.front().width) + " bytes");
+    }
+  } else if (const std::string difference = FirstDifference(wanted, found); !difference.empty()) {
+    return Status::Error(Fail::kBadData, file_.Path() + " is not the table that Vantry writes: " + difference +
+                                             ". Move it away, and a new one is made.");
+  }
+  record_field_ = found.Find(kRecordNo);
+  for (const RedoRow& row : connection_.TakeRedo(name_)) ApplyRedo(row.number, row.bytes);
+  if (status = file_.WriteChangedRows(); !status.ok()) return status;
+  return file_.Sync();
+}
+
+// A row that was on its way when the program ended, if it is still the same record.
+void Table::ApplyRedo(uint32_t number, std::string_view bytes) {
+  std::string row(file_.Layout().row_bytes, ' ');
+  if (bytes.size() != row.size() || !file_.Read(number, row.data()).ok()) return;
+  const TableField& first = FieldAt(0);
+  if (FieldText(first, row.data()) == FieldText(first, bytes.data())) file_.Rewrite(number, bytes.data());
+}
+
+Status Table::OpenKeys(const std::vector<std::string>& keys) {
+  keys_.clear();
+  key_texts_.clear();
+  for (const std::string& text : keys) {
+    TableKey& key = keys_.emplace_back();
+    if (Status status = ParseKey(text, file_.Layout(), key.declaration); !status.ok()) return status;
+    key.always_new = record_field_ && Contains(Upper(text), Upper(kRecordNo));
+    key_texts_ += (key_texts_.empty() ? "" : "; ") + text;
+  }
+  if (keys_.empty()) return Status::Error(Fail::kBadData, name_ + ": a table needs a key");
+  next_record_ = 1;
+  durable_rows_ = 0;
+  const TableStamp* stamp = connection_.StampOf(name_);
+  if (stamp) next_record_ = stamp->next_record;
+  if (stamp) durable_rows_ = stamp->rows;
+  if (!stamp || !IndexFits(*stamp)) return BuildIndex();
+  return OpenTrees();
+}
+
+bool Table::IndexFits(const TableStamp& stamp) const {
+  FileIdentity identity;
+  return stamp.fits && stamp.keys == key_texts_ && stamp.rows == file_.Rows() && file_.Identify(identity).ok() &&
+         identity == stamp.file;
+}
+
+Status Table::OpenTrees() {
+  for (TableKey& key : keys_) {
+    const KeyDeclaration& d = key.declaration;
+    const size_t bytes = d.expression.KeyBytes() + (d.unique ? 0 : kRowNumberBytes);
+    if (Status status = connection_.Index().OpenTree(name_ + "." + d.name, bytes, key.tree); !status.ok()) {
+      return status;
+    }
+  }
+  return Status::Ok();
+}
+
+TableStamp Table::Stamp() const {
+  TableStamp stamp{name_, !Changed(), durable_rows_, next_record_, {}, key_texts_};
+  if (!Changed()) stamp.rows = file_.Rows();
+  stamp.fits = stamp.fits && file_.Identify(stamp.file).ok();
+  return stamp;
+}
+
+Status Table::BuildIndex() {
+  if (Status status = connection_.BeforeChange(); !status.ok()) return status;
+  if (Status status = OpenTrees(); !status.ok()) return status;
+  for (const TableKey& key : keys_) {
+    if (Status status = connection_.Index().EmptyTree(key.tree); !status.ok()) return status;
+  }
+  if (file_.Rows() > 0) {
+    connection_.Tell("The index of " + name_ + " is built anew from " + std::to_string(file_.Rows()) + " rows.");
+  }
+  connection_.Index().SetBatch(IndexFile::kBigBatch);
+  Status status;
+  uint32_t torn = 0;
+  std::string rows;
+  for (uint32_t first = 1; status.ok() && first <= file_.Rows();) {
+    status = file_.ReadRows(first, UINT32_MAX, rows);
+    if (status.ok()) first = IndexRows(first, rows, torn);
+  }
+  if (status.ok()) status = connection_.Index().Commit(false);
+  connection_.Index().SetBatch(IndexFile::kBatch);
+  if (torn > 0) {
+    connection_.Tell(file_.Path() + ": " + std::to_string(torn) +
+                     " rows were cut when the machine stopped; they are marked as deleted.");
+  }
+  return status;
+}
+
+// Returns the row behind these.
+uint32_t Table::IndexRows(uint32_t first, std::string& rows, uint32_t& torn) {
+  const size_t row_bytes = file_.Layout().row_bytes;
+  for (size_t at = 0; at < rows.size(); at += row_bytes, ++first) {
+    char* row = rows.data() + at;
+    // Vantry writes no NUL. In rows that were not yet durable one is a hole that a loss of power left.
+    const bool suspect = connection_.AfterCrash() && first > durable_rows_ && mode_ == kReadWrite;
+    if (suspect && std::memchr(row, '\0', row_bytes)) {
+      std::memset(row, ' ', row_bytes);
+      row[0] = dbf::kDeleted;
+      file_.Rewrite(first, row);
+      ++torn;
+    }
+    if (record_field_) {
+      const int64_t record = WholeNumber(Trim(FieldText(FieldAt(*record_field_), row))).value_or(0);
+      if (record >= next_record_ && record <= kLastRecord) next_record_ = static_cast<uint32_t>(record) + 1;
+    }
+    if (row[0] != dbf::kLiving) continue;
+    for (const TableKey& key : keys_) {
+      StoredKey(key, row, first, scratch_);
+      connection_.Index().Set(key.tree, scratch_, first);
+    }
+  }
+  return first;
+}
+
+void Table::CloseTable() {
+  if (!IsOpen()) return;
+  Flush();
+  connection_.Detach(*this);
+  file_.Close();
+  keys_.clear();
+  current_ = 0;
+}
+
+void Table::StoredText(const TableKey& key, std::string_view text, std::string& stored) const {
+  stored.assign(text);
+  // Descending order is ascending order of the complements.
+  if (key.declaration.descending)
+    std::transform(stored.begin(), stored.end(), stored.begin(), [](char c) { return ~c; });
+}
+
+void Table::StoredKey(const TableKey& key, const char* row, uint32_t number, std::string& stored) const {
+  stored.clear();
+  key.declaration.expression.AppendKey(row, stored);
+  if (key.declaration.descending)
+    std::transform(stored.begin(), stored.end(), stored.begin(), [](char c) { return ~c; });
+  if (!key.declaration.unique) AppendRowNumber(number, stored);
+}
+
+void Table::SelectKey(size_t key) {
+  if (key >= keys_.size() || key == selected_) return;
+  selected_ = key;
+  if (current_ != 0) StoredKey(keys_[key], old_row_.data(), current_, position_);
+}
+
+std::string_view Table::Key(std::initializer_list<std::string_view> parts) {
+  key_text_.clear();
+  if (IsOpen()) keys_[selected_].declaration.expression.AppendParts(parts, key_text_);
+  return key_text_;
+}
+
+// The row must have the key that led to it; otherwise the index is not of this table.
+Status Table::Load(const FoundKey& found) {
+  old_row_.resize(file_.Layout().row_bytes);
+  Status status = file_.Read(found.row, old_row_.data());
+  if (status.fail == Fail::kNotFound) status.fail = Fail::kBadData;
+  if (!status.ok()) return status;
+  StoredKey(keys_[selected_], old_row_.data(), found.row, scratch_);
+  if (scratch_ != found.key) return Status::Error(Fail::kBadData, "the index of " + name_ + " does not fit its rows");
+  row_ = old_row_;
+  current_ = found.row;
+  position_ = found.key;
+  return status;
+}
+
+// Finds an entry that begins with `prefix` and makes its row the current record.
+int Table::Search(Seek how, const std::string& stored, std::string_view prefix) {
+  if (!IsOpen()) return Failed(Status::Error(Fail::kIo, name_ + " is not open"));
+  Status status;
+  for (int attempt = 1; attempt <= 2; ++attempt) {
+    status = connection_.Index().Find(keys_[selected_].tree, how, stored, found_);
+    if (status.ok() && !StartsWith(found_.key, prefix)) return Done(kNotFound);
+    if (status.ok()) status = Load(found_);
+    if (status.fail != Fail::kBadData || attempt == 2) break;
+    if (Status built = connection_.BuildAnew(); !built.ok()) return Failed(std::move(built));
+  }
+  if (status.fail == Fail::kNotFound) return Done(kNotFound);
+  return status.ok() ? Done(kOk) : Failed(std::move(status));
+}
+
+int Table::FindEqual(std::string_view text) {
+  missing_.clear();
+  if (!IsOpen()) return Search(Seek::kEqual, {});
+  const TableKey& key = keys_[selected_];
+  if (text.size() != key.declaration.expression.KeyBytes()) return Done(kNotFound);
+  StoredText(key, text, sought_);
+  if (!key.declaration.unique) return Search(Seek::kAtOrAfter, sought_, sought_);
+  if (Search(Seek::kEqual, sought_) == kNotFound && selected_ == 0) missing_ = sought_;
+  return last_status_;
+}
+
+int Table::FindNearest(std::string_view text) {
+  if (!IsOpen()) return Search(Seek::kAtOrAfter, {});
+  std::string stored;
+  StoredText(keys_[selected_], text, stored);
+  if (Search(Seek::kAtOrAfter, stored) != kNotFound) return last_status_;
+  if (Search(Seek::kBefore, stored) != kOk) return last_status_;
+  return Done(kNotFound);
+}
+
+int Table::Step(int direction) {
+  if (current_ == 0) return IsOpen() ? Done(kNotFound) : Search(Seek::kAfter, {});
+  const std::string from = position_;
+  return Search(direction < 0 ? Seek::kBefore : Seek::kAfter, from);
+}
+
+void Table::ClearRecord() {
+  std::fill(row_.begin(), row_.end(), ' ');
+}
+
+std::string_view Table::Text(size_t field) const {
+  return TrimEnd(FieldText(FieldAt(field), row_.data()));
+}
+
+std::string_view Table::FieldValue(std::string_view name) const {
+  const auto place = file_.Layout().Find(name);
+  return place ? Text(*place) : std::string_view();
+}
+
+bool Table::KeyIsTaken(const TableKey& key, const std::string& stored) {
+  if (!key.declaration.unique || key.always_new || stored == missing_) return false;
+  return connection_.Index().Find(key.tree, Seek::kEqual, stored, found_).ok();
+}
+
+int Table::Insert() {
+  if (!IsOpen() || mode_ == kReadOnly) return Failed(Status::Error(Fail::kIo, name_ + " is not open for writing"));
+  if (!file_.HasRoom() || !connection_.Index().HasRoom() || next_record_ > kLastRecord) {
+    ++lost_rows_;
+    return Done(kNoRoom);
+  }
+  row_[0] = dbf::kLiving;
+  BlankNuls(row_.data(), row_.size());
+  if (record_field_) SetText(*record_field_, PadNumber(next_record_, kRecordNoDigits));
+  for (const TableKey& key : keys_) {
+    StoredKey(key, row_.data(), 0, scratch_);
+    if (KeyIsTaken(key, scratch_)) return Done(kDuplicate);
+  }
+  if (Status status = connection_.BeforeChange(); !status.ok()) return Failed(std::move(status));
+  missing_.clear();
+  if (++next_record_ == kAlmostFull)
+    connection_.Tell(name_ + " is almost full: it stops at " + std::to_string(kLastRecord) + " records.");
+  current_ = file_.Append(row_.data());
+  old_row_ = row_;
+  for (const TableKey& key : keys_) {
+    StoredKey(key, row_.data(), current_, scratch_);
+    connection_.Index().Set(key.tree, scratch_, current_);
+  }
+  StoredKey(keys_[selected_], row_.data(), current_, position_);
+  if (file_.WantsWriting()) TellFailure(file_.WriteNewRows(connection_.Today()));
+  return Done(kOk);
+}
+
+int Table::Update() {
+  if (!IsOpen() || mode_ == kReadOnly) return Failed(Status::Error(Fail::kIo, name_ + " is not open for writing"));
+  if (current_ == 0) return Done(kNotFound);
+  if (!file_.HasRoom() || !connection_.Index().HasRoom()) return Done(kNoRoom);
+  BlankNuls(row_.data(), row_.size());
+  std::string before;
+  for (const TableKey& key : keys_) {
+    StoredKey(key, old_row_.data(), current_, before);
+    StoredKey(key, row_.data(), current_, scratch_);
+    if (scratch_ != before && KeyIsTaken(key, scratch_)) return Done(kDuplicate);
+  }
+  if (Status status = connection_.BeforeChange(); !status.ok()) return Failed(std::move(status));
+  missing_.clear();
+  for (const TableKey& key : keys_) {
+    StoredKey(key, old_row_.data(), current_, before);
+    StoredKey(key, row_.data(), current_, scratch_);
+    if (scratch_ == before) continue;
+    connection_.Index().Erase(key.tree, before);
+    connection_.Index().Set(key.tree, scratch_, current_);
+  }
+  StoredKey(keys_[selected_], row_.data(), current_, position_);
+  Rewrite();
+  return Done(kOk);
+}
+
+int Table::Delete() {
+  if (!IsOpen() || mode_ == kReadOnly) return Failed(Status::Error(Fail::kIo, name_ + " is not open for writing"));
+  if (current_ == 0) return Done(kNotFound);
+  if (Status status = connection_.BeforeChange(); !status.ok()) return Failed(std::move(status));
+  missing_.clear();
+  for (const TableKey& key : keys_) {
+    StoredKey(key, old_row_.data(), current_, scratch_);
+    connection_.Index().Erase(key.tree, scratch_);
+  }
+  row_ = old_row_;
+  row_[0] = dbf::kDeleted;
+  Rewrite();
+  current_ = 0;
+  return Done(kOk);
+}
+
+// Too many changed rows are written at once; after a failure not before as many again have come.
+void Table::Rewrite() {
+  old_row_ = row_;
+  file_.Rewrite(current_, row_.data());
+  const size_t waiting = file_.ChangedRows().size();
+  if (waiting < changed_limit_) return;
+  TellFailure(connection_.WriteChangedRows(*this));
+  changed_limit_ = file_.ChangedRows().size() + DbfFile::kMaxChangedRows;
+}
+
+void Table::TellFailure(const Status& status) {
+  if (!status.ok()) connection_.Complain(status.text + ". What was not written waits in memory and is tried again.");
+}
+
+int Table::Flush() {
+  Table* const self = this;
+  Status status = connection_.Flush({&self, 1});
+  return status.ok() ? Done(kOk) : Failed(std::move(status));
+}
+
+void Table::HasFlushed() {
+  durable_rows_ = file_.Rows();
+  changed_limit_ = DbfFile::kMaxChangedRows;
+  if (lost_rows_ == 0) return;
+  connection_.Tell(name_ + " takes rows again; " + std::to_string(lost_rows_) + " rows were lost meanwhile.");
+  lost_rows_ = 0;
+}
+
+}  // namespace vantry

@@ -1,0 +1,139 @@
+// One dBase table with its keys: the operations that everything which keeps history works with. There is one record
+// buffer and one current record, so a sequence from a search to its Insert or Update must not be interrupted by another
+// operation on the same table.
+#pragma once
+
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/status.h"
+#include "database/dbf_file.h"
+#include "database/key_expression.h"
+#include "database/table_connection.h"
+
+namespace vantry {
+
+class Table {
+ public:
+  // What operations give. Above 0: it could not be done and nothing is wrong; below 0: something is, see Problem.
+  enum Result { kFailed = -1, kOk = 0, kNotFound = 1, kDuplicate = 2, kNoRoom = 3 };
+  enum OpenMode { kReadWrite = 1, kReadOnly = 2 };
+
+  Table(TableConnection& connection, std::string name)
+      : connection_(connection), name_(std::move(name)), file_(connection.Files()) {}
+  ~Table();
+  Table(const Table&) = delete;
+  Table& operator=(const Table&) = delete;
+
+  // Opens the table in this folder ("/" at its end). Field texts are of the form "Name|Type|Width", key texts as
+  // ParseKey reads them. In mode kReadWrite a missing table is made, and one of other fields is refused with the first
+  // difference; in mode kReadOnly the table must be there and have at least these fields. The index is built anew when
+  // it does not fit. Nothing happens when the table is open. LastStatus is kNotFound when the table or the folder is
+  // missing, kFailed for anything else; Problem tells.
+  void CreateTable(const std::string& folder, OpenMode mode, const std::vector<std::string>& fields,
+                   const std::vector<std::string>& keys);
+  // Makes what was changed durable before, as far as the disk takes it.
+  void CloseTable();
+  bool IsOpen() const { return file_.IsOpen(); }
+
+  // The Result of the last operation.
+  int LastStatus() const { return last_status_; }
+  // Why an operation gave kFailed: names the table or its file.
+  const std::string& Problem() const { return problem_; }
+  const std::string& Name() const { return name_; }
+
+  // Searches and steps go by this key (0 is the first, as at opening) from now on.
+  void SelectKey(size_t key);
+
+  // The text of the selected key made of values of its first parts, each cut or filled to the part's width. Holds until
+  // the next call.
+  std::string_view Key(std::initializer_list<std::string_view> parts);
+
+  // Makes the record with exactly this key the current one. The current record stays when there is none.
+  int FindEqual(std::string_view key);
+  // Makes the first record at or after the key the current one. Without one the last record becomes current, and the
+  // result is kNotFound.
+  int FindNearest(std::string_view key);
+  // Moves to the next record (1) or the one before (-1). At the end the current record stays and the result is
+  // kNotFound.
+  int Step(int direction);
+
+  // The record buffer. Fields by their place in the field list; texts without the blanks behind them.
+  void ClearRecord();
+  std::string_view Text(size_t field) const;
+  int64_t Number(size_t field) const { return FieldNumber(FieldAt(field), row_.data()); }
+  std::optional<Day> Date(size_t field) const { return FieldDate(FieldAt(field), row_.data()); }
+  void SetText(size_t field, std::string_view text) { PutText(FieldAt(field), text, row_.data()); }
+  void SetNumber(size_t field, int64_t number) { PutNumber(FieldAt(field), number, row_.data()); }
+  void SetDate(size_t field, Day day) { PutDate(FieldAt(field), day, row_.data()); }
+  // By the field's name; an unknown one reads as empty.
+  std::string_view FieldValue(std::string_view name) const;
+
+  // Adds the buffer as a new record, which becomes the current one. Fills its RecordNo, if there is such a field.
+  int Insert();
+  // Rewrites the current record from the buffer.
+  int Update();
+  // Marks the current record as deleted; there is no current record then.
+  int Delete();
+  // Makes what was changed durable.
+  int Flush();
+
+  uint32_t RowCount() const { return file_.Rows(); }
+
+ private:
+  friend class TableConnection;
+  struct TableKey {
+    KeyDeclaration declaration;
+    int tree = 0;
+    bool always_new = false;  // Holds RecordNo, so no two rows can have it.
+  };
+
+  int Done(int result) { return last_status_ = result; }
+  int Failed(Status status);
+  Status OpenFile(const std::string& folder, OpenMode mode, const std::vector<std::string>& fields);
+  Status OpenKeys(const std::vector<std::string>& keys);
+  bool IndexFits(const TableStamp& stamp) const;
+  Status OpenTrees();
+  Status BuildIndex();
+  uint32_t IndexRows(uint32_t first, std::string& rows, uint32_t& torn);
+  void ApplyRedo(uint32_t number, std::string_view bytes);
+  TableStamp Stamp() const;
+  bool Changed() const { return file_.Changed(); }
+
+  const TableField& FieldAt(size_t field) const { return file_.Layout().fields[field]; }
+  void StoredKey(const TableKey& key, const char* row, uint32_t number, std::string& stored) const;
+  void StoredText(const TableKey& key, std::string_view text, std::string& stored) const;
+  int Search(Seek how, const std::string& stored, std::string_view prefix = {});
+  Status Load(const FoundKey& found);
+  bool KeyIsTaken(const TableKey& key, const std::string& stored);
+  void Rewrite();
+  void HasFlushed();
+  void TellFailure(const Status& status);
+
+  TableConnection& connection_;
+  std::string name_;
+  DbfFile file_;
+  OpenMode mode_ = kReadWrite;
+  std::vector<TableKey> keys_;
+  std::string key_texts_;  // All declarations, as the stamp keeps them.
+  size_t selected_ = 0;
+  std::optional<size_t> record_field_;  // RecordNo.
+  uint32_t next_record_ = 1;
+  uint32_t durable_rows_ = 0;
+
+  std::string row_;       // The buffer.
+  uint32_t current_ = 0;  // Row number of the current record, 0 for none.
+  std::string position_;  // Its stored key in the selected order.
+  std::string missing_;   // Stored first key that the last FindEqual did not find, while nothing was inserted since.
+  std::string key_text_, sought_, scratch_, old_row_;
+  FoundKey found_;
+  int last_status_ = kNotFound;
+  std::string problem_;
+  size_t changed_limit_ = DbfFile::kMaxChangedRows;
+  uint32_t lost_rows_ = 0;  // Refused for want of room since the disk took rows last.
+};
+
+}  // namespace vantry

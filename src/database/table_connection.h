@@ -1,0 +1,96 @@
+// What the tables of one folder share: their index, the stamp that tells whether the index fits, and the order in which
+// changes reach the disk.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/date_time.h"
+#include "core/status.h"
+#include "database/index_file.h"
+#include "database/index_stamp.h"
+#include "database/redo_file.h"
+#include "ports/data_files.h"
+#include "ports/index_store.h"
+
+namespace vantry {
+
+class Table;
+
+class TableConnection {
+ public:
+  // File names in the data folder.
+  static constexpr std::string_view kIndexName = "Vantry.idx", kStampName = "Vantry.stamp", kRedoName = "Vantry.redo";
+
+  struct Outlets {
+    std::function<Day()> today;                       // For the tables' date of last update.
+    std::function<void(std::string_view text)> tell;  // What an operator should know: a repair, an index built anew.
+    std::function<void(std::string_view text)> complain;  // What an operator should put right.
+  };
+
+  TableConnection(DataFiles& files, IndexStore& store, Outlets outlets)
+      : files_(files), out_(std::move(outlets)), index_(store) {}
+  ~TableConnection();
+
+  // Opens the index of this folder ("/" at its end), or makes it anew when its stamp does not fit. Nothing happens when
+  // it is open.
+  Status Open(const std::string& folder);
+  bool IsOpen() const { return stamp_file_ != nullptr; }
+  // Writes the stamp. Tables are closed before.
+  void Close();
+
+  DataFiles& Files() { return files_; }
+  IndexFile& Index() { return index_; }
+  Day Today() const { return out_.today(); }
+  void Tell(std::string_view text) const { out_.tell(text); }
+  void Complain(std::string_view text) const { out_.complain(text); }
+
+  // Tables that are open.
+  void Attach(Table& table);
+  void Detach(Table& table);
+  // What the stamp told of a table; null for one that it does not know.
+  const TableStamp* StampOf(const std::string& table) const;
+  // Whether the program or the machine stopped without closing the tables the last time.
+  bool AfterCrash() const { return after_crash_; }
+  // Changed rows of this table that may have been cut in two then.
+  std::vector<RedoRow> TakeRedo(const std::string& table);
+
+  // To be called before a table or the index is changed: a stamp that no longer fits must not be found by the next
+  // start.
+  Status BeforeChange();
+
+  // Makes the rows of these tables durable in this order, then the index. Goes on with the next table after a failure;
+  // the first one is returned. What could not be written waits for the next call.
+  Status Flush(std::span<Table* const> tables);
+
+  // Writes the changed rows of this table over the old ones, for good; nothing else waits less long for it.
+  Status WriteChangedRows(Table& table);
+
+  // The index was found damaged: makes it anew for all attached tables.
+  Status BuildAnew();
+
+ private:
+  Status ReadStamp(bool& trusted);
+  Status ReadRedo();
+  Status OpenIndex(bool trusted);
+  TableStamp& StampLine(const std::string& table);
+  Status WriteRedo(std::span<Table* const> tables);
+  Status WriteStamp();
+
+  DataFiles& files_;
+  Outlets out_;
+  IndexFile index_;
+  std::string folder_;
+  std::unique_ptr<DataFile> stamp_file_, redo_file_;
+  IndexStamp stamp_;     // As it was found, or written last.
+  bool closed_ = false;  // The stamp on the disk says so.
+  bool after_crash_ = false;
+  std::vector<RedoRow> redo_;  // Found at opening and not yet taken.
+  std::vector<Table*> tables_;
+};
+
+}  // namespace vantry

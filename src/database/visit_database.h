@@ -1,0 +1,111 @@
+// The history of all visits: seven dBase tables and the country ranges, opened at the first use and written by the live
+// engine through the short sequences below. A table that fails costs history alone; visitors are watched on.
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "core/program_log.h"
+#include "core/sinks.h"
+#include "core/tables.h"
+#include "database/table.h"
+#include "database/table_connection.h"
+#include "database/visit_history.h"
+#include "ports/clock.h"
+#include "ports/key_store.h"
+
+namespace vantry {
+
+struct VisitDatabaseContext {
+  LiveTables& t;
+  const std::string& ddfpath;  // The data folder, "/" at its end.
+  ProgramLog& log;
+  Clock& clock;
+  KeyStore& registry;
+  ExceptionSink& exceptions;
+  DataFiles& files;
+  IndexStore& index;
+};
+
+class VisitDatabase final : public VisitHistory {
+ public:
+  // While the tables can't be opened they are tried again this often at most.
+  static constexpr int64_t kRetryMs = 1000;
+  // The same text is told this often at most: a full disk is one line a minute and not one per row.
+  static constexpr int64_t kTellEverySeconds = 60;
+  // How often FlushAll should be called: nothing waits in memory for longer.
+  static constexpr int64_t kFlushAllMs = 10'000;
+
+  explicit VisitDatabase(VisitDatabaseContext context);
+
+  // 0 until the tables were first made; kept in the registry store.
+  int16_t DatabaseVersion = 0;
+
+  // Opens the tables when they are not; false when they can't be opened.
+  bool DatabaseReady();
+  bool IsOpen() const { return open_; }
+
+  void UpdateVisitor(VisitorRec& visitor, bool skip_referrer) override;
+  void AddVisitToDatabase(const VisitorRec& visitor, std::string_view first_page) override;
+  void AddPageToDatabase(const VisitorRec& visitor) override;
+  void AddDownload(const VisitorRec& visitor) override;
+  void UpdateVisitInDatabase(const VisitorRec& visitor) override;
+  void UpdateHackCount(VisitorRec& visitor) override;
+  std::string LookupDNS(std::string_view ip, VisitorRec* visitor) override;
+  std::string LookupCountryCode(std::string_view ip) override;
+  void UpdateDNS(std::string_view ip, std::string_view name) override;
+  void FlushDatabase() override;
+  void UpdateDaySummaries() override;
+  void CloseDatabase() override;
+
+  // Gives the address a name on this site; dropped when the address is not in the table.
+  void ChangeFriendlyName(std::string_view ip, std::string_view site, std::string_view name);
+  // The name of the first record of this address on any site; `name` stays when there is none.
+  void GetFriendlyName(std::string_view ip, std::string& name);
+
+  // Makes everything durable that was written since, whatever scans do.
+  void FlushAll();
+
+ private:
+  VisitDatabaseContext c_;
+  TableConnection connection_;
+
+ public:
+  // The tables, for those that read history. Ask DatabaseReady before.
+  Table VAVISITS, VAVIS, VAREF, VAEXP, VAPG, VADL, VADAY, IPCC;
+
+ private:
+  bool InitDatabase();
+  Status CreateDatabase();
+  void OpenCountries();
+  void CloseTables();
+  void Flush(std::span<Table* const> tables);
+  // Runs `body` (returning Status) and reports its failure under the label.
+  template <class Body>
+  void Guard(std::string_view label, Body&& body) {
+    const Status status = Attempt(body);
+    if (!status.ok()) Complain(label, status.text);
+  }
+  void Complain(std::string_view label, std::string_view text);
+  bool FirstThisMinute(const std::string& text);
+  Status NeedsOpen() const;
+  Status WriteVisitor(VisitorRec& visitor);
+  Status WriteReferrer(const VisitorRec& visitor);
+  int FindVisit(const VisitorRec& visitor);
+  int FindVisitor(std::string_view ip, std::string_view site);
+  const std::string& SiteName(const VisitorRec& visitor) const;
+
+  bool open_ = false;
+  std::optional<SteadyTime> failed_at_;                // The last attempt to open the tables.
+  std::map<std::string, WallTime, std::less<>> told_;  // Texts and when they were told last.
+  std::string last_dns_ip_, last_dns_;                 // Last question to LookupDNS and its answer.
+};
+
+// A referrer as it is stored: blanks off at both ends, scheme and host alone.
+std::string_view CutReferrer(std::string_view referrer);
+
+// The form of an IPv4 address in the country table, "010.002.003.004"; empty for any other text.
+std::string CountryKey(std::string_view ip);
+
+}  // namespace vantry

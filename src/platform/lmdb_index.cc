@@ -1,0 +1,201 @@
+#include "platform/lmdb_index.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include <lmdb.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace vantry {
+namespace {
+
+constexpr unsigned kMaxTrees = 64;
+constexpr int kLooksBetweenChecks = 64 * 1024;
+
+MDB_val ValueOf(std::string_view bytes) {
+  return {bytes.size(), const_cast<char*>(bytes.data())};
+}
+
+}  // namespace
+
+LmdbIndex::~LmdbIndex() {
+  Close();
+}
+
+Status LmdbIndex::Failure(int code) const {
+  switch (code) {
+    case 0:
+      return Status::Ok();
+    case MDB_NOTFOUND:
+      return Status::Error(Fail::kNotFound, "");
+    case MDB_INVALID:
+    case MDB_VERSION_MISMATCH:
+    case MDB_CORRUPTED:
+    case MDB_PAGE_NOTFOUND:
+    case MDB_PANIC:
+    case MDB_INCOMPATIBLE:
+    case MDB_BAD_DBI:
+      return Status::Error(Fail::kBadData, path_ + ": " + mdb_strerror(code));
+    default:
+      return Status::Error(Fail::kIo, path_ + ": " + mdb_strerror(code));
+  }
+}
+
+// The map is address space and no memory, so it is made far larger than any index; where the address space is limited
+// a smaller one has to do.
+Status LmdbIndex::Open(const std::string& path) {
+  Close();
+  path_ = path;
+  Status status = Status::Error(Fail::kIo, path + ": no address space left");
+  for (size_t map_bytes = size_t{256} << 30; map_bytes >= size_t{64} << 20; map_bytes /= 4) {
+    status = OpenEnvironment(map_bytes);
+    if (status.ok()) {
+      FindMap();
+      return status;
+    }
+    Close();
+    if (status.fail != Fail::kRefused) return status;
+  }
+  status.fail = Fail::kIo;
+  return status;
+}
+
+// kRefused when the address space does not hold the map.
+Status LmdbIndex::OpenEnvironment(size_t map_bytes) {
+  if (const int code = mdb_env_create(&env_); code != 0) return Failure(code);
+  if (const int code = mdb_env_set_maxdbs(env_, kMaxTrees); code != 0) return Failure(code);
+  if (const int code = mdb_env_set_mapsize(env_, map_bytes); code != 0) return Failure(code);
+  const int code = mdb_env_open(env_, path_.c_str(), MDB_NOSUBDIR | MDB_NOSYNC | MDB_NOLOCK | MDB_NOTLS, 0644);
+  Status status = Failure(code);
+  if (code == ENOMEM) status.fail = Fail::kRefused;
+  return status;
+}
+
+void LmdbIndex::Close() {
+  if (txn_) mdb_txn_abort(txn_);
+  if (env_) mdb_env_close(env_);
+  txn_ = nullptr;
+  env_ = nullptr;
+  map_ = nullptr;
+  map_bytes_ = 0;
+  trees_.clear();
+  cursors_.clear();
+}
+
+Status LmdbIndex::Begin() {
+  if (txn_) return Status::Ok();
+  if (!env_) return Status::Error(Fail::kIo, path_ + ": the index is not open");
+  cursors_.assign(trees_.size(), nullptr);
+  return Failure(mdb_txn_begin(env_, nullptr, 0, &txn_));
+}
+
+Status LmdbIndex::OpenTree(const std::string& name, int& tree) {
+  if (Status status = Begin(); !status.ok()) return status;
+  unsigned number = 0;
+  if (const int code = mdb_dbi_open(txn_, name.c_str(), MDB_CREATE, &number); code != 0) return Failure(code);
+  // A tree's number is valid for other transactions only when the one that opened it was kept.
+  if (Status status = Commit(false); !status.ok()) return status;
+  const auto found = std::find(trees_.begin(), trees_.end(), number);
+  tree = static_cast<int>(found - trees_.begin());
+  if (found == trees_.end()) trees_.push_back(number);
+  return Status::Ok();
+}
+
+Status LmdbIndex::CursorOf(int tree, MDB_cursor*& cursor) {
+  if (Status status = Begin(); !status.ok()) return status;
+  const auto i = static_cast<size_t>(tree);
+  if (i >= trees_.size()) return Status::Error(Fail::kIo, path_ + ": no such tree");
+  cursors_.resize(trees_.size(), nullptr);
+  if (!cursors_[i]) {
+    if (const int code = mdb_cursor_open(txn_, trees_[i], &cursors_[i]); code != 0) return Failure(code);
+  }
+  cursor = cursors_[i];
+  return Status::Ok();
+}
+
+Status LmdbIndex::EmptyTree(int tree) {
+  MDB_cursor* cursor = nullptr;
+  if (Status status = CursorOf(tree, cursor); !status.ok()) return status;
+  mdb_cursor_close(cursor);
+  cursors_[static_cast<size_t>(tree)] = nullptr;
+  return Failure(mdb_drop(txn_, trees_[static_cast<size_t>(tree)], 0));
+}
+
+Status LmdbIndex::Put(int tree, std::string_view key, uint32_t row) {
+  MDB_cursor* cursor = nullptr;
+  if (Status status = CursorOf(tree, cursor); !status.ok()) return status;
+  MDB_val k = ValueOf(key), value{sizeof row, &row};
+  return Failure(mdb_cursor_put(cursor, &k, &value, 0));
+}
+
+Status LmdbIndex::Erase(int tree, std::string_view key) {
+  MDB_cursor* cursor = nullptr;
+  if (Status status = CursorOf(tree, cursor); !status.ok()) return status;
+  MDB_val k = ValueOf(key);
+  int code = mdb_cursor_get(cursor, &k, nullptr, MDB_SET);
+  if (code == 0) code = mdb_cursor_del(cursor, 0);
+  return code == MDB_NOTFOUND ? Status::Ok() : Failure(code);
+}
+
+// Every look-up goes down from the root: a cursor that was left where it stood can step wrong after deletions.
+Status LmdbIndex::Find(int tree, Seek how, std::string_view key, IndexEntry& entry) {
+  MDB_cursor* cursor = nullptr;
+  if (Status status = CursorOf(tree, cursor); !status.ok()) return status;
+  if (++looks_ >= kLooksBetweenChecks) BoundMemory();
+  MDB_val k = ValueOf(key), value{};
+  int code = mdb_cursor_get(cursor, &k, &value, how == Seek::kEqual ? MDB_SET_KEY : MDB_SET_RANGE);
+  if (how == Seek::kAfter && code == 0 && std::string_view(static_cast<char*>(k.mv_data), k.mv_size) == key) {
+    code = mdb_cursor_get(cursor, &k, &value, MDB_NEXT);
+  } else if (how == Seek::kBefore && (code == 0 || code == MDB_NOTFOUND)) {
+    code = mdb_cursor_get(cursor, &k, &value, code == 0 ? MDB_PREV : MDB_LAST);
+  }
+  if (code != 0) return Failure(code);
+  if (value.mv_size != sizeof entry.row) return Failure(MDB_CORRUPTED);
+  entry.key = {static_cast<char*>(k.mv_data), k.mv_size};
+  std::memcpy(&entry.row, value.mv_data, sizeof entry.row);
+  return Status::Ok();
+}
+
+Status LmdbIndex::Commit(bool durable) {
+  if (txn_) {
+    MDB_txn* txn = txn_;
+    txn_ = nullptr;
+    cursors_.assign(trees_.size(), nullptr);
+    if (const int code = mdb_txn_commit(txn); code != 0) return Failure(code);
+  }
+  BoundMemory();
+  if (!durable) return Status::Ok();
+  if (!env_) return Status::Error(Fail::kIo, path_ + ": the index is not open");
+  return Failure(mdb_env_sync(env_, 1));
+}
+
+void LmdbIndex::FindMap() {
+  char whole[4096];
+  const std::string name = ::realpath(path_.c_str(), whole) ? whole : path_;
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);) {
+    if (line.size() < name.size() || line.compare(line.size() - name.size(), name.size(), name) != 0) continue;
+    unsigned long long from = 0, to = 0;
+    if (std::sscanf(line.c_str(), "%llx-%llx", &from, &to) != 2) continue;
+    map_ = reinterpret_cast<char*>(from);
+    map_bytes_ = to - from;
+    return;
+  }
+}
+
+// What was read through the map counts as this process's memory until it is given back.
+void LmdbIndex::BoundMemory() {
+  looks_ = 0;
+  if (!map_) return;
+  long long size = 0, resident = 0, shared = 0;
+  std::ifstream statm("/proc/self/statm");
+  if (!(statm >> size >> resident >> shared)) return;
+  if (shared * ::sysconf(_SC_PAGESIZE) > kMaxMappedBytes) (void)::madvise(map_, map_bytes_, MADV_DONTNEED);
+}
+
+}  // namespace vantry

@@ -1,0 +1,50 @@
+// What the bodies of the file ports share.
+#pragma once
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/status.h"
+
+namespace vantry {
+
+// Owns a file descriptor.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() { Close(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return fd_; }
+  explicit operator bool() const { return fd_ >= 0; }
+  bool Close() {
+    const int fd = fd_;
+    fd_ = -1;
+    return fd < 0 || ::close(fd) == 0;
+  }
+  int Release() {
+    const int fd = fd_;
+    fd_ = -1;
+    return fd;
+  }
+
+ private:
+  int fd_;
+};
+
+// A failed system call on a file, by its errno: kNotFound when the file is not there.
+inline Status Failure(const std::string& path, int error) {
+  const Fail fail = error == ENOENT || error == ENOTDIR ? Fail::kNotFound : Fail::kIo;
+  return Status::Error(fail, path + ": " + std::strerror(error));
+}
+
+// The last write in nanoseconds of the file system's clock.
+inline int64_t WrittenNs(const struct stat& info) {
+  return int64_t{info.st_mtim.tv_sec} * 1'000'000'000 + info.st_mtim.tv_nsec;
+}
+
+}  // namespace vantry

@@ -1,0 +1,53 @@
+// Files that are written in place: the tables and what stands beside them.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "core/status.h"
+
+namespace vantry {
+
+// What tells whether a file is still the one it was, with the content it had. The clocks are the file system's own.
+struct FileIdentity {
+  int64_t size_bytes = 0;
+  uint64_t inode = 0;
+  int64_t written_ns = 0;  // Last write.
+  int64_t changed_ns = 0;  // Last change of content or attributes; can't be set by hand.
+  bool operator==(const FileIdentity&) const = default;
+};
+
+enum class OpenFor {
+  kReading,
+  kWriting,   // The file must be there.
+  kCreating,  // Made when it is missing, empty then.
+};
+
+class DataFile {
+ public:
+  virtual ~DataFile() = default;
+  // Reads up to buffer.size() bytes from a 0-based place; `count` is less only at the end of the file.
+  virtual Status ReadAt(int64_t position, std::span<char> buffer, size_t& count) = 0;
+  // Writes all bytes. After a failure any part of them may stand in the file.
+  virtual Status WriteAt(int64_t position, std::string_view bytes) = 0;
+  virtual Status Truncate(int64_t size_bytes) = 0;
+  // Returns when what was written survives a loss of power.
+  virtual Status Sync() = 0;
+  virtual Status Identify(FileIdentity& identity) = 0;
+};
+
+class DataFiles {
+ public:
+  virtual ~DataFiles() = default;
+  // A file opened for writing is held for this program alone until it is closed; kRefused when another one holds it.
+  // kNotFound when it is not there.
+  virtual Status Open(const std::string& path, OpenFor purpose, std::unique_ptr<DataFile>& file) = 0;
+  virtual Status Identify(const std::string& path, FileIdentity& identity) = 0;
+  // Removing what is not there is no failure.
+  virtual Status Remove(const std::string& path) = 0;
+};
+
+}  // namespace vantry

@@ -1,0 +1,94 @@
+#include "scan/resolver_queue.h"
+
+#include "core/text.h"
+#include "core/visitor_rows.h"
+
+namespace vantry {
+
+ResolverQueue::ResolverQueue(ScanContext& c, Resolver& resolver) : c_(c), resolver_(resolver) {
+  resolver_.OnComplete([this](const ResolverAnswer& answer) { RequestComplete(answer); });
+}
+
+ResolverQueue::~ResolverQueue() {
+  resolver_.OnComplete({});
+}
+
+std::string ResolverQueue::ResolveVisitor(VisitorRec& v) {
+  std::string ip(Trim(v.IP));
+  std::string name = c_.history.LookupDNS(ip, &v);
+  if (!name.empty()) return name;
+  if (c_.settings.ReverseDNS && resolver_.Pending() < kMaxPending) {
+    v.DNSRequestId = resolver_.Start(ip);
+    if (v.DNSRequestId != 0) ShowPending();
+  }
+  return ip;
+}
+
+std::string ResolverQueue::CountryName(std::string_view code) {
+  const std::string upper = Upper(code);
+  if (upper == last_code_) return last_name_;
+  for (const CountryEntry& country : c_.t.Countries) {
+    if (country.Code != upper) continue;
+    last_code_ = upper;
+    last_name_ = country.Name;
+    return last_name_;
+  }
+  return {};
+}
+
+void ResolverQueue::ShowPending() {
+  const int pending = resolver_.Pending();
+  c_.view.SetDnsStatus(pending > 0 ? "Pending DNS:" + std::to_string(pending) : std::string());
+}
+
+void ResolverQueue::RequestComplete(const ResolverAnswer& answer) {
+  c_.log.Guard("IPInfo.RequestComplete", [&] {
+    ShowPending();
+    if (answer.name.empty()) return Status::Ok();
+    if (VisitorRec* visitor = FindAsker(answer)) {
+      NameVisitor(*visitor, answer);
+    } else {
+      c_.history.UpdateDNS(answer.address, answer.name);
+    }
+    NameFirstRow(c_.t.logGrid, log_grid::kDns, answer);
+    NameFirstRow(c_.t.spiderGrid, spider_grid::kDns, answer);
+    if (c_.t.InterfaceCount > 0) c_.events.DNSResolved(answer.address, answer.name);
+    return Status::Ok();
+  });
+}
+
+// Numbers of visitors change while a request is under way; its own number does not. Whoever asked has the address of
+// the answer, so the visitor is found without a walk through all of them. This also keeps a request from naming one of
+// long ago that had the same number.
+VisitorRec* ResolverQueue::FindAsker(const ResolverAnswer& answer) const {
+  for (int16_t site = 1; site <= c_.t.SiteCount(); ++site) {
+    VisitorRec* visitor = c_.t.Visitors.Lookup(site, answer.address);
+    if (visitor && visitor->DNSRequestId == answer.id) return visitor;
+  }
+  return nullptr;
+}
+
+void ResolverQueue::NameVisitor(VisitorRec& v, const ResolverAnswer& answer) {
+  v.DNSDone = true;
+  if (answer.status != 0) {
+    v.DNS += " ?";
+  } else {
+    v.DNS = answer.name;
+    // May raise an exception, whose actions may turn the loop and let the visitor leave.
+    c_.history.UpdateVisitor(v, true);
+  }
+  if (VisitorRec* here = FindAsker(answer)) UpdateGrid(c_.t, *here);
+}
+
+// Rows have the key of their visitor, which is made of site and address, so a row that shows the address is found among
+// the rows of these keys. Going through a day's list for each answer would cost milliseconds where it is long.
+void ResolverQueue::NameFirstRow(Grid& grid, size_t column, const ResolverAnswer& answer) const {
+  GridRow* first = nullptr;
+  for (int16_t site = 1; site <= c_.t.SiteCount(); ++site) {
+    GridRow* row = grid.FindRow(std::to_string(site) + ":" + answer.address, column, answer.address);
+    if (row && (!first || row->Arrival() < first->Arrival())) first = row;
+  }
+  if (first) first->SetText(column, answer.name);
+}
+
+}  // namespace vantry
