@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Whole runs over made logs, as ratios to `wc -l` of the same page-cached file in the same run.
 
-    bench/whole_runs.py [--folder DIR] [--gigabytes N] [--big N]
+    bench/whole_runs.py [--folder DIR] [--gigabytes N] [--big N] [--rows N]
 
 Needs the bench preset: cmake --preset bench && cmake --build --preset bench. Every figure is the best of three runs.
---big N also starts the program on a log of N GB and asks its port all the time it reads.
+--big N also starts the program on a log of N GB and asks its port all the time it reads. --rows N fills the Pages
+table up to N rows and tells what adding, finding, opening and building the index anew cost there and in a small one.
 """
 import argparse
 import os
@@ -62,7 +63,12 @@ def scans(folder, size):
         lines, wc = count_lines(path)
         print(f"{kind}: {lines} lines, wc -l {wc:.3f} s")
         report("  lines of earlier days", lines, scan(kind, path, "0"), wc)
-        report("  lines of today, 5,000 addresses", lines, scan(kind, path, DAY), wc)
+        live = scan(kind, path, DAY)
+        report("  lines of today, 5,000 addresses", lines, live, wc)
+        history = with_history(folder, kind, DAY)
+        report("  the same with history", lines, history, wc)
+        print(f"  history keeps {live['seconds'] / history['seconds']:.2f} of the speed without it, "
+              f"at {history['pages']} pages")
     few, many = (make_log(folder, "ncsa", size, n) for n in (1000, 100000))
     lines, _ = count_lines(few)
     one = scan("ncsa", few, DAY, "again")
@@ -76,6 +82,39 @@ def scans(folder, size):
     none = scan("ncsa", path, "0", "no-yield")
     print(f"yielding costs {100 * (loop['seconds'] / none['seconds'] - 1):.1f} % of a scan of old lines "
           f"({loop['turns']} turns)")
+
+
+def with_history(folder, kind, day):
+    """The best of three scans with the history on, each into an empty data folder."""
+    best = None
+    for _ in range(3):
+        data = tempfile.mkdtemp(dir=folder)
+        try:
+            out = subprocess.run([f"{BIN}/scan_run", "2" if kind == "ncsa" else "0",
+                                  make_log(folder, kind, 0, 5000), day, f"history={data}"],
+                                 capture_output=True, check=True, text=True).stdout
+        finally:
+            shutil.rmtree(data)
+        run = dict(pair.split("=") for pair in out.split())
+        run["seconds"] = float(run["seconds"])
+        if best is None or run["seconds"] < best["seconds"]:
+            best = run
+    return best
+
+
+def tables(folder, rows):
+    for count in (10_000, rows):
+        data = tempfile.mkdtemp(dir=folder)
+        try:
+            print(f"Pages table of {count} rows")
+            for turn in range(2):
+                # The second time the stamp is gone, so opening builds the index anew.
+                out = subprocess.run([f"{BIN}/tables", data, str(count)], capture_output=True, check=True, text=True)
+                lines = out.stdout.splitlines()
+                print("  " + "\n  ".join(lines if turn == 0 else lines[:1]))
+                os.remove(f"{data}/Vantry.stamp")
+        finally:
+            shutil.rmtree(data)
 
 
 def idle_sites():
@@ -147,6 +186,16 @@ def port_of_one_run(home, port, name, clock):
     finally:
         os.killpg(program.pid, signal.SIGTERM)  # With a clock of its own the program is a child of faketime.
         program.wait()
+        while group_lives(program.pid):
+            time.sleep(0.05)
+
+
+def group_lives(pid):
+    try:
+        os.killpg(pid, 0)
+        return True
+    except ProcessLookupError:
+        return False
 
 
 def read_place(pid):
@@ -172,10 +221,13 @@ def main():
     parser.add_argument("--folder", default=os.path.join(tempfile.gettempdir(), "vantry-bench"))
     parser.add_argument("--gigabytes", type=float, default=1.0)
     parser.add_argument("--big", type=int, default=0)
+    parser.add_argument("--rows", type=int, default=0)
     options = parser.parse_args()
     os.makedirs(options.folder, exist_ok=True)
     scans(options.folder, int(options.gigabytes * 1e9))
     idle_sites()
+    if options.rows:
+        tables(options.folder, options.rows)
     if options.big:
         port_during_scan(options.folder, options.big)
 

@@ -45,7 +45,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
            ReadSecurity(registry_)),
       timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { scan_.Timer1Tick(); })),
       timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { scan_.Timer2Tick(); })),
-      flush_timer_(ports_.loop.NewTimer(VisitDatabase::kFlushAllMs, [this] { history_.FlushAll(); })),
+      write_timer_(ports_.loop.NewTimer(VisitDatabase::kWriteAllMs, [this] { history_.WriteAll(); })),
       pause_(t_, log_, view_, AppVersion()) {
   pause_.AddTimer(*timer1_);
   pause_.AddTimer(*timer2_);
@@ -55,10 +55,17 @@ Engine::~Engine() = default;
 
 ProgramLogOutlets Engine::LogOutlets() {
   return {[this] { return ports_.clock.Now(); },
-          [this](std::string_view bytes) { (void)ports_.files.Append(settings_.DDFPath + "TRL.LOG", bytes); },
+          [this](std::string_view bytes) { AppendToProgramLog(bytes); },
           [this] { ports_.notices.Beep(); },
           [this](std::string_view text) { ports_.notices.MessageBox(BoxKind::kCritical, text); },
           [this](std::string_view text, EventLevel level) { ports_.notices.LogEvent(text, level); }};
+}
+
+// What its folder or its disk does not take goes to the console: it may be about them.
+void Engine::AppendToProgramLog(std::string_view bytes) {
+  const Status status = ports_.files.Append(settings_.DDFPath + "TRL.LOG", bytes);
+  const std::string_view text = bytes.substr(0, bytes.rfind("\r\n"));
+  if (!status.ok() && !text.empty()) ports_.notices.Tell(std::string(text) + " (" + status.text + ")");
 }
 
 std::string Engine::ExceptionNumberAt(int16_t place) const {
@@ -173,7 +180,7 @@ void Engine::StaggerSites() {
 
 void Engine::StartTimersAndListener() {
   pause_.StartTimers();
-  flush_timer_->Start();
+  write_timer_->Start();
   const Status status = web_.StartWebListener();
   if (status.ok()) return;
   listen_problem_ = "The web access can't listen on " + status.text +
@@ -198,7 +205,7 @@ void Engine::Closing() {
   t_.Closing = true;
   view_.SetStatus("Closing...");
   pause_.StopTimers();
-  flush_timer_->Stop();
+  write_timer_->Stop();
   ports_.resolver.Cancel();
   web_.CloseConnections();
   WriteRegistryValue(registry_, kSettings, "ServiceRunning", "False");

@@ -94,6 +94,7 @@ class Engine final : public RemoteControl {
   void StartTimersAndListener();
   void SaveRegistry();
   ProgramLogOutlets LogOutlets();
+  void AppendToProgramLog(std::string_view bytes);
   std::string ExceptionNumberAt(int16_t place) const;
 
   EnginePorts ports_;
@@ -119,7 +120,7 @@ class Engine final : public RemoteControl {
   ScanContext scan_context_;
   ScanCycle scan_;
   WebServer web_;
-  std::unique_ptr<Timer> timer1_, timer2_, flush_timer_;
+  std::unique_ptr<Timer> timer1_, timer2_, write_timer_;
   PauseControl pause_;
 };
 

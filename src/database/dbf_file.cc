@@ -8,16 +8,17 @@ namespace {
 
 constexpr uint32_t kRowsAtOnce = 4096;
 
-// Whether `bytes` are the beginning of this header as it was built on some day.
-bool SameButForDate(std::string_view bytes, std::string_view header) {
+// Whether `bytes` are a part of this empty table as it was built on some day, with zeros for what is missing: the
+// program or the machine stopped while it was made, so there is no row in it.
+bool NeverWhole(std::string_view bytes, std::string_view empty) {
   constexpr size_t kBehindDate = dbf::kDatePlace + 3;
-  return bytes.substr(0, dbf::kDatePlace) == header.substr(0, std::min(bytes.size(), dbf::kDatePlace)) &&
-         (bytes.size() <= kBehindDate ||
-          bytes.substr(kBehindDate) == header.substr(kBehindDate, bytes.size() - kBehindDate));
-}
-
-bool StartsRow(char c) {
-  return c == dbf::kLiving || c == dbf::kDeleted;
+  bool whole = bytes.size() == empty.size();
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    if (i >= dbf::kDatePlace && i < kBehindDate) continue;
+    if (i >= empty.size() || (bytes[i] != '\0' && bytes[i] != empty[i])) return false;
+    whole = whole && bytes[i] == empty[i];
+  }
+  return !whole;
 }
 
 }  // namespace
@@ -31,14 +32,12 @@ Status DbfFile::Open(const std::string& path, OpenFor purpose, const RowLayout& 
   FileIdentity identity;
   if (status.ok()) status = file_->Identify(identity);
   if (status.ok() && purpose == OpenFor::kCreating) {
-    // A header that was cut when it was made stands in front of no rows.
-    const std::string fresh = BuildHeader(layout, today, 0);
-    std::string bytes(fresh.size(), '\0');
+    const std::string empty = BuildHeader(layout, today, 0) + dbf::kEndMark;
+    std::string bytes(empty.size() + 1, '\0');
     size_t count = 0;
     status = file_->ReadAt(0, bytes, count);
-    const bool cut = identity.size_bytes < static_cast<int64_t>(fresh.size()) &&
-                     SameButForDate(std::string_view(bytes).substr(0, count), fresh);
-    if (status.ok() && cut) status = Create(layout, today);
+    bytes.resize(count);
+    if (status.ok() && NeverWhole(bytes, empty)) status = Create(empty);
     if (status.ok()) status = file_->Identify(identity);
   }
   if (status.ok()) status = ReadHeader();
@@ -61,8 +60,8 @@ void DbfFile::Close() {
   stuck_ = unsynced_ = count_stale_ = false;
 }
 
-Status DbfFile::Create(const RowLayout& layout, Day today) {
-  if (Status status = file_->WriteAt(0, BuildHeader(layout, today, 0) + dbf::kEndMark); !status.ok()) return status;
+Status DbfFile::Create(const std::string& empty) {
+  if (Status status = file_->WriteAt(0, empty); !status.ok()) return status;
   return file_->Sync();
 }
 
@@ -104,11 +103,18 @@ Status DbfFile::PutRight(int64_t size_bytes, Day today) {
   size_t count = 0;
   if (Status status = file_->ReadAt(end, {&mark, 1}, count); !status.ok()) return status;
   if (written_ == header_.rows && size_bytes == end + 1 && mark == dbf::kEndMark) return Status::Ok();
-  unsynced_ = true;
-  if (Status status = file_->WriteAt(end, std::string(1, dbf::kEndMark)); !status.ok()) return status;
-  if (Status status = file_->Truncate(end + 1); !status.ok()) return status;
+  if (Status status = EndFileAt(end); !status.ok()) return status;
   count_stale_ = true;
   return WriteNewRows(today);
+}
+
+// What stands behind must be gone for good before rows are written there: a loss of power could mix the two.
+Status DbfFile::EndFileAt(int64_t end) {
+  unsynced_ = true;
+  Status status = file_->WriteAt(end, std::string(1, dbf::kEndMark));
+  if (status.ok()) status = file_->Truncate(end + 1);
+  if (status.ok()) status = file_->Sync();
+  return status;
 }
 
 Status DbfFile::Read(uint32_t number, char* row) const {
@@ -174,6 +180,9 @@ Status DbfFile::WriteChangedRows() {
 Status DbfFile::WriteNewRows(Day today) {
   if (!new_rows_.empty()) {
     const int64_t end = PlaceOf(written_ + 1);
+    if (stuck_) {
+      if (Status status = EndFileAt(end); !status.ok()) return status;
+    }
     stuck_ = unsynced_ = count_stale_ = true;
     new_rows_.push_back(dbf::kEndMark);
     Status status = file_->WriteAt(end + 1, std::string_view(new_rows_).substr(1));
@@ -188,6 +197,12 @@ Status DbfFile::WriteNewRows(Day today) {
   Status status = file_->WriteAt(dbf::kDatePlace, BuildDateAndCount(today, written_));
   if (status.ok()) count_stale_ = false;
   return status;
+}
+
+Status DbfFile::RestoreRow(uint32_t number, std::string_view row) {
+  if (number == 0 || number > written_ || row.size() != RowBytes()) return Status::Ok();
+  unsynced_ = true;
+  return file_->WriteAt(PlaceOf(number), row);
 }
 
 Status DbfFile::Sync() {

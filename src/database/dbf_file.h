@@ -53,11 +53,13 @@ class DbfFile {
   const std::map<uint32_t, std::string>& ChangedRows() const { return changed_; }
 
   // Whether something was changed since the last Sync that went well.
-  bool Changed() const { return unsynced_ || Waiting(); }
+  bool Changed() const { return unsynced_ || count_stale_ || Waiting(); }
   // Writes the changed rows over the old ones. A program that ends in the middle leaves one of them half written, so
   // they must stand in another file by then.
   Status WriteChangedRows();
   Status WriteNewRows(Day today);
+  // Writes this row over the old one at once; changes of it that wait stay.
+  Status RestoreRow(uint32_t number, std::string_view row);
   Status Sync();
 
   Status Identify(FileIdentity& identity) const { return file_->Identify(identity); }
@@ -70,7 +72,8 @@ class DbfFile {
   }
   size_t RowBytes() const { return header_.layout.row_bytes; }
   Status ReadHeader();
-  Status Create(const RowLayout& layout, Day today);
+  Status Create(const std::string& empty);
+  Status EndFileAt(int64_t end);
   Status CountRows(int64_t size_bytes, uint32_t& rows) const;
   Status PutRight(int64_t size_bytes, Day today);
 

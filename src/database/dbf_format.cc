@@ -131,6 +131,10 @@ std::string FirstDifference(const RowLayout& wanted, const RowLayout& found) {
   return {};
 }
 
+bool HasHole(std::string_view row) {
+  return !StartsRow(row[0]) || std::memchr(row.data(), '\0', row.size());
+}
+
 void BlankNuls(char* bytes, size_t count) {
   if (std::memchr(bytes, '\0', count)) std::replace(bytes, bytes + count, '\0', ' ');
 }

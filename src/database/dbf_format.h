@@ -65,6 +65,14 @@ std::string FirstDifference(const RowLayout& wanted, const RowLayout& found);
 // Makes blanks of NULs, with which texts end for many readers.
 void BlankNuls(char* bytes, size_t count);
 
+// Whether the byte stands in front of a row.
+constexpr bool StartsRow(char c) {
+  return c == dbf::kLiving || c == dbf::kDeleted;
+}
+// Whether there is a hole in this row that Vantry wrote: Vantry writes no NUL, and a hole in front of its first byte
+// leaves the end mark there that stood in its place.
+bool HasHole(std::string_view row);
+
 // Values into a field of a row. A text is cut to the width or filled with blanks. A number
 // stands at the right; one too wide for the field is shown as asterisks. Day 0 (the unset date) and dates whose year
 // has not four digits are blanks.

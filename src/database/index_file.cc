@@ -12,7 +12,7 @@ Status IndexFile::Open(const std::string& path) {
 void IndexFile::Close() {
   trees_.clear();
   uncommitted_ = 0;
-  changed_ = false;
+  changed_ = full_ = held_ = false;
   store_.Close();
 }
 
@@ -36,21 +36,16 @@ Status IndexFile::OpenTree(const std::string& name, size_t key_bytes, int& tree)
 Status IndexFile::EmptyTree(int tree) {
   if (!IsOpen(tree)) return Closed();
   Tree& t = *trees_[static_cast<size_t>(tree)];
-  t.waiting.Clear();
-  t.ends.Clear();
-  t.applied_keys.clear();
-  t.applied.clear();
+  const size_t key_bytes = t.waiting.KeyBytes();
+  const int number = t.number;
+  t = Tree(key_bytes);
+  t.number = number;
   changed_ = true;
-  return store_.EmptyTree(t.number);
+  return store_.EmptyTree(number);
 }
 
 Status IndexFile::Closed() {
   return Status::Error(Fail::kIo, "the index is not open");
-}
-
-bool IndexFile::HasRoom() const {
-  return std::all_of(trees_.begin(), trees_.end(),
-                     [this](const auto& t) { return t->waiting.Count() < kMaxWaiting * batch_; });
 }
 
 void IndexFile::Change(int tree, std::string_view key, PendingKeys::Change change) {
@@ -59,7 +54,10 @@ void IndexFile::Change(int tree, std::string_view key, PendingKeys::Change chang
   t.waiting.Set(key, change);
   if (!change.erase) t.ends.Added(key);
   changed_ = true;
-  if (t.waiting.Count() >= batch_ && !t.stuck) t.stuck = !Apply(t).ok();
+  if (!held_ && !t.stuck && t.moving.Count() > 0) t.stuck = !Move(t, kMoveAtOnce).ok();
+  if (t.waiting.Count() < batch_) return;
+  if (t.moving.Count() == 0) StartMoving(t);
+  full_ = full_ || t.waiting.Count() + t.moving.Count() >= kMaxWaiting * batch_;
 }
 
 Status IndexFile::Find(int tree, Seek how, std::string_view key, FoundKey& found) {
@@ -67,7 +65,9 @@ Status IndexFile::Find(int tree, Seek how, std::string_view key, FoundKey& found
   Tree& t = *trees_[static_cast<size_t>(tree)];
   if (how == Seek::kEqual) {
     if (t.ends.Absent(key)) return Status::Error(Fail::kNotFound, "");
-    if (const auto change = t.waiting.Find(key)) {
+    auto change = t.waiting.Find(key);
+    if (!change) change = t.moving.Find(key);
+    if (change) {
       if (change->erase) return Status::Error(Fail::kNotFound, "");
       found = {std::string(key), change->row};
       return Status::Ok();
@@ -89,34 +89,46 @@ Status IndexFile::Find(int tree, Seek how, std::string_view key, FoundKey& found
 }
 
 Status IndexFile::Apply(Tree& tree) {
-  if (tree.waiting.Count() == 0) return Status::Ok();
-  const std::vector<uint32_t>& order = tree.waiting.Sorted();
-  size_t kept = 0;
-  if (Status status = GiveToStore(tree, order, kept); !status.ok()) return status;
-  for (size_t i = kept; i < order.size(); ++i) {
-    tree.applied_keys.append(tree.waiting.KeyAt(order[i]));
-    tree.applied.push_back(tree.waiting.ChangeAt(order[i]));
+  if (held_ && tree.moving.Count() + tree.waiting.Count() > 0) {
+    return Status::Error(Fail::kIo, "the index waits for the tables");
   }
-  tree.waiting.Clear();
-  tree.ends.Applied();
+  while (tree.moving.Count() > 0 || tree.waiting.Count() > 0) {
+    if (tree.moving.Count() == 0) StartMoving(tree);
+    if (Status status = Move(tree, tree.order.size()); !status.ok()) return status;
+  }
   return Status::Ok();
 }
 
-// `kept` is how many of the changes a commit on the way has kept.
-Status IndexFile::GiveToStore(Tree& tree, const std::vector<uint32_t>& order, size_t& kept) {
-  for (size_t i = 0; i < order.size(); ++i) {
-    const std::string_view key = tree.waiting.KeyAt(order[i]);
-    const PendingKeys::Change change = tree.waiting.ChangeAt(order[i]);
+void IndexFile::StartMoving(Tree& tree) {
+  std::swap(tree.waiting, tree.moving);
+  tree.order = tree.moving.Sorted();
+  tree.moved = tree.kept = 0;
+  tree.ends.Taken();
+}
+
+Status IndexFile::Move(Tree& tree, size_t changes) {
+  for (; changes > 0 && tree.moved < tree.order.size(); --changes) {
+    const std::string_view key = tree.moving.KeyAt(tree.order[tree.moved]);
+    const PendingKeys::Change change = tree.moving.ChangeAt(tree.order[tree.moved]);
     Status status = change.erase ? store_.Erase(tree.number, key) : store_.Put(tree.number, key, change.row);
     if (!status.ok()) {
       // Ends the store's transaction, for good or ill; nothing of the batch has left the memory.
       (void)CommitStore(false);
       return status;
     }
+    ++tree.moved;
     if (++uncommitted_ < kCommitEvery) continue;
     if (status = CommitStore(false); !status.ok()) return status;
-    kept = i + 1;
   }
+  if (tree.moved < tree.order.size()) return Status::Ok();
+  for (size_t i = tree.kept; i < tree.order.size(); ++i) {
+    tree.applied_keys.append(tree.moving.KeyAt(tree.order[i]));
+    tree.applied.push_back(tree.moving.ChangeAt(tree.order[i]));
+  }
+  tree.moving.Clear();
+  tree.order.clear();
+  tree.moved = tree.kept = 0;
+  tree.ends.Applied();
   return Status::Ok();
 }
 
@@ -130,6 +142,7 @@ Status IndexFile::CommitStore(bool durable) {
   for (const auto& tree : trees_) {
     tree->applied_keys.clear();
     tree->applied.clear();
+    tree->kept = tree->moved;
   }
   return status;
 }
@@ -140,12 +153,13 @@ void IndexFile::TakeBackApplied() {
     const size_t key_bytes = tree->applied.empty() ? 0 : tree->applied_keys.size() / tree->applied.size();
     for (size_t i = tree->applied.size(); i-- > 0;) {
       const std::string_view key = std::string_view(tree->applied_keys).substr(i * key_bytes, key_bytes);
-      if (tree->waiting.Find(key)) continue;
+      if (tree->waiting.Find(key) || tree->moving.Find(key)) continue;
       tree->waiting.Set(key, tree->applied[i]);
       if (!tree->applied[i].erase) tree->ends.Added(key);
     }
     tree->applied_keys.clear();
     tree->applied.clear();
+    tree->moved = tree->kept;
   }
 }
 
@@ -155,6 +169,7 @@ Status IndexFile::Commit(bool durable) {
     tree->stuck = !status.ok();
     if (!status.ok()) return status;
   }
+  full_ = false;  // Nothing waits any more.
   Status status = CommitStore(durable);
   if (status.ok() && durable) changed_ = false;
   return status;

@@ -19,10 +19,12 @@ struct FoundKey {
 
 class IndexFile {
  public:
-  static constexpr size_t kBatch = 64 * 1024;        // Changes of one tree that are applied at once while tables grow.
-  static constexpr size_t kBigBatch = 1024 * 1024;   // While an index is built anew: more memory, fewer pages written.
-  static constexpr size_t kMaxWaiting = 4;           // Batches that wait when the store takes none.
-  static constexpr size_t kCommitEvery = 16 * 1024;  // Changes, each of one page of 4 kB at most, before a commit.
+  static constexpr size_t kBatch = 64 * 1024;       // Changes of one tree that are sorted together while tables grow.
+  static constexpr size_t kBigBatch = 1024 * 1024;  // While an index is built anew: more memory, fewer pages written.
+  static constexpr size_t kMaxWaiting = 4;          // Batches that wait when the store takes none.
+  static constexpr size_t kCommitEvery = 4 * 1024;  // Changes, each of one page of 4 kB at most, before a commit.
+  // Changes of a full batch that go to the store with each new one: nobody waits for a whole batch.
+  static constexpr size_t kMoveAtOnce = 4;
 
   explicit IndexFile(IndexStore& store) : store_(store) {}
 
@@ -34,8 +36,10 @@ class IndexFile {
   Status EmptyTree(int tree);
 
   void SetBatch(size_t changes) { batch_ = changes; }
+  // While it is held nothing is given to the store; what needs that fails.
+  void Hold(bool hold) { held_ = hold; }
   // False when the store has failed for so long that no more keys can wait.
-  bool HasRoom() const;
+  bool HasRoom() const { return !full_; }
   // Failures of the store stay for Commit to tell; the change itself is held in any case. Nothing happens while the
   // index is closed.
   void Set(int tree, std::string_view key, uint32_t row) { Change(tree, key, {row, false}); }
@@ -50,11 +54,16 @@ class IndexFile {
 
  private:
   struct Tree {
-    explicit Tree(size_t key_bytes) : waiting(key_bytes), ends(key_bytes) {}
+    explicit Tree(size_t key_bytes) : waiting(key_bytes), moving(key_bytes), ends(key_bytes) {}
     int number = 0;
     PendingKeys waiting;
+    // A full batch on its way into the store, in this order; what comes meanwhile waits behind it.
+    PendingKeys moving;
+    std::vector<uint32_t> order;
+    size_t moved = 0, kept = 0;  // Of `order`: given to the store, and kept by a commit.
     KnownEnds ends;
-    // Given to the store since its last commit, in order; needed again when that commit fails.
+    // Given to the store since its last commit, in order, and no longer in `moving`; needed again when that commit
+    // fails.
     std::string applied_keys;
     std::vector<PendingKeys::Change> applied;
     bool stuck = false;  // The last attempt to apply failed: Commit alone tries again.
@@ -63,7 +72,8 @@ class IndexFile {
   static Status Closed();
   void Change(int tree, std::string_view key, PendingKeys::Change change);
   Status Apply(Tree& tree);
-  Status GiveToStore(Tree& tree, const std::vector<uint32_t>& order, size_t& kept);
+  static void StartMoving(Tree& tree);
+  Status Move(Tree& tree, size_t changes);
   Status CommitStore(bool durable);
   void TakeBackApplied();
 
@@ -72,6 +82,8 @@ class IndexFile {
   size_t batch_ = kBatch;
   size_t uncommitted_ = 0;
   bool changed_ = false;
+  bool held_ = false;
+  bool full_ = false;
 };
 
 }  // namespace vantry

@@ -57,6 +57,7 @@ bool ParseLine(std::string_view line, IndexStamp& stamp) {
   Words words(line);
   const std::string_view kind = words.Next();
   if (kind == "index") {
+    words.Next(stamp.turn);
     words.Next(stamp.index);
     return words.ok();
   }
@@ -89,7 +90,7 @@ const TableStamp* IndexStamp::Find(std::string_view name) const {
 }
 
 std::string BuildStamp(const IndexStamp& stamp) {
-  std::string body = "index " + IdentityText(stamp.index) + "\n";
+  std::string body = "index " + std::to_string(stamp.turn) + " " + IdentityText(stamp.index) + "\n";
   for (const TableStamp& table : stamp.tables) {
     body += "table " + table.name + (table.fits ? " fits " : " old ") + std::to_string(table.rows) + " " +
             std::to_string(table.next_record) + " " + IdentityText(table.file) + " " + table.keys + "\n";
@@ -113,6 +114,16 @@ std::optional<IndexStamp> ParseStamp(std::string_view text) {
     body.remove_prefix(end + 1);
   }
   return stamp;
+}
+
+std::optional<IndexStamp> ParseStampFile(std::string_view bytes) {
+  std::optional<IndexStamp> newest;
+  for (size_t place = 0; place < bytes.size() && place <= kStampPlaceBytes; place += kStampPlaceBytes) {
+    const std::string_view text = bytes.substr(place, kStampPlaceBytes);
+    std::optional<IndexStamp> found = ParseStamp(text.substr(0, text.find('\0')));
+    if (found && (!newest || found->turn > newest->turn)) newest = std::move(found);
+  }
+  return newest;
 }
 
 }  // namespace vantry

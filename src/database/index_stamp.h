@@ -22,6 +22,7 @@ struct TableStamp {
 
 struct IndexStamp {
   bool closed = false;  // Nothing was changed since the stamp was written.
+  uint64_t turn = 0;    // Counts the stamps that were written; the highest one counts.
   FileIdentity index;
   std::vector<TableStamp> tables;
 
@@ -31,6 +32,15 @@ struct IndexStamp {
 std::string BuildStamp(const IndexStamp& stamp);
 // Empty when the text is no stamp of this version, or was cut or damaged.
 std::optional<IndexStamp> ParseStamp(std::string_view text);
+
+// The file has room for two stamps, which are written in turn, each with a NUL behind it: a loss of power in the middle
+// of one leaves the other.
+inline constexpr size_t kStampPlaceBytes = 64 * 1024;
+constexpr int64_t StampPlace(uint64_t turn) {
+  return static_cast<int64_t>(turn % 2 * kStampPlaceBytes);
+}
+// The stamp that counts of a file of two.
+std::optional<IndexStamp> ParseStampFile(std::string_view bytes);
 
 // Where the word stands that tells open from closed, and its two values of the same length. It is the one part that the
 // check sum leaves out, so that it can be changed in place.

@@ -9,36 +9,48 @@
 #include <string_view>
 #include <vector>
 
+#include "core/pointer_index.h"
+
 namespace vantry {
 
-// Changes to the keys of one tree that are applied in the order of their keys: sorted changes reach each page of an
-// index once, where changes in order of arrival reach it again and again.
-
-class PendingKeys {
+// Values by keys that all have the same length, in order of arrival.
+template <class Value>
+class FixedKeyMap {
  public:
-  struct Change {
-    uint32_t row = 0;
-    bool erase = false;
-  };
+  explicit FixedKeyMap(size_t key_bytes) : key_bytes_(key_bytes), slots_(kMinSlots) {}
 
-  // All keys have this length.
-  explicit PendingKeys(size_t key_bytes) : key_bytes_(key_bytes), slots_(kMinSlots) {}
-
+  size_t KeyBytes() const { return key_bytes_; }
   size_t Count() const { return count_; }
   std::string_view KeyAt(size_t i) const { return {entries_.data() + i * EntryBytes(), key_bytes_}; }
-  Change ChangeAt(size_t i) const {
-    Change change;
-    std::memcpy(&change, entries_.data() + i * EntryBytes() + key_bytes_, sizeof change);
-    return change;
+  Value ValueAt(size_t i) const {
+    Value value;
+    std::memcpy(&value, entries_.data() + i * EntryBytes() + key_bytes_, sizeof value);
+    return value;
   }
 
-  // The newest change of a key counts.
-  void Set(std::string_view key, Change change);
-  // Empty when nothing is held for the key.
-  std::optional<Change> Find(std::string_view key) const;
-  void Clear();
-  // The places of all changes, in the order of their keys.
-  const std::vector<uint32_t>& Sorted();
+  // The newest value of a key counts.
+  void Set(std::string_view key, Value value) {
+    const size_t place = Place(key);
+    if (place != 0) return SetValue(place - 1, value);
+    if ((count_ + 1) * 2 > slots_.size()) Grow();
+    const uint32_t hash = HashOf(key);
+    slots_[SlotOf(key, hash)] = {hash, static_cast<uint32_t>(++count_)};
+    entries_.append(key);
+    entries_.append(sizeof value, '\0');
+    SetValue(count_ - 1, value);
+  }
+  std::optional<Value> Find(std::string_view key) const {
+    const size_t place = key.size() == key_bytes_ ? Place(key) : 0;
+    return place == 0 ? std::nullopt : std::optional(ValueAt(place - 1));
+  }
+  void Clear() {
+    // What a big batch took is kept for the next one, but not for a few keys.
+    const bool spacious = slots_.size() > kMinSlots && count_ * 16 < slots_.size();
+    slots_.assign(spacious ? kMinSlots : slots_.size(), {});
+    entries_.clear();
+    count_ = 0;
+    last_ = 0;
+  }
 
  private:
   static constexpr size_t kMinSlots = 64;
@@ -46,26 +58,64 @@ class PendingKeys {
     uint32_t hash = 0;
     uint32_t place = 0;  // Of the entry, counted from 1; 0 for an unused slot.
   };
-  size_t EntryBytes() const { return key_bytes_ + sizeof(Change); }
-  void SetChange(size_t i, Change change) {
-    std::memcpy(entries_.data() + i * EntryBytes() + key_bytes_, &change, sizeof change);
+  static uint32_t HashOf(std::string_view key) { return static_cast<uint32_t>(SpreadHash(key) >> 32); }
+  size_t EntryBytes() const { return key_bytes_ + sizeof(Value); }
+  void SetValue(size_t i, Value value) {
+    std::memcpy(entries_.data() + i * EntryBytes() + key_bytes_, &value, sizeof value);
   }
-  size_t SlotOf(std::string_view key, uint32_t hash) const;
-  void Grow();
+  // The slot of the key, or the unused one where it belongs.
+  size_t SlotOf(std::string_view key, uint32_t hash) const {
+    const size_t mask = slots_.size() - 1;
+    size_t i = hash & mask;
+    while (slots_[i].place != 0 && (slots_[i].hash != hash || KeyAt(slots_[i].place - 1) != key)) i = (i + 1) & mask;
+    return i;
+  }
+  // The place of the key, counted from 1; 0 when it is not there. A key is often asked for again at once.
+  size_t Place(std::string_view key) const {
+    if (count_ == 0) return 0;
+    if (last_ == 0 || KeyAt(last_ - 1) != key) last_ = slots_[SlotOf(key, HashOf(key))].place;
+    return last_;
+  }
+  void Grow() {
+    std::vector<Slot> old(slots_.size() * 2);
+    old.swap(slots_);
+    const size_t mask = slots_.size() - 1;
+    for (const Slot& slot : old) {
+      if (slot.place == 0) continue;
+      size_t i = slot.hash & mask;
+      while (slots_[i].place != 0) i = (i + 1) & mask;
+      slots_[i] = slot;
+    }
+  }
 
   size_t key_bytes_;
   size_t count_ = 0;
-  std::string entries_;      // Key and change, one behind the other: what is used together lies together.
-  std::vector<Slot> slots_;  // Open addressing; its size is a power of two, at most half used.
-  std::vector<uint32_t> order_;
-  mutable uint32_t last_ = 0;  // Place of the key asked for last, from 1: it is often asked for again at once.
+  std::string entries_;        // Key and value, one behind the other: what is used together lies together.
+  std::vector<Slot> slots_;    // Open addressing; its size is a power of two, at most half used.
+  mutable uint32_t last_ = 0;  // Place of the key asked for last.
+};
+
+struct KeyChange {
+  uint32_t row = 0;
+  bool erase = false;
+};
+
+// Changes to the keys of one tree that are applied in the order of their keys: sorted changes reach each page of an
+// index once, where changes in order of arrival reach it again and again.
+class PendingKeys : public FixedKeyMap<KeyChange> {
+ public:
+  using Change = KeyChange;
+  using FixedKeyMap::FixedKeyMap;
+  Change ChangeAt(size_t i) const { return ValueAt(i); }
+  // The places of all changes, in the order of their keys.
+  std::vector<uint32_t> Sorted() const;
 };
 
 // Keys that are counted up at their end, as the pages of a visit are: behind the last key of such a run nothing needs
 // to be looked for. Of a key all but the last four bytes name the run.
 class KnownEnds {
  public:
-  static constexpr size_t kCountedBytes = 4, kMaxRuns = 16 * 1024;
+  static constexpr size_t kCountedBytes = 8, kMaxRuns = 128 * 1024;
 
   explicit KnownEnds(size_t key_bytes) : first_absent_(key_bytes - std::min(key_bytes, kCountedBytes)) {}
 
@@ -76,13 +126,17 @@ class KnownEnds {
   // A key was added that the index does not have yet. Of a run that is not known here nothing can be learned until the
   // index has it: what was found there would not be all.
   void Added(std::string_view key);
-  // The index has all keys that were added.
+  // The keys that were added are on their way into the index; more may come behind them.
+  void Taken();
+  // The index has all keys that were taken.
   void Applied();
   void Clear();
 
  private:
-  PendingKeys first_absent_;  // By run: the counted bytes, as a number.
-  bool learning_ = true;
+  FixedKeyMap<uint64_t> first_absent_;  // By run: the counted bytes, as a number.
+  // Keys of unknown runs were added that the index does not have yet.
+  bool unknown_added_ = false, unknown_taken_ = false;
+  bool any_added_ = false;  // Since Taken.
 };
 
 }  // namespace vantry

@@ -45,7 +45,14 @@ void Table::CreateTable(const std::string& folder, OpenMode mode, const std::vec
   }
   Status status = connection_.Open(folder);
   if (status.ok()) status = OpenFile(folder, mode, fields);
-  if (status.ok()) status = OpenKeys(keys);
+  if (status.ok()) status = ReadKeys(keys);
+  if (status.ok()) {
+    status = OpenIndex();
+    if (status.fail == Fail::kBadData) {
+      status = connection_.BuildAnew();
+      if (status.ok()) status = OpenIndex();
+    }
+  }
   if (!status.ok()) {
     file_.Close();
     keys_.clear();
@@ -91,9 +98,11 @@ Status Table::OpenFile(const std::string& folder, OpenMode mode, const std::vect
                                              ". Move it away, and a new one is made.");
   }
   record_field_ = found.Find(kRecordNo);
-  for (const RedoRow& row : connection_.TakeRedo(name_)) ApplyRedo(row.number, row.bytes);
-  if (status = file_.WriteChangedRows(); !status.ok()) return status;
-  return file_.Sync();
+  for (const RedoRow& row : connection_.RedoOf(name_)) ApplyRedo(row.number, row.bytes);
+  status = file_.WriteChangedRows();
+  if (status.ok()) status = file_.Sync();
+  if (status.ok()) connection_.DropRedo(name_);
+  return status;
 }
 
 // A row that was on its way when the program ended, if it is still the same record.
@@ -104,7 +113,7 @@ void Table::ApplyRedo(uint32_t number, std::string_view bytes) {
   if (FieldText(first, row.data()) == FieldText(first, bytes.data())) file_.Rewrite(number, bytes.data());
 }
 
-Status Table::OpenKeys(const std::vector<std::string>& keys) {
+Status Table::ReadKeys(const std::vector<std::string>& keys) {
   keys_.clear();
   key_texts_.clear();
   for (const std::string& text : keys) {
@@ -113,14 +122,15 @@ Status Table::OpenKeys(const std::vector<std::string>& keys) {
     key.always_new = record_field_ && Contains(Upper(text), Upper(kRecordNo));
     key_texts_ += (key_texts_.empty() ? "" : "; ") + text;
   }
-  if (keys_.empty()) return Status::Error(Fail::kBadData, name_ + ": a table needs a key");
-  next_record_ = 1;
-  durable_rows_ = 0;
+  return keys_.empty() ? Status::Error(Fail::kBadData, name_ + ": a table needs a key") : Status::Ok();
+}
+
+Status Table::OpenIndex() {
   const TableStamp* stamp = connection_.StampOf(name_);
-  if (stamp) next_record_ = stamp->next_record;
-  if (stamp) durable_rows_ = stamp->rows;
-  if (!stamp || !IndexFits(*stamp)) return BuildIndex();
-  return OpenTrees();
+  next_record_ = stamp ? stamp->next_record : 1;
+  may_have_holes_ = mode_ == kReadWrite && connection_.MayHaveHoles(name_);
+  durable_rows_ = !may_have_holes_ ? file_.Rows() : stamp ? stamp->rows : 0;
+  return stamp && IndexFits(*stamp) ? OpenTrees() : BuildIndex();
 }
 
 bool Table::IndexFits(const TableStamp& stamp) const {
@@ -148,7 +158,7 @@ TableStamp Table::Stamp() const {
 }
 
 Status Table::BuildIndex() {
-  if (Status status = connection_.BeforeChange(); !status.ok()) return status;
+  if (Status status = connection_.BeforeBuild(Stamp()); !status.ok()) return status;
   if (Status status = OpenTrees(); !status.ok()) return status;
   for (const TableKey& key : keys_) {
     if (Status status = connection_.Index().EmptyTree(key.tree); !status.ok()) return status;
@@ -163,6 +173,8 @@ Status Table::BuildIndex() {
   for (uint32_t first = 1; status.ok() && first <= file_.Rows();) {
     status = file_.ReadRows(first, UINT32_MAX, rows);
     if (status.ok()) first = IndexRows(first, rows, torn);
+    // Not all the rows of a table fit into the memory when the index takes none.
+    if (status.ok() && !connection_.Index().HasRoom()) status = connection_.Index().Commit(false);
   }
   if (status.ok()) status = connection_.Index().Commit(false);
   connection_.Index().SetBatch(IndexFile::kBatch);
@@ -178,9 +190,7 @@ uint32_t Table::IndexRows(uint32_t first, std::string& rows, uint32_t& torn) {
   const size_t row_bytes = file_.Layout().row_bytes;
   for (size_t at = 0; at < rows.size(); at += row_bytes, ++first) {
     char* row = rows.data() + at;
-    // Vantry writes no NUL. In rows that were not yet durable one is a hole that a loss of power left.
-    const bool suspect = connection_.AfterCrash() && first > durable_rows_ && mode_ == kReadWrite;
-    if (suspect && std::memchr(row, '\0', row_bytes)) {
+    if (may_have_holes_ && first > durable_rows_ && HasHole({row, row_bytes})) {
       std::memset(row, ' ', row_bytes);
       row[0] = dbf::kDeleted;
       file_.Rewrite(first, row);
@@ -235,15 +245,16 @@ std::string_view Table::Key(std::initializer_list<std::string_view> parts) {
   return key_text_;
 }
 
-// The row must have the key that led to it; otherwise the index is not of this table.
+// The row must have the key that led to it; otherwise the index is not of this table. After a failure the current
+// record and the buffer are as they were.
 Status Table::Load(const FoundKey& found) {
-  old_row_.resize(file_.Layout().row_bytes);
-  Status status = file_.Read(found.row, old_row_.data());
+  read_row_.resize(file_.Layout().row_bytes);
+  Status status = file_.Read(found.row, read_row_.data());
   if (status.fail == Fail::kNotFound) status.fail = Fail::kBadData;
   if (!status.ok()) return status;
-  StoredKey(keys_[selected_], old_row_.data(), found.row, scratch_);
+  StoredKey(keys_[selected_], read_row_.data(), found.row, scratch_);
   if (scratch_ != found.key) return Status::Error(Fail::kBadData, "the index of " + name_ + " does not fit its rows");
-  row_ = old_row_;
+  row_ = old_row_ = read_row_;
   current_ = found.row;
   position_ = found.key;
   return status;
@@ -271,6 +282,11 @@ int Table::FindEqual(std::string_view text) {
   if (text.size() != key.declaration.expression.KeyBytes()) return Done(kNotFound);
   StoredText(key, text, sought_);
   if (!key.declaration.unique) return Search(Seek::kAtOrAfter, sought_, sought_);
+  if (current_ != 0 && position_ == sought_) {
+    // One operation after the other often asks for the same record.
+    row_ = old_row_;
+    return Done(kOk);
+  }
   if (Search(Seek::kEqual, sought_) == kNotFound && selected_ == 0) missing_ = sought_;
   return last_status_;
 }
@@ -303,36 +319,37 @@ std::string_view Table::FieldValue(std::string_view name) const {
   return place ? Text(*place) : std::string_view();
 }
 
-bool Table::KeyIsTaken(const TableKey& key, const std::string& stored) {
-  if (!key.declaration.unique || key.always_new || stored == missing_) return false;
-  return connection_.Index().Find(key.tree, Seek::kEqual, stored, found_).ok();
+// kNotFound when no record has this key.
+Status Table::FindTaken(const TableKey& key, const std::string& stored) {
+  const bool looked_for = &key == keys_.data() && stored == missing_;
+  if (!key.declaration.unique || key.always_new || looked_for) return Status::Error(Fail::kNotFound, "");
+  return connection_.Index().Find(key.tree, Seek::kEqual, stored, found_);
 }
 
 int Table::Insert() {
   if (!IsOpen() || mode_ == kReadOnly) return Failed(Status::Error(Fail::kIo, name_ + " is not open for writing"));
-  if (!file_.HasRoom() || !connection_.Index().HasRoom() || next_record_ > kLastRecord) {
+  if (next_record_ > kLastRecord) return Done(kNoRoom);
+  if (!file_.HasRoom() || !connection_.Index().HasRoom()) {
     ++lost_rows_;
     return Done(kNoRoom);
   }
   row_[0] = dbf::kLiving;
   BlankNuls(row_.data(), row_.size());
   if (record_field_) SetText(*record_field_, PadNumber(next_record_, kRecordNoDigits));
-  for (const TableKey& key : keys_) {
-    StoredKey(key, row_.data(), 0, scratch_);
-    if (KeyIsTaken(key, scratch_)) return Done(kDuplicate);
+  for (TableKey& key : keys_) {
+    StoredKey(key, row_.data(), file_.Rows() + 1, key.stored);
+    Status taken = FindTaken(key, key.stored);
+    if (taken.fail != Fail::kNotFound) return taken.ok() ? Done(kDuplicate) : Failed(std::move(taken));
   }
-  if (Status status = connection_.BeforeChange(); !status.ok()) return Failed(std::move(status));
+  connection_.BeforeChange();
   missing_.clear();
   if (++next_record_ == kAlmostFull)
     connection_.Tell(name_ + " is almost full: it stops at " + std::to_string(kLastRecord) + " records.");
   current_ = file_.Append(row_.data());
   old_row_ = row_;
-  for (const TableKey& key : keys_) {
-    StoredKey(key, row_.data(), current_, scratch_);
-    connection_.Index().Set(key.tree, scratch_, current_);
-  }
-  StoredKey(keys_[selected_], row_.data(), current_, position_);
-  if (file_.WantsWriting()) TellFailure(file_.WriteNewRows(connection_.Today()));
+  for (const TableKey& key : keys_) connection_.Index().Set(key.tree, key.stored, current_);
+  position_ = keys_[selected_].stored;
+  if (file_.WantsWriting() && !connection_.Held()) TellFailure(file_.WriteNewRows(connection_.Today()));
   return Done(kOk);
 }
 
@@ -340,14 +357,18 @@ int Table::Update() {
   if (!IsOpen() || mode_ == kReadOnly) return Failed(Status::Error(Fail::kIo, name_ + " is not open for writing"));
   if (current_ == 0) return Done(kNotFound);
   if (!file_.HasRoom() || !connection_.Index().HasRoom()) return Done(kNoRoom);
+  row_[0] = dbf::kLiving;
   BlankNuls(row_.data(), row_.size());
+  if (record_field_) SetText(*record_field_, FieldText(FieldAt(*record_field_), old_row_.data()));
   std::string before;
   for (const TableKey& key : keys_) {
     StoredKey(key, old_row_.data(), current_, before);
     StoredKey(key, row_.data(), current_, scratch_);
-    if (scratch_ != before && KeyIsTaken(key, scratch_)) return Done(kDuplicate);
+    if (scratch_ == before) continue;
+    Status taken = FindTaken(key, scratch_);
+    if (taken.fail != Fail::kNotFound) return taken.ok() ? Done(kDuplicate) : Failed(std::move(taken));
   }
-  if (Status status = connection_.BeforeChange(); !status.ok()) return Failed(std::move(status));
+  connection_.BeforeChange();
   missing_.clear();
   for (const TableKey& key : keys_) {
     StoredKey(key, old_row_.data(), current_, before);
@@ -364,7 +385,7 @@ int Table::Update() {
 int Table::Delete() {
   if (!IsOpen() || mode_ == kReadOnly) return Failed(Status::Error(Fail::kIo, name_ + " is not open for writing"));
   if (current_ == 0) return Done(kNotFound);
-  if (Status status = connection_.BeforeChange(); !status.ok()) return Failed(std::move(status));
+  connection_.BeforeChange();
   missing_.clear();
   for (const TableKey& key : keys_) {
     StoredKey(key, old_row_.data(), current_, scratch_);

@@ -74,7 +74,7 @@ class Table {
 
   // Adds the buffer as a new record, which becomes the current one. Fills its RecordNo, if there is such a field.
   int Insert();
-  // Rewrites the current record from the buffer.
+  // Rewrites the current record from the buffer; its RecordNo stays.
   int Update();
   // Marks the current record as deleted; there is no current record then.
   int Delete();
@@ -89,12 +89,14 @@ class Table {
     KeyDeclaration declaration;
     int tree = 0;
     bool always_new = false;  // Holds RecordNo, so no two rows can have it.
+    std::string stored;       // Of the row that is being added.
   };
 
   int Done(int result) { return last_status_ = result; }
   int Failed(Status status);
   Status OpenFile(const std::string& folder, OpenMode mode, const std::vector<std::string>& fields);
-  Status OpenKeys(const std::vector<std::string>& keys);
+  Status ReadKeys(const std::vector<std::string>& keys);
+  Status OpenIndex();
   bool IndexFits(const TableStamp& stamp) const;
   Status OpenTrees();
   Status BuildIndex();
@@ -108,7 +110,7 @@ class Table {
   void StoredText(const TableKey& key, std::string_view text, std::string& stored) const;
   int Search(Seek how, const std::string& stored, std::string_view prefix = {});
   Status Load(const FoundKey& found);
-  bool KeyIsTaken(const TableKey& key, const std::string& stored);
+  Status FindTaken(const TableKey& key, const std::string& stored);
   void Rewrite();
   void HasFlushed();
   void TellFailure(const Status& status);
@@ -122,13 +124,14 @@ class Table {
   size_t selected_ = 0;
   std::optional<size_t> record_field_;  // RecordNo.
   uint32_t next_record_ = 1;
-  uint32_t durable_rows_ = 0;
+  uint32_t durable_rows_ = 0;    // Of the rows up to this one a loss of power takes none.
+  bool may_have_holes_ = false;  // Some of those behind may be holes that one has left.
 
   std::string row_;       // The buffer.
   uint32_t current_ = 0;  // Row number of the current record, 0 for none.
   std::string position_;  // Its stored key in the selected order.
   std::string missing_;   // Stored first key that the last FindEqual did not find, while nothing was inserted since.
-  std::string key_text_, sought_, scratch_, old_row_;
+  std::string key_text_, sought_, scratch_, old_row_, read_row_;
   FoundKey found_;
   int last_status_ = kNotFound;
   std::string problem_;

@@ -39,8 +39,10 @@ TableConnection::~TableConnection() {
 }
 
 Status TableConnection::Open(const std::string& folder) {
-  if (IsOpen()) return Status::Ok();
+  if (IsOpen()) return whole_ ? Status::Ok() : BuildAnew();
   folder_ = folder;
+  whole_ = true;
+  held_ = false;
   bool trusted = false;
   Status status = ReadStamp(trusted);
   if (status.ok()) status = ReadRedo();
@@ -57,14 +59,14 @@ Status TableConnection::ReadStamp(bool& trusted) {
   if (Status status = files_.Open(folder_ + std::string(kStampName), OpenFor::kCreating, stamp_file_); !status.ok()) {
     return status;
   }
-  std::string bytes;
-  if (Status status = ReadAll(*stamp_file_, bytes); !status.ok()) return status;
-  const std::optional<IndexStamp> found = ParseStamp(bytes);
-  stamp_ = found.value_or(IndexStamp{});
-  after_crash_ = found && !found->closed;
+  std::string bytes(2 * kStampPlaceBytes, '\0');
+  size_t count = 0;
+  if (Status status = stamp_file_->ReadAt(0, bytes, count); !status.ok()) return status;
+  found_ = ParseStampFile(std::string_view(bytes).substr(0, count));
+  stamp_ = found_.value_or(IndexStamp{});
   closed_ = stamp_.closed;
   FileIdentity index;
-  trusted = closed_ && files_.Identify(folder_ + std::string(kIndexName), index).ok() && index == stamp_.index;
+  trusted = closed_ && files_.Identify(IndexPath(), index).ok() && index == stamp_.index;
   return Status::Ok();
 }
 
@@ -81,28 +83,26 @@ Status TableConnection::ReadRedo() {
 }
 
 Status TableConnection::OpenIndex(bool trusted) {
-  const std::string path = folder_ + std::string(kIndexName);
   Status status;
-  if (trusted) {
-    status = index_.Open(path);
-    if (status.ok() || status.fail != Fail::kBadData) return status;
+  if (trusted) status = index_.Open(IndexPath());
+  if (!trusted || status.fail == Fail::kBadData) {
+    // From here on the stamp must not vouch for the index, whatever happens.
+    for (TableStamp& table : stamp_.tables) table.fits = false;
+    status = WriteStamp(false);
+    if (status.ok()) status = files_.Remove(IndexPath());
+    if (status.ok()) status = index_.Open(IndexPath());
   }
-  // From here on the stamp must not vouch for the index, whatever happens.
-  for (TableStamp& table : stamp_.tables) table.fits = false;
-  stamp_.closed = closed_ = false;
-  const std::string text = BuildStamp(stamp_);
-  status = stamp_file_->WriteAt(0, text);
-  if (status.ok()) status = stamp_file_->Truncate(static_cast<int64_t>(text.size()));
-  if (status.ok()) status = stamp_file_->Sync();
-  if (status.ok()) status = files_.Remove(path);
-  if (status.ok()) status = index_.Open(path);
+  FileIdentity index;
+  if (status.ok()) status = files_.Identify(IndexPath(), index);
+  index_inode_ = index.inode;
   return status;
 }
 
 void TableConnection::Close() {
   if (!IsOpen()) return;
   // What fails here costs nothing but an index to build at the next start.
-  if (index_.Commit(true).ok() && WriteStamp().ok() && stamp_file_->Sync().ok()) (void)redo_file_->Truncate(0);
+  const bool written = whole_ && index_.Commit(true).ok() && WriteStamp(true).ok();
+  if (written && closed_ && stamp_file_->Sync().ok()) (void)redo_file_->Truncate(0);
   index_.Close();
   stamp_file_.reset();
   redo_file_.reset();
@@ -130,26 +130,53 @@ TableStamp& TableConnection::StampLine(const std::string& table) {
   return stamp_.tables.emplace_back();
 }
 
-std::vector<RedoRow> TableConnection::TakeRedo(const std::string& table) {
-  std::vector<RedoRow> taken;
-  for (RedoRow& row : redo_) {
-    if (row.table == table) taken.push_back(std::move(row));
-  }
-  std::erase_if(redo_, [](const RedoRow& row) { return row.table.empty(); });
-  return taken;
+bool TableConnection::MayHaveHoles(const std::string& table) const {
+  if (!found_ || !found_->closed) return found_.has_value();
+  const TableStamp* line = found_->Find(table);
+  return line && !line->fits;
 }
 
-Status TableConnection::BeforeChange() {
+std::vector<RedoRow> TableConnection::RedoOf(const std::string& table) const {
+  std::vector<RedoRow> rows;
+  std::copy_if(redo_.begin(), redo_.end(), std::back_inserter(rows),
+               [&](const RedoRow& r) { return r.table == table; });
+  return rows;
+}
+
+void TableConnection::DropRedo(const std::string& table) {
+  std::erase_if(redo_, [&](const RedoRow& row) { return row.table == table; });
+}
+
+void TableConnection::BeforeChange() {
+  if (!closed_ || held_) return;
+  const Status status = OpenStamp();
+  if (status.ok()) return;
+  held_ = true;
+  index_.Hold(true);
+  Complain(status.text + ". What was not written waits in memory and is tried again.");
+}
+
+Status TableConnection::OpenStamp() {
   if (!closed_) return Status::Ok();
-  Status status = stamp_file_->WriteAt(kStampStatePlace, kStampOpen);
+  Status status = stamp_file_->WriteAt(StampPlace(stamp_.turn) + int64_t{kStampStatePlace}, kStampOpen);
   if (status.ok()) status = stamp_file_->Sync();
-  if (status.ok()) closed_ = false;
+  if (!status.ok()) return status;
+  closed_ = held_ = false;
+  index_.Hold(false);
   return status;
+}
+
+Status TableConnection::BeforeBuild(TableStamp line) {
+  line.fits = false;
+  const std::string table = line.name;
+  StampLine(table) = std::move(line);
+  return WriteStamp(false);
 }
 
 Status TableConnection::Flush(std::span<Table* const> tables) {
   const bool changed = std::any_of(tables.begin(), tables.end(), [](const Table* t) { return t->Changed(); });
-  if (!IsOpen() || (!changed && !index_.Changed())) return Status::Ok();
+  if (!IsOpen() || (!changed && !index_.Changed() && whole_)) return Status::Ok();
+  if (Status status = OpenStamp(); !status.ok()) return status;
   FirstFailure failure;
   const bool redo = failure.Keep(WriteRedo(tables));
   for (Table* table : tables) {
@@ -157,55 +184,108 @@ Status TableConnection::Flush(std::span<Table* const> tables) {
     failure.Keep(table->file_.CheckName());
     const bool rewritten = redo && failure.Keep(table->file_.WriteChangedRows());
     const bool added = failure.Keep(table->file_.WriteNewRows(Today()));
-    if (failure.Keep(table->file_.Sync()) && rewritten && added) table->HasFlushed();
+    const bool synced = failure.Keep(table->file_.Sync());
+    if (synced && rewritten) DropRedo(table->Name());
+    if (synced && rewritten && added) table->HasFlushed();
   }
-  if (index_.Changed()) {
-    Status status = index_.Commit(true);
+  if (!whole_ || index_.Changed()) {
+    Status status = whole_ ? index_.Commit(true) : BuildAnew();
     if (status.fail == Fail::kBadData) status = BuildAnew();
     failure.Keep(std::move(status));
   }
-  if (!index_.Changed()) failure.Keep(WriteStamp());
+  if (whole_ && !index_.Changed()) failure.Keep(WriteStamp(true));
+  return failure.Take();
+}
+
+Status TableConnection::WriteOut(std::span<Table* const> tables) {
+  if (std::none_of(tables.begin(), tables.end(), [](const Table* t) { return t->file_.Waiting(); }))
+    return Status::Ok();
+  if (Status status = OpenStamp(); !status.ok()) return status;
+  FirstFailure failure;
+  for (Table* table : tables) {
+    if (!table->file_.Waiting()) continue;
+    failure.Keep(table->file_.CheckName());
+    if (!table->file_.ChangedRows().empty()) failure.Keep(WriteChangedRows(*table));
+    failure.Keep(table->file_.WriteNewRows(Today()));
+  }
   return failure.Take();
 }
 
 // A redo file of the next rows takes the place of this one, so these rows must be durable before.
 Status TableConnection::WriteChangedRows(Table& table) {
   Table* const one = &table;
-  Status status = WriteRedo({&one, 1});
+  Status status = OpenStamp();
+  if (status.ok()) status = WriteRedo({&one, 1});
   if (status.ok()) status = table.file_.WriteChangedRows();
   if (status.ok()) status = table.file_.Sync();
+  if (status.ok()) DropRedo(table.Name());
   return status;
 }
 
 Status TableConnection::WriteRedo(std::span<Table* const> tables) {
-  std::vector<RedoRow> rows;
+  if (Status status = FinishRedo(); !status.ok()) return status;
+  std::vector<RedoRow> rows = redo_;
   for (const Table* table : tables) {
     for (const auto& [number, bytes] : table->file_.ChangedRows()) rows.push_back({table->Name(), number, bytes});
   }
-  if (rows.empty()) return Status::Ok();
+  if (rows.size() == redo_.size()) return Status::Ok();
   if (Status status = redo_file_->WriteAt(0, BuildRedo(rows)); !status.ok()) return status;
-  return redo_file_->Sync();
+  if (Status status = redo_file_->Sync(); !status.ok()) return status;
+  redo_ = std::move(rows);
+  return Status::Ok();
 }
 
-Status TableConnection::WriteStamp() {
+// Rows whose last writing failed may stand half written in their tables, and this file is all that can make them whole:
+// they come first.
+Status TableConnection::FinishRedo() {
+  for (Table* table : tables_) {
+    const std::vector<RedoRow> rows = RedoOf(table->Name());
+    Status status;
+    for (auto row = rows.begin(); status.ok() && row != rows.end(); ++row) {
+      status = table->file_.RestoreRow(row->number, row->bytes);
+    }
+    if (status.ok() && !rows.empty()) status = table->file_.Sync();
+    if (!status.ok()) return status;
+    DropRedo(table->Name());
+  }
+  return Status::Ok();
+}
+
+// A stamp says closed while rows stand whole in their tables alone, and of the index that is open alone.
+Status TableConnection::WriteStamp(bool closed) {
+  if (closed && !redo_.empty()) return Status::Ok();
+  // The other stamp must be on the disk for good while this one is written.
+  if (Status status = OpenStamp(); !status.ok()) return status;
   for (const Table* table : tables_) StampLine(table->Name()) = table->Stamp();
-  stamp_.closed = true;
-  if (Status status = files_.Identify(folder_ + std::string(kIndexName), stamp_.index); !status.ok()) return status;
-  const std::string text = BuildStamp(stamp_);
-  Status status = stamp_file_->WriteAt(0, text);
-  if (status.ok()) status = stamp_file_->Truncate(static_cast<int64_t>(text.size()));
-  if (status.ok()) closed_ = true;
+  if (closed) {
+    if (Status status = files_.Identify(IndexPath(), stamp_.index); !status.ok()) return status;
+    if (stamp_.index.inode != index_inode_)
+      return Status::Error(Fail::kNotFound, IndexPath() + ": was replaced by another file while it was open");
+  }
+  stamp_.closed = closed;
+  ++stamp_.turn;
+  Status status = stamp_file_->WriteAt(StampPlace(stamp_.turn), BuildStamp(stamp_) + '\0');
+  if (status.ok() && !closed) status = stamp_file_->Sync();
+  if (status.ok()) {
+    closed_ = closed;
+  } else {
+    --stamp_.turn;
+  }
   return status;
 }
 
 Status TableConnection::BuildAnew() {
-  Tell("The index " + folder_ + std::string(kIndexName) + " is damaged and is built anew.");
-  if (Status status = BeforeChange(); !status.ok()) return status;
+  Tell("The index " + IndexPath() + " is damaged and is built anew.");
+  whole_ = false;
   index_.Close();
-  if (Status status = OpenIndex(false); !status.ok()) return status;
   FirstFailure failure;
-  for (Table* table : tables_) failure.Keep(table->BuildIndex());
-  return failure.Take();
+  if (failure.Keep(OpenIndex(false))) {
+    for (Table* table : tables_) failure.Keep(table->BuildIndex());
+  }
+  Status status = failure.Take();
+  whole_ = status.ok();
+  if (!whole_) index_.Close();
+  return status;
 }
 
 }  // namespace vantry

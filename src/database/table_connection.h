@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -54,32 +55,45 @@ class TableConnection {
   void Detach(Table& table);
   // What the stamp told of a table; null for one that it does not know.
   const TableStamp* StampOf(const std::string& table) const;
-  // Whether the program or the machine stopped without closing the tables the last time.
-  bool AfterCrash() const { return after_crash_; }
-  // Changed rows of this table that may have been cut in two then.
-  std::vector<RedoRow> TakeRedo(const std::string& table);
+  // Whether rows of this table may be holes: the program or the machine stopped before they were durable.
+  bool MayHaveHoles(const std::string& table) const;
+  // Changed rows of this table that may have been cut in two then; until DropRedo, when they stand in the table for
+  // good.
+  std::vector<RedoRow> RedoOf(const std::string& table) const;
+  void DropRedo(const std::string& table);
 
-  // To be called before a table or the index is changed: a stamp that no longer fits must not be found by the next
-  // start.
-  Status BeforeChange();
+  // To be called before a change: a stamp that no longer fits must not be found by the next start. When the disk does
+  // not take that, changes are held in memory alone until a Flush goes well.
+  void BeforeChange();
+  bool Held() const { return held_; }
+  // The same before the index of a table is built; the stamp on the disk then has this line of it.
+  Status BeforeBuild(TableStamp line);
 
   // Makes the rows of these tables durable in this order, then the index. Goes on with the next table after a failure;
   // the first one is returned. What could not be written waits for the next call.
   Status Flush(std::span<Table* const> tables);
 
+  // Gives the rows of these tables to the system: they survive the end of the program from then on, and other programs
+  // see them; a loss of power may take them until the next Flush. Waits for the disk for changed rows alone.
+  Status WriteOut(std::span<Table* const> tables);
+
   // Writes the changed rows of this table over the old ones, for good; nothing else waits less long for it.
   Status WriteChangedRows(Table& table);
 
-  // The index was found damaged: makes it anew for all attached tables.
+  // The index was found damaged: makes it anew for all attached tables. After a failure the index is closed, and Open
+  // and Flush try again.
   Status BuildAnew();
 
  private:
+  std::string IndexPath() const { return folder_ + std::string(kIndexName); }
+  Status OpenStamp();
   Status ReadStamp(bool& trusted);
   Status ReadRedo();
   Status OpenIndex(bool trusted);
   TableStamp& StampLine(const std::string& table);
   Status WriteRedo(std::span<Table* const> tables);
-  Status WriteStamp();
+  Status FinishRedo();
+  Status WriteStamp(bool closed);
 
   DataFiles& files_;
   Outlets out_;
@@ -88,8 +102,11 @@ class TableConnection {
   std::unique_ptr<DataFile> stamp_file_, redo_file_;
   IndexStamp stamp_;     // As it was found, or written last.
   bool closed_ = false;  // The stamp on the disk says so.
-  bool after_crash_ = false;
-  std::vector<RedoRow> redo_;  // Found at opening and not yet taken.
+  bool held_ = false;
+  bool whole_ = true;                // The index has all keys of the open tables, as far as they do not wait.
+  uint64_t index_inode_ = 0;         // Of the file that is open.
+  std::optional<IndexStamp> found_;  // As it was at opening.
+  std::vector<RedoRow> redo_;        // On their way into their tables, and in the redo file.
   std::vector<Table*> tables_;
 };
 

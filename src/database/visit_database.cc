@@ -69,14 +69,14 @@ Status VisitDatabase::CreateDatabase() {
   return Status::Ok();
 }
 
-// The country table is optional: that it is missing is no complaint.
+// The country table is optional: that it is missing is no complaint, and what keeps all tables closed is told once.
 void VisitDatabase::OpenCountries() {
   if (!c_.t.CountryLookup) {
     IPCC.CreateTable(c_.ddfpath, Table::kReadOnly, ipcc::Schema().fields, ipcc::Schema().keys);
   }
   if (IPCC.LastStatus() == Table::kOk) {
     c_.t.CountryLookup = true;
-  } else if (IPCC.LastStatus() == Table::kFailed) {
+  } else if (IPCC.LastStatus() == Table::kFailed && connection_.IsOpen()) {
     Complain("CreateDatabase", IPCC.Problem() + ". Countries are not looked up.");
   }
 }
@@ -98,16 +98,20 @@ Status VisitDatabase::NeedsOpen() const {
 
 void VisitDatabase::FlushDatabase() {
   Table* const tables[] = {&VAREF, &VAVIS, &VAVISITS, &VAEXP, &VAPG};
-  if (open_) Flush(tables);
+  if (open_) AfterWriting(Attempt([&] { return connection_.Flush(tables); }));
+}
+
+void VisitDatabase::WriteAll() {
+  Table* const tables[] = {&VAREF, &VAVIS, &VAVISITS, &VAEXP, &VAPG, &VADL, &VADAY};
+  if (open_) AfterWriting(Attempt([&] { return connection_.WriteOut(tables); }));
 }
 
 void VisitDatabase::FlushAll() {
   Table* const tables[] = {&VAREF, &VAVIS, &VAVISITS, &VAEXP, &VAPG, &VADL, &VADAY};
-  if (open_) Flush(tables);
+  if (open_) AfterWriting(Attempt([&] { return connection_.Flush(tables); }));
 }
 
-void VisitDatabase::Flush(std::span<Table* const> tables) {
-  const Status status = Attempt([&] { return connection_.Flush(tables); });
+void VisitDatabase::AfterWriting(const Status& status) {
   if (status.ok()) return;
   Complain("F.FlushDatabase", status.text + ". What was not written waits in memory and is tried again.");
   // A folder that is gone or was exchanged: what follows must not go into files that nobody can find.

@@ -34,8 +34,8 @@ class VisitDatabase final : public VisitHistory {
   static constexpr int64_t kRetryMs = 1000;
   // The same text is told this often at most: a full disk is one line a minute and not one per row.
   static constexpr int64_t kTellEverySeconds = 60;
-  // How often FlushAll should be called: nothing waits in memory for longer.
-  static constexpr int64_t kFlushAllMs = 10'000;
+  // How often WriteAll should be called: no row waits in memory for longer.
+  static constexpr int64_t kWriteAllMs = 10'000;
 
   explicit VisitDatabase(VisitDatabaseContext context);
 
@@ -64,7 +64,9 @@ class VisitDatabase final : public VisitHistory {
   // The name of the first record of this address on any site; `name` stays when there is none.
   void GetFriendlyName(std::string_view ip, std::string& name);
 
-  // Makes everything durable that was written since, whatever scans do.
+  // Gives all rows to the system, whatever scans do.
+  void WriteAll();
+  // Makes all rows durable.
   void FlushAll();
 
  private:
@@ -80,7 +82,7 @@ class VisitDatabase final : public VisitHistory {
   Status CreateDatabase();
   void OpenCountries();
   void CloseTables();
-  void Flush(std::span<Table* const> tables);
+  void AfterWriting(const Status& status);
   // Runs `body` (returning Status) and reports its failure under the label.
   template <class Body>
   void Guard(std::string_view label, Body&& body) {

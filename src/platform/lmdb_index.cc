@@ -15,7 +15,9 @@ namespace vantry {
 namespace {
 
 constexpr unsigned kMaxTrees = 64;
-constexpr int kLooksBetweenChecks = 64 * 1024;
+// A look-up maps two stretches of 64 kB at worst; giving the map back costs as much as a thousand look-ups. Changes come
+// sorted and in batches, each of which may reach every part of the map.
+constexpr int kLooksBetweenChecks = 64 * 1024, kLooksOfAChange = 64;
 
 MDB_val ValueOf(std::string_view bytes) {
   return {bytes.size(), const_cast<char*>(bytes.data())};
@@ -129,6 +131,7 @@ Status LmdbIndex::EmptyTree(int tree) {
 Status LmdbIndex::Put(int tree, std::string_view key, uint32_t row) {
   MDB_cursor* cursor = nullptr;
   if (Status status = CursorOf(tree, cursor); !status.ok()) return status;
+  if ((looks_ += kLooksOfAChange) >= kLooksBetweenChecks) BoundMemory();
   MDB_val k = ValueOf(key), value{sizeof row, &row};
   return Failure(mdb_cursor_put(cursor, &k, &value, 0));
 }

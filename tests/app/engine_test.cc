@@ -229,6 +229,16 @@ TEST_F(EngineTest, FullDiskAtTheEndKeepsTheOldSiteFile) {
   EXPECT_TRUE(loop.quit);
 }
 
+TEST_F(EngineTest, TheConsoleHearsWhatTheProgramLogDoesNotTake) {
+  Sites(1);
+  ASSERT_TRUE(Start());
+  files.fails = [](const std::string& call) { return StartsWith(call, "append /home/Data/TRL.LOG"); };
+  engine->Closing();
+  ASSERT_EQ(notices.told.size(), 1u) << "an empty line is not worth it";
+  EXPECT_TRUE(StartsWith(notices.told[0], "End of session---"));
+  EXPECT_TRUE(Contains(notices.told[0], "- (/home/Data/TRL.LOG: No space left on device)")) << notices.told[0];
+}
+
 TEST_F(EngineTest, EveryFailureOfTheDiskAtStartLeavesARunningProgram) {
   Sites(1);
   for (int broken = 0; broken < 25; ++broken) {

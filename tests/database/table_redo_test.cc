@@ -1,0 +1,205 @@
+// Changed rows on their way into their tables: whatever is interrupted, a row is one of its states as a whole.
+#include <gtest/gtest.h>
+
+#include "support/table_rig.h"
+
+namespace vantry {
+namespace {
+
+struct RedoTest : ::testing::Test {
+  TableRig rig;
+  RedoTest() {
+    EXPECT_EQ(rig.Start(), Table::kOk);
+    for (const char* name : {"n1", "n2", "n3"}) EXPECT_EQ(rig.Add(name, "old"), Table::kOk);
+    EXPECT_EQ(T().Flush(), Table::kOk);
+    rig.told.clear();
+  }
+  Table& T() { return rig.T(); }
+  void Change(const std::string& name, const std::string& group) {
+    ASSERT_EQ(rig.Find(name), Table::kOk);
+    T().SetText(TableRig::kGroup, group);
+    T().SetText(TableRig::kCode, "x" + group);
+    ASSERT_EQ(T().Update(), Table::kOk);
+  }
+  // The next write to a row of the table reaches the disk by half; with `all_behind` no other does any more.
+  void TearRow(bool all_behind) {
+    torn_ = false;
+    rig.disk.breaks = [this, all_behind](const std::string& call) {
+      if (torn_) return all_behind ? int64_t{-1} : int64_t{-2};
+      torn_ = call.starts_with("write /T.DBF ") && call.ends_with(" 39");
+      return torn_ ? int64_t{30} : int64_t{-2};
+    };
+  }
+  std::string Row(size_t i) const { return rig.Rows().at(i); }
+  void StartAgain() {
+    rig.Crash();
+    ASSERT_EQ(rig.Start(), Table::kOk) << T().Problem();
+  }
+  // That no row of the table is a mixture of two states.
+  void ExpectWhole(const std::string& name, const std::vector<std::string>& groups) {
+    ASSERT_EQ(rig.Find(name), Table::kOk);
+    const std::string group(T().Text(TableRig::kGroup));
+    EXPECT_TRUE(std::find(groups.begin(), groups.end(), group) != groups.end()) << group;
+    EXPECT_EQ(T().Text(TableRig::kCode), group == "old" ? "c" + name : "x" + group);
+  }
+
+ private:
+  bool torn_ = false;
+};
+
+TEST_F(RedoTest, ARowThatWasCutInTwoIsWrittenAgain) {
+  Change("n2", "new");
+  TearRow(true);
+  EXPECT_EQ(T().Flush(), Table::kFailed);
+  EXPECT_EQ(Row(1), "000000002 n2 cn2") << "the group is new and the code is not";
+  StartAgain();
+  EXPECT_EQ(Row(1), "000000002 n2 xnew");
+  ExpectWhole("n2", {"new"});
+  EXPECT_EQ(rig.Names(TableRig::kByGroup), "n2 n1 n3 ");
+}
+
+TEST_F(RedoTest, WithoutARestartTheRowIsWrittenAgainToo) {
+  Change("n2", "new");
+  TearRow(false);
+  EXPECT_EQ(T().Flush(), Table::kFailed);
+  EXPECT_EQ(T().Flush(), Table::kOk);
+  EXPECT_EQ(Row(1), "000000002 n2 xnew");
+}
+
+// A row stands half written, and then the file that could make it whole is to be written over.
+TEST_F(RedoTest, TheFileIsNotWrittenOverWhileARowNeedsIt) {
+  for (const int part : {-1, 0, 10, 60}) {
+    Change("n2", "new");
+    TearRow(true);
+    EXPECT_EQ(T().Flush(), Table::kFailed);
+    Change("n3", "next");
+    rig.disk.breaks = [&](const std::string& call) {
+      return call.starts_with("write /Vantry.redo") || call.starts_with("write /T.DBF") ? int64_t{part} : int64_t{-2};
+    };
+    EXPECT_EQ(T().Flush(), Table::kFailed);
+    StartAgain();
+    ExpectWhole("n2", {"new"});
+    ExpectWhole("n3", {"old", "next"});
+    Change("n2", "old");
+    T().SetText(TableRig::kCode, "cn2");
+    ASSERT_EQ(T().Update(), Table::kOk);
+    Change("n3", "old");
+    T().SetText(TableRig::kCode, "cn3");
+    ASSERT_EQ(T().Update(), Table::kOk);
+    ASSERT_EQ(T().Flush(), Table::kOk);
+  }
+}
+
+TEST_F(RedoTest, ARowThatIsNotDurableIsKeptInTheFile) {
+  for (unsigned seed = 0; seed < 30; ++seed) {
+    Change("n2", "g" + std::to_string(seed));
+    rig.disk.breaks = [](const std::string& call) { return call == "sync /T.DBF" ? int64_t{-1} : int64_t{-2}; };
+    EXPECT_EQ(T().Flush(), Table::kFailed);
+    Change("n3", "next");
+    EXPECT_EQ(T().Flush(), Table::kFailed);
+    std::mt19937 random(seed);
+    rig.LosePower(random);
+    ASSERT_EQ(rig.Start(), Table::kOk);
+    ExpectWhole("n2", {"g" + std::to_string(seed)});
+    ExpectWhole("n3", {"old", "next"});
+  }
+}
+
+// The table is held by another program at the next start, and Vantry is stopped and started again.
+TEST_F(RedoTest, ATableThatCantBeOpenedKeepsItsRowsInTheFile) {
+  Change("n2", "new");
+  TearRow(true);
+  EXPECT_EQ(T().Flush(), Table::kFailed);
+  rig.Crash();
+  std::unique_ptr<DataFile> held;
+  ASSERT_TRUE(rig.disk.Open("/T.DBF", OpenFor::kWriting, held).ok());
+  EXPECT_EQ(rig.Start(), Table::kFailed);
+  auto other = std::make_unique<Table>(*rig.connection, "Other");
+  other->CreateTable("/", Table::kReadWrite, rig.fields, rig.keys);
+  ASSERT_EQ(other->LastStatus(), Table::kOk);
+  other->SetText(TableRig::kName, "o1");
+  ASSERT_EQ(other->Insert(), Table::kOk);
+  ASSERT_EQ(other->Flush(), Table::kOk);
+  other->SetText(TableRig::kGroup, "x");
+  ASSERT_EQ(other->Update(), Table::kOk);
+  other->CloseTable();
+  ASSERT_EQ(other->LastStatus(), Table::kOk);
+  other.reset();
+  rig.Close();
+  rig.End();
+  held.reset();
+  ASSERT_EQ(rig.Start(), Table::kOk);
+  ExpectWhole("n2", {"new"});
+  EXPECT_EQ(rig.Names(), "n1 n2 n3 ");
+}
+
+TEST_F(RedoTest, AnAttemptThatFailsKeepsItsRowsForTheNext) {
+  for (const char* broken : {"write /T.DBF", "sync /T.DBF"}) {
+    Change("n2", "new");
+    TearRow(true);
+    EXPECT_EQ(T().Flush(), Table::kFailed);
+    rig.Crash();
+    rig.disk.breaks = [&](const std::string& call) { return call.starts_with(broken) ? int64_t{20} : int64_t{-2}; };
+    EXPECT_EQ(rig.Start(), Table::kFailed) << broken;
+    rig.disk.breaks = [](const std::string&) { return int64_t{-2}; };
+    EXPECT_EQ(rig.Open(), Table::kOk) << broken;
+    ExpectWhole("n2", {"new"});
+    Change("n2", "old");
+    T().SetText(TableRig::kCode, "cn2");
+    ASSERT_EQ(T().Update(), Table::kOk);
+    ASSERT_EQ(T().Flush(), Table::kOk);
+  }
+}
+
+// What stands in the file after a good flush is in the tables, whatever was done with them since.
+TEST_F(RedoTest, AnOldFileIsNotReadAfterAStop) {
+  Change("n2", "new");
+  ASSERT_EQ(T().Flush(), Table::kOk);
+  const std::string redo = rig.disk.Get("/Vantry.redo");
+  EXPECT_TRUE(Contains(redo, "xnew"));
+  rig.Close();
+  rig.End();
+  EXPECT_EQ(rig.disk.Get("/Vantry.redo"), "");
+  rig.disk.Put("/Vantry.redo", redo);
+  std::string edited = rig.Bytes();
+  edited.replace(edited.find("xnew"), 4, "edit");
+  rig.disk.Put("/T.DBF", edited);
+  ASSERT_EQ(rig.Start(), Table::kOk);
+  EXPECT_EQ(Row(1), "000000002 n2 edit");
+}
+
+// Another program may have packed the table: then the row of this number is another record.
+TEST_F(RedoTest, RowsGoToTheirRecordsAlone) {
+  Change("n2", "new");
+  TearRow(true);
+  EXPECT_EQ(T().Flush(), Table::kFailed);
+  const size_t row_bytes = 39, first = rig.Bytes().size() - 1 - 3 * row_bytes;
+  const std::string packed = rig.Bytes().substr(0, first) + rig.Bytes().substr(first + row_bytes);
+  rig.Crash();
+  rig.disk.Put("/T.DBF", packed);
+  ASSERT_EQ(rig.Start(), Table::kOk);
+  EXPECT_EQ(rig.Rows(), (std::vector<std::string>{"000000002 n2 cn2", "000000003 n3 cn3"}));
+  rig.Crash();
+  rig.disk.Put("/T.DBF", packed.substr(0, first));
+  ASSERT_EQ(rig.Start(), Table::kOk);
+  EXPECT_EQ(rig.Rows(), std::vector<std::string>{});
+}
+
+// Too many changed rows to wait for a flush.
+TEST_F(RedoTest, ManyChangedRowsAreWrittenOnTheWay) {
+  constexpr int kRows = static_cast<int>(DbfFile::kMaxChangedRows) + 100;
+  for (int i = 0; i < kRows; ++i) ASSERT_EQ(rig.Add("m" + std::to_string(i)), Table::kOk);
+  ASSERT_EQ(T().Flush(), Table::kOk);
+  rig.disk.calls.clear();
+  for (int i = 0; i < kRows; ++i) Change("m" + std::to_string(i), "new");
+  const auto synced = std::count(rig.disk.calls.begin(), rig.disk.calls.end(), "sync /T.DBF");
+  EXPECT_EQ(synced, 1);
+  rig.Crash();
+  ASSERT_EQ(rig.Start(), Table::kOk);
+  int changed = 0;
+  for (const std::string& row : rig.Rows()) changed += row.ends_with(" xnew");
+  EXPECT_EQ(changed, static_cast<int>(DbfFile::kMaxChangedRows));
+}
+
+}  // namespace
+}  // namespace vantry
