@@ -95,7 +95,7 @@ Status Table::OpenFile(const std::string& folder, OpenMode mode, const std::vect
     }
   } else if (const std::string difference = FirstDifference(wanted, found); !difference.empty()) {
     return Status::Error(Fail::kBadData, file_.Path() + " is not the table that Vantry writes: " + difference +
-                                             ". Move it away, and a new one is made.");
+                                             ". Move it away, and a new one is made");
   }
   record_field_ = found.Find(kRecordNo);
   for (const RedoRow& row : connection_.RedoOf(name_)) ApplyRedo(row.number, row.bytes);

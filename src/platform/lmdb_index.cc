@@ -150,8 +150,11 @@ Status LmdbIndex::Find(int tree, Seek how, std::string_view key, IndexEntry& ent
   MDB_cursor* cursor = nullptr;
   if (Status status = CursorOf(tree, cursor); !status.ok()) return status;
   if (++looks_ >= kLooksBetweenChecks) BoundMemory();
+  if (key.empty() && (how == Seek::kEqual || how == Seek::kBefore)) return Failure(MDB_NOTFOUND);
   MDB_val k = ValueOf(key), value{};
-  int code = mdb_cursor_get(cursor, &k, &value, how == Seek::kEqual ? MDB_SET_KEY : MDB_SET_RANGE);
+  // LMDB takes no empty text.
+  const MDB_cursor_op op = key.empty() ? MDB_FIRST : how == Seek::kEqual ? MDB_SET_KEY : MDB_SET_RANGE;
+  int code = mdb_cursor_get(cursor, &k, &value, op);
   if (how == Seek::kAfter && code == 0 && std::string_view(static_cast<char*>(k.mv_data), k.mv_size) == key) {
     code = mdb_cursor_get(cursor, &k, &value, MDB_NEXT);
   } else if (how == Seek::kBefore && (code == 0 || code == MDB_NOTFOUND)) {

@@ -73,6 +73,8 @@ Status PosixDataFiles::Open(const std::string& path, OpenFor purpose, std::uniqu
   if (purpose != OpenFor::kReading && ::flock(fd.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     return Status::Error(Fail::kRefused, path + ": is held by another program");
   }
+  // What is written into a new file is lost with its name.
+  if (create != 0 && info.st_size == 0) SyncFolderOf(path);
   file = std::make_unique<PosixDataFile>(fd.Release(), path);
   return Status::Ok();
 }

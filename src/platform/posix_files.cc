@@ -23,14 +23,6 @@ Status WriteAll(int fd, const std::string& path, std::string_view bytes) {
   return Status::Ok();
 }
 
-// Makes the new name of a replaced file durable; a file system that can't do it has done what it can.
-void SyncFolderOf(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  const Descriptor folder(
-      ::open(slash == std::string::npos ? "." : path.substr(0, slash + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder) (void)::fsync(folder.get());
-}
-
 Status WriteBeside(const std::string& path, const std::string& beside, std::string_view bytes) {
   struct stat old {};
   // The old file's access rights stay: these files hold passwords that an operator may have closed to others.

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -40,6 +41,14 @@ class Descriptor {
 inline Status Failure(const std::string& path, int error) {
   const Fail fail = error == ENOENT || error == ENOTDIR ? Fail::kNotFound : Fail::kIo;
   return Status::Error(fail, path + ": " + std::strerror(error));
+}
+
+// Makes the name of a file that was made or replaced durable; a file system that can't do it has done what it can.
+inline void SyncFolderOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  const Descriptor folder(
+      ::open(slash == std::string::npos ? "." : path.substr(0, slash + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder) (void)::fsync(folder.get());
 }
 
 // The last write in nanoseconds of the file system's clock.

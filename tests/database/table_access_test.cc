@@ -36,7 +36,7 @@ TEST_F(AccessTest, ATableOfOtherFieldsIsRefusedWithTheFirstDifference) {
     const std::string before = rig.Bytes();
     EXPECT_EQ(rig.Start(), Table::kFailed);
     EXPECT_EQ(T().Problem(), std::string("/T.DBF is not the table that Vantry writes: ") + c.told +
-                                 ". Move it away, and a new one is made.");
+                                 ". Move it away, and a new one is made");
     EXPECT_FALSE(T().IsOpen());
     EXPECT_EQ(rig.Bytes(), before);
     rig.Crash();
