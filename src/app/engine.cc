@@ -45,7 +45,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
            ReadSecurity(registry_)),
       timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { scan_.Timer1Tick(); })),
       timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { scan_.Timer2Tick(); })),
-      write_timer_(ports_.loop.NewTimer(VisitDatabase::kWriteAllMs, [this] { history_.WriteAll(); })),
+      flush_timer_(ports_.loop.NewTimer(VisitDatabase::kFlushAllMs, [this] { history_.FlushAll(); })),
       pause_(t_, log_, view_, AppVersion()) {
   pause_.AddTimer(*timer1_);
   pause_.AddTimer(*timer2_);
@@ -54,8 +54,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
 Engine::~Engine() = default;
 
 ProgramLogOutlets Engine::LogOutlets() {
-  return {[this] { return ports_.clock.Now(); },
-          [this](std::string_view bytes) { AppendToProgramLog(bytes); },
+  return {[this] { return ports_.clock.Now(); }, [this](std::string_view bytes) { AppendToProgramLog(bytes); },
           [this] { ports_.notices.Beep(); },
           [this](std::string_view text) { ports_.notices.MessageBox(BoxKind::kCritical, text); },
           [this](std::string_view text, EventLevel level) { ports_.notices.LogEvent(text, level); }};
@@ -180,7 +179,7 @@ void Engine::StaggerSites() {
 
 void Engine::StartTimersAndListener() {
   pause_.StartTimers();
-  write_timer_->Start();
+  flush_timer_->Start();
   const Status status = web_.StartWebListener();
   if (status.ok()) return;
   listen_problem_ = "The web access can't listen on " + status.text +
@@ -205,7 +204,7 @@ void Engine::Closing() {
   t_.Closing = true;
   view_.SetStatus("Closing...");
   pause_.StopTimers();
-  write_timer_->Stop();
+  flush_timer_->Stop();
   ports_.resolver.Cancel();
   web_.CloseConnections();
   WriteRegistryValue(registry_, kSettings, "ServiceRunning", "False");

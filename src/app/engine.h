@@ -120,7 +120,7 @@ class Engine final : public RemoteControl {
   ScanContext scan_context_;
   ScanCycle scan_;
   WebServer web_;
-  std::unique_ptr<Timer> timer1_, timer2_, write_timer_;
+  std::unique_ptr<Timer> timer1_, timer2_, flush_timer_;
   PauseControl pause_;
 };
 

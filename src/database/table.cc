@@ -128,8 +128,8 @@ Status Table::ReadKeys(const std::vector<std::string>& keys) {
 Status Table::OpenIndex() {
   const TableStamp* stamp = connection_.StampOf(name_);
   next_record_ = stamp ? stamp->next_record : 1;
-  may_have_holes_ = mode_ == kReadWrite && connection_.MayHaveHoles(name_);
-  durable_rows_ = !may_have_holes_ ? file_.Rows() : stamp ? stamp->rows : 0;
+  const bool doubtful = mode_ == kReadWrite && connection_.MayHaveHoles(name_);
+  durable_rows_ = !doubtful ? file_.Rows() : stamp ? stamp->rows : 0;
   return stamp && IndexFits(*stamp) ? OpenTrees() : BuildIndex();
 }
 
@@ -190,7 +190,7 @@ uint32_t Table::IndexRows(uint32_t first, std::string& rows, uint32_t& torn) {
   const size_t row_bytes = file_.Layout().row_bytes;
   for (size_t at = 0; at < rows.size(); at += row_bytes, ++first) {
     char* row = rows.data() + at;
-    if (may_have_holes_ && first > durable_rows_ && HasHole({row, row_bytes})) {
+    if (first > durable_rows_ && HasHole({row, row_bytes})) {
       std::memset(row, ' ', row_bytes);
       row[0] = dbf::kDeleted;
       file_.Rewrite(first, row);
@@ -357,7 +357,6 @@ int Table::Update() {
   if (!IsOpen() || mode_ == kReadOnly) return Failed(Status::Error(Fail::kIo, name_ + " is not open for writing"));
   if (current_ == 0) return Done(kNotFound);
   if (!file_.HasRoom() || !connection_.Index().HasRoom()) return Done(kNoRoom);
-  row_[0] = dbf::kLiving;
   BlankNuls(row_.data(), row_.size());
   if (record_field_) SetText(*record_field_, FieldText(FieldAt(*record_field_), old_row_.data()));
   std::string before;

@@ -124,8 +124,7 @@ class Table {
   size_t selected_ = 0;
   std::optional<size_t> record_field_;  // RecordNo.
   uint32_t next_record_ = 1;
-  uint32_t durable_rows_ = 0;    // Of the rows up to this one a loss of power takes none.
-  bool may_have_holes_ = false;  // Some of those behind may be holes that one has left.
+  uint32_t durable_rows_ = 0;  // A loss of power takes none of these; rows behind them may be holes that one has left.
 
   std::string row_;       // The buffer.
   uint32_t current_ = 0;  // Row number of the current record, 0 for none.

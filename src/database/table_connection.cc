@@ -101,7 +101,7 @@ Status TableConnection::OpenIndex(bool trusted) {
 void TableConnection::Close() {
   if (!IsOpen()) return;
   // What fails here costs nothing but an index to build at the next start.
-  const bool written = whole_ && index_.Commit(true).ok() && WriteStamp(true).ok();
+  const bool written = index_.Commit(true).ok() && WriteStamp(true).ok();
   if (written && closed_ && stamp_file_->Sync().ok()) (void)redo_file_->Truncate(0);
   index_.Close();
   stamp_file_.reset();

@@ -101,14 +101,10 @@ void VisitDatabase::FlushDatabase() {
   if (open_) AfterWriting(Attempt([&] { return connection_.Flush(tables); }));
 }
 
-void VisitDatabase::WriteAll() {
-  Table* const tables[] = {&VAREF, &VAVIS, &VAVISITS, &VAEXP, &VAPG, &VADL, &VADAY};
-  if (open_) AfterWriting(Attempt([&] { return connection_.WriteOut(tables); }));
-}
-
 void VisitDatabase::FlushAll() {
   Table* const tables[] = {&VAREF, &VAVIS, &VAVISITS, &VAEXP, &VAPG, &VADL, &VADAY};
-  if (open_) AfterWriting(Attempt([&] { return connection_.Flush(tables); }));
+  if (!open_) return;
+  AfterWriting(Attempt([&] { return c_.t.ScanInProgress ? connection_.WriteOut(tables) : connection_.Flush(tables); }));
 }
 
 void VisitDatabase::AfterWriting(const Status& status) {

@@ -34,8 +34,8 @@ class VisitDatabase final : public VisitHistory {
   static constexpr int64_t kRetryMs = 1000;
   // The same text is told this often at most: a full disk is one line a minute and not one per row.
   static constexpr int64_t kTellEverySeconds = 60;
-  // How often WriteAll should be called: no row waits in memory for longer.
-  static constexpr int64_t kWriteAllMs = 10'000;
+  // How often FlushAll should be called: no row waits in memory for longer.
+  static constexpr int64_t kFlushAllMs = 10'000;
 
   explicit VisitDatabase(VisitDatabaseContext context);
 
@@ -64,9 +64,8 @@ class VisitDatabase final : public VisitHistory {
   // The name of the first record of this address on any site; `name` stays when there is none.
   void GetFriendlyName(std::string_view ip, std::string& name);
 
-  // Gives all rows to the system, whatever scans do.
-  void WriteAll();
-  // Makes all rows durable.
+  // Makes all rows durable, those too that FlushDatabase leaves out. Inside a scan they are given to the system alone:
+  // waiting for the disk would hold up the port.
   void FlushAll();
 
  private:

@@ -116,7 +116,7 @@ TEST_F(FullDiskTest, IsToldOnceAMinuteAndNotForEachRow) {
     AddPages(20);
     rig.Visit("10.0.1." + std::to_string(second / 5));
     Db().FlushDatabase();
-    if (second % 10 == 0) Db().WriteAll();
+    if (second % 10 == 0) rig.FlushInScan();
     rig.clock.Advance(5);
   }
   int most = 0;
@@ -234,10 +234,10 @@ TEST_F(FullDiskTest, RowsWaitWhileTheStampCantBeOpened) {
   full = true;
   const std::string index = rig.disk.Get("/data/Vantry.idx");
   calls = 0;
-  AddPages(500);
+  AddPages(20'000);  // More than wait when all is well.
   rig.Visit("10.0.0.3");
   EXPECT_EQ(calls, 1) << "the disk is not asked for each row";
-  EXPECT_EQ(Db().VAPG.RowCount(), 500u);
+  EXPECT_EQ(Db().VAPG.RowCount(), 20'000u);
   EXPECT_EQ(Db().VAPG.FindNearest(""), Table::kFailed) << "what needs the index fails";
   Db().FlushDatabase();
   EXPECT_EQ(rig.disk.Get("/data/Vantry.idx"), index) << "the stamp still vouches for this index";
@@ -245,7 +245,7 @@ TEST_F(FullDiskTest, RowsWaitWhileTheStampCantBeOpened) {
   EXPECT_EQ(Db().VAVISITS.RowCount(), 3u);
   full = false;
   Db().FlushAll();
-  EXPECT_EQ(rig.Read("Pages").rows.size(), 500u);
+  EXPECT_EQ(rig.Read("Pages").rows.size(), 20'000u);
   EXPECT_EQ(rig.Read("Visits").rows.size(), 3u);
   EXPECT_EQ(Db().VAPG.FindNearest(""), Table::kOk);
 }

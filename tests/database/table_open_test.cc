@@ -152,6 +152,7 @@ TEST_F(OpenTest, AnIndexThatCantBeMadeAnewIsTriedAgainByTheNextFlush) {
       EXPECT_EQ(rig.Find("n2"), Table::kFailed) << broken;
       EXPECT_EQ(T().Step(1), Table::kFailed) << broken;
       EXPECT_EQ(rig.Add("n2"), Table::kFailed) << broken << ", nobody can tell whether it is there";
+      EXPECT_EQ(T().Update(), Table::kFailed) << broken << ", nor whether this may be called so";
     }
     EXPECT_EQ(T().Flush(), Table::kFailed) << broken;
     rig.index.fails = nullptr;
@@ -159,6 +160,19 @@ TEST_F(OpenTest, AnIndexThatCantBeMadeAnewIsTriedAgainByTheNextFlush) {
     ASSERT_EQ(rig.Find("n2"), Table::kOk) << broken;
     EXPECT_EQ(rig.Names(), "n1 n2 n3 ") << broken;
   }
+}
+
+TEST_F(OpenTest, AnIndexThatCouldNotBeMadeAnewIsTriedAgainByTheNextOpening) {
+  AddThree();
+  ASSERT_EQ(T().Flush(), Table::kOk);
+  rig.index.damaged = true;
+  rig.index.fails = [&](const std::string& call) { return call == "open"; };
+  EXPECT_EQ(rig.Find("n2"), Table::kFailed);
+  T().CloseTable();
+  EXPECT_EQ(rig.Open(), Table::kFailed);
+  rig.index.fails = nullptr;
+  ASSERT_EQ(rig.Open(), Table::kOk) << T().Problem();
+  EXPECT_EQ(rig.Names(), "n1 n2 n3 ");
 }
 
 TEST_F(OpenTest, AStopWhileTheIndexCantBeMadeAnewVouchesForNothing) {
@@ -244,9 +258,9 @@ TEST_F(OpenTest, RowsBehindTheEndMarkAreNone) {
 TEST_F(OpenTest, NulsThatAnotherProgramWroteDoNoHarm) {
   std::string row = ForeignRow("000000007", "x");
   std::replace(row.begin() + 1, row.end(), ' ', '\0');
-  for (const char* state : {"new", "known"}) {
+  for (const char* state : {"new", "known", "not counted"}) {
     Stop();
-    rig.disk.Put("/T.DBF", Foreign({row}, 1));
+    rig.disk.Put("/T.DBF", Foreign({row}, std::string_view(state) == "not counted" ? 0 : 1));
     if (std::string_view(state) == "new") rig.disk.entries.erase("/Vantry.stamp");
     ASSERT_EQ(rig.Start(), Table::kOk);
     for (int crash = 0; crash < 3; ++crash) {

@@ -185,6 +185,35 @@ TEST_F(RedoTest, RowsGoToTheirRecordsAlone) {
   EXPECT_EQ(rig.Rows(), std::vector<std::string>{});
 }
 
+// Each whole stamp is written while the other one is on the disk for good.
+TEST_F(RedoTest, AStampIsAlwaysLeft) {
+  std::string trouble;
+  int stamps = 0;
+  rig.disk.breaks = [&](const std::string& call) {
+    if (call.starts_with("write /Vantry.stamp ") && !call.ends_with(" 6")) {
+      const uint64_t place = static_cast<uint64_t>(LeadingNumber(call.substr(20))) / kStampPlaceBytes;
+      std::string durable = rig.disk.entries["/Vantry.stamp"]->durable;
+      durable.resize(2 * kStampPlaceBytes, '\0');
+      std::fill_n(durable.begin() + static_cast<std::ptrdiff_t>(place * kStampPlaceBytes), kStampPlaceBytes, '\0');
+      if (!ParseStampFile(durable)) trouble += call + "; ";
+      ++stamps;
+    }
+    return int64_t{-2};
+  };
+  for (int i = 0; i < 3; ++i) {
+    Change("n2", "g" + std::to_string(i));
+    ASSERT_EQ(T().Flush(), Table::kOk);
+    if (i == 1) rig.disk.entries.erase("/Vantry.idx");
+    ASSERT_EQ(rig.Restart(), Table::kOk);
+    rig.Close();
+    rig.End();
+    rig.disk.Put("/T.DBF", rig.Bytes());
+    ASSERT_EQ(rig.Start(), Table::kOk);
+  }
+  EXPECT_EQ(trouble, "");
+  EXPECT_GT(stamps, 10);
+}
+
 // Too many changed rows to wait for a flush.
 TEST_F(RedoTest, ManyChangedRowsAreWrittenOnTheWay) {
   constexpr int kRows = static_cast<int>(DbfFile::kMaxChangedRows) + 100;
@@ -197,13 +226,35 @@ TEST_F(RedoTest, ManyChangedRowsAreWrittenOnTheWay) {
     T().SetText(TableRig::kCode, "x" + name(i));
     ASSERT_EQ(T().Update(), Table::kOk);
   }
+  ASSERT_EQ(T().LastStatus(), Table::kOk);
   const auto synced = std::count(rig.disk.calls.begin(), rig.disk.calls.end(), "sync /T.DBF");
   EXPECT_EQ(synced, 1);
   rig.Crash();
   ASSERT_EQ(rig.Start(), Table::kOk);
+  EXPECT_FALSE(rig.Told("were cut"));
   int changed = 0;
   for (const std::string& row : rig.Rows()) changed += Contains(row, " x");
   EXPECT_EQ(changed, static_cast<int>(DbfFile::kMaxChangedRows));
+}
+
+// While the stamp says closed no row may be written over, since nobody would look into this file.
+TEST_F(RedoTest, NoRowIsWrittenOverUnderAClosedStamp) {
+  constexpr int kRows = static_cast<int>(DbfFile::kMaxChangedRows) + 100;
+  for (int i = 0; i < kRows; ++i) ASSERT_EQ(rig.Add(PadNumber(i, 5)), Table::kOk);
+  ASSERT_EQ(T().Flush(), Table::kOk);
+  rig.disk.calls.clear();
+  rig.disk.breaks = [](const std::string& call) { return call.starts_with("write /Vantry.stamp") ? -1 : int64_t{-2}; };
+  for (int i = 0; i < kRows; ++i) {
+    ASSERT_EQ(rig.Find(PadNumber(i, 5)), Table::kOk);
+    T().SetText(TableRig::kGroup, "x");
+    ASSERT_EQ(T().Update(), Table::kOk);
+  }
+  Table* const one = &T();
+  EXPECT_FALSE(rig.connection->WriteOut({&one, 1}).ok());
+  for (const std::string& call : rig.disk.calls) EXPECT_TRUE(Contains(call, "Vantry.stamp")) << call;
+  EXPECT_LE(rig.disk.calls.size(), 3u);
+  rig.disk.breaks = [](const std::string&) { return int64_t{-2}; };
+  EXPECT_EQ(T().Flush(), Table::kOk);
 }
 
 }  // namespace

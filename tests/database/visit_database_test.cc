@@ -176,6 +176,22 @@ TEST_F(DatabaseTest, FlushesFiveTablesInTheirOrderAndNotTheOtherTwo) {
   EXPECT_EQ(rig.Read("DaySum").rows.size(), 2u);
 }
 
+TEST_F(DatabaseTest, InsideAScanRowsAreWrittenWithoutWaitingForTheDisk) {
+  rig.Visit("10.0.0.1");
+  Db().FlushAll();
+  VisitorRec v = rig.Visit("10.0.0.2");
+  Db().AddDownload(v);
+  rig.t.ScanInProgress = true;
+  rig.disk.calls.clear();
+  Db().FlushAll();
+  EXPECT_EQ(rig.Read("Visits").rows.size(), 2u);
+  EXPECT_EQ(rig.Read("Downloads").rows.size(), 1u);
+  for (const std::string& call : rig.disk.calls) EXPECT_FALSE(call.starts_with("sync")) << call;
+  rig.t.ScanInProgress = false;
+  Db().FlushAll();
+  EXPECT_EQ(std::count(rig.disk.calls.begin(), rig.disk.calls.end(), "sync /data/Downloads.DBF"), 1);
+}
+
 TEST_F(DatabaseTest, NothingIsWrittenWhenNothingChanged) {
   rig.Visit("10.0.0.1");
   Db().FlushAll();

@@ -12,18 +12,10 @@
 #include "platform/regional_locale.h"
 #include "platform/single_instance.h"
 #include "support/memory_files.h"
+#include "support/temp_folder.h"
 
 namespace vantry {
 namespace {
-
-struct TempFolder {
-  std::string path;
-  TempFolder() {
-    char name[] = "/tmp/vantry-test-XXXXXX";
-    path = std::string(::mkdtemp(name)) + "/";
-  }
-  ~TempFolder() { std::filesystem::remove_all(path); }
-};
 
 struct RealDisk {
   TempFolder temp;

@@ -1,5 +1,5 @@
 // Tables on real files and LMDB: damaged and foreign index files, and tables beyond 2 and 4 GB.
-#include <cstring>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "core/text.h"
@@ -145,6 +146,36 @@ TEST_F(DiskTest, AnIndexThatCantBeOpenedIsBuiltAnewThoughItsStampFits) {
     EXPECT_EQ(told, "The index of Pages is built anew from 2000 rows.\n");
     EXPECT_EQ(Found(2000), 2000);
   }
+}
+
+// No file of this process may grow: as on a full disk, writes of the tables fail, and those of LMDB.
+TEST_F(DiskTest, FilesThatMayNotGrowLoseNothing) {
+  ASSERT_EQ(Start(), Table::kOk) << table->Problem();
+  for (int page = 1; page <= 500; ++page) ASSERT_EQ(Add(page), Table::kOk);
+  ASSERT_EQ(table->Flush(), Table::kOk) << table->Problem();
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+  const auto old_handler = std::signal(SIGXFSZ, SIG_IGN);
+  for (const rlim_t bytes : {rlim_t{30'000}, rlim_t{70'000}, rlim_t{1}}) {
+    const rlimit limit{bytes, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    const int first = static_cast<int>(table->RowCount()) + 1;
+    for (int page = first; page < first + 2000; ++page) EXPECT_EQ(Add(page), Table::kOk);
+    const int flushed = table->Flush();
+    EXPECT_EQ(table->Flush(), flushed);
+    const int found = Found(first + 1999);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+    EXPECT_EQ(flushed, Table::kFailed);
+    EXPECT_TRUE(Contains(table->Problem(), "File too large")) << table->Problem();
+    EXPECT_EQ(found, first + 1999);
+    EXPECT_EQ(table->Flush(), Table::kOk) << table->Problem();
+    EXPECT_EQ(Found(first + 1999), first + 1999);
+  }
+  std::signal(SIGXFSZ, old_handler);
+  Stop();
+  ASSERT_EQ(Start(), Table::kOk);
+  EXPECT_EQ(told, "");
+  EXPECT_EQ(Found(6500), 6500);
 }
 
 TEST_F(DiskTest, ACopyOfTheFolderIsIndexedAnew) {

@@ -101,6 +101,12 @@ struct BusyDay {
     Db().FlushAll();
     Flushed(before, {&Db().VAVISITS, &Db().VAVIS, &Db().VAREF, &Db().VAEXP, &Db().VAPG, &Db().VADL, &Db().VADAY});
   }
+  // During a scan the rows go to the system and are not waited for.
+  void WriteOut() {
+    rig.t.ScanInProgress = true;
+    Db().FlushAll();
+    rig.t.ScanInProgress = false;
+  }
   void FlushDatabase() {
     const int before = broken;
     Db().FlushDatabase();
@@ -128,47 +134,30 @@ struct BusyDay {
     switch (n % 9) {
       case 0:
       case 4:
-        Db().UpdateVisitor(v, false);
-        Note(Db().VAVIS);
-        Note(Db().VAREF);
-        Db().AddVisitToDatabase(v, v.Page);
-        Note(Db().VAVISITS);
-        last_ = v;
+        AddVisit(v);
         break;
       case 1:
       case 5:
       case 8:
         Db().AddPageToDatabase(v);
-        if (Db().IsOpen()) Note(Db().VAPG);
+        Note(Db().VAPG);
         break;
       case 2:
         Db().AddDownload(v);
-        if (Db().IsOpen()) Note(Db().VADL);
+        Note(Db().VADL);
         if (n % 2 == 0) FlushDatabase();
         break;
       case 3:
-        Db().WriteAll();
+        rig.FlushInScan();
         Db().UpdateHackCount(last_);
-        if (Db().IsOpen()) Note(Db().VAVIS);
+        Note(Db().VAVIS);
         break;
       case 6:
-        last_.LastHitTime.s += n;
-        last_.Page = v.Page;
-        Db().UpdateVisitInDatabase(last_);
-        Note(Db().VAVISITS);
+        EndVisit(v);
         if (n % 2 == 0) FlushAll();
         break;
       default:
-        rig.t.Site(1).TodayVisitors = n;
-        Db().UpdateDaySummaries();
-        if (Db().IsOpen()) Note(Db().VADAY);
-        if (n == 16) FlushAll();
-        if (n == 25 && restarts) StopAndStart();
-        // The first flush leaves this table out and stamps the others.
-        if (n == 34) {
-          FlushDatabase();
-          FlushAll();
-        }
+        Summarise(n);
         break;
     }
     return true;
@@ -245,6 +234,32 @@ struct BusyDay {
   }
 
  private:
+  void AddVisit(VisitorRec& v) {
+    Db().UpdateVisitor(v, false);
+    Note(Db().VAVIS);
+    Note(Db().VAREF);
+    Db().AddVisitToDatabase(v, v.Page);
+    Note(Db().VAVISITS);
+    last_ = v;
+  }
+  void EndVisit(const VisitorRec& v) {
+    last_.LastHitTime.s += v.Pages;
+    last_.Page = v.Page;
+    Db().UpdateVisitInDatabase(last_);
+    Note(Db().VAVISITS);
+  }
+  void Summarise(int n) {
+    rig.t.Site(1).TodayVisitors = static_cast<int16_t>(n);
+    Db().UpdateDaySummaries();
+    Note(Db().VADAY);
+    if (n == 16) FlushAll();
+    if (n == 25 && restarts) StopAndStart();
+    // The first of two flushes leaves this table out and stamps the others.
+    if (n == 34 || n == 43) FlushDatabase();
+    if (n == 34) FlushAll();
+    if (n == 43) rig.FlushInScan();
+  }
+
   VisitorRec last_;
 };
 

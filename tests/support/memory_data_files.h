@@ -28,6 +28,7 @@ class MemoryDataFiles final : public DataFiles {
     bool ever_synced = false;
     uint64_t inode = 0;
     int64_t written = 0, changed = 0;
+    int64_t durable_time = 0;  // What these were when the last Sync was done.
     bool held = false;
 
     void Remember(size_t from, size_t to) {
@@ -41,6 +42,7 @@ class MemoryDataFiles final : public DataFiles {
       durable = now;
       sectors.clear();
       sizes.clear();
+      durable_time = changed;
       ever_synced = true;
     }
   };
@@ -55,8 +57,8 @@ class MemoryDataFiles final : public DataFiles {
     auto& entry = entries[path];
     if (!entry) entry = NewContent();
     entry->now = std::move(bytes);
-    entry->MakeDurable();
     entry->written = entry->changed = ++clock_;
+    entry->MakeDurable();
   }
   std::string Get(const std::string& path) const {
     const auto it = entries.find(path);
@@ -191,8 +193,9 @@ class MemoryDataFiles final : public DataFiles {
       mixed.replace(at, bytes, state);
     }
     content.now = mixed;
+    // The times may be older than what was written.
+    if (random() % 2 == 0) content.written = content.changed = content.durable_time;
     content.MakeDurable();
-    content.written = content.changed = ++clock_;
   }
   static FileIdentity IdentityOf(const Content& content) {
     return {static_cast<int64_t>(content.now.size()), content.inode, content.written, content.changed};

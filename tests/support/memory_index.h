@@ -26,10 +26,13 @@ class MemoryIndex final : public IndexStore {
   int commits = 0;
   bool durable = true;  // Nothing was committed that a loss of power would damage.
 
-  // The machine stopped: what was not durable is a wreck.
+  // The machine stopped: what was not durable is a wreck, in a file that looks as it did when it was durable.
   void LosePower() {
     Close();
     if (durable) return;
+    if (const auto file = disk_.entries.find(path_); file != disk_.entries.end() && durable_file_) {
+      *file->second = *durable_file_;
+    }
     for (auto& [path, trees] : stored) {
       for (auto& [name, keys] : trees) {
         for (auto& [key, row] : keys) row += 7;
@@ -48,6 +51,8 @@ class MemoryIndex final : public IndexStore {
       disk_.Put(path, "index 0");
       damaged = false;
     }
+    file_ = disk_.entries.at(path);
+    if (durable) durable_file_ = *file_;
     return Status::Ok();
   }
   void Close() override {
@@ -117,8 +122,12 @@ class MemoryIndex final : public IndexStore {
     }
     ++commits;
     before_.clear();
-    if (changed_) disk_.Put(path_, "index " + std::to_string(commits));
+    // A file that is gone or was replaced does not come back.
+    const auto file = disk_.entries.find(path_);
+    const bool there = file != disk_.entries.end() && file->second == file_;
+    if (changed_ && there) disk_.Put(path_, "index " + std::to_string(commits));
     durable = lasting || (durable && !changed_);
+    if (durable && there) durable_file_ = *file_;
     changed_ = false;
     return Status::Ok();
   }
@@ -148,6 +157,8 @@ class MemoryIndex final : public IndexStore {
   MemoryDataFiles& disk_;
   bool open_ = false, changed_ = false;
   std::string path_;
+  std::shared_ptr<MemoryDataFiles::Content> file_;
+  std::optional<MemoryDataFiles::Content> durable_file_;
   std::vector<Keys*> trees_;
   std::vector<Before> before_;  // What stood there, by change, since the last commit.
 };

@@ -32,7 +32,6 @@ LINE_BYTES = 256
 COUNTED = {"Referrers": ("LastVDate", "LastVTime", "Visits")}
 ONCE = ("Visits", "Visitor", "Referrers", "Pages")
 
-
 # Calls that write, cut or sync a file, by machine: pwrite64, pwritev, ftruncate, fdatasync, unlink.
 WRITE_CALLS = {"x86_64": (18, 296, 77, 75, 87), "aarch64": (67, 70, 46, 83, 35)}.get(platform.machine(), ())
 
@@ -62,7 +61,8 @@ class WriteTracer:
         self.ask(self.INTERRUPT)
         while time.monotonic() < deadline:
             # Seen, not taken: whoever started the program asks how it ended.
-            if os.waitid(os.P_PID, self.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT).si_code == os.CLD_KILLED:
+            seen = os.waitid(os.P_PID, self.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT).si_code
+            if seen in (os.CLD_EXITED, os.CLD_KILLED, os.CLD_DUMPED):
                 return True
             status = os.waitpid(self.pid, 0)[1]
             if self.at_write_call(status):
@@ -174,10 +174,10 @@ class Story:
 
     def wait_for_the_instant(self, vantry):
         """Any instant; or one when files are being written; or one in front of a certain write."""
-        how = self.random.choice(["any", "files change", "write", "write"])
+        how = self.random.choice(["any", "files change", "write", "write", "write"])
         if how == "write":
             time.sleep(self.random.uniform(0, 5))
-            number = self.random.randint(1, self.random.choice([10, 100, 1000]))
+            number = self.random.randint(1, self.random.choice([15, 50, 300]))
             if WriteTracer(vantry.pid()).kill_at(number, time.monotonic() + 6):
                 return
         elif how == "files change":

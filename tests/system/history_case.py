@@ -98,7 +98,7 @@ class HistoryTest(SystemTest):
 
     def kill(self, vantry):
         vantry.send_signal(signal.SIGKILL)
-        self.assertEqual(vantry.wait_end(), -signal.SIGKILL)
+        self.assertEqual(vantry.wait_end(), -signal.SIGKILL, vantry.stderr()[-8000:])
         self.assertEqual(vantry.sanitizer_report(), "")
         vantry.ended = True
 
