@@ -15,8 +15,8 @@ namespace vantry {
 namespace {
 
 constexpr unsigned kMaxTrees = 64;
-// A look-up maps two stretches of 64 kB at worst; giving the map back costs as much as a thousand look-ups. Changes come
-// sorted and in batches, each of which may reach every part of the map.
+// A look-up maps two stretches of 64 kB at worst; giving the map back costs as much as a thousand look-ups. Changes
+// come sorted and in batches, each of which may reach every part of the map.
 constexpr int kLooksBetweenChecks = 64 * 1024, kLooksOfAChange = 64;
 
 MDB_val ValueOf(std::string_view bytes) {
@@ -41,6 +41,7 @@ Status LmdbIndex::Failure(int code) const {
     case MDB_PAGE_NOTFOUND:
     case MDB_PANIC:
     case MDB_INCOMPATIBLE:
+    case MDB_BAD_TXN:  // What an earlier failure left of a transaction.
     case MDB_BAD_DBI:
       return Status::Error(Fail::kBadData, path_ + ": " + mdb_strerror(code));
     default:

@@ -188,6 +188,26 @@ TEST_F(OpenTest, AStopWhileTheIndexCantBeMadeAnewVouchesForNothing) {
   EXPECT_EQ(rig.Names(), "n1 n2 n3 ");
 }
 
+// So many keys that some were committed on the way, which is not for good. The table was not written meanwhile.
+TEST_F(OpenTest, AnIndexThatALossOfPowerLeftIsNotTrusted) {
+  for (unsigned seed = 0; seed < 4; ++seed) {
+    const std::string group = "g" + std::to_string(seed);
+    for (const char* name : {"n1", "n2", "n3"}) ASSERT_EQ(rig.Add(group + name, group), Table::kOk);
+    ASSERT_EQ(T().Flush(), Table::kOk);
+    rig.connection->Index().SetBatch(100);
+    for (int i = 0; i < 5000; ++i) ASSERT_EQ(rig.Add(PadNumber(i, 5)), Table::kOk);
+    EXPECT_FALSE(rig.index.durable);
+    std::mt19937 random(seed);
+    rig.LosePower(random);
+    ASSERT_EQ(rig.Start(), Table::kOk);
+    EXPECT_TRUE(BuiltAnew());
+    EXPECT_EQ(T().RowCount(), 3 * (seed + 1));
+    for (const char* name : {"n1", "n2", "n3"}) EXPECT_EQ(rig.Find(group + name), Table::kOk);
+    EXPECT_EQ(rig.Find("00000"), Table::kNotFound);
+    rig.told.clear();
+  }
+}
+
 TEST_F(OpenTest, AnIndexFileThatVanishesOrIsReplacedIsNotVouchedFor) {
   for (const bool replaced : {false, true}) {
     ASSERT_EQ(rig.Add(replaced ? "n2" : "n1"), Table::kOk);

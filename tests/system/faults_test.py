@@ -190,7 +190,7 @@ class SiteFileTest(SystemTest):
     def test_a_full_disk_leaves_the_old_site_file_whole(self):
         folder = tempfile.mkdtemp(prefix="vantry_full_")
         self.addCleanup(os.rmdir, folder)
-        if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", folder], capture_output=True).returncode:
+        if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=2m", "tmpfs", folder], capture_output=True).returncode:
             self.skipTest("may not mount a file system")
         self.addCleanup(subprocess.run, ["umount", "-l", folder], check=True)
         home = self.home(folder)

@@ -69,6 +69,7 @@ class TablesTest(TroubleTest):
         os.rename(tables.path_of(data, "Visits"), os.path.join(data, "old.dbf"))
         append(home.log("access.log"), hit("192.0.2.3", "01:00:03", "/c.html"))
         wait_until(lambda: os.path.exists(tables.path_of(data, "Visits")) and
+                   os.path.getsize(tables.path_of(data, "Visits")) > 0 and  # It is made, then written.
                    [row.IP for row in tables.dump(data, "Visits")] == ["192.0.2.3"])
         vantry.stop()
         # Those who were missed meanwhile come back with the lines of the day, all but their pages.
