@@ -80,8 +80,9 @@ Status Table::OpenFile(const std::string& folder, OpenMode mode, const std::vect
   const OpenFor purpose = mode == kReadOnly ? OpenFor::kReading : OpenFor::kCreating;
   Status status = file_.Open(folder + name_ + ".DBF", purpose, wanted, connection_.Today(), repair);
   if (!status.ok()) return status;
-  if (!repair.empty())
-    connection_.Tell(file_.Path() + ": " + repair + (mode == kReadOnly ? "." : "; it was put right."));
+  // A table that is not ours to put right tells nothing true when rows of it are missing.
+  if (!repair.empty() && mode == kReadOnly) return Status::Error(Fail::kBadData, file_.Path() + ": " + repair);
+  if (!repair.empty()) connection_.Tell(file_.Path() + ": " + repair + "; it was put right.");
   RowLayout found = file_.Layout();
   if (mode == kReadOnly) {
     // Any order, and others beside them.
