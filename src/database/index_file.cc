@@ -108,6 +108,7 @@ void IndexFile::StartMoving(Tree& tree) {
 
 Status IndexFile::Move(Tree& tree, size_t changes) {
   for (; changes > 0 && tree.moved < tree.order.size(); --changes) {
+    if (tree.moved + kWarmAhead < tree.order.size()) tree.moving.Warm(tree.order[tree.moved + kWarmAhead]);
     const std::string_view key = tree.moving.KeyAt(tree.order[tree.moved]);
     const PendingKeys::Change change = tree.moving.ChangeAt(tree.order[tree.moved]);
     Status status = change.erase ? store_.Erase(tree.number, key) : store_.Put(tree.number, key, change.row);

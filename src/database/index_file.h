@@ -19,12 +19,13 @@ struct FoundKey {
 
 class IndexFile {
  public:
-  static constexpr size_t kBatch = 64 * 1024;       // Changes of one tree that are sorted together while tables grow.
+  static constexpr size_t kBatch = 128 * 1024;      // Changes of one tree that are sorted together while tables grow.
   static constexpr size_t kBigBatch = 384 * 1024;   // While an index is built anew: more memory, fewer pages written.
   static constexpr size_t kMaxWaiting = 4;          // Batches that wait when the store takes none.
-  static constexpr size_t kCommitEvery = 4 * 1024;  // Changes, each of one page of 4 kB at most, before a commit.
+  static constexpr size_t kCommitEvery = 8 * 1024;  // Changes, each of one page of 4 kB at most, before a commit.
   // Changes of a full batch that go to the store with each new one: nobody waits for a whole batch.
-  static constexpr size_t kMoveAtOnce = 4;
+  static constexpr size_t kMoveAtOnce = 16;
+  static constexpr size_t kWarmAhead = 8;  // Keys that the memory is asked for before they are moved.
 
   explicit IndexFile(IndexStore& store) : store_(store) {}
 

@@ -1,6 +1,7 @@
 #include "database/pending_keys.h"
 
 #include <algorithm>
+#include <tuple>
 
 namespace vantry {
 namespace {
@@ -24,22 +25,28 @@ uint64_t CountOf(std::string_view key) {
 
 }  // namespace
 
-// Most comparisons are settled by the first bytes, which are taken along so that no key need be looked at.
+// The first bytes of each key are taken along and settle most comparisons, so that no key need be looked at. Keys that
+// begin alike, as the pages of one visitor do, come in order of arrival first: most often that is their order.
 std::vector<uint32_t> PendingKeys::Sorted() const {
   struct Item {
     uint64_t first, second;
     uint32_t place;
+    bool SameBeginning(const Item& other) const { return first == other.first && second == other.second; }
   };
   std::vector<Item> items(Count());
   for (uint32_t i = 0; i < items.size(); ++i) {
     const std::string_view key = KeyAt(i);
     items[i] = {NumberOf(key), NumberOf(key.substr(std::min<size_t>(key.size(), 8))), i};
   }
-  std::sort(items.begin(), items.end(), [this](const Item& a, const Item& b) {
-    if (a.first != b.first) return a.first < b.first;
-    if (a.second != b.second) return a.second < b.second;
-    return KeyAt(a.place) < KeyAt(b.place);
+  std::sort(items.begin(), items.end(), [](const Item& a, const Item& b) {
+    return std::tie(a.first, a.second, a.place) < std::tie(b.first, b.second, b.place);
   });
+  const auto by_key = [this](const Item& a, const Item& b) { return KeyAt(a.place) < KeyAt(b.place); };
+  for (auto from = items.begin(); from != items.end();) {
+    const auto to = std::find_if(from, items.end(), [&](const Item& item) { return !item.SameBeginning(*from); });
+    if (!std::is_sorted(from, to, by_key)) std::sort(from, to, by_key);
+    from = to;
+  }
   std::vector<uint32_t> order(items.size());
   std::transform(items.begin(), items.end(), order.begin(), [](const Item& item) { return item.place; });
   return order;

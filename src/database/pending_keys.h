@@ -28,16 +28,21 @@ class FixedKeyMap {
     return value;
   }
 
+  // Asks the memory for a key ahead of its use: in the order of keys each stands elsewhere.
+  void Warm(size_t i) const { __builtin_prefetch(entries_.data() + i * EntryBytes()); }
   // The newest value of a key counts.
   void Set(std::string_view key, Value value) {
-    const size_t place = Place(key);
-    if (place != 0) return SetValue(place - 1, value);
+    if (last_ != 0 && KeyAt(last_ - 1) == key) return SetValue(last_ - 1, value);
     if ((count_ + 1) * 2 > slots_.size()) Grow();
     const uint32_t hash = HashOf(key);
-    slots_[SlotOf(key, hash)] = {hash, static_cast<uint32_t>(++count_)};
-    entries_.append(key);
-    entries_.append(sizeof value, '\0');
-    SetValue(count_ - 1, value);
+    Slot& slot = slots_[SlotOf(key, hash)];
+    if (slot.place == 0) {
+      slot = {hash, static_cast<uint32_t>(++count_)};
+      entries_.append(key);
+      entries_.append(sizeof value, '\0');
+    }
+    last_ = slot.place;
+    SetValue(last_ - 1, value);
   }
   std::optional<Value> Find(std::string_view key) const {
     const size_t place = key.size() == key_bytes_ ? Place(key) : 0;

@@ -187,10 +187,10 @@ void LmdbIndex::FindMap() {
   std::ifstream maps("/proc/self/maps");
   for (std::string line; std::getline(maps, line);) {
     if (line.size() < name.size() || line.compare(line.size() - name.size(), name.size(), name) != 0) continue;
-    unsigned long long from = 0, to = 0;
-    if (std::sscanf(line.c_str(), "%llx-%llx", &from, &to) != 2) continue;
-    map_ = reinterpret_cast<char*>(from);
-    map_bytes_ = to - from;
+    void *from = nullptr, *to = nullptr;
+    if (std::sscanf(line.c_str(), "%p-%p", &from, &to) != 2) continue;
+    map_ = static_cast<char*>(from);
+    map_bytes_ = static_cast<size_t>(static_cast<char*>(to) - map_);
     return;
   }
 }
