@@ -162,6 +162,20 @@ void VisitDatabase::UpdateVisitor(VisitorRec& v, bool skip_referrer) {
   });
 }
 
+std::optional<int32_t> VisitDatabase::StoredVisitNo(const VisitorRec& v) {
+  using namespace visits;
+  Table& t = VAVISITS;
+  const auto first_key = [&](std::string_view ip, std::string_view site, Day day) {
+    return std::string(t.Key({ip, site, FormatDayKey(day), ""}));
+  };
+  const std::string wanted = first_key(v.IP, SiteName(v), DayOf(v.StartTime));
+  for (int found = t.FindNearest(wanted); found == Table::kOk; found = t.Step(1)) {
+    if (first_key(t.Text(kIP), t.Text(kSite), t.Date(kVisitDate).value_or(Day{})) != wanted) break;
+    if (t.Text(kVisitTime) == TimeText(v.StartTime)) return LeadingNumber(t.Text(kVisitNo));
+  }
+  return std::nullopt;
+}
+
 Status VisitDatabase::WriteVisitor(VisitorRec& v) {
   using namespace visitor;
   Table& t = VAVIS;
@@ -181,12 +195,15 @@ Status VisitDatabase::WriteVisitor(VisitorRec& v) {
   t.SetText(kIP, v.IP);
   t.SetText(kBrowser, v.Browser);
   t.SetText(kDNS, v.DNS);
-  if (v.StartTime > Joined(t.Date(kLastVDate), t.Text(kLastVTime))) {
+  const LogTime last = Joined(t.Date(kLastVDate), t.Text(kLastVTime));
+  if (v.StartTime > last) {
     t.SetNumber(kVisits, t.Number(kVisits) + 1);
     t.SetDate(kLastVDate, DayOf(v.StartTime));
     t.SetText(kLastVTime, TimeText(v.StartTime));
   }
   v.VisitCount = static_cast<int32_t>(t.Number(kVisits));
+  // Lines that are read again bring visits from before the last one: each keeps its own rows.
+  if (v.StartTime < last) v.VisitCount = StoredVisitNo(v).value_or(v.VisitCount);
   v.KnownName = Trim(t.Text(kName));
   v.FirstVisited = Joined(t.Date(kFirstVDate), t.Text(kFirstVTime));
   const Status status = Result(found > 0 ? t.Insert() : t.Update(), t);

@@ -92,6 +92,8 @@ class VisitDatabase final : public VisitHistory {
   bool FirstThisMinute(const std::string& text);
   Status NeedsOpen() const;
   Status WriteVisitor(VisitorRec& visitor);
+  // The number under which a visit of this address, site and start is stored.
+  std::optional<int32_t> StoredVisitNo(const VisitorRec& visitor);
   Status WriteReferrer(const VisitorRec& visitor);
   int FindVisit(const VisitorRec& visitor);
   int FindVisitor(std::string_view ip, std::string_view site);

@@ -173,6 +173,23 @@ TEST_F(RecordTest, OnlyALaterVisitCounts) {
   EXPECT_EQ(table.rows[0].at("LastVDate") + table.rows[0].at("LastVTime"), "2026030600:00:00");
 }
 
+// After a hard stop a day is read from its beginning.
+TEST_F(RecordTest, AVisitThatIsReadAgainKeepsItsNumber) {
+  for (const char* start : {"09:00:00", "10:00:00", "11:00:00"}) {
+    VisitorRec v = rig.Visit("10.0.0.1", start);
+    Db().AddVisitToDatabase(v, "index.html");
+  }
+  rig.Visit("10.0.0.1", "09:00:00", 2);
+  const VisitorRec next_day = rig.Visit("10.0.0.1", "10:00:00", 1, 6);
+  EXPECT_EQ(next_day.VisitCount, 4);
+  EXPECT_EQ(rig.Visit("10.0.0.1", "09:00:00").VisitCount, 1);
+  EXPECT_EQ(rig.Visit("10.0.0.1", "10:00:00").VisitCount, 2);
+  EXPECT_EQ(rig.Visit("10.0.0.1", "11:00:00").VisitCount, 3);
+  // Nothing is stored of a visit of that start: the count of all visits stands.
+  EXPECT_EQ(rig.Visit("10.0.0.1", "09:30:00").VisitCount, 4);
+  EXPECT_EQ(rig.Flushed("Visitor").rows[0].at("Visits"), "    4");
+}
+
 TEST_F(RecordTest, AVisitorWhoReturnsOftenRaisesAnException) {
   rig.t.Site(1).ExValue133 = 2;
   rig.Visit("10.0.0.1", "11:00:00");

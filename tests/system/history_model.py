@@ -298,6 +298,10 @@ class Model:
         if self.was_before(row, v.start):
             table.update(row, Visits=int(row["Visits"]) + 1, LastVDate=date(v.start), LastVTime=clock(v.start))
         v.visit, v.known = int(row["Visits"]), row["Name"]
+        if (row["LastVDate"], row["LastVTime"]) > (date(v.start), clock(v.start)):
+            stored = self.tables["Visits"].find(IP=v.ip, Site=v.site.name, VisitDate=date(v.start),
+                                                VisitTime=clock(v.start))
+            v.visit = int(stored["VisitNo"]) if stored else v.visit
         if v.referrer:
             self.store_referrer(v)
 

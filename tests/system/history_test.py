@@ -161,13 +161,9 @@ class DayTest(HistoryTest):
         self.check_rows(data, model)
         again = tables.read_all(data)
         self.check_files(data, model)
-        # A day that is read again can't tell which of an address's visits it is in: the closing values of the last
-        # one are those of the visit that was read last.
-        closing = ("LastPage", "PagesSeen", "MinsOn", "Active", "HackRaised", "Flags")
-        self.assertEqual(tables.without(again["Visits"], *closing), tables.without(once["Visits"], *closing))
         self.assertEqual(tables.without(again["Visitor"], "HackCount"), tables.without(once["Visitor"], "HackCount"))
-        self.assertEqual([again[n] for n in ("Referrers", "Pages", "Exceptions")],
-                         [once[n] for n in ("Referrers", "Pages", "Exceptions")])
+        self.assertEqual([again[n] for n in ("Visits", "Referrers", "Pages", "Exceptions")],
+                         [once[n] for n in ("Visits", "Referrers", "Pages", "Exceptions")])
         self.assertEqual([(r.RecordNo, r.Site, r.Dated) for r in again["DaySum"]],
                          [(r.RecordNo, r.Site, r.Dated) for r in once["DaySum"]])
         self.assertEqual(again["Downloads"][:len(once["Downloads"])], once["Downloads"])
