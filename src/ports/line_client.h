@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace vantry {
+
+struct LineClientEvents {
+  // How an attempt to connect ended: code 0 for success, otherwise `description` says what went wrong.
+  std::function<void(int code, std::string_view description)> connected;
+  // One message without its end.
+  std::function<void(std::string_view text)> data_in;
+};
+
+// A TCP client for protocols of texts with an end-of-line mark. It connects again as often as it is asked to.
+class LineClient {
+ public:
+  virtual ~LineClient() = default;
+  // Set once, before the first Connect. Events come from the loop alone, never from inside another call of this class.
+  virtual void OnEvents(LineClientEvents events) = 0;
+  // Starts to connect and returns; `connected` follows. Nothing happens while a connection is open or being made.
+  // Messages that arrive end with `end_of_line`.
+  virtual void Connect(const std::string& host, int32_t port, const std::string& end_of_line) = 0;
+  virtual bool IsConnected() const = 0;
+  // Queues bytes as they are. Ignored when there is no connection.
+  virtual void Send(std::string_view bytes) = 0;
+  // Ends a connection or an attempt without an event; what was queued goes out when it can.
+  virtual void Close() = 0;
+};
+
+}  // namespace vantry
