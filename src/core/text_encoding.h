@@ -1,0 +1,31 @@
+// Text as mail carries it: UTF-8, and UTF-8 dressed as plain ASCII.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace vantry {
+
+// Whether the bytes are well-formed UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
+bool IsUtf8(std::string_view bytes);
+
+// The bytes themselves when they are well-formed UTF-8, otherwise each byte taken as a character of Windows-1252. The
+// five bytes that have no character there become U+FFFD.
+std::string ToUtf8(std::string_view bytes);
+
+// Base64 in one piece, without line ends.
+std::string Base64(std::string_view bytes);
+
+// The text as quoted-printable lines of at most 76 characters, each with CR LF at its end. Line ends of any kind (CR
+// LF, LF, CR) are taken as line ends; a text without one at its end gets one, an empty text stays empty.
+std::string QuotedPrintable(std::string_view text);
+
+// A text in UTF-8 as encoded words (RFC 2047) with single blanks between them. Every word is at most 64 characters long
+// and holds whole characters, so that a line with one and a short name in front stays within 76.
+std::string EncodedWords(std::string_view utf8);
+
+// A whole header line as it is sent: broken in front of blanks into lines of at most 76 bytes where its blanks allow
+// that, with CR LF between them and at the end. Taking out the line ends gives the line back.
+std::string FoldedHeader(std::string_view line);
+
+}  // namespace vantry
