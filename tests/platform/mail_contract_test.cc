@@ -32,8 +32,9 @@ struct FakeSubject final : Subject {
   }
   void Meanwhile(std::function<void()> what) override {
     mail.during = [this, what](const MailMessage&) {
+      const auto now = what;  // The next line takes this away.
       mail.during = nullptr;
-      what();
+      now();
     };
   }
 };
@@ -48,8 +49,9 @@ struct RealSubject final : Subject {
   void Refuse(const std::string& words) override {
     server.answer = [this, words](const std::string& line) {
       if (line != ".") return ScriptedMailServer::Good(line);
+      const std::string refusal = words + "\r\n";  // The next line takes these away.
       server.answer = &ScriptedMailServer::Good;
-      return words + "\r\n";
+      return refusal;
     };
   }
   void Meanwhile(std::function<void()> what) override { QTimer::singleShot(0, &application, std::move(what)); }
