@@ -6,7 +6,7 @@
 #include <string>
 
 #include "app/engine.h"
-#include "bench/null_parts.h"
+#include "bench/alert_parts.h"
 #include "platform/cares_resolver.h"
 #include "platform/lmdb_index.h"
 #include "platform/posix_data_files.h"
@@ -52,8 +52,11 @@ int main(int argc, char** argv) {
   vantry::QtLoop loop;
   vantry::SocketListener listener(clock);
   vantry::bench::NullNotices notices;
+  vantry::bench::NullMail mail;
+  vantry::bench::NullLine sms;
+  vantry::bench::NullPrograms programs;
   const auto start = std::chrono::steady_clock::now();
-  vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver},
+  vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs},
                         {folder, "", vantry::Regional{}, "", {}});
   if (!engine.Main()) return 1;
   const double started = Seconds(start);

@@ -19,6 +19,21 @@ class NullNotices final : public Notices {
   }
 };
 
+// Nothing is raised.
+class DoNothingExceptions final : public ExceptionSink {
+ public:
+  bool AddException(int16_t, int, LogTime, std::optional<std::string_view>, std::string_view, int32_t) override {
+    return false;
+  }
+  void CheckExceptions(int16_t) override {}
+};
+
+class DoNothingAlerts final : public AlertRules {
+ public:
+  int32_t RaiseAlert(const VisitorRec&) override { return 0; }
+  void AddAlert(VisitorRec& visitor, int32_t) override { visitor.AlertPending = false; }
+};
+
 // Nothing is remembered.
 class DoNothingHistory final : public VisitHistory {
  public:
@@ -94,12 +109,12 @@ struct Rig {
 
   Rig() {
     settings.Extension = Settings::DefaultExtensions();
-    Remember(history);
+    Connect(history, exceptions);
   }
-  // Scans write their history here from now on.
-  void Remember(VisitHistory& to) {
-    context.reset(new ScanContext{t, settings, regional, log, clock, files, loop, notices, view, events, exceptions,
-                                  alerts, to, names, ftp, daily});
+  // Scans write their history and raise their exceptions here from now on.
+  void Connect(VisitHistory& to, ExceptionSink& raise) {
+    context.reset(new ScanContext{t, settings, regional, log, clock, files, loop, notices, view, events, raise, alerts,
+                                  to, names, ftp, daily});
     scan = std::make_unique<ScanCycle>(
         *context, [] { return true; }, [](int16_t) { return std::string(); });
   }

@@ -1,8 +1,14 @@
 // The pieces of the scan on their own.
+#include <filesystem>
+
 #include <benchmark/benchmark.h>
 
-#include "bench/null_parts.h"
+#include "bench/alert_parts.h"
+#include "config/registry_store.h"
 #include "core/wildcard.h"
+#include "database/visit_database.h"
+#include "platform/lmdb_index.h"
+#include "platform/posix_data_files.h"
 
 namespace vantry {
 namespace {
@@ -91,6 +97,67 @@ void Like_HostMask(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(Like("cache-ab12.proxy.provider.example", "cache-*.proxy.*.example"));
 }
 BENCHMARK(Like_HostMask);
+
+struct NoTables final : ExceptionHistory {
+  bool DatabaseReady() override { return true; }
+  void AddExceptionToDatabase(const ExceptionRecord&) override {}
+};
+
+void AddException_TypeThatIsOff(benchmark::State& state) {
+  bench::Rig rig;
+  NoTables tables;
+  bench::AlertParts parts(rig, tables);
+  AddSite(rig);
+  for (ExceptionType& type : rig.settings.ExceptionTypes) type.Raise = false;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(parts.exceptions.AddException(1, 505, {1}, "page.htm", "10.0.0.1", 1));
+  }
+}
+BENCHMARK(AddException_TypeThatIsOff);
+
+// With its row in the list and its record on the disk, without mail.
+void AddException_WithRecord(benchmark::State& state) {
+  const std::string folder = "/tmp/vantry-bench/exceptions/";
+  std::filesystem::remove_all(folder);
+  std::filesystem::create_directories(folder);
+  bench::Rig rig;
+  RegistryFile registry(rig.files, folder + "registry.ini");
+  PosixDataFiles data_files;
+  LmdbIndex index;
+  VisitDatabase database({rig.t, folder, rig.log, rig.clock, registry, rig.exceptions, data_files, index});
+  bench::AlertParts parts(rig, database);
+  AddSite(rig).Name = "Bench";
+  for (ExceptionType& type : rig.settings.ExceptionTypes) type.Email = false;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(parts.exceptions.AddException(1, 404, {1}, "page.htm", "host.example", 1));
+  }
+  database.CloseDatabase();
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(AddException_WithRecord)->Iterations(1'000'000);
+
+// 50 alerts with 50 masks each, of which none fits: either the ends tell, or all of the address has to be looked at.
+void RaiseAlert_NoneOfMany(benchmark::State& state) {
+  bench::Rig rig;
+  NoTables tables;
+  bench::AlertParts parts(rig, tables);
+  AddSite(rig);
+  for (int i = 0; i < 50; ++i) {
+    AlertRec& alert = rig.t.Alerts.emplace_back();
+    alert.Site = 1;
+    alert.Enabled = alert.EngineAll = true;
+    for (int j = 0; j < 50; ++j) {
+      const std::string number = std::to_string(1000 + i * 50 + j);
+      alert.DNS.push_back(state.range(0) ? "192.*." + number + ".*" : "*.host-" + number + ".example");
+    }
+  }
+  VisitorRec visitor;
+  visitor.Site = 1;
+  visitor.IP = "192.168.100.200";
+  visitor.Referrer = "http://www.search.example/find?q=some+other+words&language=en&page=3";
+  for (auto _ : state) benchmark::DoNotOptimize(parts.alerts.RaiseAlert(visitor));
+}
+BENCHMARK(RaiseAlert_NoneOfMany)->Arg(0)->Arg(1);
 
 }  // namespace
 }  // namespace vantry

@@ -1,9 +1,10 @@
 // Scans one log file, as a first scan, and prints what it took:
-//   scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [history=FOLDER]
+//   scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [history=FOLDER [exceptions]]
 // TYPE as in the site file; the date is taken for today, 0 for a day long ago.
 //   again     reads the file a second time, with all its visitors on the site already, and tells that time
 //   loop      yields turn Qt's loop instead of being counted alone
 //   no-yield  the clock stands still for the scan, so it never yields
+//   exceptions      raises them, and collects their mails
 //   history=FOLDER  with the history on, in this folder; the time includes making everything durable
 #include <QCoreApplication>
 #include <chrono>
@@ -13,7 +14,7 @@
 
 #include <sys/resource.h>
 
-#include "bench/null_parts.h"
+#include "bench/alert_parts.h"
 #include "config/registry_store.h"
 #include "database/visit_database.h"
 #include "platform/lmdb_index.h"
@@ -23,7 +24,7 @@
 namespace {
 
 struct Options {
-  bool again = false, loop = false, no_yield = false;
+  bool again = false, loop = false, no_yield = false, exceptions = false;
   std::string history;
 };
 
@@ -36,6 +37,8 @@ bool ReadOptions(int argc, char** argv, Options& options) {
       options.loop = true;
     } else if (word == "no-yield") {
       options.no_yield = true;
+    } else if (word == "exceptions") {
+      options.exceptions = true;
     } else if (word.rfind("history=", 0) == 0) {
       options.history = word.substr(8) + "/";
     } else {
@@ -63,7 +66,8 @@ void AddSite(vantry::bench::Rig& rig, int type, const char* file) {
 int main(int argc, char** argv) {
   Options options;
   if (!ReadOptions(argc, argv, options)) {
-    std::fprintf(stderr, "usage: scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [history=FOLDER]\n");
+    std::fprintf(stderr,
+                 "usage: scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [history=FOLDER [exceptions]]\n");
     return 2;
   }
   QCoreApplication application(argc, argv);
@@ -74,8 +78,9 @@ int main(int argc, char** argv) {
   vantry::LmdbIndex index;
   vantry::VisitDatabase database(
       {rig.t, options.history, rig.log, rig.clock, registry, rig.exceptions, data_files, index});
+  vantry::bench::AlertParts alerts(rig, database);
   if (!options.history.empty()) {
-    rig.Remember(database);
+    rig.Connect(database, options.exceptions ? static_cast<vantry::ExceptionSink&>(alerts.exceptions) : rig.exceptions);
     if (!database.DatabaseReady()) return 1;
   }
   const int date = std::atoi(argv[3]);
@@ -97,8 +102,8 @@ int main(int argc, char** argv) {
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
   rusage usage{};
   ::getrusage(RUSAGE_SELF, &usage);
-  std::printf("ok=%d seconds=%.3f visitors=%d pages=%d turns=%lld rss_kb=%ld\n", ok ? 1 : 0, took.count(),
-              rig.t.Visitors.Count(), rig.t.Site(1).PagesCounted, static_cast<long long>(rig.loop.turns),
-              usage.ru_maxrss);
+  std::printf("ok=%d seconds=%.3f visitors=%d pages=%d turns=%lld rss_kb=%ld exceptions=%d mail_kb=%zu\n", ok ? 1 : 0,
+              took.count(), rig.t.Visitors.Count(), rig.t.Site(1).PagesCounted, static_cast<long long>(rig.loop.turns),
+              usage.ru_maxrss, rig.t.TotalExceptionCount, alerts.queue.PendingText().size() / 1024);
   return ok ? 0 : 1;
 }

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "scan/scan_context.h"
-#include "web/web_server.h"
 
 namespace vantry {
 
@@ -11,6 +10,7 @@ class NoWindow final : public View {
  public:
   void SetStatus(std::string_view) override {}
   void SetDnsStatus(std::string_view) override {}
+  void SetMailStatus(std::string_view) override {}
   void UpdateStatus() override {}
   void RefreshSiteNode(int16_t) override {}
   void SetSiteImage(int16_t, int16_t) override {}
@@ -30,18 +30,6 @@ class NoEventListeners final : public VisitorEvents {
   void DNSResolved(std::string_view, std::string_view) override {}
 };
 
-class DoNothingExceptions final : public ExceptionSink {
- public:
-  bool AddException(int16_t, int, LogTime, std::string_view, std::string_view, int32_t) override { return false; }
-  void CheckExceptions(int16_t) override {}
-};
-
-class DoNothingAlerts final : public AlertRules {
- public:
-  int32_t RaiseAlert(const VisitorRec&) override { return 0; }
-  void AddAlert(VisitorRec& visitor, int32_t) override { visitor.AlertPending = false; }
-};
-
 // A site whose log lies on a remote server finds no log file.
 class DoNothingFtp final : public FtpFetch {
  public:
@@ -55,11 +43,6 @@ class DoNothingDailyWork final : public DailyWork {
  public:
   void SendDailyReport(int16_t) override {}
   void CheckAutoArchive() override {}
-};
-
-class DoNothingMailer final : public LoginMailer {
- public:
-  void SendLoginMail(const std::string&, const std::string&) override {}
 };
 
 }  // namespace vantry

@@ -9,6 +9,7 @@ namespace vantry {
 namespace {
 
 constexpr char kSettings[] = "Settings";
+constexpr int64_t kCloseAgainMs = 100;
 
 WebSecurity ReadSecurity(KeyStore& store) {
   WebSecurity security;
@@ -33,7 +34,13 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       options_(std::move(options)),
       registry_(ports_.files, options_.app_path + "registry.ini"),
       log_(t_, options_.regional, LogOutlets()),
+      sms_({settings_, options_.regional, ports_.clock, ports_.files, log_, ports_.sms, AppVersion()}),
+      mail_({t_, settings_, log_, ports_.clock, view_, ports_.mail, sms_}),
       history_({t_, settings_.DDFPath, log_, ports_.clock, registry_, exceptions_, ports_.data_files, ports_.index}),
+      alert_context_{t_,    settings_,       options_.regional, log_,  ports_.clock, ports_.files, ports_.notices,
+                     view_, ports_.programs, history_,          mail_, sms_},
+      exceptions_(alert_context_, [this](int16_t place) { return ExceptionNumberAt(place); }),
+      alerts_(alert_context_),
       names_(scan_context_, ports_.resolver),
       scan_context_{
           t_,    settings_, options_.regional, log_,    ports_.clock, ports_.files, ports_.loop, ports_.notices,
@@ -41,14 +48,17 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       scan_(
           scan_context_, [this] { return timer1_->Enabled(); },
           [this](int16_t place) { return ExceptionNumberAt(place); }),
-      web_({t_, settings_, options_.regional, ports_.clock, ports_.files, ports_.loop, ports_.listener, *this, mailer_},
+      web_({t_, settings_, options_.regional, ports_.clock, ports_.files, ports_.loop, ports_.listener, *this, *this},
            ReadSecurity(registry_)),
       timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { scan_.Timer1Tick(); })),
       timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { scan_.Timer2Tick(); })),
+      send_timer_(ports_.loop.NewTimer(MailQueue::kSendTimerMs, [this] { mail_.SendTimerTick(); })),
       flush_timer_(ports_.loop.NewTimer(VisitDatabase::kFlushAllMs, [this] { history_.FlushAll(); })),
+      close_timer_(ports_.loop.NewTimer(kCloseAgainMs, [this] { Closing(); })),
       pause_(t_, log_, view_, AppVersion()) {
   pause_.AddTimer(*timer1_);
   pause_.AddTimer(*timer2_);
+  pause_.AddTimer(*send_timer_);
 }
 
 Engine::~Engine() = default;
@@ -198,8 +208,19 @@ void Engine::SaveRegistry() {
   save("ShowTraceView", std::string(BoolText(t_.ShowTraceView)));
 }
 
+void Engine::SendLoginMail(const std::string& to, const std::string& text) {
+  mail_.SendMailNow(to, text, "", false);
+}
+
 void Engine::Closing() {
   if (t_.Closing) return;
+  // A line of a log waits for its mail: what it still has to store would find the tables closed.
+  if (t_.ScanInProgress && mail_.Sending()) {
+    mail_.HurryUp();
+    close_timer_->Start();
+    return;
+  }
+  close_timer_->Stop();
   // A scan that yielded to us leaves at once when it sees this; the position it reached is saved below.
   t_.Closing = true;
   view_.SetStatus("Closing...");
@@ -217,6 +238,10 @@ void Engine::Closing() {
         "VANTRY.INI; the file before stands. Make room or access there; the next start reads on from it.");
   }
   log_.Guard("WriteRobotsCache", [this] { return WriteRobotsCache(ports_.files, settings_.DDFPath, t_); });
+  // Before what may take half a minute: nothing is lost to whoever ends the program the hard way meanwhile.
+  history_.FlushAll();
+  mail_.Close();
+  sms_.Close();
   history_.CloseDatabase();
   SaveRegistry();
   log_.WriteSessionEnd();

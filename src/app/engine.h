@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "alerts/alerts.h"
+#include "alerts/exceptions.h"
 #include "app/absent_parts.h"
 #include "config/registry_store.h"
 #include "config/settings.h"
@@ -16,13 +18,18 @@
 #include "core/tables.h"
 #include "database/visit_database.h"
 #include "monitors/pause.h"
+#include "notify/mail_queue.h"
+#include "notify/sms_queue.h"
 #include "ports/clock.h"
 #include "ports/data_files.h"
 #include "ports/files.h"
 #include "ports/index_store.h"
+#include "ports/line_client.h"
 #include "ports/listener.h"
 #include "ports/loop.h"
+#include "ports/mail.h"
 #include "ports/notices.h"
+#include "ports/programs.h"
 #include "ports/resolver.h"
 #include "scan/resolver_queue.h"
 #include "scan/scan_cycle.h"
@@ -40,6 +47,9 @@ struct EnginePorts {
   Listener& listener;
   Notices& notices;
   Resolver& resolver;
+  Mail& mail;
+  LineClient& sms;
+  Programs& programs;
 };
 
 struct EngineOptions {
@@ -54,7 +64,7 @@ struct EngineOptions {
 // Major number, ".", minor number, ".", revision with three digits.
 std::string AppVersion();
 
-class Engine final : public RemoteControl {
+class Engine final : public RemoteControl, public LoginMailer {
  public:
   Engine(EnginePorts ports, EngineOptions options);
   ~Engine() override;
@@ -74,6 +84,7 @@ class Engine final : public RemoteControl {
   void Stop() override { Closing(); }
   void ShowWindow() override { view_.Show(); }
   void HideWindow() override { view_.Hide(); }
+  void SendLoginMail(const std::string& to, const std::string& text) override;
 
   LiveTables& Tables() { return t_; }
   Settings& GetSettings() { return settings_; }
@@ -109,18 +120,20 @@ class Engine final : public RemoteControl {
 
   NoWindow view_;
   NoEventListeners events_;
-  DoNothingExceptions exceptions_;
-  DoNothingAlerts alerts_;
+  SmsQueue sms_;
+  MailQueue mail_;
   VisitDatabase history_;
+  AlertContext alert_context_;
+  Exceptions exceptions_;
+  Alerts alerts_;
   ResolverQueue names_;
   DoNothingFtp ftp_;
   DoNothingDailyWork daily_;
-  DoNothingMailer mailer_;
 
   ScanContext scan_context_;
   ScanCycle scan_;
   WebServer web_;
-  std::unique_ptr<Timer> timer1_, timer2_, flush_timer_;
+  std::unique_ptr<Timer> timer1_, timer2_, send_timer_, flush_timer_, close_timer_;
   PauseControl pause_;
 };
 

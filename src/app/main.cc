@@ -6,6 +6,7 @@
 #include <string>
 
 #include "app/engine.h"
+#include "app/no_mail.h"
 #include "config/value_forms.h"
 #include "core/text.h"
 #include "platform/cares_resolver.h"
@@ -13,6 +14,8 @@
 #include "platform/lmdb_index.h"
 #include "platform/posix_data_files.h"
 #include "platform/posix_files.h"
+#include "platform/program_starter.h"
+#include "platform/qt_line_client.h"
 #include "platform/qt_loop.h"
 #include "platform/regional_locale.h"
 #include "platform/single_instance.h"
@@ -60,6 +63,9 @@ int main(int argc, char** argv) {
   vantry::SocketListener listener(clock);
   vantry::RegistryFile registry(files, app_path + "registry.ini");
   vantry::CaresResolver resolver({.servers = ReadRegistryValue(registry, "Resolver", "Servers", "")});
+  vantry::NoMail mail;
+  vantry::QtLineClient sms;
+  vantry::ProgramStarter programs;
   vantry::SingleInstance instance(app_path + "vantry.lock");
   int result = 0;
   const auto acquire = [&] {
@@ -71,7 +77,7 @@ int main(int argc, char** argv) {
     return status.ok();
   };
   vantry::Engine engine(
-      {clock, loop, files, data_files, index, listener, notices, resolver},
+      {clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs},
       {app_path, CommandText(argc, argv), vantry::ReadRegional(registry), Environment("http_proxy"), acquire});
   vantry::StopSignals signals([&engine] { engine.Closing(); });
   if (!engine.Main()) return result;

@@ -3,8 +3,8 @@
 // lists live, so the model is part of the data even where no window is shown.
 #pragma once
 
-#include <array>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <span>
 #include <string>
@@ -56,10 +56,12 @@ struct CellMark {
 
 class GridRow {
  public:
-  static constexpr size_t kMaxMarks = 4;  // Cells of one row that can have an icon or colour of their own.
   const std::string& Key() const { return key_; }
-  const std::string& Text(size_t column) const { return cells_[column]; }
-  void SetText(size_t column, std::string_view text) { cells_[column] = text; }
+  // Holds until a text of this row is set.
+  std::string_view Text(size_t column) const;
+  void SetText(size_t column, std::string_view text);
+  // All texts at once, from the first column on, one for each.
+  void SetTexts(std::initializer_list<std::string_view> texts);
   int16_t IconOf(size_t column) const;
   void SetIcon(size_t column, int16_t icon);
   uint32_t ColourOf(size_t column) const;
@@ -76,10 +78,14 @@ class GridRow {
  private:
   friend class Grid;
   CellMark& MarkOf(size_t column);
+  uint32_t EndOf(size_t column) const;
+  void SetEnd(size_t column, size_t end);
   std::string key_;
-  std::vector<std::string> cells_;
-  std::array<CellMark, kMaxMarks> marks_;
-  size_t mark_count_ = 0;
+  // Where each text ends, as numbers of 4 bytes, then the texts one behind the other: a day can have a million rows,
+  // and a piece of memory for each cell would cost more than what stands in it.
+  std::string texts_;
+  std::vector<CellMark> marks_;
+  uint16_t columns_ = 0;
   uint64_t sequence_ = 0;
   size_t slot_ = 0;
 };
@@ -91,7 +97,8 @@ class Grid {
   std::span<const GridColumn> Columns() const { return columns_; }
   size_t RowCount() const { return count_; }  // Data rows, without the header.
 
-  // Adds an empty row at the end. The reference holds until the row is deleted.
+  // Adds an empty row at the end. The reference holds until the row is deleted. A row with an empty key is not found
+  // by key.
   GridRow& AddRow(std::string_view key);
   // The first row (by arrival) with this key, or null.
   GridRow* FindRow(std::string_view key);

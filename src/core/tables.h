@@ -78,6 +78,7 @@ struct SiteRec {
   std::string TouchPage;     // Saved.
   WallTime TouchCheckTime;   // When the page is polled next.
   std::string EmailAddress;  // Saved.
+  std::string PendingEmail;  // Collected for EmailAddress.
   bool EmailGlobalAlso = false, EmailDailyReport = false, EmailNoExceptions = false;  // Saved.
   int16_t AlertView = 0, ExceptionView = 0;  // Filter of the window's lists, 0 for all.
   bool AutoArchive = false;                  // Saved.

@@ -94,16 +94,8 @@ void AddSpider(LiveTables& t, VisitorRec& v, const Regional& regional) {
   row.when = v.StartTime;
   row.hidden = !ShowsSite(t, v.Site);
   row.row_icon = kIconSpider;
-  row.SetText(spider_grid::kSn, std::to_string(v.Site));
-  row.SetText(spider_grid::kSite, site.Name);
-  row.SetText(spider_grid::kNo, std::to_string(v.VisitNo));
-  row.SetText(spider_grid::kVisit, std::to_string(v.VisitCount));
-  row.SetText(spider_grid::kDns, v.DNS);
-  row.SetText(spider_grid::kEngine, v.SpiderName);
-  row.SetText(spider_grid::kDateTime, regional.General(v.StartTime));
-  row.SetText(spider_grid::kPage, v.Page);
-  row.SetText(spider_grid::kLoc, v.CountryCode);
-  row.SetText(spider_grid::kReferrer, v.Referrer);
+  row.SetTexts({std::to_string(v.Site), site.Name, std::to_string(v.VisitNo), std::to_string(v.VisitCount), v.DNS,
+                v.SpiderName, regional.General(v.StartTime), v.Page, v.CountryCode, v.Referrer});
   v.SpiderPending = false;
 }
 
@@ -112,17 +104,28 @@ void HideRowsOutsideView(LiveTables& t, const std::function<std::string(int16_t)
   const SiteRec* current = view > 0 && view <= t.SiteCount() ? &t.Site(view) : nullptr;
   t.VsGrid.ForEach(
       [&](GridRow& row) { row.hidden = view > 0 && !(current && row.Text(vs_grid::kSite) == current->Name); });
-  const std::string alert = current && current->AlertView != 0 ? std::to_string(current->AlertView) : "";
   t.logGrid.ForEach([&](GridRow& row) {
-    row.hidden = view > 0 && (row.site != view || (!alert.empty() && row.Text(log_grid::kAlert) != alert));
+    row.hidden = view > 0 && !ShowsAlert(t, row.site, static_cast<int16_t>(LeadingNumber(row.Text(log_grid::kAlert))));
   });
   t.spiderGrid.ForEach([&](GridRow& row) { row.hidden = !ShowsSite(t, row.site); });
-  const bool one_exception = current && current->ExceptionView != 0;
-  const std::string exception = one_exception ? exception_number(current->ExceptionView) : std::string();
-  t.exGrid.ForEach([&](GridRow& row) {
-    row.hidden =
-        view > 0 && row.site != 0 && (row.site != view || (one_exception && row.Text(ex_grid::kNumber) != exception));
-  });
+  const std::string filter = ExceptionFilter(t, exception_number);
+  t.exGrid.ForEach(
+      [&](GridRow& row) { row.hidden = !ShowsException(t, row.site, row.Text(ex_grid::kNumber), filter); });
+}
+
+bool ShowsAlert(const LiveTables& t, int16_t site, int16_t alert_no) {
+  return ShowsSite(t, site) && (t.Site(site).AlertView == 0 || t.Site(site).AlertView == alert_no);
+}
+
+std::string ExceptionFilter(const LiveTables& t, const std::function<std::string(int16_t)>& exception_number) {
+  const int16_t view = t.CurrentView;
+  const bool one = view > 0 && view <= t.SiteCount() && t.Site(view).ExceptionView != 0;
+  return one ? exception_number(t.Site(view).ExceptionView) : std::string();
+}
+
+bool ShowsException(const LiveTables& t, int16_t site, std::string_view number, std::string_view filter) {
+  if (t.CurrentView <= 0 || site == 0) return true;
+  return site == t.CurrentView && (filter.empty() || filter == number);
 }
 
 std::string MinutesOnSite(const VisitorRec& v) {

@@ -37,6 +37,16 @@ void HideRowsOutsideView(LiveTables& t, const std::function<std::string(int16_t 
 // Whether rows of this site show in the current view.
 bool ShowsSite(const LiveTables& t, int16_t site);
 
+// Whether a row of this site's alert passes the site's filter and the view.
+bool ShowsAlert(const LiveTables& t, int16_t site, int16_t alert_no);
+
+// The number of the one exception type that the current view shows, as text; empty when it shows all.
+std::string ExceptionFilter(const LiveTables& t, const std::function<std::string(int16_t place)>& exception_number);
+
+// Whether a row of an exception with this number shows in the current view; `filter` is what ExceptionFilter told.
+// Exceptions of no site (0) stand in every view.
+bool ShowsException(const LiveTables& t, int16_t site, std::string_view number, std::string_view filter);
+
 // Seconds from first to last hit as minutes, ":" and two-digit seconds; up to 60 seconds read "0:" and the seconds.
 std::string MinutesOnSite(const VisitorRec& visitor);
 

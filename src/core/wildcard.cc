@@ -71,9 +71,44 @@ bool WellFormed(std::string_view pattern) {
   return true;
 }
 
+// Whether the ends of the text alone tell that it does not fit: most masks that are tried fit nobody.
+bool EndsDiffer(std::string_view text, std::string_view pattern) {
+  constexpr std::string_view kNoLiterals = "*?#[]";
+  const auto differs = [&](char literal, size_t at) {
+    return !Contains(kNoLiterals, std::string_view(&literal, 1)) && (text.empty() || text[at] != literal);
+  };
+  return !pattern.empty() && (differs(pattern.front(), 0) || differs(pattern.back(), text.size() - 1));
+}
+
+// A pattern without bracket lists.
+bool LikeWithoutLists(std::string_view text, std::string_view pattern) {
+  size_t t = 0, p = 0, star_p = kNone, star_t = 0;
+  while (t < text.size() || p < pattern.size()) {
+    if (p < pattern.size() && pattern[p] == '*') {
+      star_p = ++p;
+      star_t = t;
+      continue;
+    }
+    if (p < pattern.size() && t < text.size()) {
+      const char c = pattern[p];
+      if (c == '?' || (c == '#' ? IsDigit(text[t]) : c == text[t])) {
+        ++p;
+        ++t;
+        continue;
+      }
+    }
+    if (star_p == kNone || star_t >= text.size()) return false;
+    t = ++star_t;
+    p = star_p;
+  }
+  return true;
+}
+
 }  // namespace
 
 bool Like(std::string_view text, std::string_view pattern) {
+  if (EndsDiffer(text, pattern)) return false;
+  if (!Contains(pattern, "[")) return LikeWithoutLists(text, pattern);
   if (!WellFormed(pattern)) return false;
   // Going back to the last star alone is enough: an earlier star could only take more of what the last one takes too.
   size_t t = 0, p = 0, star_p = kNone, star_t = 0;

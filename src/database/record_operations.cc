@@ -237,6 +237,21 @@ Status VisitDatabase::WriteReferrer(const VisitorRec& v) {
   return Result(found > 0 ? t.Insert() : t.Update(), t);
 }
 
+void VisitDatabase::AddExceptionToDatabase(const ExceptionRecord& record) {
+  using namespace exceptions;
+  if (!open_) return;
+  Table& t = VAEXP;
+  t.ClearRecord();
+  t.SetText(kSite, record.site_text);
+  t.SetDate(kExDate, DayOf(record.when));
+  t.SetText(kExTime, TimeText(record.when));
+  t.SetNumber(kNumber, record.number);
+  t.SetText(kIP, record.address);
+  t.SetText(kVisitNo, PadNumber(record.visit_number, kVisitNoDigits));
+  t.SetText(kValue, record.value);
+  t.Insert();
+}
+
 void VisitDatabase::UpdateHackCount(VisitorRec& v) {
   Guard("F.UpdateHackCount", [&] {
     if (Status status = NeedsOpen(); !status.ok()) return status;

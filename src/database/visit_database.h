@@ -28,7 +28,7 @@ struct VisitDatabaseContext {
   IndexStore& index;
 };
 
-class VisitDatabase final : public VisitHistory {
+class VisitDatabase final : public VisitHistory, public ExceptionHistory {
  public:
   // While the tables can't be opened they are tried again this often at most.
   static constexpr int64_t kRetryMs = 1000;
@@ -42,8 +42,8 @@ class VisitDatabase final : public VisitHistory {
   // 0 until the tables were first made; kept in the registry store.
   int16_t DatabaseVersion = 0;
 
-  // Opens the tables when they are not; false when they can't be opened.
-  bool DatabaseReady();
+  bool DatabaseReady() override;
+  void AddExceptionToDatabase(const ExceptionRecord& record) override;
   bool IsOpen() const { return open_; }
 
   void UpdateVisitor(VisitorRec& visitor, bool skip_referrer) override;

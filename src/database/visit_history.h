@@ -34,4 +34,24 @@ class VisitHistory {
   virtual void CloseDatabase() = 0;
 };
 
+// An exception as it is stored.
+struct ExceptionRecord {
+  std::string_view site_text;  // The site's name and ": ", or empty.
+  LogTime when;
+  int number = 0;
+  std::string_view address;
+  int32_t visit_number = 0;
+  std::string_view value;
+};
+
+// What the exception engine asks of the history.
+class ExceptionHistory {
+ public:
+  virtual ~ExceptionHistory() = default;
+  // Opens the tables when they are not; false when they can't be opened.
+  virtual bool DatabaseReady() = 0;
+  // A failure to store the row has no report of its own.
+  virtual void AddExceptionToDatabase(const ExceptionRecord& record) = 0;
+};
+
 }  // namespace vantry

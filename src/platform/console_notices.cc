@@ -1,10 +1,9 @@
 #include "platform/console_notices.h"
 
-#include <QProcess>
-#include <QStandardPaths>
-#include <QString>
 #include <cstdio>
-#include <string>
+#include <filesystem>
+
+#include "platform/program_starter.h"
 
 namespace vantry {
 namespace {
@@ -38,16 +37,15 @@ void ConsoleNotices::MessageBox(BoxKind kind, std::string_view text) {
 }
 
 void ConsoleNotices::PlaySound(const std::string& path) {
-  for (const char* player : {"pw-play", "paplay", "aplay"}) {
-    const QString program = QStandardPaths::findExecutable(QString::fromLatin1(player));
-    if (program.isEmpty()) continue;
-    QProcess process;
-    process.setProgram(program);
-    process.setArguments({QString::fromStdString(path)});
-    process.setStandardOutputFile(QProcess::nullDevice());
-    process.setStandardErrorFile(QProcess::nullDevice());
-    process.startDetached();
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error)) {
+    if (missing_sounds_.insert(path).second) Tell("The sound file " + path + " is not there.");
     return;
+  }
+  for (const char* name : {"pw-play", "paplay", "aplay"}) {
+    const std::string player = FindProgram(name);
+    if (player.empty()) continue;
+    if (StartProgram({.program = player, .arguments = {AsArgument(path)}, .silent = true}).ok()) return;
   }
 }
 

@@ -200,7 +200,8 @@ void HitProcessor::Announce(const VisitorRec& v, const SiteRec& site) {
   if (t_.InterfaceCount > 0) c_.events.VisitorArrived(site.Domain, v, t_.Hit.HitPage);
 }
 
-void HitProcessor::Raise(const VisitorRec& v, int number, LogTime hit, std::string_view value, std::string_view who) {
+void HitProcessor::Raise(const VisitorRec& v, int number, LogTime hit, std::optional<std::string_view> value,
+                         std::string_view who) {
   c_.exceptions.AddException(line_site_, number, hit, value, who, v.VisitCount);
 }
 
@@ -227,7 +228,7 @@ void HitProcessor::CountPage(VisitorRec& v, std::string_view line, LogTime hit) 
   ScoreVisit(v, hit);
   if (site.ReplayUntilPos == 0) StorePage(v);
   if (v.HackCount > 3 && !v.HackRaised) {
-    Raise(v, 165, hit, "", v.IP);
+    Raise(v, 165, hit, std::nullopt, v.IP);
     v.HackRaised = true;
     c_.history.UpdateHackCount(v);
   }

@@ -45,6 +45,7 @@ void WebServer::Connected(int n) {
   PumpOf(n).framer.Clear();
   PumpOf(n).content_length = 0;
   PumpOf(n).serial = next_serial_++;
+  PumpOf(n).held = false;
   OpenClient(clients_[n]);
 }
 
@@ -58,7 +59,7 @@ void WebServer::Data(int n, std::string_view bytes) {
   const uint64_t serial = PumpOf(n).serial;
   PumpOf(n).framer.Feed(bytes);
   PumpOf(n).last_byte_ms = c_.clock.Steady().ms;
-  while (StillOpen(n, serial)) {
+  while (StillOpen(n, serial) && !PumpOf(n).held) {
     const auto line = PumpOf(n).framer.NextLine();
     if (!line) break;
     if (clients_[n].State == WebState::kHeaders) NoteContentLength(n, *line);
@@ -70,7 +71,7 @@ void WebServer::Data(int n, std::string_view bytes) {
 // The end of a form's body has no line end, so it is whole when the announced size has come or the peer falls silent.
 void WebServer::DeliverBody(int n, bool whole) {
   Pump& pump = PumpOf(n);
-  if (clients_[n].State != WebState::kBody || pump.framer.RestSize() == 0) return;
+  if (clients_[n].State != WebState::kBody || pump.framer.RestSize() == 0 || pump.held) return;
   if (!whole && (pump.content_length == 0 || pump.framer.RestSize() < pump.content_length)) {
     if (!quiet_timer_->Enabled()) quiet_timer_->Start();
     return;
@@ -82,7 +83,7 @@ void WebServer::QuietTick() {
   bool waiting = false;
   const int64_t now = c_.clock.Steady().ms;
   for (int n = 1; n <= kMaxConnections; ++n) {
-    if (clients_[n].State != WebState::kBody || PumpOf(n).framer.RestSize() == 0) continue;
+    if (clients_[n].State != WebState::kBody || PumpOf(n).framer.RestSize() == 0 || PumpOf(n).held) continue;
     if (now - PumpOf(n).last_byte_ms >= QuietFor(PumpOf(n))) {
       DeliverBody(n, true);
     } else {
@@ -93,7 +94,7 @@ void WebServer::QuietTick() {
 }
 
 void WebServer::PeerDone(int n) {
-  if (PumpOf(n).framer.RestSize() > 0) DataIn(n, PumpOf(n).framer.TakeRest(), false);
+  if (PumpOf(n).framer.RestSize() > 0 && !PumpOf(n).held) DataIn(n, PumpOf(n).framer.TakeRest(), false);
 }
 
 void WebServer::NoteContentLength(int n, std::string_view header) {
@@ -129,7 +130,7 @@ void WebServer::HandleWebRequest(int n) {
       c_.listener.Close(n);
       return;
     }
-    MailLogin(n);
+    if (!MailLogin(n)) return;
   }
   const Command command = SplitCommand(client.Query);
   if (c_.settings.WebAccessLog) WriteAccessLog(n);
@@ -157,12 +158,18 @@ bool WebServer::CheckCredentials(int n) {
 }
 
 // A login is checked anew for each page, so each page of a logged-in user is mailed.
-void WebServer::MailLogin(int n) {
-  if (!c_.settings.WebAccessEmail || c_.settings.EmailSendTo.empty()) return;
+bool WebServer::MailLogin(int n) {
+  if (!c_.settings.WebAccessEmail || c_.settings.EmailSendTo.empty()) return true;
   const std::string text = "Vantry Web Access User Login:\r\n" + c_.regional.General(c_.clock.Now()) + " " +
                            c_.listener.RemoteHost(n) + " " + std::to_string(c_.listener.RemotePort(n)) + " " +
                            clients_[n].UserName;
+  // The loop turns while the mail goes out: the client may leave, and another may come under its number.
+  const uint64_t serial = PumpOf(n).serial;
+  PumpOf(n).held = true;
   c_.mailer.SendLoginMail(c_.settings.EmailSendTo, text);
+  if (!StillOpen(n, serial)) return false;
+  PumpOf(n).held = false;
+  return true;
 }
 
 void WebServer::WriteAccessLog(int n) {

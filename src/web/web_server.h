@@ -86,6 +86,7 @@ class WebServer {
     size_t content_length = 0;  // As announced by the headers, 0 for unknown.
     int64_t last_byte_ms = 0;
     uint64_t serial = 0;  // Tells a connection from a later one with the same number.
+    bool held = false;    // Its request waits for a mail; what arrives meanwhile is kept for later.
   };
   Pump& PumpOf(int connection) { return pumps_[static_cast<size_t>(connection - 1)]; }
   bool StillOpen(int connection, uint64_t serial);
@@ -106,7 +107,8 @@ class WebServer {
 
   void HandleWebRequest(int connection);
   bool CheckCredentials(int connection);
-  void MailLogin(int connection);
+  // False when the client left meanwhile.
+  bool MailLogin(int connection);
   void WriteAccessLog(int connection);
   std::string PageFor(int connection, std::string_view word, std::string_view argument);
   void SendWebPage(int connection, std::string_view text);

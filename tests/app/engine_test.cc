@@ -5,79 +5,10 @@
 
 #include <gtest/gtest.h>
 
-#include "support/fake_resolver.h"
-#include "support/fakes.h"
-#include "support/memory_data_files.h"
-#include "support/memory_files.h"
-#include "support/memory_index.h"
+#include "support/engine_rig.h"
 
 namespace vantry {
 namespace {
-
-struct QuietListener final : Listener {
-  Status answer;
-  ListenerEvents events;
-  std::string sent;
-  bool open = false;
-  Status Listen(const std::string&, uint16_t, ListenerEvents e) override {
-    events = std::move(e);
-    return answer;
-  }
-  void Send(int, std::string_view bytes) override { sent += bytes; }
-  void Close(int n, bool) override {
-    if (!open) return;
-    open = false;
-    events.disconnected(n);
-  }
-  bool IsOpen(int n) const override { return open && n == 1; }
-  std::string RemoteHost(int) const override { return "127.0.0.1"; }
-  int RemotePort(int) const override { return 1; }
-  void Shutdown() override {}
-};
-
-struct EngineTest : ::testing::Test {
-  FakeClock clock;
-  FakeLoop loop;
-  MemoryFiles files;
-  MemoryDataFiles data_files;
-  MemoryIndex index{data_files};
-  QuietListener listener;
-  RecordingNotices notices;
-  std::unique_ptr<FakeResolver> resolver;
-  std::unique_ptr<Engine> engine;
-
-  EngineTest() { files.Put("/home/SETTINGS.INI", "[Vantry Settings]\r\nWebAccessPort= 9000\r\n\r\n"); }
-  bool Start(const std::string& command = "", std::function<bool()> acquire = {}) {
-    loop.timers.clear();
-    loop.quit = false;
-    engine.reset();
-    resolver = std::make_unique<FakeResolver>();
-    engine = std::make_unique<Engine>(EnginePorts{clock, loop, files, data_files, index, listener, notices, *resolver},
-                                      EngineOptions{"/home/", command, Regional{}, "", std::move(acquire)});
-    return engine->Main();
-  }
-  void Sites(int count, const std::string& more = "") {
-    std::string text;
-    for (int i = 1; i <= count; ++i) {
-      text += "[Site " + std::to_string(i) + "]\r\nType=2\r\nUnix=True\r\nFolder=/logs/\r\nMask=access.log\r\n" +
-              "Frequency=10\r\nDomain=www.d" + std::to_string(i) + ".example\r\n" + more + "\r\n";
-    }
-    files.Put("/home/VANTRY.INI", text);
-  }
-  void Log(const std::string& time, const std::string& ip) {
-    auto& entry = files.entries["/logs/access.log"];
-    if (!entry) entry = std::make_shared<MemoryFiles::Entry>();
-    entry->bytes += ip + " - - [05/Mar/2026:" + time + " +0000] \"GET /a.htm HTTP/1.0\" 200 5 \"-\" \"B\"\n";
-  }
-  // Ticks every 2 seconds, as the timers do.
-  void Run(int seconds) {
-    for (int s = 2; s <= seconds; s += 2) {
-      clock.Advance(2);
-      loop.Tick(ScanCycle::kTimer1Ms);
-      if (s % 10 == 0) loop.Tick(ScanCycle::kTimer2Ms);
-    }
-  }
-};
 
 TEST_F(EngineTest, FirstRunMakesItsFoldersAndStore) {
   ASSERT_TRUE(Start());
@@ -289,9 +220,9 @@ TEST_F(EngineTest, TenEnginesLiveSideBySide) {
   for (size_t i = 0; i < 10; ++i) {
     loops.push_back(std::make_unique<FakeLoop>());
     indexes.emplace_back(disks[i]);
-    engines.push_back(std::make_unique<Engine>(
-        EnginePorts{clock, *loops[i], files, disks[i], indexes[i], listener, notices, resolvers[i]},
-        EngineOptions{"/home/", "", Regional{}, "", {}}));
+    engines.push_back(std::make_unique<Engine>(EnginePorts{clock, *loops[i], files, disks[i], indexes[i], listener,
+                                                           notices, resolvers[i], mail, gateway, programs},
+                                               EngineOptions{"/home/", "", Regional{}, "", {}}));
     ASSERT_TRUE(engines.back()->Main());
   }
   clock.Advance(4);
@@ -299,6 +230,79 @@ TEST_F(EngineTest, TenEnginesLiveSideBySide) {
   for (int i = 0; i < 10; ++i) {
     EXPECT_EQ(engines[static_cast<size_t>(i)]->Tables().Visitors.Count(), i < 5 ? 1 : 0);
   }
+}
+
+TEST_F(EngineTest, TheSendTimerRunsUnlessPaused) {
+  files.Put("/home/SETTINGS.INI",
+            "[Vantry Settings]\r\nWebAccessPort= 9000\r\nEmailServer=mail.example\r\nEmailSendTo=a@example\r\n\r\n");
+  Sites(1);
+  Log("11:59:00", "10.0.0.1");
+  ASSERT_TRUE(Start());
+  Run(4);
+  files.entries["/logs/access.log"]->bytes +=
+      "10.0.0.1 - - [05/Mar/2026:12:00:04 +0000] \"GET /gone.htm HTTP/1.0\" 404 5 \"-\" \"B\"\n";
+  Run(20);
+  loop.Tick(MailQueue::kSendTimerMs);
+  engine->Pause();
+  for (int i = 0; i < 5; ++i) loop.Tick(MailQueue::kSendTimerMs);
+  EXPECT_TRUE(mail.sent.empty());
+  engine->Continue();
+  loop.Tick(MailQueue::kSendTimerMs);
+  ASSERT_EQ(mail.sent.size(), 1u);
+  EXPECT_TRUE(Contains(mail.sent[0].body, "[404] HTTP Page gone.htm not found 404 error DNS: 10.0.0.1 Visit No: 1"));
+}
+
+TEST_F(EngineTest, ClosingSendsWhatIsPending) {
+  files.Put("/home/SETTINGS.INI", "[Vantry Settings]\r\nEmailServer=mail.example\r\nEmailSendTo=a@example\r\n\r\n");
+  files.Put("/home/EXTYPES.INI",
+            "[Exception Types]\r\n[110]\r\nNumber=110\r\nDescription=x [value]\r\nValue=0\r\nRaise=True\r\n"
+            "Email=True\r\n\r\n\r\n");
+  Sites(1);
+  Log("12:00:00", "10.0.0.1");
+  ASSERT_TRUE(Start());
+  Run(20);
+  EXPECT_TRUE(mail.sent.empty());
+  mail.answer = Status::Error(Fail::kIo, "mail.example:25: no answer");
+  engine->Closing();
+  ASSERT_EQ(mail.sent.size(), 1u);
+  EXPECT_TRUE(Contains(mail.sent[0].body, "[110] x 1 @ "));
+  EXPECT_EQ(mail.limits, std::vector<int64_t>{30'000});
+  EXPECT_EQ(mail.waits, 1);
+  EXPECT_TRUE(loop.quit);
+}
+
+// A stop that comes while a line waits for its mail: the line is stored to its end first.
+TEST_F(EngineTest, ClosingWaitsForTheLineWhoseMailIsOut) {
+  files.Put("/home/SETTINGS.INI", "[Vantry Settings]\r\nEmailServer=mail.example\r\n\r\n");
+  files.Put("/home/EXTYPES.INI",
+            "[Exception Types]\r\n[404]\r\nNumber=404\r\nDescription=x\r\nRaise=True\r\nEmail=True\r\n"
+            "EmailAddress=a@example\r\n\r\n\r\n");
+  Sites(1);
+  Log("12:00:00", "10.0.0.1");
+  ASSERT_TRUE(Start());
+  Run(4);
+  files.entries["/logs/access.log"]->bytes +=
+      "10.0.0.1 - - [05/Mar/2026:12:00:04 +0000] \"GET /gone.htm HTTP/1.0\" 404 5 \"-\" \"B\"\n";
+  mail.on_send = [&] {
+    engine->Closing();
+    EXPECT_FALSE(loop.quit);
+  };
+  Run(16);
+  ASSERT_EQ(mail.sent.size(), 1u);
+  loop.Tick(100);
+  EXPECT_TRUE(loop.quit);
+  EXPECT_EQ(mail.limits, std::vector<int64_t>{30'000}) << "once, however often it was asked to close";
+  EXPECT_TRUE(Contains(data_files.Get("/home/Data/Pages.DBF"), "gone.htm"));
+  EXPECT_TRUE(Contains(data_files.Get("/home/Data/Exceptions.DBF"), "gone.htm"));
+}
+
+TEST_F(EngineTest, ALoginIsMailed) {
+  files.Put("/home/SETTINGS.INI",
+            "[Vantry Settings]\r\nWebAccessPort= 9000\r\nEmailServer=mail.example\r\nEmailSendTo=a@example\r\n\r\n");
+  ASSERT_TRUE(Start());
+  engine->SendLoginMail("a@example", "somebody came");
+  ASSERT_EQ(mail.sent.size(), 1u);
+  EXPECT_EQ(mail.sent[0].body, "somebody came");
 }
 
 }  // namespace

@@ -259,6 +259,29 @@ TEST_F(RecordTest, ReferrersCountVisitsBySite) {
   EXPECT_EQ(table.rows[1].at("Visits"), "    1");
 }
 
+TEST_F(RecordTest, AnExceptionIsStoredFieldByField) {
+  ASSERT_TRUE(Db().DatabaseReady());
+  const LogTime when = MakeLogTime(*MakeDay(2026, 3, 4), 3723);
+  Db().AddExceptionToDatabase({"A site with a long name: ", when, 404, "host.with.a.long.name", 7, "page.htm"});
+  Db().AddExceptionToDatabase({"", when, 1180, "", 0, std::string(30, 'v')});
+  const PlainTable table = rig.Flushed("Exceptions");
+  ASSERT_EQ(table.rows.size(), 2u);
+  EXPECT_EQ(table.rows[0], (std::map<std::string, std::string>{{"RecordNo", "000000001"},
+                                                               {"Site", "A site with a long n"},
+                                                               {"ExDate", "20260304"},
+                                                               {"ExTime", "01:02:03"},
+                                                               {"Number", "404"},
+                                                               {"Value", "page.htm"},
+                                                               {"IP", "host.with.a.lon"},
+                                                               {"VisitNo", "00007"}}));
+  EXPECT_EQ(table.rows[1].at("Number"), "***") << "as dBase shows a number that does not fit";
+  EXPECT_EQ(table.rows[1].at("Value"), std::string(20, 'v'));
+  EXPECT_EQ(table.rows[1].at("VisitNo"), "00000");
+  Db().CloseDatabase();
+  Db().AddExceptionToDatabase({"One: ", when, 404, "", 0, ""});
+  EXPECT_EQ(rig.program_log, "");
+}
+
 TEST_F(RecordTest, ReportsOfAnAddressAreCounted) {
   VisitorRec v = rig.Visit("10.0.0.1");
   Db().UpdateHackCount(v);

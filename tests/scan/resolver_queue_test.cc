@@ -39,7 +39,7 @@ struct ResolverQueueTest : ::testing::Test {
     scan.Visits().MarkForRemoval(v);
     scan.Visits().RemoveInactive();
   }
-  std::string Shown(const VisitorRec& v) { return t.VsGrid.FindRow(v.Key)->Text(vs_grid::kDns); }
+  std::string Shown(const VisitorRec& v) { return std::string(t.VsGrid.FindRow(v.Key)->Text(vs_grid::kDns)); }
   GridRow& AlertRow(const std::string& key, const std::string& dns) {
     GridRow& row = t.logGrid.AddRow(key);
     row.SetText(log_grid::kDns, dns);

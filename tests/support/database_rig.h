@@ -19,10 +19,10 @@ namespace vantry {
 struct RaisedExceptions final : ExceptionSink {
   std::vector<std::string> raised;  // "site number when value who visit"
   std::function<void()> on_raise;
-  bool AddException(int16_t site, int number, LogTime when, std::string_view value, std::string_view who,
+  bool AddException(int16_t site, int number, LogTime when, std::optional<std::string_view> value, std::string_view who,
                     int32_t visit) override {
     raised.push_back(std::to_string(site) + " " + std::to_string(number) + " " + std::to_string(when.s) + " " +
-                     std::string(value) + " " + std::string(who) + " " + std::to_string(visit));
+                     std::string(value.value_or("")) + " " + std::string(who) + " " + std::to_string(visit));
     if (on_raise) on_raise();
     return true;
   }

@@ -14,9 +14,9 @@ namespace vantry {
 struct RecordingExceptions final : ExceptionSink {
   std::vector<std::string> raised;  // "site number value who visit"
   int checks = 0;
-  bool AddException(int16_t site, int number, LogTime, std::string_view value, std::string_view who,
+  bool AddException(int16_t site, int number, LogTime, std::optional<std::string_view> value, std::string_view who,
                     int32_t visit) override {
-    raised.push_back(std::to_string(site) + " " + std::to_string(number) + " " + std::string(value) + " " +
+    raised.push_back(std::to_string(site) + " " + std::to_string(number) + " " + std::string(value.value_or("")) + " " +
                      std::string(who) + " " + std::to_string(visit));
     return true;
   }

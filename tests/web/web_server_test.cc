@@ -50,7 +50,11 @@ struct FakeControl final : RemoteControl {
 
 struct FakeMailer final : LoginMailer {
   std::vector<std::string> mails;
-  void SendLoginMail(const std::string& to, const std::string& text) override { mails.push_back(to + "|" + text); }
+  std::function<void()> on_send;  // While a mail is on its way.
+  void SendLoginMail(const std::string& to, const std::string& text) override {
+    mails.push_back(to + "|" + text);
+    if (on_send) on_send();
+  }
 };
 
 struct WebTest : ::testing::Test {
@@ -282,6 +286,35 @@ TEST_F(WebTest, EveryPageOfALoggedInUserIsMailed) {
   Get("/?LIST&");
   ASSERT_EQ(mailer.mails.size(), 2u);
   EXPECT_EQ(mailer.mails[0], "op@example|Vantry Web Access User Login:\r\n3/5/2026 12:00:00 PM 10.0.0.1 4711 ADMIN");
+}
+
+// The loop turns while the mail of a login goes out.
+TEST_F(WebTest, WhatHappensWhileALoginIsMailedDoesNoHarm) {
+  settings.WebAccessControl = settings.WebAccessEmail = true;
+  settings.WebUsername = "admin";
+  settings.WebPassword = "secret";
+  settings.EmailSendTo = "op@example";
+  std::string meanwhile;
+  mailer.on_send = [&] {
+    mailer.on_send = nullptr;
+    Send(1, "GET /?LIST&more HTTP/1.0\r\n\r\n");
+    meanwhile = listener.peers[1].sent;
+    listener.events.peer_done(1);
+  };
+  EXPECT_NE(Login("admin", "secret"), "");
+  EXPECT_EQ(meanwhile, "") << "the first request is answered first";
+  EXPECT_FALSE(Contains(listener.peers[1].sent.substr(1), "HTTP/1.0 200")) << "once";
+
+  // The client leaves, and another comes under its number.
+  mailer.on_send = [&] {
+    mailer.on_send = nullptr;
+    listener.Close(1, true);
+    Connect(1, "10.0.0.2");
+  };
+  EXPECT_EQ(Get("/?LIST&"), "");
+  EXPECT_TRUE(listener.IsOpen(1)) << "the other one's connection";
+  Send(1, "GET / HTTP/1.0\r\n\r\n");
+  EXPECT_TRUE(StartsWith(listener.peers[1].sent, "HTTP/1.0 200"));
 }
 
 TEST_F(WebTest, AccessLogTakesTheRawQueryAndTheName) {

@@ -1,0 +1,54 @@
+// Alerts and exceptions whose mails are collected and never go out.
+#pragma once
+
+#include "alerts/alerts.h"
+#include "alerts/exceptions.h"
+#include "bench/null_parts.h"
+
+namespace vantry::bench {
+
+class NullMail final : public Mail {
+ public:
+  Status Send(const MailMessage&, const std::function<void(std::string_view)>&) override { return Status::Ok(); }
+  void SetTimeLeft(int64_t) override {}
+  void WaitForAll() override {}
+};
+
+class NullLine final : public LineClient {
+ public:
+  void OnEvents(LineClientEvents) override {}
+  void Connect(const std::string&, int32_t, const std::string&) override {}
+  bool IsConnected() const override { return false; }
+  void Send(std::string_view) override {}
+  void Close() override {}
+};
+
+class NullPrograms final : public Programs {
+ public:
+  void SetEnvironment(const std::string&, const std::string&) override {}
+  Status Start(const std::string&) override { return Status::Ok(); }
+};
+
+struct AlertParts {
+  explicit AlertParts(Rig& rig, ExceptionHistory& history)
+      : sms({rig.settings, rig.regional, rig.clock, rig.files, rig.log, line, ""}),
+        queue({rig.t, rig.settings, rig.log, rig.clock, rig.view, mail, sms}),
+        context{rig.t,       rig.settings, rig.regional, rig.log, rig.clock, rig.files,
+                rig.notices, rig.view,     programs,     history, queue,     sms},
+        exceptions(context, [](int16_t) { return std::string(); }),
+        alerts(context) {
+    AddDefaultExTypes(rig.settings.ExceptionTypes);
+    rig.settings.EmailServer = "mail.example";
+    rig.settings.EmailSendTo = "admin@example";
+  }
+  NullMail mail;
+  NullLine line;
+  NullPrograms programs;
+  SmsQueue sms;
+  MailQueue queue;
+  AlertContext context;
+  Exceptions exceptions;
+  Alerts alerts;
+};
+
+}  // namespace vantry::bench

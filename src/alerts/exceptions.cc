@@ -1,0 +1,165 @@
+#include "alerts/exceptions.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "core/text.h"
+#include "core/visitor_rows.h"
+
+namespace vantry {
+namespace {
+
+constexpr int kActiveVisitors = 110, kManyActiveVisitors = 120, kNoVisitors = 122, kNoVisitorsForLong = 123;
+constexpr int16_t kInformationLevel = 4;
+
+EventLevel LevelOf(int16_t level) {
+  if (level == 0) level = kInformationLevel;
+  return level == 1 ? EventLevel::kError : level == 2 ? EventLevel::kWarning : EventLevel::kInformation;
+}
+
+// Thresholds are edited by hand, so one may be any text.
+Status ReadThreshold(const ExceptionType& type, double& threshold) {
+  const std::string_view text = Trim(type.Value);
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), threshold);
+  if (error == std::errc() && end == text.data() + text.size() && !text.empty()) return Status::Ok();
+  return Status::Error(Fail::kBadData, "the value of exception type " + std::to_string(type.Number) + " is \"" +
+                                           type.Value + "\" and no number; put it right in EXTYPES.INI");
+}
+
+}  // namespace
+
+std::string ExceptionMessage(std::string_view description, std::string_view value, std::string_view address,
+                             int32_t visit_number) {
+  std::string message = ReplaceAll(std::string(description), "[value]", value);
+  const size_t open = message.find('[');
+  const size_t close = open == std::string::npos ? open : message.find(']', open);
+  if (close != std::string::npos) message.replace(open, close + 1 - open, value);
+  if (!address.empty()) message.append(" DNS: ").append(address);
+  if (visit_number > 0) message.append(" Visit No: ").append(std::to_string(visit_number));
+  return message;
+}
+
+const ExceptionType* Exceptions::FindType(int number) const {
+  const auto& types = c_.settings.ExceptionTypes;
+  const auto found = std::find_if(types.begin(), types.end(), [&](const auto& type) { return type.Number == number; });
+  return found == types.end() ? nullptr : &*found;
+}
+
+bool Exceptions::AddException(int16_t site, int number, LogTime when, std::optional<std::string_view> value,
+                              std::string_view address, int32_t visit_number) {
+  if (!c_.history.DatabaseReady()) return false;
+  const ExceptionType* type = FindType(number);
+  if (!type || !type->Raise) return false;
+  return c_.log.Guard("f.AddException", [&] {
+    // Copies all through: acting may turn the loop, and what the arguments point to may change meanwhile.
+    Raised raised;
+    raised.site = site;
+    raised.when = when.s != 0 ? when : LogTime{c_.clock.Now().s};
+    raised.number = std::to_string(type->Number);
+    raised.value = value.value_or(type->Value);
+    raised.address = address;
+    raised.visit_number = visit_number;
+    raised.message = ExceptionMessage(type->Description, raised.value, address, visit_number);
+    bool act = true, notify = true;
+    if (site > 0) {
+      const SiteRec& rec = c_.t.Site(site);
+      raised.site_text = rec.Name + ": ";
+      act = rec.ReplayUntilPos == 0;
+      notify = !rec.EmailNoExceptions;
+    }
+    if (act) Act(raised, *type, notify);
+    Count(raised);
+    return Status::Ok();
+  });
+}
+
+void Exceptions::Act(const Raised& raised, ExceptionType type, bool notify) {
+  if (type.Email && notify) {
+    c_.mail.SendEmail(
+        raised.site_text + "[" + raised.number + "] " + raised.message + " @ " + c_.regional.General(raised.when),
+        raised.site, type.EmailAddress);
+  }
+  c_.history.AddExceptionToDatabase(
+      {raised.site_text, raised.when, type.Number, raised.address, raised.visit_number, raised.value});
+  if (type.EventLog) {
+    c_.log.AddLogEvent(raised.site_text + "[" + raised.number + "] " + raised.message, LevelOf(type.EventLevel));
+  }
+  if (type.SMS && notify) c_.sms.SendSMS(type.SMSNumber, "[" + raised.site_text + "] " + raised.message);
+  if (type.RunProgram) RunProgram(raised, type);
+}
+
+void Exceptions::RunProgram(const Raised& raised, const ExceptionType& type) {
+  c_.programs.SetEnvironment("vantryIPAddress", raised.address);
+  c_.programs.SetEnvironment("vantryExceptionNumber", raised.number);
+  c_.programs.SetEnvironment("vantryExceptionValue", raised.value);
+  c_.programs.SetEnvironment("vantrySiteName", raised.site_text);
+  runThis(type.Run);
+}
+
+void Exceptions::runThis(const std::string& file) {
+  c_.log.Guard("f.runThis", [&] { return c_.files.Exists(file) ? c_.programs.Start(file) : Status::Ok(); });
+}
+
+void Exceptions::Count(const Raised& raised) {
+  ++c_.t.TotalExceptionCount;
+  ++c_.t.TodayExceptionCount;
+  int32_t no = c_.t.TotalExceptionCount;
+  std::string_view name;
+  if (raised.site > 0) {
+    SiteRec& site = c_.t.Site(raised.site);
+    ++site.TotalExceptions;
+    ++site.TodayExceptions;
+    no = site.TotalExceptions;
+    name = site.Name;
+  }
+  // Nobody looks for one of these rows by a key.
+  GridRow& row = c_.t.exGrid.AddRow("");
+  row.site = raised.site;
+  row.when = raised.when;
+  row.hidden = !ShowsException(c_.t, raised.site, raised.number, ExceptionFilter(c_.t, exception_number_));
+  row.SetTexts({std::to_string(raised.site), name, std::to_string(no), raised.number, c_.regional.General(raised.when),
+                raised.message});
+  c_.view.UpdateStatus();
+}
+
+void Exceptions::CheckExceptions(int16_t site) {
+  c_.log.Guard("CheckExceptions", [&] {
+    // By place: raising one may turn the loop, and the table may be edited meanwhile.
+    for (size_t i = 0; i < c_.settings.ExceptionTypes.size(); ++i) {
+      const ExceptionType type = c_.settings.ExceptionTypes[i];
+      if (!type.Raise || type.Number < kActiveVisitors || type.Number > kNoVisitorsForLong) continue;
+      if (Status status = CheckType(site, type); !status.ok()) return status;
+    }
+    return Status::Ok();
+  });
+}
+
+Status Exceptions::CheckType(int16_t n, const ExceptionType& type) {
+  const bool about_many = type.Number == kActiveVisitors || type.Number == kManyActiveVisitors;
+  const bool about_none = type.Number == kNoVisitors || type.Number == kNoVisitorsForLong;
+  if (!about_many && !about_none) return Status::Ok();
+  const WallTime now = c_.clock.Now();
+  const int32_t visitors = c_.t.Site(n).CurrentVisitors;
+  double threshold = 0;
+  // Each of the two has a moment of its own that it sets back, but both measure from the first one's: while the shorter
+  // of them is on, the longer never comes due.
+  const auto set_back = [&] {
+    SiteRec& site = c_.t.Site(n);
+    (type.Number == kNoVisitors ? site.ExLastLowCheck : site.ExLastHighCheck) = now;
+  };
+  if (about_none && visitors != 0) {
+    set_back();
+    return Status::Ok();
+  }
+  if (Status status = ReadThreshold(type, threshold); !status.ok()) return status;
+  if (about_many) {
+    if (visitors > threshold) AddException(n, type.Number, LogTime{now.s}, std::to_string(visitors), "", 0);
+    return Status::Ok();
+  }
+  if (static_cast<double>(MinutesBetween(c_.t.Site(n).ExLastLowCheck, now)) <= threshold) return Status::Ok();
+  AddException(n, type.Number, LogTime{now.s}, std::nullopt, "", 0);
+  set_back();
+  return Status::Ok();
+}
+
+}  // namespace vantry

@@ -1,0 +1,49 @@
+// Exceptions: numbered conditions of the whole installation, raised from wherever they are noticed. One routine applies
+// the type's settings, tells people, and keeps the record.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "alerts/alert_context.h"
+
+namespace vantry {
+
+// The message of a type: "[value]" everywhere, then whatever stands in the first pair of brackets, replaced by the
+// value; behind it the address and the visit number, where there are any.
+std::string ExceptionMessage(std::string_view description, std::string_view value, std::string_view address,
+                             int32_t visit_number);
+
+class Exceptions final : public ExceptionSink {
+ public:
+  // `exception_number` gives the number, as text, of the type at a 1-based place of the type table.
+  Exceptions(AlertContext context, std::function<std::string(int16_t place)> exception_number)
+      : c_(context), exception_number_(std::move(exception_number)) {}
+
+  bool AddException(int16_t site, int number, LogTime when, std::optional<std::string_view> value,
+                    std::string_view address, int32_t visit_number) override;
+  void CheckExceptions(int16_t site) override;
+
+  // Starts a program or opens a document; a file that does not exist is skipped in silence.
+  void runThis(const std::string& file);
+
+ private:
+  struct Raised {
+    int16_t site = 0;
+    LogTime when;
+    std::string number, value, address, message;
+    std::string site_text;  // The site's name and ": "; empty for no site.
+    int32_t visit_number = 0;
+  };
+  const ExceptionType* FindType(int number) const;
+  void Act(const Raised& raised, ExceptionType type, bool notify);
+  void RunProgram(const Raised& raised, const ExceptionType& type);
+  void Count(const Raised& raised);
+  Status CheckType(int16_t site, const ExceptionType& type);
+
+  AlertContext c_;
+  std::function<std::string(int16_t)> exception_number_;
+};
+
+}  // namespace vantry

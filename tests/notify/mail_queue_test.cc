@@ -1,0 +1,180 @@
+#include "notify/mail_queue.h"
+
+#include <gtest/gtest.h>
+
+#include "support/mail_rig.h"
+
+namespace vantry {
+namespace {
+
+struct MailQueueTest : ::testing::Test {
+  MailRig rig;
+  MailQueue& queue = rig.queue;
+  const std::vector<MailMessage>& Sent() const { return rig.mail.sent; }
+};
+
+TEST_F(MailQueueTest, WithoutAServerAMessageIsDropped) {
+  rig.settings.EmailServer = "";
+  rig.settings.EmailSendTo = "all@example";
+  queue.SendEmail("text", 1, "");
+  queue.SendEmail("text", 1, "a@example");
+  EXPECT_TRUE(Sent().empty());
+  EXPECT_EQ(queue.PendingCount(), 0);
+  EXPECT_EQ(rig.program_log, "");
+}
+
+TEST_F(MailQueueTest, AnAddressGetsItsMailAtOnce) {
+  rig.settings.EmailSendTo = "all@example";
+  rig.t.Site(1).EmailAddress = "one@example";
+  queue.SendEmail("text", 1, "a@example");
+  ASSERT_EQ(Sent().size(), 1u);
+  EXPECT_EQ(Sent()[0].body, "text");
+  EXPECT_EQ(Sent()[0].recipients, std::vector<std::string>{"a@example"});
+  EXPECT_EQ(queue.PendingCount(), 0);
+}
+
+TEST_F(MailQueueTest, TextsAreCollectedForTheSiteAndForAll) {
+  struct Case {
+    const char *site_address, *send_to;
+    bool global_also;
+    const char *site_text, *general_text;
+    int32_t count;
+  };
+  const Case cases[] = {{"", "", false, "", "", 0},
+                        {"one@example", "", true, "text\r\n\r\n", "", 0},
+                        {"", "all@example", false, "", "text\r\n\r\n", 1},
+                        {"one@example", "all@example", true, "text\r\n\r\n", "text\r\n\r\n", 1},
+                        // Counted all the same.
+                        {"one@example", "all@example", false, "text\r\n\r\n", "", 1}};
+  for (const Case& c : cases) {
+    MailRig fresh;
+    fresh.t.Site(1).EmailAddress = c.site_address;
+    fresh.t.Site(1).EmailGlobalAlso = c.global_also;
+    fresh.settings.EmailSendTo = c.send_to;
+    fresh.queue.SendEmail("text", 1, "");
+    EXPECT_EQ(fresh.t.Site(1).PendingEmail, c.site_text);
+    EXPECT_EQ(fresh.queue.PendingText(), c.general_text);
+    EXPECT_EQ(fresh.queue.PendingCount(), c.count);
+    EXPECT_TRUE(fresh.mail.sent.empty());
+    EXPECT_EQ(fresh.view.Count("mail 1 Pending Messages"), c.count);
+  }
+}
+
+TEST_F(MailQueueTest, NoSiteAndEmptyMessages) {
+  rig.settings.EmailSendTo = "all@example";
+  queue.SendEmail("text", 0, "");
+  queue.SendEmail("", 0, "");
+  EXPECT_EQ(queue.PendingText(), "text\r\n\r\n");
+  EXPECT_EQ(queue.PendingCount(), 2);
+}
+
+TEST_F(MailQueueTest, WhatIsCollectedGoesOutTogether) {
+  rig.settings.EmailSendTo = "all@example;other@example";
+  rig.t.Site(2).EmailAddress = "two@example";
+  rig.t.Site(2).EmailGlobalAlso = true;
+  queue.SendEmail("first", 1, "");
+  queue.SendEmail("second", 2, "");
+  queue.Email_SendPending();
+  ASSERT_EQ(Sent().size(), 2u);
+  EXPECT_EQ(Sent()[0].recipients, std::vector<std::string>{"two@example"});
+  EXPECT_EQ(Sent()[0].body, "second\r\n\r\n");
+  EXPECT_EQ(Sent()[1].recipients, (std::vector<std::string>{"all@example", "other@example"}));
+  EXPECT_EQ(Sent()[1].body, "first\r\n\r\nsecond\r\n\r\n");
+  EXPECT_EQ(queue.PendingCount(), 0);
+  EXPECT_EQ(rig.view.calls.back(), "mail ");
+  queue.Email_SendPending();
+  EXPECT_EQ(Sent().size(), 2u);
+}
+
+TEST_F(MailQueueTest, TheTimerCountsItsTicks) {
+  rig.settings.EmailSendTo = "all@example";
+  queue.SendEmail("text", 0, "");
+  queue.SendTimerTick();
+  EXPECT_TRUE(Sent().empty());
+  queue.SendTimerTick();
+  EXPECT_EQ(Sent().size(), 1u);
+  rig.settings.EmailEvery = 0;
+  for (size_t n = 2; n < 5; ++n) {
+    queue.SendEmail("text", 0, "");
+    queue.SendTimerTick();
+    EXPECT_EQ(Sent().size(), n);
+  }
+  rig.settings.EmailEvery = 5;
+  queue.SendEmail("text", 0, "");
+  for (int tick = 0; tick < 4; ++tick) queue.SendTimerTick();
+  EXPECT_EQ(Sent().size(), 4u);
+  queue.SendTimerTick();
+  EXPECT_EQ(Sent().size(), 5u);
+}
+
+TEST_F(MailQueueTest, SettingsStandInTheMail) {
+  rig.settings.EmailServer = "mail.example:2525";
+  rig.settings.EmailUserName = "user";
+  rig.settings.EmailPassword = "secret";
+  rig.settings.EmailSubject = "My subject";
+  EXPECT_TRUE(queue.SendMailNow("a@example;b@example", "body", "/report.htm", true));
+  const MailMessage& m = Sent().at(0);
+  EXPECT_EQ(m.server, "mail.example:2525");
+  EXPECT_EQ(m.user + "/" + m.password, "user/secret");
+  EXPECT_EQ(m.sender, "vantry@example");
+  EXPECT_EQ(m.recipients, (std::vector<std::string>{"a@example", "b@example"}));
+  EXPECT_NE(std::find(m.headers.begin(), m.headers.end(), "Subject: My subject"), m.headers.end());
+  EXPECT_EQ(m.attachment, "/report.htm");
+  EXPECT_TRUE(m.html);
+  rig.settings.EmailUserName = "";
+  queue.SendMailNow("a@example", "body", "", false);
+  EXPECT_EQ(Sent().at(1).password, "") << "a password needs a user";
+}
+
+TEST_F(MailQueueTest, AFailureIsReportedAndTheTextIsGone) {
+  rig.settings.EmailSendTo = "all@example";
+  rig.mail.answer = Status::Error(Fail::kRefused, "mail.example:25: 550 no");
+  rig.mail.lines = {"mail.example:25: 550 no"};
+  queue.SendEmail("text", 0, "");
+  queue.Email_SendPending();
+  EXPECT_TRUE(Contains(rig.program_log, "SMTP: mail.example:25: 550 no"));
+  EXPECT_TRUE(Contains(rig.program_log, "*Email notification to: all@example failed."));
+  EXPECT_EQ(queue.PendingText(), "");
+  EXPECT_EQ(queue.PendingCount(), 0);
+  EXPECT_FALSE(queue.SendMailNow("", "text", "", false)) << "nobody to send to";
+  rig.settings.EmailServer = "";
+  EXPECT_FALSE(queue.SendMailNow("a@example", "text", "", false));
+  EXPECT_TRUE(Contains(rig.program_log, "EmailServer"));
+}
+
+TEST_F(MailQueueTest, WhatComesWhileAMailGoesOutBelongsToTheNext) {
+  rig.settings.EmailSendTo = "all@example";
+  queue.SendEmail("first", 0, "");
+  rig.mail.on_send = [&] {
+    rig.mail.on_send = nullptr;
+    EXPECT_TRUE(queue.Sending());
+    queue.SendEmail("second", 0, "");
+  };
+  queue.Email_SendPending();
+  EXPECT_FALSE(queue.Sending());
+  EXPECT_EQ(queue.PendingText(), "second\r\n\r\n");
+  EXPECT_EQ(queue.PendingCount(), 1);
+}
+
+TEST_F(MailQueueTest, TheEndSendsWhatIsPendingInOneStretchOfTime) {
+  rig.settings.EmailSendTo = "all@example";
+  queue.SendEmail("text", 0, "");
+  queue.HurryUp();
+  queue.Close();
+  EXPECT_EQ(rig.mail.limits, std::vector<int64_t>{30'000});
+  EXPECT_EQ(Sent().size(), 1u);
+  EXPECT_EQ(rig.mail.waits, 1);
+}
+
+TEST_F(MailQueueTest, TenThousandMessagesAreOneMail) {
+  rig.settings.EmailSendTo = "all@example";
+  for (int i = 0; i < 10'000; ++i) queue.SendEmail("message " + std::to_string(i), 1, "");
+  EXPECT_EQ(rig.view.calls.back(), "mail 10000 Pending Messages");
+  queue.Email_SendPending();
+  ASSERT_EQ(Sent().size(), 1u);
+  EXPECT_TRUE(Contains(Sent()[0].body, "message 0\r\n\r\nmessage 1\r\n\r\n"));
+  EXPECT_TRUE(Contains(Sent()[0].body, "message 9999\r\n\r\n"));
+}
+
+}  // namespace
+}  // namespace vantry

@@ -1,0 +1,207 @@
+#include "notify/sms_queue.h"
+
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include "support/fake_line_client.h"
+#include "support/fakes.h"
+#include "support/memory_files.h"
+
+namespace vantry {
+namespace {
+
+using Calls = std::vector<std::string>;
+
+const std::string kConnect = "connect localhost 3339 \x01";
+const std::string kGreeting = "send IDRCU.2.0.007\x01";
+const std::string kStamp = "\t3/5/2026\t12:00:00";
+
+struct SmsQueueTest : ::testing::Test {
+  Settings settings;
+  Regional regional;
+  FakeClock clock;
+  MemoryFiles files;
+  LiveTables tables;
+  std::vector<std::string> lines;
+  int beeps = 0;
+  ProgramLog log{tables,
+                 regional,
+                 {[this] { return clock.now; }, [this](std::string_view text) { lines.emplace_back(text); },
+                  [this] { ++beeps; }, [](std::string_view) {}, [](std::string_view, EventLevel) {}}};
+  FakeLineClient client;
+  SmsQueue sms{{settings, regional, clock, files, log, client, "2.0.007"}};
+
+  static std::string Logged(const std::string& text) { return "3/5/2026 12:00:00 PM " + text + "\r\n"; }
+  static std::string Command(const std::string& fields) { return "SEND " + fields + kStamp; }
+  static std::string Sent(const std::string& fields) { return "send " + Command(fields) + "\x01"; }
+};
+
+TEST_F(SmsQueueTest, MessagesGoOutOneAtATimeEachReplyReleasesTheNext) {
+  sms.SendSMS("+441", "one");
+  sms.SendSMS("+442", "two");
+  EXPECT_EQ(sms.SMSQueue(), Command("+441\tone") + "\x1b" + Command("+442\ttwo") + "\x1b");
+  EXPECT_EQ(client.Take(), Calls{kConnect}) << "a connection on its way is left alone";
+  client.Accept();
+  EXPECT_EQ(client.Take(), Calls{kGreeting});
+  client.Reply("OK");
+  EXPECT_EQ(client.Take(), Calls{Sent("+441\tone")});
+  EXPECT_EQ(sms.SMSQueue(), Command("+442\ttwo") + "\x1b");
+  client.Reply("SENT");
+  EXPECT_EQ(client.Take(), Calls{Sent("+442\ttwo")});
+  EXPECT_EQ(sms.SMSQueue(), "");
+  client.Reply("SENT");
+  EXPECT_EQ(client.Take(), Calls{}) << "the connection stays open";
+  EXPECT_TRUE(client.IsConnected());
+  EXPECT_EQ(lines, Calls{});
+}
+
+TEST_F(SmsQueueTest, NewMessageOnAnOpenConnectionSendsANewGreeting) {
+  client.connected = true;
+  sms.SendSMS("1", "a");
+  EXPECT_EQ(client.Take(), Calls{kGreeting});
+  client.Reply("OK");
+  EXPECT_EQ(client.Take(), Calls{Sent("1\ta")});
+  settings.SMSServerName = "elsewhere";
+  settings.SMSServerPort = 1;
+  sms.SendSMS("2", "b");
+  EXPECT_EQ(client.Take(), Calls{kGreeting}) << "an open connection is kept wherever it goes";
+}
+
+TEST_F(SmsQueueTest, NothingIsStartedForAnEmptyQueue) {
+  sms.StartSMSQueue();
+  client.connected = true;
+  sms.StartSMSQueue();
+  EXPECT_EQ(client.Take(), Calls{});
+}
+
+TEST_F(SmsQueueTest, SettingsAreReadAtEachCall) {
+  settings.SMSServerName = "gateway.example";
+  settings.SMSServerPort = 4000;
+  sms.SendSMS("1", "a");
+  EXPECT_EQ(client.Take(), Calls{"connect gateway.example 4000 \x01"});
+  settings.SMSConnect = 1;
+  sms.SendSMS("2", "b");
+  EXPECT_EQ(client.Take(), Calls{});
+  EXPECT_EQ(files.Get("POLLED.TXT"), "2\tb" + kStamp + "\r\n");
+}
+
+TEST_F(SmsQueueTest, FailureToConnectKeepsTheQueueForTheNextTry) {
+  sms.SendSMS("1", "a");
+  client.Refuse(111, "localhost:3339: Connection\r\nrefused");
+  EXPECT_EQ(lines, Calls{Logged("Error connecting to SMS Server on localhost: localhost:3339: Connection  refused")});
+  EXPECT_EQ(sms.SMSQueue(), Command("1\ta") + "\x1b");
+  EXPECT_EQ(client.Take(), Calls{kConnect});
+  sms.StartSMSQueue();
+  EXPECT_EQ(client.Take(), Calls{kConnect});
+}
+
+TEST_F(SmsQueueTest, LostConnectionIsMadeAgain) {
+  client.connected = true;
+  sms.SendSMS("1", "a");
+  client.Lose();
+  client.Take();
+  sms.SendSMS("2", "b");
+  EXPECT_EQ(client.Take(), Calls{kConnect});
+  client.Accept();
+  client.Reply("OK");
+  EXPECT_EQ(client.Take(), (Calls{kGreeting, Sent("1\ta")}));
+}
+
+TEST_F(SmsQueueTest, LastWordsOfALostConnectionCostNoMessage) {
+  client.connected = true;
+  sms.SendSMS("1", "a");
+  client.Lose();
+  client.Reply("OK");
+  EXPECT_EQ(sms.SMSQueue(), Command("1\ta") + "\x1b");
+  EXPECT_EQ(lines, Calls{Logged("The connection to the SMS Server is gone From frmEmail.SendNextSMS")});
+}
+
+TEST_F(SmsQueueTest, OtherRepliesAreLoggedAsOneLineAndReleaseTheNextToo) {
+  client.connected = true;
+  sms.SendSMS("1", "a");
+  sms.SendSMS("2", "b");
+  client.Take();
+  client.Reply("NO CREDIT\r\n3/5/2026 forged\tline\x7f\x1b[2J");
+  client.Reply("ok");
+  EXPECT_EQ(client.Take(), (Calls{Sent("1\ta"), Sent("2\tb")}));
+  client.Reply("");
+  EXPECT_EQ(lines, (Calls{Logged("SMS Server: NO CREDIT  3/5/2026 forged line  [2J"), Logged("SMS Server: ok"),
+                          Logged("SMS Server: ")}));
+}
+
+TEST_F(SmsQueueTest, NothingInAMessageIsEscaped) {
+  client.connected = true;
+  sms.SendSMS("1", "ta\tb, end\x01, line\r\nend");
+  sms.SendSMS("2", "split\x1bhere");
+  client.Take();
+  for (int i = 0; i < 3; ++i) client.Reply("OK");
+  EXPECT_EQ(client.Take(),
+            (Calls{Sent("1\tta\tb, end\x01, line\r\nend"), "send SEND 2\tsplit\x01", "send here" + kStamp + "\x01"}));
+  EXPECT_EQ(sms.SMSQueue(), "");
+}
+
+TEST_F(SmsQueueTest, EachMessageIsOneAppendToThePolledFile) {
+  settings.SMSConnect = 1;
+  clock.now.s += 3 * 3600 + 62;
+  regional.short_date = "dd.MM.yyyy";
+  sms.SendSMS("+441", "one");
+  sms.SendSMS("+442", "two");
+  EXPECT_EQ(files.Get("POLLED.TXT"), "+441\tone\t05.03.2026\t15:01:02\r\n+442\ttwo\t05.03.2026\t15:01:02\r\n");
+  EXPECT_EQ(files.calls, (Calls{"append POLLED.TXT", "append POLLED.TXT"}));
+  EXPECT_EQ(sms.SMSQueue(), "");
+  EXPECT_EQ(client.Take(), Calls{});
+}
+
+TEST_F(SmsQueueTest, FolderOfThePolledFileMayEndInAnySeparatorOrNone) {
+  settings.SMSConnect = -1;
+  for (const char* folder : {"/var/sms", "/var/sms/", "/var/sms\\"}) {
+    files.entries.clear();
+    settings.SMSFolder = folder;
+    sms.SendSMS("1", "a");
+    EXPECT_EQ(files.Get("/var/sms/POLLED.TXT"), "1\ta" + kStamp + "\r\n") << folder;
+  }
+}
+
+TEST_F(SmsQueueTest, PolledFileThatCantBeWrittenIsNamed) {
+  settings.SMSConnect = 1;
+  settings.SMSFolder = "/gone";
+  files.fails = [](const std::string& call) { return call == "append /gone/POLLED.TXT"; };
+  sms.SendSMS("1", "a");
+  EXPECT_EQ(lines, Calls{Logged("Failed to send message to SMS Server: /gone/POLLED.TXT: No space left on device")});
+}
+
+TEST_F(SmsQueueTest, FailuresOfTheClientAreLogged) {
+  client.breaks = "out of memory";
+  sms.SendSMS("1", "a");
+  EXPECT_EQ(lines, Calls{Logged("Failed to send message to SMS Server: out of memory")});
+  client.connected = true;
+  client.Reply("OK");
+  EXPECT_EQ(lines.back(), Logged("out of memory From frmEmail.SendNextSMS"));
+  EXPECT_EQ(beeps, 1);
+  EXPECT_EQ(sms.SMSQueue(), Command("1\ta") + "\x1b") << "what was not sent still waits";
+}
+
+TEST_F(SmsQueueTest, TenThousandMessagesLeaveInTheirOrder) {
+  constexpr int kCount = 10'000;
+  for (int i = 0; i < kCount; ++i) sms.SendSMS(std::to_string(i), std::string(200, 'x'));
+  client.Accept();
+  client.Take();
+  for (int i = 0; i < kCount; ++i) client.Reply("SENT");
+  const Calls sent = client.Take();
+  ASSERT_EQ(sent.size(), size_t{kCount});
+  for (int i = 0; i < kCount; ++i) {
+    ASSERT_EQ(sent[static_cast<size_t>(i)], Sent(std::to_string(i) + "\t" + std::string(200, 'x')));
+  }
+  EXPECT_EQ(sms.SMSQueue(), "");
+}
+
+TEST_F(SmsQueueTest, CloseEndsTheConnection) {
+  client.connected = true;
+  sms.Close();
+  EXPECT_EQ(client.Take(), Calls{"close"});
+  EXPECT_FALSE(client.IsConnected());
+}
+
+}  // namespace
+}  // namespace vantry
