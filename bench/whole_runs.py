@@ -65,7 +65,7 @@ def scans(folder, size):
         report("  lines of earlier days", lines, scan(kind, path, "0"), wc)
         live = scan(kind, path, DAY)
         report("  lines of today, 5,000 addresses", lines, live, wc)
-        history = with_history(folder, kind, DAY)
+        history = with_history(path, kind, DAY)
         report("  the same with history", lines, history, wc)
         print(f"  history keeps {live['seconds'] / history['seconds']:.2f} of the speed without it, "
               f"at {history['pages']} pages")
@@ -84,15 +84,14 @@ def scans(folder, size):
           f"({loop['turns']} turns)")
 
 
-def with_history(folder, kind, day):
+def with_history(path, kind, day, *words):
     """The best of three scans with the history on, each into an empty data folder."""
     best = None
     for _ in range(3):
-        data = tempfile.mkdtemp(dir=folder)
+        data = tempfile.mkdtemp(dir=os.path.dirname(path))
         try:
-            out = subprocess.run([f"{BIN}/scan_run", "2" if kind == "ncsa" else "0",
-                                  make_log(folder, kind, 0, 5000), day, f"history={data}"],
-                                 capture_output=True, check=True, text=True).stdout
+            out = subprocess.run([f"{BIN}/scan_run", "2" if kind == "ncsa" else "0", path, day, f"history={data}",
+                                  *words], capture_output=True, check=True, text=True).stdout
         finally:
             shutil.rmtree(data)
         run = dict(pair.split("=") for pair in out.split())
@@ -100,6 +99,21 @@ def with_history(folder, kind, day):
         if best is None or run["seconds"] < best["seconds"]:
             best = run
     return best
+
+
+def missing_pages(folder):
+    """A million pages that are there, and a million that raise 404, with mail that is collected."""
+    there, gone = os.path.join(folder, "pages.log"), os.path.join(folder, "missing.log")
+    with open(there, "wb") as out:
+        subprocess.run([f"{BIN}/make_log", "ncsa", "213000000", "5000", DAY, "0"], stdout=out, check=True)
+    with open(there, "rb") as lines, open(gone, "wb") as out:
+        out.writelines(line.replace(b'" 200 ', b'" 404 ', 1) for line in lines)
+    quiet = with_history(there, "ncsa", DAY)
+    loud = with_history(gone, "ncsa", DAY, "exceptions")
+    listed = with_history(gone, "ncsa", DAY, "exceptions-without-mail")
+    row = (int(listed["rss_kb"]) - int(quiet["rss_kb"])) * 1024 / int(listed["exceptions"])
+    print(f"{loud['pages']} missing pages take {loud['seconds'] / quiet['seconds']:.2f} of the time of as many that "
+          f"are there and raise nothing ({loud['seconds']:.2f} s); {loud['exceptions']} exceptions, {row:.0f} bytes each")
 
 
 def tables(folder, rows):
@@ -225,6 +239,7 @@ def main():
     options = parser.parse_args()
     os.makedirs(options.folder, exist_ok=True)
     scans(options.folder, int(options.gigabytes * 1e9))
+    missing_pages(options.folder)
     idle_sites()
     if options.rows:
         tables(options.folder, options.rows)
