@@ -107,6 +107,19 @@ std::string ToUtf8(std::string_view bytes) {
   return out;
 }
 
+std::string ToOneLine(std::string_view bytes) {
+  std::string text(bytes);
+  for (char& c : text) {
+    if (Byte(c) < ' ' || Byte(c) == 0x7F) c = ' ';
+  }
+  text = ToUtf8(text);
+  // The control characters above ASCII, U+0080 to U+009F; some readers take one of them for the end of a line.
+  for (size_t at = text.find('\xC2'); at != std::string::npos; at = text.find('\xC2', at + 1)) {
+    if (Byte(text[at + 1]) < 0xA0) text.replace(at, 2, " ");
+  }
+  return text;
+}
+
 std::string Base64(std::string_view bytes) {
   constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string out;

@@ -13,6 +13,9 @@ bool IsUtf8(std::string_view bytes);
 // five bytes that have no character there become U+FFFD.
 std::string ToUtf8(std::string_view bytes);
 
+// The same with a blank in the place of each control character, line ends included.
+std::string ToOneLine(std::string_view bytes);
+
 // Base64 in one piece, without line ends.
 std::string Base64(std::string_view bytes);
 

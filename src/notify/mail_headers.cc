@@ -24,15 +24,7 @@ struct Mailbox {
 
 // UTF-8 without control characters and without blanks at its ends.
 std::string Clean(std::string_view bytes) {
-  std::string text(bytes);
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
-  text = ToUtf8(text);
-  // The control characters above ASCII, U+0080 to U+009F; some readers take one of them for the end of a line.
-  for (size_t at = text.find('\xC2'); at != std::string::npos; at = text.find('\xC2', at + 1)) {
-    if (static_cast<unsigned char>(text[at + 1]) < 0xA0) text.replace(at, 2, " ");
-  }
-  return std::string(Trim(text));
+  return std::string(Trim(ToOneLine(bytes)));
 }
 
 bool IsAddress(std::string_view text) {

@@ -23,6 +23,16 @@ TEST(TextEncoding, WhatIsNoUtf8IsWindows1252) {
   EXPECT_EQ(ToUtf8("\x81"), "\xEF\xBF\xBD");
 }
 
+TEST(TextEncoding, OneLineHoldsNoControlCharacters) {
+  EXPECT_EQ(ToOneLine(std::string("a\r\nb\0c\x7F\t", 8)), "a  b c  ");
+  EXPECT_EQ(ToOneLine("a\xC2\x85"
+                      "b\xC2\xA0"
+                      "c\xC2\x80"),
+            "a b\xC2\xA0"
+            "c ");
+  EXPECT_EQ(ToOneLine("a\x85\xC2"), "a\xE2\x80\xA6\xC3\x82") << "as Windows-1252";
+}
+
 TEST(TextEncoding, Base64) {
   EXPECT_EQ(Base64(""), "");
   EXPECT_EQ(Base64("f"), "Zg==");
@@ -63,13 +73,13 @@ TEST(TextEncoding, HeadersAreFoldedAtBlanks) {
   EXPECT_EQ(FoldedHeader("To: " + x + " " + x + " " + x), "To: " + x + " " + x + "\r\n " + x + "\r\n");
   // No blank in time: the next one serves.
   const std::string y(100, 'y');
-  EXPECT_EQ(FoldedHeader("To:" + y + " " + x), "To:" + y + "\r\n " + x + "\r\n");
-  EXPECT_EQ(FoldedHeader("To:" + y), "To:" + y + "\r\n");
+  EXPECT_EQ(FoldedHeader("To: " + y + " " + x), "To: " + y + "\r\n " + x + "\r\n");
+  EXPECT_EQ(FoldedHeader("To: " + y), "To: " + y + "\r\n");
   // Never a line of blanks alone, which would look like the end of the head, nor one of the name alone.
   EXPECT_EQ(FoldedHeader("A: " + x + std::string(100, ' ') + x),
             "A: " + x + "\r\n" + std::string(100, ' ') + x + "\r\n");
   EXPECT_EQ(FoldedHeader("To: " + y), "To: " + y + "\r\n");
-  EXPECT_EQ(FoldedHeader("To:" + y + std::string(9, ' ')), "To:" + y + std::string(9, ' ') + "\r\n");
+  EXPECT_EQ(FoldedHeader("To: " + y + std::string(9, ' ')), "To: " + y + std::string(9, ' ') + "\r\n");
 }
 
 }  // namespace

@@ -1,0 +1,39 @@
+// The text of a mail as it goes over the line.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include <sys/types.h>
+
+#include "core/status.h"
+#include "platform/posix_support.h"
+#include "ports/mail.h"
+
+namespace vantry {
+
+// A mail as one text of lines that end with CR LF, made piece by piece: the head, the body as quoted-printable UTF-8,
+// and the attachment, which is read from its file while it is sent. All of it is ASCII, whatever the mail holds.
+class MailText {
+ public:
+  // kBadData when the attachment is no file or can't be opened; its length is taken now.
+  Status Open(const MailMessage& message);
+  // Fills in the next bytes, as many as there are; 0 at the end, -1 when the attachment can't be read any more.
+  ssize_t Read(char* bytes, size_t size);
+  // Why Read failed.
+  const std::string& Problem() const { return problem_; }
+
+ private:
+  bool ReadAttachment();
+
+  std::string attachment_;
+  std::optional<Descriptor> file_;  // While there is something left of the attachment.
+  int64_t left_ = 0;                // Bytes of the attachment.
+  std::string ready_;
+  size_t taken_ = 0;  // Of `ready_`.
+  std::string problem_;
+};
+
+}  // namespace vantry

@@ -1,0 +1,43 @@
+// One mail on its way, without a loop: what a worker thread does.
+#pragma once
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "core/status.h"
+#include "platform/mail_text.h"
+#include "platform/smtp_text.h"
+#include "ports/mail.h"
+
+namespace vantry {
+
+// All in milliseconds.
+struct MailLimits {
+  int connect = 30'000;  // Until the server has let us in: connection, encryption, greeting and login.
+  int reply = 30'000;  // For each answer but the last: a server may take its time to look at a mail before it takes it.
+  int total = 120'000;
+};
+
+// Files of the authorities that sign certificates; empty for those of the system.
+struct MailAuthorities {
+  std::string file, folder;
+};
+
+// Belongs to one thread at a time, but for `cancelled`.
+struct SmtpJob {
+  MailMessage message;
+  MailServer server;
+  MailLimits limits;
+  MailAuthorities authorities;
+  MailText text;
+  std::atomic<bool> cancelled = false;  // Ends the job within about a second.
+
+  Status result;
+  std::string taken;  // A line that tells who got the mail; empty when nobody did.
+};
+
+// Hands the mail to its server; blocks until that is done. Fills in `result` and `taken`.
+void RunSmtpJob(SmtpJob& job);
+
+}  // namespace vantry
