@@ -48,6 +48,13 @@ class Call:
     def say(self, text):
         self.socket.sendall(text.encode("latin-1") + END)
 
+    def ended(self):
+        """True when the program closes the connection without another word, whatever it has left unread."""
+        try:
+            return self.rest + read_all(self.socket) == b""
+        except ConnectionResetError:
+            return True
+
     def close(self):
         self.socket.close()
 
@@ -150,7 +157,7 @@ class SmsTest(SystemTest):
         self.wait_logged(home, " SMS Server: NO CREDIT  1/1/2026 00:00:00 forged\r\n")
         self.assertEqual(self.program_log(home).count("SMS Server"), 1)
         self.assertLess(vantry.stop(), PROMPT)
-        self.assertEqual(read_all(call.socket), b"")
+        self.assertTrue(call.ended())
 
     def test_gateway_that_comes_up_late_and_closes_in_the_middle_gets_everything(self):
         port = free_port()
@@ -186,10 +193,9 @@ class SmsTest(SystemTest):
         try:
             for _ in range(40):
                 call.socket.sendall(b"x" * 65536)
-            call.socket.shutdown(socket.SHUT_WR)
-            self.assertEqual(read_all(call.socket), b"")
         except (BrokenPipeError, ConnectionResetError):
             pass
+        self.assertTrue(call.ended())
         self.miss(home, "two.html")
         call = self.call(gateway)
         self.assertEqual(call.message(), self.greeting(home))
@@ -218,14 +224,13 @@ class SmsTest(SystemTest):
         reader = threading.Thread(target=look)
         reader.start()
         try:
-            for at in range(0, len(pages), 50):
-                self.miss(home, *pages[at:at + 50])
-            wait_until(lambda: seen[-1].count(b"\r\n") == len(pages), what=lambda: (seen[-1][-300:], problems))
+            for count in (100, 200):
+                self.miss(home, *pages[count - 100:count])
+                wait_until(lambda: seen[-1].count(b"\r\n") == count, what=lambda: (seen[-1][-300:], problems))
         finally:
             stop.set()
             reader.join()
         self.assertEqual(problems, [])
-        self.assertGreater(len(seen), 3)
         for line, page in zip(seen[-1].decode("latin-1").split("\r\n"), pages):
             self.check_fields(line, page)
         # Where it can't be written that is told, and the next message is written as soon as it can.
