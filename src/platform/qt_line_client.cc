@@ -147,7 +147,9 @@ void QtLineClient::Close() {
     socket->disconnect();
     socket->setParent(&lingering_);
     QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-    QTimer::singleShot(time_limit_ms_, socket, [socket] { socket->abort(); });
+    auto* limit = new QTimer(socket);
+    QObject::connect(limit, &QTimer::timeout, socket, [socket] { socket->abort(); });
+    limit->start(time_limit_ms_);
     socket->disconnectFromHost();
   }
   Drop();
