@@ -126,9 +126,9 @@ void Exceptions::CheckExceptions(int16_t site) {
   c_.log.Guard("CheckExceptions", [&] {
     // By place: raising one may turn the loop, and the table may be edited meanwhile.
     for (size_t i = 0; i < c_.settings.ExceptionTypes.size(); ++i) {
-      const ExceptionType type = c_.settings.ExceptionTypes[i];
+      const ExceptionType& type = c_.settings.ExceptionTypes[i];
       if (!type.Raise || type.Number < kActiveVisitors || type.Number > kNoVisitorsForLong) continue;
-      if (Status status = CheckType(site, type); !status.ok()) return status;
+      if (Status status = CheckType(site, ExceptionType(type)); !status.ok()) return status;
     }
     return Status::Ok();
   });

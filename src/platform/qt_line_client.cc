@@ -13,13 +13,16 @@ std::string PlaceText(const std::string& host, int32_t port) {
 
 }  // namespace
 
-QtLineClient::QtLineClient(int time_limit_ms) : time_limit_ms_(time_limit_ms) {
+QtLineClient::QtLineClient(int time_limit_ms, HostLookUp look_up)
+    : time_limit_ms_(time_limit_ms), look_up_(std::move(look_up)) {
   limit_.setSingleShot(true);
   delivery_.setSingleShot(true);
+  next_try_.setSingleShot(true);
   QObject::connect(&limit_, &QTimer::timeout, &limit_, [this] {
     Drop();
     EndAttempt(ETIMEDOUT, "no connection within " + std::to_string(time_limit_ms_) + " ms");
   });
+  QObject::connect(&next_try_, &QTimer::timeout, &next_try_, [this] { TryNextAddress(); });
   QObject::connect(&delivery_, &QTimer::timeout, &delivery_, [this] { DeliverOne(); });
 }
 
@@ -39,9 +42,19 @@ void QtLineClient::Connect(const std::string& host, int32_t port, const std::str
   Drop();
   if (host.empty()) return EndAttempt(EINVAL, "the name of the host is empty");
   if (port < 1 || port > 65'535) return EndAttempt(EINVAL, "the port must be from 1 to 65535");
-  OpenSocket();
+  port_ = static_cast<quint16>(port);
   limit_.start(time_limit_ms_);
-  socket_->connectToHost(QString::fromStdString(host), static_cast<quint16>(port));
+  lookup_ = std::make_unique<PendingLookUp>(host, look_up_, [this](const HostAddresses& found) {
+    if (!found.problem.empty()) return EndAttempt(ENOENT, found.problem);
+    addresses_.assign(found.addresses.begin(), found.addresses.end());
+    TryNextAddress();
+  });
+}
+
+void QtLineClient::TryNextAddress() {
+  OpenSocket();
+  socket_->connectToHost(QString::fromStdString(addresses_.front()), port_);
+  addresses_.pop_front();
 }
 
 void QtLineClient::OpenSocket() {
@@ -68,7 +81,9 @@ void QtLineClient::SocketConnected() {
 }
 
 void QtLineClient::SocketFailed() {
-  if (limit_.isActive()) {
+  if (limit_.isActive() && !addresses_.empty()) {
+    next_try_.start(0);  // This socket is in the middle of its own signal.
+  } else if (limit_.isActive()) {
     EndAttempt(static_cast<int>(socket_->error()) + 1, socket_->errorString().toStdString());
   } else {
     TakeBytes();  // What came before the end can't be read later.
@@ -117,6 +132,9 @@ void QtLineClient::Send(std::string_view bytes) {
 // Nothing more is heard of the socket.
 void QtLineClient::Drop() {
   limit_.stop();
+  next_try_.stop();
+  lookup_.reset();
+  addresses_.clear();
   if (socket_) socket_->disconnect();
   socket_.reset();
   in_.clear();

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/host_lookup.h"
 #include "ports/line_client.h"
 
 namespace vantry {
@@ -25,7 +26,7 @@ class QtLineClient final : public LineClient {
 
   // Within `time_limit_ms` the host's name is found and a connection made, or the attempt has failed. After a Close the
   // bytes still queued have the same time to leave.
-  explicit QtLineClient(int time_limit_ms = 30'000);
+  explicit QtLineClient(int time_limit_ms = 30'000, HostLookUp look_up = LookUpHost);
   ~QtLineClient() override;
   QtLineClient(const QtLineClient&) = delete;
   QtLineClient& operator=(const QtLineClient&) = delete;
@@ -45,6 +46,7 @@ class QtLineClient final : public LineClient {
     std::string text;
   };
 
+  void TryNextAddress();
   void OpenSocket();
   void EndAttempt(int code, const std::string& problem);
   void SocketConnected();
@@ -56,14 +58,19 @@ class QtLineClient final : public LineClient {
   void DeliverOne();
 
   const int time_limit_ms_;
+  const HostLookUp look_up_;
   LineClientEvents events_;
   State state_ = State::kIdle;
   std::string place_, end_of_line_;
+  quint16 port_ = 0;
+  std::unique_ptr<PendingLookUp> lookup_;
+  std::deque<std::string> addresses_;  // Of the host, not tried yet.
   std::unique_ptr<QTcpSocket> socket_;
   std::string in_;           // Received, without an end so far.
   size_t searched_ = 0;      // No end starts before this place of `in_`.
   std::deque<Event> ready_;  // To be handed out, in the order in which they happened.
   bool in_handler_ = false;
+  QTimer next_try_;    // Runs out at once when another address is to be tried.
   QTimer limit_;       // Of an attempt.
   QTimer delivery_;    // Runs out at once while events wait.
   QObject lingering_;  // Owns the sockets that have bytes to send after a Close.

@@ -305,5 +305,17 @@ TEST_F(EngineTest, ALoginIsMailed) {
   EXPECT_EQ(mail.sent[0].body, "somebody came");
 }
 
+TEST_F(EngineTest, AnEmptySiteIsMeasuredFromTheStart) {
+  Sites(1);
+  files.Put("/logs/access.log", "");
+  ASSERT_TRUE(Start());
+  Run(60 * 60 - 2);
+  EXPECT_EQ(engine->Tables().TotalExceptionCount, 0);
+  Run(130);
+  EXPECT_EQ(engine->Tables().TotalExceptionCount, 1);
+  engine->Tables().exGrid.ForEach(
+      [](const GridRow& row) { EXPECT_EQ(row.Text(ex_grid::kDetails), "No visitors for 60 minutes"); });
+}
+
 }  // namespace
 }  // namespace vantry

@@ -2,6 +2,7 @@
 #include <QCoreApplication>
 #include <QTcpServer>
 #include <algorithm>
+#include <latch>
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -290,10 +291,52 @@ TEST_F(QtLineClientTest, HostAndPortThatCantBeAreFailedAttempts) {
   }
 }
 
+TEST_F(QtLineClientTest, HostMayBeAName) {
+  rig.client.Connect("localhost", rig.Port(), "\x01");
+  EXPECT_TRUE(Logged("connected"));
+}
+
+TEST_F(QtLineClientTest, EachAddressOfAHostIsTried) {
+  HostAddresses found{{"127.0.0.3", "127.0.0.2", "127.0.0.1"}, ""};
+  QtLineClient client(30'000, [&](const std::string&) { return found; });
+  client.OnEvents(Events());
+  client.Connect("gateway", rig.Port(), "\x01");
+  ASSERT_TRUE(Logged("connected"));
+  EXPECT_TRUE(client.IsConnected());
+  EXPECT_EQ(log.size(), 1u);
+  client.Close();
+  found.addresses.pop_back();
+  client.Connect("gateway", rig.Port(), "\x01");
+  EXPECT_TRUE(Logged("failed: gateway:" + std::to_string(rig.Port()) + ": Connection refused"));
+  EXPECT_EQ(log.size(), 2u);
+}
+
+TEST_F(QtLineClientTest, LookUpThatHangsHoldsUpNobody) {
+  const auto release = std::make_shared<std::latch>(1), ended = std::make_shared<std::latch>(1);
+  {
+    QtLineClient client(200, [release, ended](const std::string& host) {
+      if (host == "slow") {
+        release->wait();
+        ended->count_down();
+      }
+      return HostAddresses{{"127.0.0.1"}, ""};
+    });
+    client.OnEvents(Events());
+    client.Connect("slow", rig.Port(), "\x01");
+    EXPECT_TRUE(Logged("failed: slow:" + std::to_string(rig.Port()) + ": no connection within 200 ms"));
+    client.Connect("quick", rig.Port(), "\x01");
+    EXPECT_TRUE(Logged("connected"));
+  }
+  release->count_down();
+  ended->wait();
+  Settle();
+  EXPECT_EQ(log.size(), 2u) << "nobody hears what comes too late";
+}
+
 TEST_F(QtLineClientTest, NameThatIsNoneIsAFailedAttempt) {
   rig.client.Connect("no host at all", 3339, "\x01");
   ASSERT_TRUE(Until([this] { return !log.empty(); }));
-  EXPECT_EQ(log, Log{"failed: no host at all:3339: Host not found"});
+  EXPECT_EQ(log, Log{"failed: no host at all:3339: Name or service not known"});
 }
 
 // A listener whose queue is full leaves callers without an answer.
