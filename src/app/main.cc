@@ -6,11 +6,11 @@
 #include <string>
 
 #include "app/engine.h"
-#include "app/no_mail.h"
 #include "config/value_forms.h"
 #include "core/text.h"
 #include "platform/cares_resolver.h"
 #include "platform/console_notices.h"
+#include "platform/curl_mail.h"
 #include "platform/lmdb_index.h"
 #include "platform/posix_data_files.h"
 #include "platform/posix_files.h"
@@ -63,7 +63,7 @@ int main(int argc, char** argv) {
   vantry::SocketListener listener(clock);
   vantry::RegistryFile registry(files, app_path + "registry.ini");
   vantry::CaresResolver resolver({.servers = ReadRegistryValue(registry, "Resolver", "Servers", "")});
-  vantry::NoMail mail;
+  vantry::CurlMail mail;
   vantry::QtLineClient sms;
   vantry::ProgramStarter programs;
   vantry::SingleInstance instance(app_path + "vantry.lock");

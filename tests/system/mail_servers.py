@@ -64,9 +64,9 @@ class Certificate:
         self.folder = tempfile.mkdtemp(prefix="vantry_cert_")
         self.cert = os.path.join(self.folder, "cert.pem")
         self.key = os.path.join(self.folder, "key.pem")
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", self.key, "-out", self.cert,
-                        "-days", "2", "-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1"],
-                       check=True, capture_output=True)
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", self.key,
+                        "-out", self.cert, "-days", "2", "-subj", "/CN=localhost",
+                        "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1"], check=True, capture_output=True)
         os.chmod(self.folder, 0o755)
         os.chmod(self.key, 0o644)
 
@@ -117,8 +117,8 @@ class AioServer:
         self.handler = TakesAll(refused)
         self.port = free_port()
         self.place = "%s:%d" % (host, self.port)
-        self.controller = Controller(self.handler, hostname=host, port=self.port, ssl_context=smtps,
-                                     ready_timeout=20, **options)
+        self.controller = Controller(self.handler, hostname=host, port=self.port, ssl_context=smtps, ready_timeout=20,
+                                     **options)
         self.controller.start()
 
     @property
@@ -130,7 +130,7 @@ class AioServer:
 
 
 class Exim:
-    """An exim that keeps every mail for example.test in a folder, but for "nobody". Root lends it the system's mail user."""
+    """An exim that keeps mails for example.test in a folder, but none for "nobody". Root lends it its own account."""
 
     def __init__(self, certificate, user, password):
         self.base = tempfile.mkdtemp(prefix="vantry_exim_")
@@ -195,8 +195,8 @@ class Exim:
 
 
 class ScriptedServer:
-    """Answers as a test says. `answer` makes the reply to a line ("" is the greeting, "." the end of a mail), or None to
-    close the connection, or "" to keep silent; it may sleep. Each connection has a thread."""
+    """Answers as a test says. `answer` makes the reply to a line, where "" is the greeting and "." the end of a mail:
+    None closes the connection, "" keeps silent, and it may sleep. Each connection has a thread."""
 
     def __init__(self, answer=None):
         self.answer = answer or self.good
@@ -255,9 +255,13 @@ class ScriptedServer:
             mail += line[1:] if line.startswith(b".") else line
         return None
 
+    def stop_listening(self):
+        if self.socket.fileno() >= 0:
+            self.socket.shutdown(socket.SHUT_RDWR)
+            self.socket.close()
+
     def clean_up(self):
-        self.socket.shutdown(socket.SHUT_RDWR)
-        self.socket.close()
+        self.stop_listening()
         for peer in self.open:
             try:
                 peer.shutdown(socket.SHUT_RDWR)
