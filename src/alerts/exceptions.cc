@@ -67,13 +67,13 @@ bool Exceptions::AddException(int16_t site, int number, LogTime when, std::optio
       act = rec.ReplayUntilPos == 0;
       notify = !rec.EmailNoExceptions;
     }
-    if (act) Act(raised, *type, notify);
+    if (act) Act(raised, ExceptionType(*type), notify);
     Count(raised);
     return Status::Ok();
   });
 }
 
-void Exceptions::Act(const Raised& raised, ExceptionType type, bool notify) {
+void Exceptions::Act(const Raised& raised, const ExceptionType& type, bool notify) {
   if (type.Email && notify) {
     c_.mail.SendEmail(
         raised.site_text + "[" + raised.number + "] " + raised.message + " @ " + c_.regional.General(raised.when),

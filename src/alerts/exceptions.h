@@ -37,7 +37,7 @@ class Exceptions final : public ExceptionSink {
     int32_t visit_number = 0;
   };
   const ExceptionType* FindType(int number) const;
-  void Act(const Raised& raised, ExceptionType type, bool notify);
+  void Act(const Raised& raised, const ExceptionType& type, bool notify);
   void RunProgram(const Raised& raised, const ExceptionType& type);
   void Count(const Raised& raised);
   Status CheckType(int16_t site, const ExceptionType& type);

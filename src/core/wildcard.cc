@@ -80,7 +80,7 @@ bool EndsDiffer(std::string_view text, std::string_view pattern) {
   return !pattern.empty() && (differs(pattern.front(), 0) || differs(pattern.back(), text.size() - 1));
 }
 
-// A pattern without bracket lists.
+// A pattern without bracket lists, as nearly all are: a new visitor may be held against thousands of them.
 bool LikeWithoutLists(std::string_view text, std::string_view pattern) {
   size_t t = 0, p = 0, star_p = kNone, star_t = 0;
   while (t < text.size() || p < pattern.size()) {
