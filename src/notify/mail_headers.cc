@@ -163,7 +163,7 @@ std::string MessageIdHost(std::string_view address) {
 std::string NewMessageId(WallTime now, std::string_view sender) {
   std::random_device random;
   std::string id = "<" + std::to_string(now.s);
-  for (int i = 0; i < 4; ++i) id += "." + std::to_string(random());
+  for (int i = 0; i < 2; ++i) id += "." + std::to_string(random());
   return id + "@" + MessageIdHost(sender) + ">";
 }
 

@@ -7,6 +7,7 @@
 
 #include <curl/curl.h>
 #include <signal.h>
+#include <sys/eventfd.h>
 
 #include "core/text.h"
 #include "core/text_encoding.h"
@@ -40,8 +41,16 @@ bool IsOneLine(const std::string& header) {
 
 // libcurl is never cleaned up: a name look-up that was given up may still be running.
 CurlMail::CurlMail(MailLimits limits)
-    : limits_(limits), authorities_{Environment("SSL_CERT_FILE"), Environment("SSL_CERT_DIR")} {
+    : limits_(limits),
+      authorities_{Environment("SSL_CERT_FILE"), Environment("SSL_CERT_DIR")},
+      ended_fd_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      ended_notifier_(ended_fd_.get(), QSocketNotifier::Read) {
   curl_global_init(CURL_GLOBAL_DEFAULT);
+  QObject::connect(&ended_notifier_, &QSocketNotifier::activated, &ended_notifier_, [this] {
+    eventfd_t count = 0;
+    (void)::eventfd_read(ended_fd_.get(), &count);
+    Wake();
+  });
 }
 
 CurlMail::~CurlMail() {
@@ -122,8 +131,7 @@ void CurlMail::Work(Worker& worker) {
     ++ended_;
   }
   finished_.notify_all();
-  QMetaObject::invokeMethod(
-      &waker_, [this] { Wake(); }, Qt::QueuedConnection);
+  (void)::eventfd_write(ended_fd_.get(), 1);
 }
 
 bool CurlMail::Done(const Worker& worker) {
@@ -174,9 +182,11 @@ void CurlMail::WaitUntil(const std::function<bool()>& holds, std::optional<Time>
     const auto now = steady_clock::now();
     if (until && now >= *until) return;
     QEventLoop loop;
-    if (until) {
-      QTimer::singleShot(std::chrono::ceil<milliseconds>(*until - now), Qt::PreciseTimer, &loop, &QEventLoop::quit);
-    }
+    QTimer timer;
+    timer.setSingleShot(true);
+    timer.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&timer, &QTimer::timeout, &loop, [&loop] { loop.quit(); });
+    if (until) timer.start(std::chrono::ceil<milliseconds>(*until - now));
     waiting_.push_back(&loop);
     const int code = loop.exec();
     waiting_.pop_back();

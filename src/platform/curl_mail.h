@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QEventLoop>
-#include <QObject>
+#include <QSocketNotifier>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/posix_support.h"
 #include "platform/smtp_job.h"
 #include "ports/mail.h"
 
@@ -68,7 +69,8 @@ class CurlMail final : public Mail {
   uint64_t ended_ = 0;                          // Jobs so far. Guarded by `mutex_`.
   std::list<std::shared_ptr<Worker>> workers_;  // Up to their end, which may come later than that of their Send.
   std::vector<QEventLoop*> waiting_;            // Turning now, innermost last.
-  QObject waker_;                               // Takes the calls of the workers.
+  Descriptor ended_fd_;                         // A worker says here that it is through.
+  QSocketNotifier ended_notifier_;
 };
 
 }  // namespace vantry

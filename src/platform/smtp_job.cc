@@ -210,8 +210,10 @@ std::string Transfer::RefusedText() const {
 
 std::string Transfer::TimeOutText() const {
   if (MsSince(begin_) >= job_.limits.total) return "the mail was not sent within " + Span(job_.limits.total);
-  curl_off_t connected = 0;
+  curl_off_t found = 0, connected = 0;
+  curl_easy_getinfo(curl_.get(), CURLINFO_NAMELOOKUP_TIME_T, &found);
   curl_easy_getinfo(curl_.get(), CURLINFO_CONNECT_TIME_T, &connected);
+  if (found == 0) return "no name server knew the name of the server within " + Span(job_.limits.connect);
   if (connected == 0) return "no connection within " + Span(job_.limits.connect);
   return "the server did not answer within " + Span(waits_ ? job_.limits.reply : job_.limits.connect);
 }
