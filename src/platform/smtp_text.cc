@@ -46,6 +46,10 @@ std::string_view Cut(std::string_view utf8, size_t size) {
   return utf8.substr(0, size);
 }
 
+std::string Masked(std::string text, const std::string& secret) {
+  return secret.empty() ? text : ReplaceAll(std::move(text), secret, "***");
+}
+
 }  // namespace
 
 Status ReadMailServer(std::string_view text, MailServer& server) {
@@ -123,10 +127,11 @@ void SmtpDialogue::TakeReply() {
 }
 
 std::string SmtpDialogue::Presentable(std::string words) const {
-  for (const std::string& secret : secrets_) {
-    if (!secret.empty()) words = ReplaceAll(std::move(words), secret, "***");
-  }
-  return std::string(Trim(Cut(ToOneLine(words), kMaxWords)));
+  for (const std::string& secret : secrets_) words = Masked(std::move(words), secret);
+  words = ToOneLine(words);
+  // A blank that was a tabulator makes one as well.
+  for (const std::string& secret : secrets_) words = Masked(std::move(words), ToOneLine(secret));
+  return std::string(Trim(Cut(words, kMaxWords)));
 }
 
 }  // namespace vantry

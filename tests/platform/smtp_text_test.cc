@@ -90,6 +90,12 @@ TEST(SmtpDialogue, SecretsAreNotRepeated) {
   EXPECT_EQ(d.Words(), "535 *** is *** of ***");
 }
 
+TEST(SmtpDialogue, SecretsDoNotComeTogetherLater) {
+  SmtpDialogue d({"pass word"});
+  EXPECT_TRUE(d.Received("535 pass\tword and pass word"));
+  EXPECT_EQ(d.Words(), "535 *** and ***");
+}
+
 TEST(SmtpDialogue, AnEndlessReplyStaysSmall) {
   SmtpDialogue d({});
   for (int i = 0; i < 10'000; ++i) EXPECT_FALSE(d.Received("250-" + std::string(500, 'x')));
