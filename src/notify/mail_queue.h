@@ -28,8 +28,9 @@ struct MailQueueContext {
 class MailQueue {
  public:
   static constexpr int64_t kSendTimerMs = 65'000;
-  // At the end of the program all that is pending goes out within this time, or not at all.
-  static constexpr int64_t kLastMs = 30'000;
+  // At the end of the program all that is pending goes out within this time, or not at all: half a minute with the
+  // rest.
+  static constexpr int64_t kLastMs = 28'000;
 
   explicit MailQueue(MailQueueContext context) : c_(context) {}
 
