@@ -232,7 +232,9 @@ std::string Transfer::FailureText(CURLcode code) const {
     case CURLE_PEER_FAILED_VERIFICATION:
       return "the certificate is not valid: " + CurlText(code);
     case CURLE_SSL_CACERT_BADFILE:
-      return "the file of trusted certificates can't be read: " + job_.authorities.file;
+      return job_.authorities.file.empty()
+                 ? "there are no trusted certificates on this machine; install the package ca-certificates"
+                 : "the file of trusted certificates can't be read: " + job_.authorities.file;
     case CURLE_ABORTED_BY_CALLBACK:
       if (!job_.text.Problem().empty()) return job_.text.Problem();
       return job_.cancelled ? "the time for sending mail is up" : TimeOutText();
