@@ -48,7 +48,8 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       scan_(
           scan_context_, [this] { return timer1_->Enabled(); },
           [this](int16_t place) { return ExceptionNumberAt(place); }),
-      web_({t_, settings_, options_.regional, ports_.clock, ports_.files, ports_.loop, ports_.listener, *this, *this},
+      web_({t_, settings_, options_.regional, log_, ports_.clock, ports_.files, ports_.loop, ports_.listener, *this,
+            *this, history_, options_.app_path, AppVersion()},
            ReadSecurity(registry_)),
       timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { scan_.Timer1Tick(); })),
       timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { scan_.Timer2Tick(); })),

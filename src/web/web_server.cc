@@ -1,5 +1,7 @@
 #include "web/web_server.h"
 
+#include <map>
+
 #include "core/text.h"
 #include "core/wildcard.h"
 #include "web/request_reader.h"
@@ -11,7 +13,11 @@ WebServer::WebServer(WebContext c, WebSecurity security) : c_(c), security_(std:
 }
 
 Interface& WebServer::SharedInterface() {
-  if (!interface_) interface_ = std::make_unique<Interface>(c_.t, clients_, security_.escape_html);
+  if (!interface_)
+    interface_ =
+        std::make_unique<Interface>(InterfaceContext{c_.t, c_.settings, c_.regional, c_.log, c_.clock, c_.files,
+                                                     c_.history, c_.app_path, c_.version, security_.escape_html},
+                                    clients_);
   return *interface_;
 }
 
@@ -181,16 +187,19 @@ void WebServer::WriteAccessLog(int n) {
   (void)c_.files.Append(c_.settings.DDFPath + "webaccess.log", line);
 }
 
-std::string WebServer::PageFor(int n, std::string_view word, std::string_view argument) {
+std::string WebServer::PageFor(int n, const std::string& word, std::string_view argument) {
   Interface& pages = SharedInterface();
-  if (!clients_[n].LoggedIn) return pages.LoginTable();
+  if (!clients_[n].LoggedIn) return pages.LoginTable(n);
   if (word == "LIST") return pages.GetVisitorsList(argument);
-  static constexpr std::string_view kPages[] = {"SITE",   "TABLE",       "SITETABLE", "VISITOR", "PREVIOUS",
-                                                "ALERTS", "ALERTSTABLE", "SPIDERS",   "EXCEPT",  "REFER"};
-  for (const std::string_view page : kPages) {
-    if (word == page) return pages.PageNotBuilt(page);
-  }
-  return pages.PageNotBuilt("SITES");
+  using Page = std::string (Interface::*)(int client_no, std::string_view argument);
+  static const std::map<std::string_view, Page> kPages = {
+      {"SITE", &Interface::VisitorsTable},           {"TABLE", &Interface::VisitorsTable},
+      {"SITETABLE", &Interface::VisitorsTable},      {"VISITOR", &Interface::VisitorDetailsTable},
+      {"PREVIOUS", &Interface::PreviousVisitsTable}, {"ALERTS", &Interface::AlertsTypeList},
+      {"ALERTSTABLE", &Interface::AlertsTable},      {"SPIDERS", &Interface::SpidersTable},
+      {"EXCEPT", &Interface::ExceptionsTable},       {"REFER", &Interface::ReferrersTable}};
+  const auto page = kPages.find(word);
+  return page == kPages.end() ? pages.SitesTable(n) : (pages.*page->second)(n, argument);
 }
 
 void WebServer::SendWebPage(int n, std::string_view text) {

@@ -53,12 +53,16 @@ struct WebContext {
   LiveTables& t;
   Settings& settings;
   const Regional& regional;
+  ProgramLog& log;
   Clock& clock;
   Files& files;
   Loop& loop;
   Listener& listener;
   RemoteControl& control;
   LoginMailer& mailer;
+  VisitDatabase& history;
+  std::string app_path;  // The program's folder, with a separator at its end.
+  std::string version;
 };
 
 class WebServer {
@@ -110,7 +114,7 @@ class WebServer {
   // False when the client left meanwhile.
   bool MailLogin(int connection);
   void WriteAccessLog(int connection);
-  std::string PageFor(int connection, std::string_view word, std::string_view argument);
+  std::string PageFor(int connection, const std::string& word, std::string_view argument);
   void SendWebPage(int connection, std::string_view text);
   void SendWebLine(int connection, std::string_view text);
 

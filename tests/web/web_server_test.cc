@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/database_rig.h"
 #include "support/fakes.h"
 #include "support/memory_files.h"
 
@@ -67,6 +68,16 @@ struct WebTest : ::testing::Test {
   FakeListener listener;
   FakeControl control;
   FakeMailer mailer;
+  std::string program_log;
+  ProgramLog log{t,
+                 regional,
+                 {[this] { return clock.Now(); }, [this](std::string_view b) { program_log += b; }, [] {},
+                  [](std::string_view) {}, [](std::string_view, EventLevel) {}}};
+  RegistryFile registry{files, "/registry.ini"};
+  MemoryDataFiles disk;
+  MemoryIndex index{disk};
+  RaisedExceptions exceptions;
+  VisitDatabase history{{t, settings.DDFPath, log, clock, registry, exceptions, disk, index}};
   std::unique_ptr<WebServer> web;
 
   WebTest() {
@@ -74,7 +85,8 @@ struct WebTest : ::testing::Test {
     Restart({});
   }
   void Restart(WebSecurity security) {
-    web = std::make_unique<WebServer>(WebContext{t, settings, regional, clock, files, loop, listener, control, mailer},
+    web = std::make_unique<WebServer>(WebContext{t, settings, regional, log, clock, files, loop, listener, control,
+                                                 mailer, history, "/app/", "2.0.000"},
                                       std::move(security));
     EXPECT_TRUE(web->StartWebListener().ok());
   }
@@ -130,11 +142,28 @@ TEST_F(WebTest, ListGivesVisitorsOfOneDomainOrAll) {
   EXPECT_FALSE(listener.IsOpen(1));
 }
 
-TEST_F(WebTest, QueriesWhosePagesAreNotBuiltSaySo) {
-  for (const char* query : {"/", "/?SITES", "/?nonsense&a=b"}) {
-    EXPECT_TRUE(Contains(Get(query), "The page SITES is not part of this build yet.")) << query;
-  }
-  EXPECT_TRUE(Contains(Get("/?ALERTS&site=x"), "The page ALERTS is not part of this build yet."));
+TEST_F(WebTest, CommandsChooseTheirPages) {
+  AddSite("www.one.example").WebAccess = true;
+  const std::pair<const char*, const char*> cases[] = {
+      {"/", "Sites Being Monitored On This Server"},
+      {"/?", "Sites Being Monitored On This Server"},
+      {"/?/", "Sites Being Monitored On This Server"},
+      {"/any/path?sites", "Sites Being Monitored On This Server"},
+      {"/?nonsense&a=b", "Sites Being Monitored On This Server"},
+      {"/?SITE&x=www.one.example", "0 Active Visitors."},
+      {"/?TABLE&x=www.one.example", "0 Active Visitors."},
+      {"/?SITETABLE&site=www.one.example", "0 Active Visitors."},
+      {"/?SITETABLE&site=ALL", "0 Total Active Visitors"},
+      {"/?VISITOR&domain=www.one.example:10.0.0.1!1", "[Visitor Information]"},
+      {"/?PREVIOUS&domain=www.one.example:10.0.0.1", "0 Previous Visits"},
+      {"/?ALERTS&site=www.one.example", "0 Alerts Raised Today."},
+      {"/?ALERTSTABLE&site=www.one.example&alertno=3", "0 Alerts Raised Today."},
+      {"/?SPIDERS&site=www.one.example", "0 Spiders Spotted Today"},
+      {"/?EXCEPT&site=www.one.example", "0 Exceptions Raised Today"},
+      {"/?REFER&domain=www.one.example", "0 Referring Sites"},
+      {"/?EXCEPT&site=other.example", "is not being monitored by Vantry."},
+  };
+  for (const auto& [query, text] : cases) EXPECT_TRUE(Contains(Get(query), text)) << query;
 }
 
 TEST_F(WebTest, EscapedListCanFormNoTag) {

@@ -1,0 +1,90 @@
+// The pieces that all web pages are made of. Every literal is part of the look that people know, doubled blanks,
+// missing braces and unquoted attributes included.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "config/settings.h"
+#include "core/grid.h"
+
+namespace vantry {
+
+// The maker's public web site.
+inline constexpr std::string_view kProductSite = "http://www.tressimond.com/";
+
+struct CellLook {
+  Align align = Align::kLeft;
+  std::string_view font_colour = {};
+  bool bold = false;
+  std::string_view back_colour = {};  // Empty: WebColGridBack.
+  bool mouse_over = false;
+  int col_span = 0;
+};
+
+struct LinkLook {
+  std::string_view title = {};
+  bool no_underline = false;
+  bool new_window = false;
+};
+
+// One page as it grows. The colours are those of the settings at the moment it is made.
+class PageText {
+ public:
+  explicit PageText(const Settings& settings);
+
+  PageText& operator<<(std::string_view text) {
+    text_ += text;
+    return *this;
+  }
+  std::string Take() { return std::move(text_); }
+  const std::string& Text() const { return text_; }
+  const Settings& Colours() const { return settings_; }
+
+  // The page's head and the opening of its body. Reloads itself every 30 seconds unless told not to.
+  void HTMLHeader(std::string_view title = "Vantry - Real Time Web Server Monitor", bool no_refresh = false);
+  // As above, on a background that is chosen here when it is empty.
+  void HTMLHeader(std::string_view title, bool no_refresh, std::string& back_colour);
+  void HTMLFooter();
+  // Head and end of a deck for WAP phones.
+  void WMLHeader();
+  void WMLFooter();
+  // The bar on top: the present date and time, and who is logged on.
+  void WebHeaderBar(std::string_view now, std::string_view user);
+  // The style attribute of tables.
+  const std::string& WebStyle() const { return style_; }
+
+  // One cell. A right-aligned "0" shows nothing. The text goes as it is.
+  void AddCell(std::string_view text, const CellLook& look = {});
+  void AddHeading(std::string_view text, Align align = Align::kLeft);
+  // A row of one cell: white on blue, black on grey, or black on white.
+  enum class Row { kBlue, kGrey, kWhite };
+  void AddHeaderRow(std::string_view text, int col_span, bool bold, Row row = Row::kBlue);
+  void AddLabelRow(std::string_view label, std::string_view value, bool mouse_over = false);
+  // A link as text; nothing without a URL, and a "0" can't be seen.
+  static std::string AddLink(std::string_view url, std::string_view text = {}, const LinkLook& look = {});
+  // A table of one cell that looks like a button.
+  std::string AddButton(std::string_view caption, std::string_view url) const;
+  // The "Back" buttons; `path` is the path of the client's slot.
+  void BackToSites(std::string_view path);
+  void BackToSite(std::string_view path, std::string_view domain);
+  // The script that opens windows with details.
+  void PopupScript(std::string_view window = "new_win", int width = 650);
+  void ProductFooter(std::string_view version);
+  static std::string ProductLink();
+
+ private:
+  std::string MouseOverAttributes(std::string_view restore_colour) const;
+
+  const Settings& settings_;
+  std::string text_;
+  std::string style_, grid_back_, mouse_over_grid_;  // Attributes that nearly every cell has.
+};
+
+// The domain of a site as a heading: a link when it begins with "www" or "http://".
+std::string UrlForm(std::string_view domain);
+
+// The address of a page on the site itself.
+std::string SiteUrl(std::string_view domain, std::string_view page);
+
+}  // namespace vantry
