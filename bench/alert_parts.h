@@ -29,6 +29,18 @@ class NullPrograms final : public Programs {
   Status Start(const std::string&) override { return Status::Ok(); }
 };
 
+class NullBus final : public AutomationBus {
+ public:
+  void Open(AutomationCalls&) override {}
+  bool Ready() const override { return false; }
+  bool HasCallers() const override { return false; }
+  void VisitorArrived(const VisitorArrival&) override {}
+  void DNSResolved(std::string_view, std::string_view) override {}
+  void VisitorPageMove(std::string_view, std::string_view, std::string_view, std::string_view) override {}
+  void VisitorLeft(std::string_view, std::string_view) override {}
+  void Close() override {}
+};
+
 struct AlertParts {
   explicit AlertParts(Rig& rig, ExceptionHistory& history)
       : sms({rig.settings, rig.regional, rig.clock, rig.files, rig.log, line, ""}),

@@ -53,6 +53,11 @@ void AppendUtf8(std::string& out, char16_t c) {
   }
 }
 
+void AppendWindows1252(std::string& out, char c) {
+  const uint8_t byte = Byte(c);
+  AppendUtf8(out, byte >= 0x80 && byte < 0xA0 ? kWindows1252[byte - 0x80] : char16_t{byte});
+}
+
 // Where the line that begins at `at` ends, and where the next one begins.
 struct LineEnd {
   size_t end, next;
@@ -100,9 +105,22 @@ bool IsUtf8(std::string_view bytes) {
 std::string ToUtf8(std::string_view bytes) {
   if (IsUtf8(bytes)) return std::string(bytes);
   std::string out;
-  for (const char c : bytes) {
-    const uint8_t byte = Byte(c);
-    AppendUtf8(out, byte >= 0x80 && byte < 0xA0 ? kWindows1252[byte - 0x80] : char16_t{byte});
+  for (const char c : bytes) AppendWindows1252(out, c);
+  return out;
+}
+
+std::string RepairUtf8(std::string bytes) {
+  if (bytes.find('\0') == std::string::npos && IsUtf8(bytes)) return bytes;
+  std::string out;
+  out.reserve(bytes.size());
+  for (std::string_view rest = bytes; !rest.empty();) {
+    const size_t size = CharacterSize(rest);
+    if (size == 0) {
+      AppendWindows1252(out, rest[0]);
+    } else if (rest[0] != '\0') {
+      out.append(rest.substr(0, size));
+    }
+    rest.remove_prefix(std::max<size_t>(size, 1));
   }
   return out;
 }

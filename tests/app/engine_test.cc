@@ -214,6 +214,7 @@ TEST_F(EngineTest, TenEnginesLiveSideBySide) {
   Log("11:59:00", "10.0.0.1");
   std::vector<std::unique_ptr<FakeLoop>> loops;
   std::deque<FakeResolver> resolvers(10);
+  std::deque<RecordingBus> buses(10);
   std::deque<MemoryDataFiles> disks(10);
   std::deque<MemoryIndex> indexes;
   std::vector<std::unique_ptr<Engine>> engines;
@@ -221,7 +222,7 @@ TEST_F(EngineTest, TenEnginesLiveSideBySide) {
     loops.push_back(std::make_unique<FakeLoop>());
     indexes.emplace_back(disks[i]);
     engines.push_back(std::make_unique<Engine>(EnginePorts{clock, *loops[i], files, disks[i], indexes[i], listener,
-                                                           notices, resolvers[i], mail, gateway, programs},
+                                                           notices, resolvers[i], mail, gateway, programs, buses[i]},
                                                EngineOptions{"/home/", "", Regional{}, "", {}}));
     ASSERT_TRUE(engines.back()->Main());
   }
