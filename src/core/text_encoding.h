@@ -13,8 +13,9 @@ bool IsUtf8(std::string_view bytes);
 // five bytes that have no character there become U+FFFD.
 std::string ToUtf8(std::string_view bytes);
 
-// The text as UTF-8 without NUL bytes: characters that are well-formed UTF-8 stay, each other byte is taken as one of
-// Windows-1252. Unlike above, one odd byte does not change how the rest of a long text reads.
+// The text as the message bus takes it, UTF-8 without NUL bytes: characters that are well-formed UTF-8 stay, each other
+// byte is taken as one of Windows-1252. Unlike above, one odd byte does not change how the rest of a long text reads.
+// The 66 codes that Unicode keeps free of characters become U+FFFD: some programs throw out a message that has one.
 std::string RepairUtf8(std::string bytes);
 
 // As ToUtf8, with a blank in the place of each control character, line ends included.

@@ -182,7 +182,8 @@ size_t AutomationObjects::ServeOne() {
   waiting_.pop_front();
   Arguments in(call.message.get());
   Results results;
-  const Status status = Attempt([&] { return call.body(calls_, in, results); });
+  Status status = Attempt([&] { return call.body(calls_, in, results); });
+  if (in.Unreadable()) status = Status::Error(Fail::kBadData, "An argument can't be read.");
   if (status.ok()) return Answer(call.message.get(), results);
   const bool bad = status.fail == Fail::kBadData;
   return ReplyError(call.message.get(), bad ? SD_BUS_ERROR_INVALID_ARGS : SD_BUS_ERROR_FAILED, RepairUtf8(status.text));

@@ -53,15 +53,18 @@ class AutomationObjects {
       const char* text = Read<const char*>(SD_BUS_TYPE_STRING);
       return text ? text : "";
     }
+    // One was not what it claims to be: a text that is no UTF-8.
+    bool Unreadable() const { return unreadable_; }
 
    private:
     template <class T>
     T Read(char type) {
       T value{};
-      sd_bus_message_read_basic(message_, type, &value);
+      if (sd_bus_message_read_basic(message_, type, &value) <= 0) unreadable_ = true;
       return value;
     }
     sd_bus_message* message_;
+    bool unreadable_ = false;
   };
   using Results = std::vector<std::variant<std::string, int32_t>>;
   using Body = Status (*)(AutomationCalls& calls, Arguments& in, Results& out);

@@ -65,7 +65,7 @@ void SdBusAutomation::Close() {
 }
 
 void SdBusAutomation::Drop() {
-  ready_ = false;
+  ready_ = in_queue_ = false;
   refusal_.clear();
   callers_.clear();
   handed_over_ = answer_bytes_ = 0;
@@ -100,6 +100,10 @@ void SdBusAutomation::GiveUp(Trouble trouble, const std::string& what, const std
 
 void SdBusAutomation::Connect() {
   const std::string again = "; Vantry tries again every " + std::to_string(options_.retry_ms / 1'000) + " seconds";
+  if (in_queue_) {
+    return Tell(Trouble::kNameTaken, "has given the name " + std::string(kBusName) + " to another program",
+                "End that one; Vantry then gets the name by itself");
+  }
   if (bus_) {
     return GiveUp(Trouble::kNoBus, "does not answer", "End what is there and start a bus" + again);
   }
@@ -171,16 +175,14 @@ int SdBusAutomation::NameAnswered(sd_bus_message* m) {
   }
   uint32_t answer = 0;
   sd_bus_message_read_basic(m, SD_BUS_TYPE_UINT32, &answer);
-  if (answer == kInQueue) {
-    retry_.stop();
-    Tell(Trouble::kNameTaken, "has given the name " + std::string(kBusName) + " to another program",
-         "End that one; Vantry then gets the name by itself");
-  }
+  in_queue_ = answer == kInQueue && !ready_;
+  if (in_queue_) retry_.start(kNameGraceMs);
   return 0;
 }
 
 void SdBusAutomation::NameOurs() {
   retry_.stop();
+  in_queue_ = false;
   ready_ = true;
   if (told_ != Trouble::kNone) {
     told_ = Trouble::kNone;

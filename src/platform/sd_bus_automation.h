@@ -30,6 +30,8 @@ class SdBusAutomation final : public AutomationBus {
   // longer than this counts as gone.
   static constexpr uint64_t kMaxQueued = 256;
   static constexpr int kPatienceMs = 1'000;
+  // Another owner of the name that leaves in this time is not worth a note: it may be a former connection of ours.
+  static constexpr int kNameGraceMs = 2'000;
   static constexpr size_t kMaxAnswers = 1 << 20;
 
   explicit SdBusAutomation(BusOptions options);
@@ -80,9 +82,9 @@ class SdBusAutomation final : public AutomationBus {
   std::string address_;
   std::unique_ptr<AutomationObjects> objects_;  // Of the present connection.
   std::unique_ptr<sd_bus, BusRelease> bus_;
-  bool ready_ = false;
-  std::string refusal_;            // What the bus said when it refused the name.
-  Trouble told_ = Trouble::kNone;  // What the log knows.
+  bool ready_ = false, in_queue_ = false;  // The name is ours; or another's, and ours after that.
+  std::string refusal_;                    // What the bus said when it refused the name.
+  Trouble told_ = Trouble::kNone;          // What the log knows.
   std::set<std::string, std::less<>> callers_;
   struct QueuedAnswer {
     uint64_t number;  // Among the messages handed to sd-bus.
