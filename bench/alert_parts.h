@@ -4,6 +4,7 @@
 #include "alerts/alerts.h"
 #include "alerts/exceptions.h"
 #include "bench/null_parts.h"
+#include "ports/automation.h"
 
 namespace vantry::bench {
 

@@ -68,8 +68,8 @@ void SdBusAutomation::Drop() {
   ready_ = in_queue_ = false;
   refusal_.clear();
   callers_.clear();
-  handed_over_ = answer_bytes_ = 0;
-  answers_.clear();
+  handed_over_ = answer_bytes_ = event_bytes_ = 0;
+  unsent_.clear();
   time_out_.stop();
   serve_.stop();
   readable_.reset();
@@ -216,21 +216,29 @@ uint64_t SdBusAutomation::Queued() const {
   return count;
 }
 
+void SdBusAutomation::NoteUnsent(size_t bytes, bool event) {
+  unsent_.push_back({++handed_over_, bytes, event});
+  (event ? event_bytes_ : answer_bytes_) += bytes;
+  ForgetSent();
+}
+
 // Messages that sd-bus sends by itself make what has left look less than it is, never more.
-bool SdBusAutomation::MayAnswer() {
+void SdBusAutomation::ForgetSent() {
   const uint64_t left = handed_over_ - std::min(handed_over_, Queued());
-  while (!answers_.empty() && answers_.front().number <= left) {
-    answer_bytes_ -= answers_.front().bytes;
-    answers_.pop_front();
+  while (!unsent_.empty() && unsent_.front().number <= left) {
+    (unsent_.front().event ? event_bytes_ : answer_bytes_) -= unsent_.front().bytes;
+    unsent_.pop_front();
   }
+}
+
+bool SdBusAutomation::MayAnswer() {
+  ForgetSent();
   return objects_->Waiting() && answer_bytes_ < kMaxAnswers;
 }
 
 void SdBusAutomation::Serve() {
   if (!bus_ || !MayAnswer()) return;
-  const size_t bytes = objects_->ServeOne();
-  answers_.push_back({++handed_over_, bytes});
-  answer_bytes_ += bytes;
+  NoteUnsent(objects_->ServeOne(), false);
   if (MayAnswer()) serve_.start(0);
   Watch();
 }
@@ -265,11 +273,18 @@ void SdBusAutomation::SetTimeOut() {
   time_out_.start(left_us <= 0 ? 0 : static_cast<int>(std::min<int64_t>(left_us / 1'000 + 1, 3'600'000)));
 }
 
+// Whether less than this part of the queue waits: the whole of it, or half for 2.
+bool SdBusAutomation::HasRoom(int part) {
+  ForgetSent();
+  return Queued() < kMaxQueued / static_cast<uint64_t>(part) &&
+         event_bytes_ < kMaxEventBytes / static_cast<size_t>(part);
+}
+
 bool SdBusAutomation::MakeRoom() {
-  if (Queued() < kMaxQueued) return true;
+  if (HasRoom(1)) return true;
   if (callers_.empty()) return false;
   const int64_t end = SteadyMs() + kPatienceMs;
-  while (Queued() > kMaxQueued / 2) {
+  while (!HasRoom(2)) {
     const int64_t left = end - SteadyMs();
     pollfd socket{sd_bus_get_fd(bus_.get()), POLLOUT, 0};
     if (left > 0) ::poll(&socket, 1, static_cast<int>(left));
@@ -289,17 +304,18 @@ void SdBusAutomation::Signal(const char* name, std::initializer_list<std::string
   sd_bus_message* created = nullptr;
   int result = sd_bus_message_new_signal(bus_.get(), &created, kInterfacePath, kInterfaceInterface, name);
   const BusMessage message(created);
+  size_t bytes = 0;
   for (const std::string_view text : texts) {
-    if (result >= 0) {
-      result = sd_bus_message_append_basic(created, SD_BUS_TYPE_STRING, RepairUtf8(std::string(text)).c_str());
-    }
+    const std::string repaired = RepairUtf8(std::string(text));
+    bytes += repaired.size();
+    if (result >= 0) result = sd_bus_message_append_basic(created, SD_BUS_TYPE_STRING, repaired.c_str());
   }
   if (flag && result >= 0) {
     const int value = *flag ? 1 : 0;
     result = sd_bus_message_append_basic(created, SD_BUS_TYPE_BOOLEAN, &value);
   }
   if (result >= 0) result = sd_bus_send(bus_.get(), created, nullptr);
-  if (result >= 0) ++handed_over_;
+  if (result >= 0) NoteUnsent(bytes, true);
   // A socket that is full, or broke, is the loop's matter.
   if (!writable_ && (Queued() > 0 || sd_bus_is_open(bus_.get()) <= 0)) time_out_.start(0);
 }

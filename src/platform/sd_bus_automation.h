@@ -26,9 +26,10 @@ struct BusOptions {
 // answered from the loop, one at each turn, and not while 1 MB of answers waits to be sent.
 class SdBusAutomation final : public AutomationBus {
  public:
-  // Events that wait to be sent. One that finds the queue full waits until half of them are gone. A bus that takes
-  // longer than this counts as gone.
-  static constexpr uint64_t kMaxQueued = 256;
+  // Messages that wait to be sent, and bytes of events. One that finds the queue full waits until half of them are
+  // gone. A bus that takes longer than this counts as gone.
+  static constexpr uint64_t kMaxQueued = 1'024;
+  static constexpr size_t kMaxEventBytes = 16 << 20;
   static constexpr int kPatienceMs = 1'000;
   // Another owner of the name that leaves in this time is not worth a note: it may be a former connection of ours.
   static constexpr int kNameGraceMs = 2'000;
@@ -68,12 +69,15 @@ class SdBusAutomation final : public AutomationBus {
   void SetTimeOut();
   void Serve();
   uint64_t Queued() const;
+  void NoteUnsent(size_t bytes, bool event);
+  void ForgetSent();
   bool MayAnswer();
 
   int Seen(sd_bus_message* message);
   int NameAnswered(sd_bus_message* message);
   void NameOurs();
 
+  bool HasRoom(int part);
   bool MakeRoom();
   void Signal(const char* name, std::initializer_list<std::string_view> texts, const bool* flag = nullptr);
 
@@ -86,13 +90,14 @@ class SdBusAutomation final : public AutomationBus {
   std::string refusal_;                    // What the bus said when it refused the name.
   Trouble told_ = Trouble::kNone;          // What the log knows.
   std::set<std::string, std::less<>> callers_;
-  struct QueuedAnswer {
+  struct Unsent {
     uint64_t number;  // Among the messages handed to sd-bus.
     size_t bytes;
+    bool event;  // Otherwise an answer.
   };
-  uint64_t handed_over_ = 0;          // Messages.
-  std::deque<QueuedAnswer> answers_;  // Not known to be sent yet, and their bytes.
-  size_t answer_bytes_ = 0;
+  uint64_t handed_over_ = 0;   // Messages.
+  std::deque<Unsent> unsent_;  // Those not known to be sent yet, and their bytes.
+  size_t answer_bytes_ = 0, event_bytes_ = 0;
   int watched_fd_ = -1;
   Notifier readable_, writable_;
   QTimer time_out_;  // Of sd-bus.
