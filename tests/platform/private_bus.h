@@ -15,6 +15,7 @@
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <systemd/sd-bus.h>
@@ -59,6 +60,14 @@ class PrivateBus {
   }
   void Pause() { ::kill(pid_, SIGSTOP); }
   void Resume() { ::kill(pid_, SIGCONT); }
+  // In 300 ms, whatever this program does then.
+  void ResumeSoon() {
+    static pid_t stopped;
+    stopped = pid_;
+    std::signal(SIGALRM, [](int) { ::kill(stopped, SIGCONT); });
+    const itimerval soon{{0, 0}, {0, 300'000}};
+    ::setitimer(ITIMER_REAL, &soon, nullptr);
+  }
   void End() {
     if (pid_ <= 0) return;
     ::kill(pid_, SIGKILL);
