@@ -266,6 +266,9 @@ TEST_F(DayPagesTest, Exceptions) {
     row.when = Noon();
     row.SetTexts({std::to_string(site), "One", "1", "404", "date", "HTTP Page a.htm not found 404 error"});
   }
+  GridRow& yesterday = t.exGrid.AddRow("");
+  yesterday.site = 1;
+  yesterday.when = {Noon().s - 86400};
   t.Site(1).TodayExceptions = 1;
   Check("exceptions_one.html", pages->ExceptionsTable(1, "www.one.example"));
 }
