@@ -146,10 +146,10 @@ def free_port():
         return s.getsockname()[1]
 
 
-def ask(port):
+def ask(port, query="?LIST&"):
     begin = time.perf_counter()
     with socket.create_connection(("127.0.0.1", port), timeout=10) as s:
-        s.sendall(b"GET /?LIST& HTTP/1.0\r\n\r\n")
+        s.sendall(f"GET /{query} HTTP/1.0\r\n\r\n".encode())
         while s.recv(65536):
             pass
     return time.perf_counter() - begin

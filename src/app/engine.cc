@@ -11,14 +11,20 @@ namespace {
 constexpr char kSettings[] = "Settings";
 constexpr int64_t kCloseAgainMs = 100;
 
-WebSecurity ReadSecurity(KeyStore& store) {
+// What can't be understood closes rather than opens.
+WebSecurity ReadSecurity(KeyStore& store, std::vector<std::string>& problems) {
   WebSecurity security;
   security.bind_address = ReadRegistryValue(store, "Security", "BindAddress", "");
   const std::string from = ReadRegistryValue(store, "Security", "ControlFrom", "");
-  for (const std::string_view pattern : Split(from, ';')) {
-    if (!Trim(pattern).empty()) security.control_from.emplace_back(Trim(pattern));
+  if (!from.empty()) {
+    for (const std::string_view pattern : Split(from, ';')) security.control_from.emplace_back(Trim(pattern));
   }
-  security.escape_html = ParseBool(ReadRegistryValue(store, "Security", "EscapeHTML", "")).value_or(false);
+  const std::string escape = ReadRegistryValue(store, "Security", "EscapeHTML", "False");
+  security.escape_html = ParseBool(escape).value_or(true);
+  if (!ParseBool(escape)) {
+    problems.push_back("registry.ini: EscapeHTML is \"" + escape +
+                       "\", which is neither True nor False. True is taken.");
+  }
   return security;
 }
 
@@ -52,7 +58,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
           [this](int16_t place) { return ExceptionNumberAt(place); }),
       web_({t_, settings_, options_.regional, log_, ports_.clock, ports_.files, ports_.loop, ports_.listener, *this,
             *this, history_, options_.app_path, AppVersion()},
-           ReadSecurity(registry_)),
+           ReadSecurity(registry_, problems_)),
       timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { scan_.Timer1Tick(); })),
       timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { scan_.Timer2Tick(); })),
       send_timer_(ports_.loop.NewTimer(MailQueue::kSendTimerMs, [this] { mail_.SendTimerTick(); })),

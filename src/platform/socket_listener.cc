@@ -23,6 +23,7 @@ constexpr int64_t kDrainMs = 2'000;           // Then the peer's own close is wa
 constexpr int64_t kShutdownMs = 1'000;
 constexpr size_t kMaxWaiting = 32u << 20;  // A peer that has this much to read yet is sent no more.
 constexpr size_t kStopReading = 1u << 20;  // No more is taken from a peer that owes us reading this much.
+// Beyond these, and beyond kMaxLingeringBytes, the one that has read nothing for longest goes.
 constexpr size_t kMaxLingering = 200;
 
 std::string HostText(const sockaddr_storage& address, int& port) {
@@ -276,10 +277,14 @@ void SocketListener::Close(int connection, bool flush) {
 
 void SocketListener::Linger(const std::shared_ptr<Peer>& peer) {
   peer->linger_until_ms = clock_.Steady().ms + kFlushMs;
-  if (lingering_.size() >= kMaxLingering) {
-    lingering_.erase(std::min_element(lingering_.begin(), lingering_.end(), [](const auto& a, const auto& b) {
+  size_t bytes = peer->Waiting();
+  for (const auto& p : lingering_) bytes += p->Waiting();
+  while (!lingering_.empty() && (lingering_.size() >= kMaxLingering || bytes > kMaxLingeringBytes)) {
+    const auto quietest = std::min_element(lingering_.begin(), lingering_.end(), [](const auto& a, const auto& b) {
       return a->linger_until_ms < b->linger_until_ms;
-    }));
+    });
+    bytes -= (*quietest)->Waiting();
+    lingering_.erase(quietest);
   }
   lingering_.push_back(peer);
   ServeLingering(*peer);

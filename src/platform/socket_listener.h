@@ -18,6 +18,9 @@ namespace vantry {
 // socket without a number. So a browser that asks again at once gets the same number, on which its login rests.
 class SocketListener final : public Listener {
  public:
+  // What closed connections have yet to read is kept up to this size in all, or for the newest one alone.
+  static constexpr size_t kMaxLingeringBytes = 256u << 20;
+
   explicit SocketListener(Clock& clock);
   ~SocketListener() override;
 

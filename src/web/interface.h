@@ -121,10 +121,10 @@ class Interface {
     int32_t visit = 0;
   };
   SiteVisitor FindVisitor(std::string_view text) const;
-  void DetailRows(PageText& page, int16_t site, std::string_view ip, int32_t visit);
-  int PageRowsOf(PageText& page, int16_t site, std::string_view ip, int32_t visit);
-  int PreviousRows(PageText& page, const SiteRec& site, std::string_view ip);
-  int ReferrerRows(PageText& page, const SiteRec& site);
+  Status DetailRows(PageText& page, int16_t site, std::string_view ip, int32_t visit);
+  Status PageRowsOf(PageText& page, int16_t site, std::string_view ip, int32_t visit, int& count);
+  Status PreviousRows(PageText& page, const SiteRec& site, std::string_view ip, int& count);
+  Status ReferrerRows(PageText& page, const SiteRec& site, int& count);
   bool IsToday(const GridRow& row) const { return DayOf(row.when).n == DayOf(c_.clock.Now()).n; }
   void AlertRow(PageText& page, const GridRow& row, const SiteRec& site) const;
   void WapDeck(PageText& page) const;

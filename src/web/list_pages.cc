@@ -7,6 +7,7 @@ namespace {
 
 constexpr size_t kMaxName = 50;
 constexpr int kVisitorColumns = 9;
+constexpr size_t kUsualRowBytes = 1500;
 
 int SiteColumns(const Settings& settings) {
   return settings.NoSpiders ? 7 : 8;
@@ -205,6 +206,7 @@ void Interface::SiteHead(PageText& page, const SiteRec& site) const {
 
 void Interface::VisitorRows(PageText& page, int16_t n) const {
   const SiteRec& site = t_.Site(n);
+  page.Expect(static_cast<size_t>(std::max(site.CurrentVisitors, 0)) * kUsualRowBytes);
   t_.Visitors.ForEach([&](int32_t, const VisitorRec& v) {
     if (v.Site == n) VisitorRow(page, v, site);
   });
@@ -220,8 +222,8 @@ void Interface::VisitorRow(PageText& page, const VisitorRec& v, const SiteRec& s
   const std::string& name = !v.KnownName.empty() ? v.KnownName : !v.GroupMask.empty() ? v.GroupMask : v.DNS;
   page.AddCell(Show(std::string_view(name).substr(0, kMaxName)), {.font_colour = v.Idle ? "#FF0000" : ""});
   page.AddCell(PageLink(site, v.Page), {.back_colour = v.Status == 404 ? "Red" : "", .mouse_over = true});
-  page.AddCell(FormatTime(SecondOfDay(v.StartTime)));
-  page.AddCell(FormatTime(SecondOfDay(v.LastHitTime)));
+  page.AddCell(FormatTime(SecondOfDay(v.StartTime)), {.align = Align::kCentre});
+  page.AddCell(FormatTime(SecondOfDay(v.LastHitTime)), {.align = Align::kCentre});
   page.AddCell(Show(v.IsSpider ? std::string_view("Spider") : std::string_view(v.Browser)));
   page.AddCell(Show(v.CountryCode));
   page.AddCell(LinkTo(v.Referrer, v.Referrer), {.mouse_over = true});

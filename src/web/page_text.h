@@ -40,6 +40,8 @@ class PageText {
     text_ += text;
     return *this;
   }
+  // Makes room for this many bytes more, so that a long page does not move while it grows.
+  void Expect(size_t bytes) { text_.reserve(text_.size() + bytes); }
   std::string Take() { return std::move(text_); }
   const std::string& Text() const { return text_; }
   const Settings& Colours() const { return settings_; }

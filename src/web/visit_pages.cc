@@ -35,6 +35,11 @@ bool IsAddress6(std::string_view text) {
   return Contains(text, "::") || std::count(text.begin(), text.end(), ':') == 7;
 }
 
+// What a search or a step that gave no row means: the end, or a table that can't be read.
+Status EndOfRows(int found, const Table& table) {
+  return found < 0 ? Status::Error(Fail::kIo, table.Problem()) : Status::Ok();
+}
+
 std::string JoinedStamp(const std::string& date, std::string_view time) {
   return date.empty() && time.empty() ? std::string() : date + " " + std::string(time);
 }
@@ -68,11 +73,12 @@ std::string Interface::VisitorDetailsTable(int client_no, std::string_view domai
     page << kVisitTable << page.WebStyle() << "> ";
     page.AddHeaderRow(PageText::ProductLink() + ":" + UrlForm(Show(t_.Site(site).Domain)) + " [Visitor Information] ",
                       3, true);
-    DetailRows(page, site, parts.ip, parts.visit);
+    if (Status status = DetailRows(page, site, parts.ip, parts.visit); !status.ok()) return status;
     page << "<tr>";
     for (const char* title : {"Time", "Page Visited", "Status"}) page.AddHeading(title);
     page << "</tr>\r\n";
-    const int count = PageRowsOf(page, site, parts.ip, parts.visit);
+    int count = 0;
+    if (Status status = PageRowsOf(page, site, parts.ip, parts.visit, count); !status.ok()) return status;
     const std::string url = std::string(Show(clients_[client_no].Path)) +
                             "?PREVIOUS&domain=" + std::string(Show(parts.domain)) + ":" + std::string(Show(parts.ip));
     page.AddHeaderRow(std::to_string(count) + " Pages Visted " + page.AddButton("Previous Visits", url), 3, false);
@@ -83,14 +89,16 @@ std::string Interface::VisitorDetailsTable(int client_no, std::string_view domai
 }
 
 // A visit of an earlier day has no row of its own here: its key has that day's date.
-void Interface::DetailRows(PageText& page, int16_t site, std::string_view ip, int32_t visit) {
+Status Interface::DetailRows(PageText& page, int16_t site, std::string_view ip, int32_t visit) {
   const std::string& name = t_.Site(site).Name;
   Table &who = c_.history.VAVIS, &visits = c_.history.VAVISITS;
-  const bool known = who.FindEqual(who.Key({ip, name})) == Table::kOk;
+  const int visitor_found = who.FindEqual(who.Key({ip, name}));
+  const int visit_found =
+      visits.FindEqual(visits.Key({ip, name, FormatDayKey(DayOf(c_.clock.Now())), PadNumber(visit, kVisitNoDigits)}));
+  if (visitor_found < 0) return EndOfRows(visitor_found, who);
+  if (visit_found < 0) return EndOfRows(visit_found, visits);
+  const bool known = visitor_found == Table::kOk, seen = visit_found == Table::kOk;
   const auto of_visitor = [&](size_t field) { return known ? who.Text(field) : std::string_view(); };
-  const bool seen =
-      visits.FindEqual(visits.Key({ip, name, FormatDayKey(DayOf(c_.clock.Now())), PadNumber(visit, kVisitNoDigits)})) ==
-      Table::kOk;
   const auto of_visit = [&](size_t field) { return seen ? visits.Text(field) : std::string_view(); };
   page.AddLabelRow("Number Of Visits", known ? std::to_string(who.Number(visitor::kVisits)) : "");
   page.AddLabelRow("First Visit", JoinedStamp(known ? DateText(c_.regional, who.Date(visitor::kFirstVDate)) : "",
@@ -106,14 +114,15 @@ void Interface::DetailRows(PageText& page, int16_t site, std::string_view ip, in
   if (of_visit(visits::kSpider) == "Y") {
     page.AddLabelRow("Spider", "Yes: " + std::string(Show(of_visit(visits::kSpiderT))));
   }
+  return Status::Ok();
 }
 
-int Interface::PageRowsOf(PageText& page, int16_t site, std::string_view ip, int32_t visit) {
+Status Interface::PageRowsOf(PageText& page, int16_t site, std::string_view ip, int32_t visit, int& count) {
   const SiteRec& rec = t_.Site(site);
   Table& t = c_.history.VAPG;
   const std::string wanted(t.Key({ip, rec.Name, PadNumber(visit, kVisitNoDigits), ""}));
-  int count = 0;
-  for (int found = t.FindNearest(wanted); found == Table::kOk; found = t.Step(1)) {
+  int found = t.FindNearest(wanted);
+  for (; found == Table::kOk; found = t.Step(1)) {
     if (t.Key({t.Text(pages::kIP), t.Text(pages::kSite), t.Text(pages::kVisitNo), ""}) != wanted) break;
     page << "<tr>";
     page.AddCell(Show(t.Text(pages::kPageTime)));
@@ -122,7 +131,7 @@ int Interface::PageRowsOf(PageText& page, int16_t site, std::string_view ip, int
     page << "</tr>\r\n";
     ++count;
   }
-  return count;
+  return EndOfRows(found, t);
 }
 
 std::string Interface::PreviousVisitsTable(int, std::string_view domain_visitor) {
@@ -136,8 +145,9 @@ std::string Interface::PreviousVisitsTable(int, std::string_view domain_visitor)
     if (Status status = NeedsHistory(); !status.ok()) return status;
     page << kPreviousTable << page.WebStyle() << "> ";
     Table& who = c_.history.VAVIS;
-    const bool known = who.FindEqual(who.Key({parts.ip, rec.Name})) == Table::kOk;
-    const std::string dns(known ? who.Text(visitor::kDNS) : std::string_view());
+    const int found = who.FindEqual(who.Key({parts.ip, rec.Name}));
+    if (found < 0) return EndOfRows(found, who);
+    const std::string dns(found == Table::kOk ? who.Text(visitor::kDNS) : std::string_view());
     page.AddHeaderRow("Previous Visits For " + std::string(Show(dns)) + " On " + UrlForm(Show(rec.Domain)), kColumns,
                       true);
     page << "<tr>";
@@ -146,7 +156,8 @@ std::string Interface::PreviousVisitsTable(int, std::string_view domain_visitor)
       page.AddHeading(title);
     }
     page << "</tr>\r\n";
-    const int count = PreviousRows(page, rec, parts.ip);
+    int count = 0;
+    if (Status status = PreviousRows(page, rec, parts.ip, count); !status.ok()) return status;
     page.AddHeaderRow(std::to_string(count) + " Previous Visits", kColumns, true);
     page << "</table></center>";
     page.HTMLFooter();
@@ -154,12 +165,12 @@ std::string Interface::PreviousVisitsTable(int, std::string_view domain_visitor)
   });
 }
 
-int Interface::PreviousRows(PageText& page, const SiteRec& site, std::string_view ip) {
+Status Interface::PreviousRows(PageText& page, const SiteRec& site, std::string_view ip, int& count) {
   using namespace visits;
   Table& t = c_.history.VAVISITS;
   const std::string wanted(t.Key({ip, site.Name, "", ""}));
-  int count = 0;
-  for (int found = t.FindNearest(wanted); found == Table::kOk; found = t.Step(1)) {
+  int found = t.FindNearest(wanted);
+  for (; found == Table::kOk; found = t.Step(1)) {
     if (t.Key({t.Text(kIP), t.Text(kSite), "", ""}) != wanted) break;
     const auto page_link = [&](size_t field) { return PageLink(site, t.Text(field)); };
     page << "<tr>";
@@ -176,7 +187,7 @@ int Interface::PreviousRows(PageText& page, const SiteRec& site, std::string_vie
     page << "</tr>\r\n";
     ++count;
   }
-  return count;
+  return EndOfRows(found, t);
 }
 
 std::string Interface::ReferrersTable(int client_no, std::string_view domain) {
@@ -190,8 +201,10 @@ std::string Interface::ReferrersTable(int client_no, std::string_view domain) {
     page << "</tr>\r\n";
     if (Status status = NeedsHistory(); !status.ok()) return status;
     c_.history.VAREF.SelectKey(1);
-    const int count = ReferrerRows(page, t_.Site(site));
+    int count = 0;
+    Status status = ReferrerRows(page, t_.Site(site), count);
     c_.history.VAREF.SelectKey(0);
+    if (!status.ok()) return status;
     page.AddHeaderRow(std::to_string(count) + " Referring Sites", kColumns, false, PageText::Row::kGrey);
     return Status::Ok();
   };
@@ -200,12 +213,12 @@ std::string Interface::ReferrersTable(int client_no, std::string_view domain) {
 }
 
 // The order of this key is descending, so the site's rows begin at its highest count.
-int Interface::ReferrerRows(PageText& page, const SiteRec& site) {
+Status Interface::ReferrerRows(PageText& page, const SiteRec& site, int& count) {
   using namespace referrers;
   Table& t = c_.history.VAREF;
   const std::string_view name = std::string_view(site.Name).substr(0, 20);
-  int count = 0;
-  for (int found = t.FindNearest(t.Key({site.Name, "99999"})); found == Table::kOk; found = t.Step(1)) {
+  int found = t.FindNearest(t.Key({site.Name, "99999"}));
+  for (; found == Table::kOk; found = t.Step(1)) {
     if (t.Text(kSite) != Trim(name) || count == kMaxReferrers) break;
     if (t.Number(kVisits) == 0) continue;
     page << "<tr>";
@@ -214,7 +227,7 @@ int Interface::ReferrerRows(PageText& page, const SiteRec& site) {
     page.AddCell(LinkTo(t.Text(kName), t.Text(kName)), {.mouse_over = true});
     page << "</tr>\r\n";
   }
-  return count;
+  return EndOfRows(found, t);
 }
 
 }  // namespace vantry

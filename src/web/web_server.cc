@@ -203,19 +203,16 @@ std::string WebServer::PageFor(int n, const std::string& word, std::string_view 
 }
 
 void WebServer::SendWebPage(int n, std::string_view text) {
-  if (clients_[n].IsWAP) {
-    // WAP gateways get no status line and no empty line.
-    SendWebLine(n, "Content-Type: text/vnd.wap.wml");
-    SendWebLine(n, "Cache-Control: no-cache");
-    SendWebLine(n,
-                "<?xml version=\"1.0\"?>\r<!DOCTYPE wml PUBLIC \"-//WAPFORUM//DTD WML 1.1//EN\" "
-                "\"http://www.wapforum.org/DTD/wml_1.1.xml\">");
-  } else {
-    SendWebLine(n, "HTTP/1.0 200 OK");
-    SendWebLine(n, "Content-Type: text/html");
-    SendWebLine(n, "");
-  }
-  SendWebLine(n, text);
+  // WAP gateways get no status line and no empty line.
+  constexpr std::string_view kWapHead =
+      "Content-Type: text/vnd.wap.wml\r\nCache-Control: no-cache\r\n"
+      "<?xml version=\"1.0\"?>\r<!DOCTYPE wml PUBLIC \"-//WAPFORUM//DTD WML 1.1//EN\" "
+      "\"http://www.wapforum.org/DTD/wml_1.1.xml\">\r\n";
+  constexpr std::string_view kHead = "HTTP/1.0 200 OK\r\nContent-Type: text/html\r\n\r\n";
+  const std::string_view head = clients_[n].IsWAP ? kWapHead : kHead;
+  std::string all;
+  all.reserve(head.size() + text.size() + 2);
+  c_.listener.Send(n, all.append(head).append(text).append("\r\n"));
 }
 
 void WebServer::SendWebLine(int n, std::string_view text) {

@@ -45,7 +45,7 @@ class LoginMailer {
 // Exposure beyond the defaults, from the section "Security" of the registry store.
 struct WebSecurity {
   std::string bind_address;               // Empty: all addresses.
-  std::vector<std::string> control_from;  // Wildcards; empty: control lines are taken from everywhere.
+  std::vector<std::string> control_from;  // Wildcards; none: control lines are taken from everywhere.
   bool escape_html = false;
 };
 

@@ -29,8 +29,8 @@ class Client {
   void Send(std::string_view bytes) { EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), 0), ssize_t(bytes.size())); }
   void HalfClose() { ::shutdown(fd_, SHUT_WR); }
   // What has come so far; "<EOF>" at its end when the server closed.
-  std::string Received() {
-    char block[4096];
+  const std::string& Received() {
+    char block[65536];
     ssize_t n = 0;
     while ((n = ::recv(fd_, block, sizeof block, 0)) > 0) text_.append(block, static_cast<size_t>(n));
     if (n == 0 && !eof_) {
@@ -131,6 +131,25 @@ TEST_F(ListenerTest, PeerThatReadsNothingHoldsUpNobody) {
   quick.Send("small");
   EXPECT_TRUE(Until([&] { return quick.Received() == "ok"; }));
   EXPECT_TRUE(Logged("-1")) << "more than it may owe us";
+}
+
+TEST_F(ListenerTest, BigPagesThatNobodyReadsDontFillTheMemory) {
+  const std::string page(SocketListener::kMaxLingeringBytes / 2, 'x');
+  on_data = [&](int n, std::string_view) {
+    listener.Send(n, page);
+    listener.Close(n, true);
+  };
+  std::vector<std::unique_ptr<Client>> lazy;
+  for (int i = 0; i < 3; ++i) {
+    log.clear();
+    lazy.push_back(std::make_unique<Client>(listener.Port()));
+    lazy.back()->Send("question");
+    ASSERT_TRUE(Logged("-1"));
+    clock.steady.ms += 1;
+  }
+  EXPECT_TRUE(Until([&] { return lazy[0]->Received().ends_with("<EOF>"); }));
+  EXPECT_LT(lazy[0]->Received().size(), page.size()) << "the first gives way";
+  EXPECT_TRUE(Until([&] { return lazy[2]->Received().size() == page.size() + 5; })) << "the last is sent on";
 }
 
 TEST_F(ListenerTest, SlowReaderIsWaitedForAsLongAsItReads) {

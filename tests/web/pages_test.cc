@@ -266,6 +266,9 @@ TEST_F(DayPagesTest, Exceptions) {
     row.when = Noon();
     row.SetTexts({std::to_string(site), "One", "1", "404", "date", "HTTP Page a.htm not found 404 error"});
   }
+  GridRow& yesterday = t.exGrid.AddRow("");
+  yesterday.site = 1;
+  yesterday.when = {Noon().s - 86400};
   t.Site(1).TodayExceptions = 1;
   Check("exceptions_one.html", pages->ExceptionsTable(1, "www.one.example"));
 }
@@ -368,6 +371,43 @@ TEST_F(ExtractTest, ABadKeyGivesNoName) {
   EXPECT_EQ(rig.program_log, "");
   EXPECT_EQ(pages->ExtractLogEntriesToFile("2:10.0.0.7", 1), "") << "there is no log";
   EXPECT_TRUE(Contains(rig.program_log, "Interface.ExtractLogEntriesToFile"));
+}
+
+TEST_F(PagesTest, APageIsCutWhereATableCantBeRead) {
+  VisitorRec v = rig.Visitor("10.0.0.1", "11:00:00");
+  v.Referrer = "http://from.example/";
+  rig.database->UpdateVisitor(v, false);
+  rig.database->AddVisitToDatabase(v, "index.htm");
+  v.Pages = 1;
+  rig.database->AddPageToDatabase(v);
+  rig.database->FlushDatabase();
+  using Page = std::string (Interface::*)(int, std::string_view);
+  const std::map<std::string, std::pair<Page, std::string>> all = {
+      {"Interface.VisitorDetailsTable", {&Interface::VisitorDetailsTable, "www.one.example:10.0.0.1!1"}},
+      {"Interface.PreviousVisitsTable", {&Interface::PreviousVisitsTable, "www.one.example:10.0.0.1"}},
+      {"Interface.ReferrersTable", {&Interface::ReferrersTable, "www.one.example"}}};
+  for (const auto& [name, call] : all) {
+    const std::string whole = (*pages.*call.first)(1, call.second);
+    EXPECT_TRUE(whole.ends_with("</HTML>\r\n")) << name;
+    // Each look in turn fails once.
+    bool failed = true;
+    int look = 0;
+    while (failed) {
+      ++look;
+      rig.program_log.clear();
+      failed = false;
+      rig.index.fails = [&, looks = 0](const std::string& what) mutable {
+        return what == "find" && ++looks == look ? (failed = true) : false;
+      };
+      const std::string page = (*pages.*call.first)(1, call.second);
+      rig.index.fails = {};
+      EXPECT_EQ(failed, Contains(rig.program_log, name)) << look << rig.program_log;
+      EXPECT_EQ(failed, page != whole) << name << look;
+      EXPECT_TRUE(!failed || StartsWith(whole, page)) << name << look;
+      ASSERT_LT(look, 100);
+    }
+    EXPECT_GT(look, 1) << name << " never looked";
+  }
 }
 
 TEST_F(PagesTest, APageWithoutTablesIsCutAndToldOf) {

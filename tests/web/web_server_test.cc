@@ -180,6 +180,10 @@ TEST_F(WebTest, WapClientsGetNoStatusLine) {
   EXPECT_TRUE(StartsWith(
       answer, "Content-Type: text/vnd.wap.wml\r\nCache-Control: no-cache\r\n<?xml version=\"1.0\"?>\r<!DOCTYPE wml"));
   EXPECT_TRUE(StartsWith(Get("/?LIST&"), "Content-Type: text/vnd.wap.wml")) << "the slot remembers";
+  EXPECT_TRUE(Contains(Get("/?SITES"), "<wml>\r\n"));
+  const std::string visitors = Get("/?SITETABLE&site=ALL");
+  EXPECT_TRUE(StartsWith(visitors, "Content-Type: text/vnd.wap.wml") && Contains(visitors, "<HTML>\r\n"))
+      << "only the list of sites has a form for phones";
 }
 
 TEST_F(WebTest, ControlLinesAnswerInAnyState) {

@@ -1,0 +1,61 @@
+// The query of a request through the splitting of command and argument and through the pages, with texts escaped.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "core/text.h"
+#include "support/database_rig.h"
+#include "web/interface.h"
+#include "web/request_reader.h"
+
+namespace vantry {
+namespace {
+
+struct Pages {
+  DatabaseRig rig;
+  Settings settings;
+  WebClientTable clients;
+  Interface pages{{rig.t, settings, rig.regional, rig.log, rig.clock, rig.files, *rig.database, "/app/", "2", true},
+                  clients};
+
+  Pages() {
+    settings.DDFPath = "/data/";
+    rig.t.Site(1).Domain = "www.one.example";
+    rig.t.Site(2).Domain = "two.example:8080";
+    rig.t.Site(1).WebAccess = true;
+    clients[1].LoggedIn = clients[1].AllSites = true;
+    VisitorRec v = rig.Visitor("10.0.0.1", "11:00:00");
+    v.Page = v.Referrer = "http://from.example/<script>";
+    v.Pages = 1;
+    rig.database->UpdateVisitor(v, false);
+    rig.database->AddVisitToDatabase(v, "index.htm");
+    rig.database->AddPageToDatabase(v);
+    rig.t.Visitors.At(rig.t.Visitors.Add(1, "10.0.0.1"))->Page = v.Page;
+  }
+};
+
+}  // namespace
+}  // namespace vantry
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  using namespace vantry;
+  static Pages& p = *new Pages;
+  const std::string query(reinterpret_cast<const char*>(data), size);
+  const Command command = SplitCommand(query);
+  using Page = std::string (Interface::*)(int, std::string_view);
+  for (const Page page : {&Interface::VisitorsTable, &Interface::VisitorDetailsTable, &Interface::PreviousVisitsTable,
+                          &Interface::AlertsTypeList, &Interface::AlertsTable, &Interface::SpidersTable,
+                          &Interface::ExceptionsTable, &Interface::ReferrersTable}) {
+    const std::string text = Lower((p.pages.*page)(1, command.argument));
+    if (!text.ends_with("</html>\r\n")) std::abort();
+    // Of all scripts only the page's own one for windows may stand there.
+    size_t scripts = 0;
+    for (size_t at = 0; (at = text.find("<script", at)) != std::string::npos; ++at) ++scripts;
+    if (scripts > 1) std::abort();
+  }
+  (void)p.pages.GetVisitorsList(command.argument);
+  p.pages.ExtractLogEntriesToFile(command.argument, 1);
+  p.rig.program_log.clear();
+  return 0;
+}
