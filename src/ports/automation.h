@@ -10,8 +10,8 @@
 namespace vantry {
 
 // What other programs may ask. Calls come from the loop alone, one after the other. Texts are bytes as logs and files
-// hold them. Client numbers are those of the connection table: any other number is a failure, and `page` stays as it
-// is.
+// hold them. Client numbers are those of the connection table, and 0 for a file: any other number is a failure, and the
+// result stays as it is.
 class AutomationCalls {
  public:
   virtual ~AutomationCalls() = default;

@@ -148,8 +148,7 @@ TEST_F(AutomationTest, AClientNumberOutsideTheTableFails) {
                           c.ExceptionsTable(no, "", page),
                           c.LoginTable(no, page),
                           c.InvalidLogin(no, page),
-                          c.ReferrersTable(no, "", page),
-                          c.ExtractLogEntriesToFile("1:10.0.0.1", no, page)};
+                          c.ReferrersTable(no, "", page)};
     for (const Status& status : all) {
       EXPECT_EQ(status.fail, Fail::kBadData);
       EXPECT_TRUE(Contains(status.text, "ClientNo " + std::to_string(no) + " ")) << status.text;
@@ -185,6 +184,10 @@ TEST_F(AutomationTest, ExtractedLinesLieInAFileOfTheClientsNumber) {
   ASSERT_TRUE(automation.ExtractLogEntriesToFile("1:10.0.0.1", 7, name).ok());
   EXPECT_TRUE(name.ends_with("tmplog7.txt")) << name;
   EXPECT_TRUE(Contains(rig.files.Get(name), "2 Log Entries")) << rig.files.Get(name);
+  ASSERT_TRUE(automation.ExtractLogEntriesToFile("1:10.0.0.1", 0, name).ok());
+  EXPECT_TRUE(name.ends_with("tmplog0.txt")) << "without a client";
+  EXPECT_EQ(automation.ExtractLogEntriesToFile("1:10.0.0.1", 101, name).fail, Fail::kBadData);
+  EXPECT_EQ(automation.ExtractLogEntriesToFile("1:10.0.0.1", -1, name).fail, Fail::kBadData);
   name = "?";
   ASSERT_TRUE(automation.ExtractLogEntriesToFile("1:10.9.9.9", 7, name).ok());
   EXPECT_EQ(name, "");
