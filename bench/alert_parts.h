@@ -4,6 +4,7 @@
 #include "alerts/alerts.h"
 #include "alerts/exceptions.h"
 #include "bench/null_parts.h"
+#include "ports/automation.h"
 
 namespace vantry::bench {
 
@@ -27,6 +28,18 @@ class NullPrograms final : public Programs {
  public:
   void SetEnvironment(const std::string&, const std::string&) override {}
   Status Start(const std::string&) override { return Status::Ok(); }
+};
+
+class NullBus final : public AutomationBus {
+ public:
+  void Open(AutomationCalls&) override {}
+  bool Ready() const override { return false; }
+  bool HasCallers() const override { return false; }
+  void VisitorArrived(const VisitorArrival&) override {}
+  void DNSResolved(std::string_view, std::string_view) override {}
+  void VisitorPageMove(std::string_view, std::string_view, std::string_view, std::string_view) override {}
+  void VisitorLeft(std::string_view, std::string_view) override {}
+  void Close() override {}
 };
 
 struct AlertParts {

@@ -55,8 +55,9 @@ int main(int argc, char** argv) {
   vantry::bench::NullMail mail;
   vantry::bench::NullLine sms;
   vantry::bench::NullPrograms programs;
+  vantry::bench::NullBus bus;
   const auto start = std::chrono::steady_clock::now();
-  vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs},
+  vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus},
                         {folder, "", vantry::Regional{}, "", {}});
   if (!engine.Main()) return 1;
   const double started = Seconds(start);

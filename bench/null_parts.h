@@ -58,6 +58,15 @@ class DoNothingNames final : public VisitorNames {
   std::string CountryName(std::string_view) override { return {}; }
 };
 
+// Nobody listens.
+class DoNothingEvents final : public VisitorEvents {
+ public:
+  void VisitorArrived(const std::string&, const VisitorRec&, std::string_view) override {}
+  void VisitorPageMove(const std::string&, const VisitorRec&) override {}
+  void VisitorLeft(const std::string&, const VisitorRec&) override {}
+  void DNSResolved(std::string_view, std::string_view) override {}
+};
+
 // Counts the turns a scan asks for, and makes them on Qt's loop when told to.
 class CountingLoop final : public Loop {
  public:
@@ -97,7 +106,7 @@ struct Rig {
                  {[this] { return clock.Now(); }, [](std::string_view) {}, [] {}, [](std::string_view) {},
                   [](std::string_view, EventLevel) {}}};
   NoWindow view;
-  NoEventListeners events;
+  DoNothingEvents events;
   DoNothingExceptions exceptions;
   DoNothingAlerts alerts;
   DoNothingHistory history;

@@ -21,15 +21,6 @@ class NoWindow final : public View {
   void Hide() override {}
 };
 
-// No automation clients: nobody listens.
-class NoEventListeners final : public VisitorEvents {
- public:
-  void VisitorArrived(const std::string&, const VisitorRec&, std::string_view) override {}
-  void VisitorPageMove(const std::string&, const VisitorRec&) override {}
-  void VisitorLeft(const std::string&, const VisitorRec&) override {}
-  void DNSResolved(std::string_view, std::string_view) override {}
-};
-
 // A site whose log lies on a remote server finds no log file.
 class DoNothingFtp final : public FtpFetch {
  public:

@@ -48,9 +48,11 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       exceptions_(alert_context_, [this](int16_t place) { return ExceptionNumberAt(place); }),
       alerts_(alert_context_),
       names_(scan_context_, ports_.resolver),
+      automation_(
+          {t_, settings_, log_, ports_.clock, ports_.bus, [this]() -> Interface& { return web_.SharedInterface(); }}),
       scan_context_{
-          t_,    settings_, options_.regional, log_,    ports_.clock, ports_.files, ports_.loop, ports_.notices,
-          view_, events_,   exceptions_,       alerts_, history_,     names_,       ftp_,        daily_},
+          t_,    settings_,   options_.regional, log_,    ports_.clock, ports_.files, ports_.loop, ports_.notices,
+          view_, automation_, exceptions_,       alerts_, history_,     names_,       ftp_,        daily_},
       scan_(
           scan_context_, [this] { return timer1_->Enabled(); },
           [this](int16_t place) { return ExceptionNumberAt(place); }),
@@ -197,6 +199,7 @@ void Engine::StaggerSites() {
 void Engine::StartTimersAndListener() {
   pause_.StartTimers();
   flush_timer_->Start();
+  automation_.Start();
   const Status status = web_.StartWebListener();
   if (status.ok()) return;
   listen_problem_ = "The web access can't listen on " + status.text +
@@ -235,6 +238,7 @@ void Engine::Closing() {
   flush_timer_->Stop();
   ports_.resolver.Cancel();
   web_.CloseConnections();
+  automation_.Close();
   WriteRegistryValue(registry_, kSettings, "ServiceRunning", "False");
   const bool saved = log_.Guard("Engine.WriteINI",
                                 [this] { return WriteINI(ports_.files, options_.app_path, options_.regional, t_); });

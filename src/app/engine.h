@@ -20,6 +20,7 @@
 #include "monitors/pause.h"
 #include "notify/mail_queue.h"
 #include "notify/sms_queue.h"
+#include "ports/automation.h"
 #include "ports/clock.h"
 #include "ports/data_files.h"
 #include "ports/files.h"
@@ -33,6 +34,7 @@
 #include "ports/resolver.h"
 #include "scan/resolver_queue.h"
 #include "scan/scan_cycle.h"
+#include "web/automation.h"
 #include "web/web_server.h"
 
 namespace vantry {
@@ -50,6 +52,7 @@ struct EnginePorts {
   Mail& mail;
   LineClient& sms;
   Programs& programs;
+  AutomationBus& bus;
 };
 
 struct EngineOptions {
@@ -119,7 +122,6 @@ class Engine final : public RemoteControl, public LoginMailer {
   std::vector<std::string> problems_;  // Found before it is known that this instance runs; told then.
 
   NoWindow view_;
-  NoEventListeners events_;
   SmsQueue sms_;
   MailQueue mail_;
   VisitDatabase history_;
@@ -127,6 +129,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   Exceptions exceptions_;
   Alerts alerts_;
   ResolverQueue names_;
+  Automation automation_;
   DoNothingFtp ftp_;
   DoNothingDailyWork daily_;
 

@@ -1,5 +1,6 @@
 // The program: makes the real ports, hands them to the engine, turns the loop.
 #include <QCoreApplication>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -18,6 +19,7 @@
 #include "platform/qt_line_client.h"
 #include "platform/qt_loop.h"
 #include "platform/regional_locale.h"
+#include "platform/sd_bus_automation.h"
 #include "platform/single_instance.h"
 #include "platform/socket_listener.h"
 #include "platform/stop_signals.h"
@@ -45,6 +47,11 @@ std::string CommandText(int argc, char** argv) {
   return vantry::Upper(vantry::Trim(text));
 }
 
+int BusRetryMs(vantry::RegistryFile& registry) {
+  const int32_t seconds = vantry::LeadingNumber(ReadRegistryValue(registry, "Automation", "RetrySeconds", "60"));
+  return std::clamp(seconds, 1, 86'400) * 1'000;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -66,6 +73,10 @@ int main(int argc, char** argv) {
   vantry::CurlMail mail;
   vantry::QtLineClient sms;
   vantry::ProgramStarter programs;
+  // A service manager names a socket for notes of its services.
+  vantry::SdBusAutomation bus({.system = !Environment("NOTIFY_SOCKET").empty(),
+                               .environment = vantry::ReadBusEnvironment(),
+                               .retry_ms = BusRetryMs(registry)});
   vantry::SingleInstance instance(app_path + "vantry.lock");
   int result = 0;
   const auto acquire = [&] {
@@ -77,7 +88,7 @@ int main(int argc, char** argv) {
     return status.ok();
   };
   vantry::Engine engine(
-      {clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs},
+      {clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus},
       {app_path, CommandText(argc, argv), vantry::ReadRegional(registry), Environment("http_proxy"), acquire});
   vantry::StopSignals signals([&engine] { engine.Closing(); });
   if (!engine.Main()) return result;

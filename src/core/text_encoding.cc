@@ -53,6 +53,20 @@ void AppendUtf8(std::string& out, char16_t c) {
   }
 }
 
+void AppendWindows1252(std::string& out, char c) {
+  const uint8_t byte = Byte(c);
+  AppendUtf8(out, byte >= 0x80 && byte < 0xA0 ? kWindows1252[byte - 0x80] : char16_t{byte});
+}
+
+// U+FDD0 to U+FDEF, and the last two codes of each plane. The text is one well-formed character.
+bool IsNoncharacter(std::string_view text) {
+  if (text.size() < 3) return false;
+  const uint8_t last = Byte(text.back()), before = Byte(text[text.size() - 2]);
+  if (text.size() == 3 && Byte(text[0]) == 0xEF && before == 0xB7) return last >= 0x90 && last <= 0xAF;
+  if (before != 0xBF || last < 0xBE) return false;
+  return text.size() == 3 ? Byte(text[0]) == 0xEF : (Byte(text[1]) & 0x0F) == 0x0F;
+}
+
 // Where the line that begins at `at` ends, and where the next one begins.
 struct LineEnd {
   size_t end, next;
@@ -100,9 +114,32 @@ bool IsUtf8(std::string_view bytes) {
 std::string ToUtf8(std::string_view bytes) {
   if (IsUtf8(bytes)) return std::string(bytes);
   std::string out;
-  for (const char c : bytes) {
-    const uint8_t byte = Byte(c);
-    AppendUtf8(out, byte >= 0x80 && byte < 0xA0 ? kWindows1252[byte - 0x80] : char16_t{byte});
+  for (const char c : bytes) AppendWindows1252(out, c);
+  return out;
+}
+
+std::string RepairUtf8(std::string bytes) {
+  size_t kept = 0;
+  const std::string_view all = bytes;
+  while (kept < all.size()) {
+    const size_t size = CharacterSize(all.substr(kept));
+    if (size == 0 || all[kept] == '\0' || IsNoncharacter(all.substr(kept, size))) break;
+    kept += size;
+  }
+  if (kept == all.size()) return bytes;
+  std::string out;
+  out.reserve(bytes.size());
+  out.append(all.substr(0, kept));
+  for (std::string_view rest = all.substr(kept); !rest.empty();) {
+    const size_t size = CharacterSize(rest);
+    if (size == 0) {
+      AppendWindows1252(out, rest[0]);
+    } else if (IsNoncharacter(rest.substr(0, size))) {
+      AppendUtf8(out, kReplacement);
+    } else if (rest[0] != '\0') {
+      out.append(rest.substr(0, size));
+    }
+    rest.remove_prefix(std::max<size_t>(size, 1));
   }
   return out;
 }

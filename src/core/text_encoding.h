@@ -1,4 +1,4 @@
-// Text as mail carries it: UTF-8, and UTF-8 dressed as plain ASCII.
+// Text as mail and the message bus carry it: UTF-8, and UTF-8 dressed as plain ASCII.
 #pragma once
 
 #include <string>
@@ -13,7 +13,12 @@ bool IsUtf8(std::string_view bytes);
 // five bytes that have no character there become U+FFFD.
 std::string ToUtf8(std::string_view bytes);
 
-// The same with a blank in the place of each control character, line ends included.
+// The text as the message bus takes it, UTF-8 without NUL bytes: characters that are well-formed UTF-8 stay, each other
+// byte is taken as one of Windows-1252. Unlike above, one odd byte does not change how the rest of a long text reads.
+// The 66 codes that Unicode keeps free of characters become U+FFFD: some programs throw out a message that has one.
+std::string RepairUtf8(std::string bytes);
+
+// As ToUtf8, with a blank in the place of each control character, line ends included.
 std::string ToOneLine(std::string_view bytes);
 
 // Base64 in one piece, without line ends.

@@ -13,6 +13,9 @@ namespace vantry {
 // The maker's public web site.
 inline constexpr std::string_view kProductSite = "http://www.tressimond.com/";
 
+// Of pages without a title of their own.
+inline constexpr std::string_view kDefaultTitle = "Vantry - Real Time Web Server Monitor";
+
 struct CellLook {
   Align align = Align::kLeft;
   std::string_view font_colour = {};
@@ -44,7 +47,7 @@ class PageText {
   const Settings& Colours() const { return settings_; }
 
   // The page's head and the opening of its body. Reloads itself every 30 seconds unless told not to.
-  void HTMLHeader(std::string_view title = "Vantry - Real Time Web Server Monitor", bool no_refresh = false);
+  void HTMLHeader(std::string_view title = kDefaultTitle, bool no_refresh = false);
   // As above, on a background that is chosen here when it is empty.
   void HTMLHeader(std::string_view title, bool no_refresh, std::string& back_colour);
   void HTMLFooter();

@@ -209,11 +209,36 @@ TEST_F(EngineTest, LearntAgentsAreSavedAndKnownAgain) {
   EXPECT_EQ(engine->Tables().UnknownAgents.size(), 1u);
 }
 
+TEST_F(EngineTest, TheBusHearsOfVisitorsUntilTheEnd) {
+  Sites(1);
+  Log("11:59:00", "10.0.0.1");
+  ASSERT_TRUE(Start());
+  ASSERT_NE(bus.calls, nullptr);
+  EXPECT_EQ(engine->Tables().InterfaceCount, 0);
+  bus.LetIn();
+  EXPECT_EQ(engine->Tables().InterfaceCount, 1);
+  EXPECT_EQ(&engine->Web().SharedInterface(), &engine->Web().SharedInterface());
+  EXPECT_EQ(engine->Tables().InterfaceCount, 1) << "it is the one of the web access";
+  Run(4);
+  EXPECT_TRUE(bus.events.empty()) << "a first scan tells of nobody";
+  Log("12:00:02", "10.0.0.2");
+  Run(12);
+  EXPECT_EQ(bus.events,
+            std::vector<std::string>{"arrived|www.d1.example|10.0.0.2|2026-03-05T12:00:02|a.htm|B||-|no alert"});
+  EXPECT_EQ(bus.calls->LogFileCurrentVisitors(1), 2);
+  bus.calls->BusNote("The bus is well.");
+  EXPECT_TRUE(Contains(files.Get("/home/Data/TRL.LOG"), " The bus is well.\r\n"));
+  EXPECT_EQ(bus.closed, 0);
+  engine->Closing();
+  EXPECT_EQ(bus.calls, nullptr);
+}
+
 TEST_F(EngineTest, TenEnginesLiveSideBySide) {
   Sites(1);
   Log("11:59:00", "10.0.0.1");
   std::vector<std::unique_ptr<FakeLoop>> loops;
   std::deque<FakeResolver> resolvers(10);
+  std::deque<RecordingBus> buses(10);
   std::deque<MemoryDataFiles> disks(10);
   std::deque<MemoryIndex> indexes;
   std::vector<std::unique_ptr<Engine>> engines;
@@ -221,7 +246,7 @@ TEST_F(EngineTest, TenEnginesLiveSideBySide) {
     loops.push_back(std::make_unique<FakeLoop>());
     indexes.emplace_back(disks[i]);
     engines.push_back(std::make_unique<Engine>(EnginePorts{clock, *loops[i], files, disks[i], indexes[i], listener,
-                                                           notices, resolvers[i], mail, gateway, programs},
+                                                           notices, resolvers[i], mail, gateway, programs, buses[i]},
                                                EngineOptions{"/home/", "", Regional{}, "", {}}));
     ASSERT_TRUE(engines.back()->Main());
   }

@@ -57,6 +57,27 @@ TEST(TextEncoding, QuotedPrintableBreaksLongLines) {
   EXPECT_EQ(QuotedPrintable(std::string(73, 'x') + "="), std::string(73, 'x') + "=3D\r\n");
 }
 
+TEST(TextEncoding, RepairedUtf8KeepsWhatIsWellFormed) {
+  for (const std::string text : {"", "plain\r\n", "caf\xC3\xA9 \xF0\x9F\x98\x80", "\xEF\xBF\xBD", "\xEF\xB7\x8F",
+                                 "\xEF\xB7\xB0", "\xF0\x9E\xBF\xBF", "\xF4\x8F\xBF\xBD"}) {
+    EXPECT_EQ(RepairUtf8(text), text);
+  }
+  EXPECT_EQ(RepairUtf8("caf\xE9 \xC3\xA9 \x80"), "caf\xC3\xA9 \xC3\xA9 \xE2\x82\xAC");
+  EXPECT_EQ(RepairUtf8(std::string("a\0b\0", 4)), "ab");
+  EXPECT_EQ(RepairUtf8("\x81"), "\xEF\xBF\xBD");
+  for (const char* none :
+       {"\xEF\xB7\x90", "\xEF\xB7\xAF", "\xEF\xBF\xBE", "\xEF\xBF\xBF", "\xF0\x9F\xBF\xBE", "\xF4\x8F\xBF\xBF"}) {
+    EXPECT_EQ(RepairUtf8(std::string("a") + none + "b"),
+              "a\xEF\xBF\xBD"
+              "b");
+  }
+  // Cut short, overlong, a surrogate, beyond the end.
+  EXPECT_EQ(RepairUtf8("x\xE2\x82"), "x\xC3\xA2\xE2\x80\x9A");
+  for (const char* bytes : {"\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xFF\xFE"}) {
+    EXPECT_TRUE(IsUtf8(RepairUtf8(bytes))) << bytes;
+  }
+}
+
 TEST(TextEncoding, EncodedWordsHoldWholeCharacters) {
   EXPECT_EQ(EncodedWords(""), "");
   EXPECT_EQ(EncodedWords("\xC3\xA9"), "=?UTF-8?B?w6k=?=");

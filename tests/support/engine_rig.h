@@ -9,6 +9,7 @@
 
 #include "app/engine.h"
 #include "support/alert_rig.h"
+#include "support/fake_bus.h"
 #include "support/fake_resolver.h"
 #include "support/fakes.h"
 #include "support/memory_data_files.h"
@@ -49,6 +50,7 @@ struct EngineTest : ::testing::Test {
   RecordingMail mail;
   NobodyOnTheLine gateway;
   RecordingPrograms programs;
+  RecordingBus bus;
   std::unique_ptr<FakeResolver> resolver;
   std::unique_ptr<Engine> engine;
 
@@ -59,7 +61,7 @@ struct EngineTest : ::testing::Test {
     engine.reset();
     resolver = std::make_unique<FakeResolver>();
     engine = std::make_unique<Engine>(
-        EnginePorts{clock, loop, files, data_files, index, listener, notices, *resolver, mail, gateway, programs},
+        EnginePorts{clock, loop, files, data_files, index, listener, notices, *resolver, mail, gateway, programs, bus},
         EngineOptions{"/home/", command, Regional{}, "", std::move(acquire)});
     return engine->Main();
   }
