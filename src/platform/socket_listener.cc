@@ -88,6 +88,15 @@ int OpenOn(const std::string& address, uint16_t port) {
   return -1;
 }
 
+// How long ago the last bytes of a caller came, or the caller itself. It may have waited long to be accepted.
+int64_t SilenceMs(int fd) {
+  char byte = 0;
+  if (::recv(fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT) >= 0) return 0;
+  tcp_info info{};
+  socklen_t size = sizeof info;
+  return ::getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 ? int64_t{info.tcpi_last_data_recv} : 0;
+}
+
 }  // namespace
 
 SocketListener::Peer::~Peer() {
@@ -171,7 +180,7 @@ void SocketListener::AddPeer(int fd, int number) {
   auto peer = std::make_shared<Peer>();
   peer->fd = fd;
   peer->number = number;
-  peer->last_active_ms = clock_.Steady().ms;
+  peer->last_active_ms = clock_.Steady().ms - SilenceMs(fd);
   sockaddr_storage address{};
   socklen_t size = sizeof address;
   if (::getpeername(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0) peer->host = HostText(address, peer->port);
@@ -207,6 +216,7 @@ void SocketListener::ReadFrom(Peer& peer) {
   }
   if (n > 0) {
     peer.last_active_ms = clock_.Steady().ms;
+    if (!peer.spoke) TakeLowestNumber(peer);
     Deliver(keep, {block, static_cast<size_t>(n)});
     return;
   }
@@ -224,6 +234,24 @@ void SocketListener::Deliver(const std::shared_ptr<Peer>& peer, std::string_view
   events_.data(peer->number, bytes);
   peer->in_handler = false;
   if (peer->fd >= 0 && peer->readable) peer->readable->setEnabled(peer->Waiting() < kStopReading);
+}
+
+void SocketListener::TakeLowestNumber(Peer& peer) {
+  peer.spoke = true;
+  const int old = peer.number;
+  int lowest = 1;
+  while (lowest < old && Find(lowest) && Find(lowest)->spoke) ++lowest;
+  if (lowest == old) return;
+  auto &place = peers_[static_cast<size_t>(lowest - 1)], &left = peers_[static_cast<size_t>(old - 1)];
+  std::swap(place, left);
+  peer.number = lowest;
+  const bool other = left != nullptr;
+  if (other) left->number = old;
+  // As if each had come under its new number.
+  events_.disconnected(old);
+  if (other) events_.disconnected(lowest);
+  events_.connected(lowest);
+  if (other) events_.connected(old);
 }
 
 bool SocketListener::WriteTo(Peer& peer) {
@@ -328,15 +356,19 @@ void SocketListener::Sweep() {
   }
 }
 
+// Whoever comes behind a crowd of silent callers waits for as long as one of them, not for one after the other.
 void SocketListener::MakeRoom(int64_t now) {
   pollfd caller{fd_, POLLIN, 0};
-  if (::poll(&caller, 1, 0) <= 0) return;
-  const Peer* longest = nullptr;
-  for (const auto& peer : peers_) {
-    if (!peer || now - peer->last_active_ms < kDisplaceAfterMs || !events_.may_be_displaced(peer->number)) continue;
-    if (!longest || peer->last_active_ms < longest->last_active_ms) longest = peer.get();
+  for (int closed = 0; closed < kBacklog && FreeNumber() == 0 && ::poll(&caller, 1, 0) > 0; ++closed) {
+    const Peer* longest = nullptr;
+    for (const auto& peer : peers_) {
+      if (!peer || now - peer->last_active_ms < kDisplaceAfterMs || !events_.may_be_displaced(peer->number)) continue;
+      if (!longest || peer->last_active_ms < longest->last_active_ms) longest = peer.get();
+    }
+    if (!longest) return;
+    Close(longest->number, false);
+    AcceptCallers();
   }
-  if (longest) Close(longest->number, false);
 }
 
 void SocketListener::Shutdown() {

@@ -16,6 +16,8 @@ namespace vantry {
 //
 // A connection's number is free again the moment it is closed: what is still to be sent then goes out from a lingering
 // socket without a number. So a browser that asks again at once gets the same number, on which its login rests.
+// Browsers also open connections in advance and use them later, or never. These hold a number, but give it to whoever
+// speaks first and has a higher one.
 class SocketListener final : public Listener {
  public:
   // What closed connections have yet to read is kept up to this size in all, or for the newest one alone.
@@ -45,6 +47,7 @@ class SocketListener final : public Listener {
     std::string out;
     size_t sent = 0;  // Of `out`.
     Notifier readable, writable;
+    bool spoke = false;  // Bytes came.
     bool in_handler = false, peer_done = false, half_closed = false;
     int64_t last_active_ms = 0, linger_until_ms = 0;
     size_t Waiting() const { return out.size() - sent; }
@@ -54,6 +57,7 @@ class SocketListener final : public Listener {
   int FreeNumber() const;
   void AcceptCallers();
   void AddPeer(int fd, int number);
+  void TakeLowestNumber(Peer& peer);
   void ReadFrom(Peer& peer);
   void Deliver(const std::shared_ptr<Peer>& peer, std::string_view bytes);
   bool WriteTo(Peer& peer);

@@ -15,6 +15,7 @@ constexpr char kPreviousTable[] =
     "<p><br><center><table border=\"1\" bgcolor=\"#FFFFFF\" cellspacing=\"0\" cellpadding=\"3\" "
     "bordercolorlight=\"#808080\" bordercolordark=\"#FFFFFF\" ";
 constexpr int kVisitNoDigits = 5;
+constexpr size_t kMaxAddress = 45;  // Of IPv6 with an address of IPv4 at its end.
 
 struct DomainVisitor {
   std::string_view domain, ip;
@@ -50,15 +51,18 @@ std::string DateText(const Regional& regional, std::optional<Day> day) {
 
 }  // namespace
 
-// The domain ends at the last colon. An address of IPv6 has colons of its own, and the domain may have a port.
+// The domain ends at the last colon. An address of IPv6 has colons of its own, and the domain may have a port. No more
+// of them are tried than an address can have: a text of colons alone must not keep the program busy.
 Interface::SiteVisitor Interface::FindVisitor(std::string_view text) const {
   size_t colon = text.rfind(':');
   if (colon == std::string_view::npos) return {.domain = text};
   const DomainVisitor last = SplitAt(text, colon);
+  const size_t end = std::min(text.find('!', colon), text.size());
   for (DomainVisitor parts = last;; parts = SplitAt(text, colon)) {
     const int16_t site = parts.ip == last.ip || IsAddress6(parts.ip) ? FindSiteByDomain(parts.domain) : 0;
     if (site > 0) return {site, parts.domain, parts.ip, parts.visit};
     if (colon == 0 || (colon = text.rfind(':', colon - 1)) == std::string_view::npos) break;
+    if (end - colon - 1 > kMaxAddress) break;
   }
   return {.domain = last.domain};
 }

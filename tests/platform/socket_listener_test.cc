@@ -94,6 +94,28 @@ TEST_F(ListenerTest, NumbersAreTheLowestFree) {
   EXPECT_TRUE(Logged("+1"));
 }
 
+TEST_F(ListenerTest, WhoSpeaksFirstHasTheLowestNumber) {
+  on_data = [this](int n, std::string_view bytes) {
+    listener.Send(n, std::string(bytes) + " answered");
+    listener.Close(n, true);
+  };
+  Client spare(listener.Port());
+  ASSERT_TRUE(Logged("+1"));
+  Client first(listener.Port());
+  ASSERT_TRUE(Logged("+2"));
+  log.clear();
+  first.Send("first");
+  ASSERT_TRUE(Logged("-1"));
+  EXPECT_EQ(log, (std::vector<std::string>{"-2", "-1", "+1", "+2", "1:first", "-1"})) << "they changed places";
+  EXPECT_TRUE(!listener.IsOpen(1) && listener.IsOpen(2));
+  log.clear();
+  spare.Send("spare");
+  ASSERT_TRUE(Logged("1:spare"));
+  EXPECT_EQ(log, (std::vector<std::string>{"-2", "+1", "1:spare", "-1"})) << "it took the place that had become free";
+  EXPECT_TRUE(Until([&] { return first.Received() == "first answered<EOF>"; })) << first.Received();
+  EXPECT_TRUE(Until([&] { return spare.Received() == "spare answered<EOF>"; })) << spare.Received();
+}
+
 TEST_F(ListenerTest, AnswerReachesAPeerThatStoppedSending) {
   on_data = [this](int n, std::string_view) { listener.Send(n, "answer"); };
   Client a(listener.Port());
@@ -184,6 +206,21 @@ TEST_F(ListenerTest, CallersBeyondTheHundredthWaitAndTheSilentGiveWay) {
   EXPECT_TRUE(listener.IsOpen(1));
   clients.erase(clients.begin() + 2);
   EXPECT_TRUE(Logged("-3"));
+}
+
+TEST_F(ListenerTest, ACrowdOfSilentCallersGivesWayTogether) {
+  std::vector<std::unique_ptr<Client>> clients;
+  for (int i = 0; i < 200; ++i) clients.push_back(std::make_unique<Client>(listener.Port()));
+  ASSERT_TRUE(Logged("+100"));
+  Client late(listener.Port());
+  late.Send("late");
+  log.clear();
+  clock.Advance(10);
+  ASSERT_TRUE(Logged("+100")) << "all of the first hundred left";
+  EXPECT_EQ(std::count(log.begin(), log.end(), "1:late"), 0);
+  EXPECT_EQ(log.size(), 200u) << "one left for each that came, at one look";
+  clock.Advance(10);
+  EXPECT_TRUE(Logged("1:late"));
 }
 
 TEST_F(ListenerTest, HandlerMayTurnTheLoopWithoutLosingOrder) {

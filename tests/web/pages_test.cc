@@ -155,7 +155,10 @@ TEST_F(PagesTest, TheDomainOfAVisitorEndsAtTheLastColon) {
   EXPECT_EQ(heading("two.example:2001:db8::1"), "known");
   EXPECT_EQ(heading("two.example:1:2:3:4:5:6:7:8!1"), "known");
   EXPECT_EQ(heading("two.example:x:10.0.0.1"), "two.example:x");
+  EXPECT_EQ(heading("two.example:2001:0db8:1111:2222:3333:4444:5555:6666!1"), "known");
   EXPECT_EQ(heading("two.example!1:10.0.0.1"), "two.example!1");
+  EXPECT_EQ(heading("two.example:" + std::string(46, ':')), "two.example:" + std::string(45, ':'))
+      << "no address has so many";
   EXPECT_EQ(heading("two.example"), "two.example");
   EXPECT_EQ(heading(":::"), "::");
   EXPECT_EQ(heading(""), "");
