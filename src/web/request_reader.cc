@@ -61,26 +61,6 @@ ReadStep TakeBody(WebClient& c, std::string_view text, bool end_of_line) {
   return ReadStep::kRequestComplete;
 }
 
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
-}
-
-std::string FormDecoded(std::string_view upper) {
-  std::string out;
-  for (size_t i = 0; i < upper.size(); ++i) {
-    const int high = upper[i] == '%' && i + 2 < upper.size() ? HexDigit(upper[i + 1]) : -1;
-    const int low = high >= 0 ? HexDigit(upper[i + 2]) : -1;
-    if (low >= 0) {
-      out += static_cast<char>(high * 16 + low);
-      i += 2;
-    } else {
-      out += upper[i] == '+' ? ' ' : upper[i];
-    }
-  }
-  return out;
-}
-
 }  // namespace
 
 void OpenClient(WebClient& c) {
@@ -122,11 +102,6 @@ bool FormValue(std::string_view text, std::string_view name_and_equals, std::str
   value =
       end != std::string_view::npos ? behind.substr(0, end) : behind.substr(0, behind.empty() ? 0 : behind.size() - 1);
   return true;
-}
-
-bool IsCredential(std::string_view sent, std::string_view setting) {
-  const std::string wanted = Upper(Trim(setting));
-  return sent == wanted || Upper(Trim(FormDecoded(sent))) == wanted;
 }
 
 Command SplitCommand(std::string_view query) {

@@ -22,10 +22,6 @@ ReadStep TakeLine(WebClient& client, std::string_view text, bool end_of_line, st
 // The value behind "name=" up to the next "&". Without a further "&" its last character is lost. False without "name=".
 bool FormValue(std::string_view text, std::string_view name_and_equals, std::string& value);
 
-// Whether what a form sent, upper-cased, is this name or password of the settings. Case and blanks at the ends of the
-// setting count for nothing. A browser sends "+" for a blank and %XX for most signs; what was sent as it is counts too.
-bool IsCredential(std::string_view sent, std::string_view setting);
-
 struct Command {
   std::string word;      // Upper-cased and trimmed.
   std::string argument;  // With a blank for each "_".

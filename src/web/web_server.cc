@@ -147,15 +147,15 @@ void WebServer::HandleWebRequest(int n) {
 bool WebServer::CheckCredentials(int n) {
   WebClient& client = clients_[n];
   client.Path.clear();
-  if (IsCredential(client.UserName, c_.settings.WebUsername) &&
-      IsCredential(client.Password, c_.settings.WebPassword)) {
+  const auto plain = [](std::string_view text) { return Upper(Trim(text)); };
+  if (client.UserName == plain(c_.settings.WebUsername) && client.Password == plain(c_.settings.WebPassword)) {
     client.LoggedIn = client.AllSites = true;
     return true;
   }
   client.LoggedIn = false;
   for (const SiteRec& site : c_.t.Sites) {
-    if (!Trim(site.WebUserName).empty() && IsCredential(client.UserName, site.WebUserName) &&
-        IsCredential(client.Password, site.WebPassword)) {
+    const std::string user = plain(site.WebUserName);
+    if (!user.empty() && user == client.UserName && plain(site.WebPassword) == client.Password) {
       client.LoggedIn = true;
       break;
     }

@@ -120,30 +120,6 @@ TEST(FormValue, LosesItsLastCharacterAtTheEndOfTheText) {
   EXPECT_FALSE(FormValue("password=x&", "Password=", value));
 }
 
-TEST(IsCredential, TakesWhatWasSentAsItIsOrAsABrowserSendsIt) {
-  struct Case {
-    std::string sent, setting;
-    bool expected;
-  };
-  for (const Case& c : std::vector<Case>{{"OPEN SESAME", " Open Sesame ", true},
-                                         {"OPEN+SESAME", "open sesame", true},
-                                         {"OPEN%20SESAME", "open sesame", true},
-                                         {"A+B", "a+b", true},
-                                         {"A%2BB", "a+b", true},
-                                         {"50%25%26%3D", "50%&=", true},
-                                         {"%C3%A9", "\xC3\xA9", true},
-                                         {"%41%62%63", "abc", true},
-                                         {"100%", "100%", true},
-                                         {"%4", "%4", true},
-                                         {"%ZZ", "%zz", true},
-                                         {"++", "", true},
-                                         {"A%00", "a", false},
-                                         {"A+B", "a  b", false},
-                                         {"A%252BB", "a+b", false}}) {
-    EXPECT_EQ(IsCredential(c.sent, c.setting), c.expected) << c.sent;
-  }
-}
-
 TEST(SplitCommand, ArgumentStandsBehindAmpersandAndEqualsSign) {
   struct Case {
     std::string query, word, argument;

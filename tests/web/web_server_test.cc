@@ -308,20 +308,6 @@ TEST_F(WebTest, SiteUserLogsInAndASlotKeepsAllSites) {
   EXPECT_EQ(web->Clients()[1].Path, "");
 }
 
-TEST_F(WebTest, NamesAndPasswordsMayHoldSignsThatABrowserSendsOtherwise) {
-  settings.WebAccessControl = true;
-  settings.WebUsername = "The Admin";
-  settings.WebPassword = "50% + 5 & more";
-  AddSite("www.one.example").WebUserName = "Bob B";
-  t.Sites[0].WebPassword = "b&b";
-  AddSite("www.two.example").WebAccess = t.Sites[0].WebAccess = true;
-  EXPECT_TRUE(Contains(Login("The+Admin", "50%25+%2B+5+%26+less"), "Invalid user name"));
-  EXPECT_TRUE(Contains(Login("The+Admin", "50%25+%2B+5+%26+more"), "www.two.example"));
-  const std::string page = Login("bob+b", "b%26b", 2);
-  EXPECT_TRUE(Contains(page, "www.one.example"));
-  EXPECT_FALSE(Contains(page, "www.two.example"));
-}
-
 TEST_F(WebTest, EveryPageOfALoggedInUserIsMailed) {
   settings.WebAccessControl = settings.WebAccessEmail = true;
   settings.WebUsername = "admin";
