@@ -23,7 +23,7 @@ SHOWN = {
 }
 NEVER = re.compile(r"is not being monitored|Invalid user name|Please Enter|ERR_[A-Z_]+|This (page|site) (isn|can)")
 OPENS_WINDOW = re.compile(r"javascript:openUIWindow\('(\?[^']+)'\)")
-LOGIN = {"WebAccessControl": "True", "WebUsername": "Operator", "WebPassword": "open sesame"}
+LOGIN = {"WebAccessControl": "True", "WebUsername": "Operator", "WebPassword": "opensesame"}
 
 
 @unittest.skipIf(web_browser.missing(), web_browser.missing())
@@ -197,7 +197,7 @@ class LoginTest(BrowserCase):
         self.assert_form("?SITETABLE&site=ALL")
         self.assert_form("")
         with self.subTest("wrong names and passwords"):
-            for user, password in (("operator", "open sesam"), ("", ""), ("bob", "open sesame")):
+            for user, password in (("operator", "opensesam"), ("", ""), ("bob", "opensesame")):
                 self.submit(user, password)
                 self.assertIn("Invalid user name or password. Click Back and try again.", self.body())
                 self.driver.back()
@@ -227,7 +227,7 @@ class LoginTest(BrowserCase):
         self.assertIn("7 Active Visitors", self.check_page())
 
     def operator(self):
-        self.submit("operator", "Open Sesame")
+        self.submit("operator", "OpenSesame")
         self.assertRegex(self.check_page(), r"User: OPERATOR(?s:.*)Sites Being Monitored")
         for domain in (SHOP, NEWS, CLUB):
             self.assertIn(domain, self.body())
@@ -242,7 +242,7 @@ class LoginTest(BrowserCase):
             self.assertIn("User: OPERATOR", self.body())
 
     def list_that_reloads_itself(self):
-        self.submit("operator", "open sesame")
+        self.submit("operator", "opensesame")
         self.assertRegex(self.check_page(), r"1 www\.garden\.example 7 8 ")
         begin = time.monotonic()
         append(self.folder.log("shop.log"), web_world.lines([(-1, "198.51.100.77", "/index.html", 200, "-",

@@ -14,7 +14,7 @@ from harness import DEADLINE, SystemTest, skip_at_midnight, wait_until, write_fi
 from web_world import NEWS, SHOP
 
 LYNX = shutil.which("lynx")
-SETTINGS = {"WebAccessControl": "True", "WebUsername": "Operator", "WebPassword": "open sesame"}
+SETTINGS = {"WebAccessControl": "True", "WebUsername": "Operator", "WebPassword": "opensesame"}
 
 
 def key(*names):
@@ -80,7 +80,7 @@ class TextBrowserTest(SystemTest):
 
     def test_sites_and_visitors_behind_the_login_form(self):
         # The first link of these pages is the one that Lynx makes of the reload; the next is the first site.
-        pages = self.lynx(log_in("operator", "open sesame") + save("sites") +
+        pages = self.lynx(log_in("operator", "opensesame") + save("sites") +
                           key("Down Arrow", "^J") + save("visitors"))
         self.assertEqual(set(pages), {"sites", "visitors"})
         sites = pages["sites"]
@@ -102,7 +102,7 @@ class TextBrowserTest(SystemTest):
         self.assertRegex(form, r"(?s)Not Logged On.*Please Enter Your User Name and Password.*User Name:.*Password:.*"
                                r"Submit.*Reset")
         self.assertNotIn(SHOP, form)
-        pages = self.lynx(log_in("operator", "open sesam") + save("refused"))
+        pages = self.lynx(log_in("operator", "opensesam") + save("refused"))
         self.assertIn("Invalid user name or password. Click Back and try again.", pages["refused"])
         self.assertNotIn(SHOP, pages["refused"])
 
