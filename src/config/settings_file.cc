@@ -11,17 +11,17 @@ namespace {
 using Ref = std::variant<bool Settings::*, int32_t Settings::*, std::string Settings::*>;
 
 // How a number is written and read: with a blank for its sign, without, strictly, or as a time of day.
-enum class Form { kPlain, kSigned, kSignedStrict, kTime };
+enum class NumberForm { kPlain, kSigned, kSignedStrict, kTime };
 
 struct Row {
   std::string_view key;
   Ref field;
-  Form form = Form::kPlain;
+  NumberForm form = NumberForm::kPlain;
 };
 
 // Every key, in the order in which they are written.
 const Row kRows[] = {
-    {"InactivityMins", &Settings::InactivityMins, Form::kSigned},
+    {"InactivityMins", &Settings::InactivityMins, NumberForm::kSigned},
     {"ReverseDNS", &Settings::ReverseDNS},
     {"DDFPath", &Settings::DDFPath},
     {"DefaultSound", &Settings::DefaultSound},
@@ -30,10 +30,10 @@ const Row kRows[] = {
     {"AutoHide", &Settings::AutoHide},
     {"AutoArchive", &Settings::AutoArchive},
     {"AutoArchiveDays", &Settings::AutoArchiveDays},
-    {"AutoArchiveTime", &Settings::AutoArchiveTime, Form::kTime},
+    {"AutoArchiveTime", &Settings::AutoArchiveTime, NumberForm::kTime},
     {"WebAccess", &Settings::WebAccess},
     {"WebAccessControl", &Settings::WebAccessControl},
-    {"WebAccessPort", &Settings::WebAccessPort, Form::kSignedStrict},
+    {"WebAccessPort", &Settings::WebAccessPort, NumberForm::kSignedStrict},
     {"WebColBackColor", &Settings::WebColBackColor},
     {"WebColButtonBorder", &Settings::WebColButtonBorder},
     {"WebColButtonFace", &Settings::WebColButtonFace},
@@ -56,7 +56,7 @@ const Row kRows[] = {
     {"EmailSendTo", &Settings::EmailSendTo},
     {"EmailFrom", &Settings::EmailFrom},
     {"EmailSubject", &Settings::EmailSubject},
-    {"EmailEvery", &Settings::EmailEvery, Form::kSigned},
+    {"EmailEvery", &Settings::EmailEvery, NumberForm::kSigned},
     {"EmailDailyReport", &Settings::EmailDailyReport},
     {"SQLServer", &Settings::SQLServer},
     {"SQLServerName", &Settings::SQLServerName},
@@ -64,18 +64,18 @@ const Row kRows[] = {
     {"SQLServerUser", &Settings::SQLServerUser},
     {"SQLServerPass", &Settings::SQLServerPass},
     {"SQLServerMins", &Settings::SQLServerMins},
-    {"SMSConnect", &Settings::SMSConnect, Form::kSigned},
+    {"SMSConnect", &Settings::SMSConnect, NumberForm::kSigned},
     {"SMSServerName", &Settings::SMSServerName},
-    {"SMSServerPort", &Settings::SMSServerPort, Form::kSigned},
+    {"SMSServerPort", &Settings::SMSServerPort, NumberForm::kSigned},
     {"SMSFolder", &Settings::SMSFolder},
 };
 
-std::optional<std::string> StoreNumber(int32_t& number, Form form, std::string_view value) {
-  if (form == Form::kTime) {
+std::optional<std::string> StoreNumber(int32_t& number, NumberForm form, std::string_view value) {
+  if (form == NumberForm::kTime) {
     const auto time = ParseTime(value);
     if (!time) return "'" + std::string(value) + "' is no time of day";
     number = *time;
-  } else if (form == Form::kSignedStrict) {
+  } else if (form == NumberForm::kSignedStrict) {
     const auto n = ParseLong(value);
     if (!n || Contains(value, ".")) return "'" + std::string(value) + "' is no whole number";
     number = *n;
@@ -113,9 +113,9 @@ std::optional<std::string> StoreNumbered(Settings& s, const KeyValue& pair) {
   return std::nullopt;
 }
 
-std::string NumberText(int32_t n, Form form) {
-  if (form == Form::kTime) return FormatTime(n);
-  const bool sign_place = form == Form::kSigned || form == Form::kSignedStrict;
+std::string NumberText(int32_t n, NumberForm form) {
+  if (form == NumberForm::kTime) return FormatTime(n);
+  const bool sign_place = form == NumberForm::kSigned || form == NumberForm::kSignedStrict;
   return (sign_place && n >= 0 ? " " : "") + std::to_string(n);
 }
 

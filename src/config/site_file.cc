@@ -8,14 +8,14 @@ namespace vantry {
 namespace {
 
 // A time of day is an int32_t member too, so its rows carry their own form.
-enum class Form { kLenient, kStrict, kTime };
+enum class SiteForm { kLenient, kStrict, kTime };
 
 using SiteRef = std::variant<std::string SiteRec::*, bool SiteRec::*, int32_t SiteRec::*, int64_t SiteRec::*,
                              LogTime SiteRec::*, LogType SiteRec::*, FileChoice SiteRec::*>;
 struct SiteRow {
   std::string_view key;
   SiteRef field;
-  Form form = Form::kLenient;
+  SiteForm form = SiteForm::kLenient;
 };
 
 // Every site key, in the order in which they are written.
@@ -34,13 +34,13 @@ const SiteRow kSiteRows[] = {
     {"FTPPath", &SiteRec::FTPPath},
     {"Domain", &SiteRec::Domain},
     {"HomePage", &SiteRec::HomePage},
-    {"Frequency", &SiteRec::Frequency, Form::kStrict},
+    {"Frequency", &SiteRec::Frequency, SiteForm::kStrict},
     {"Exclude", &SiteRec::Exclude},
     {"ExcludePages", &SiteRec::ExcludePages},
     {"Paused", &SiteRec::Paused},
     {"SleepMode", &SiteRec::SleepMode},
-    {"SleepStart", &SiteRec::SleepStart, Form::kTime},
-    {"SleepEnd", &SiteRec::SleepEnd, Form::kTime},
+    {"SleepStart", &SiteRec::SleepStart, SiteForm::kTime},
+    {"SleepEnd", &SiteRec::SleepEnd, SiteForm::kTime},
     {"LastLogFile", &SiteRec::LastLogFile},
     {"LastReadPos", &SiteRec::LastReadPos},
     {"LastReadPosDay", &SiteRec::LastReadPosDay},
@@ -110,13 +110,13 @@ Problem NoNumber(std::string_view value) {
   return "'" + std::string(value) + "' is no whole number";
 }
 
-Problem StoreInt(int32_t& field, Form form, std::string_view value) {
-  if (form == Form::kLenient) {
+Problem StoreInt(int32_t& field, SiteForm form, std::string_view value) {
+  if (form == SiteForm::kLenient) {
     field = LeadingNumber(value);
     return std::nullopt;
   }
-  const auto n = form == Form::kTime ? ParseTime(value) : ParseLong(value);
-  if (!n) return form == Form::kTime ? Problem("'" + std::string(value) + "' is no time of day") : NoNumber(value);
+  const auto n = form == SiteForm::kTime ? ParseTime(value) : ParseLong(value);
+  if (!n) return form == SiteForm::kTime ? Problem("'" + std::string(value) + "' is no time of day") : NoNumber(value);
   field = *n;
   return std::nullopt;
 }
@@ -242,7 +242,7 @@ std::string SiteValue(const SiteRec& site, const SiteRow& row, const Regional& r
   if (auto* text = std::get_if<std::string SiteRec::*>(&row.field)) return site.*(*text);
   if (auto* flag = std::get_if<bool SiteRec::*>(&row.field)) return std::string(BoolText(site.*(*flag)));
   if (auto* number = std::get_if<int32_t SiteRec::*>(&row.field)) {
-    return row.form == Form::kTime ? FormatTime(site.*(*number)) : std::to_string(site.*(*number));
+    return row.form == SiteForm::kTime ? FormatTime(site.*(*number)) : std::to_string(site.*(*number));
   }
   if (auto* place = std::get_if<int64_t SiteRec::*>(&row.field)) return std::to_string(site.*(*place));
   if (auto* stamp = std::get_if<LogTime SiteRec::*>(&row.field)) return regional.Stamp(site.*(*stamp));

@@ -72,6 +72,13 @@ int32_t LeadingNumber(std::string_view text) {
   return static_cast<int32_t>(negative ? -n : std::min(n, kMax));
 }
 
+bool ReadPort(std::string_view text, uint16_t& port) {
+  if (text.empty() || text.size() > 5 || !std::all_of(text.begin(), text.end(), IsDigit)) return false;
+  const int32_t number = LeadingNumber(text);
+  port = static_cast<uint16_t>(number);
+  return number >= 1 && number <= 65'535;
+}
+
 std::optional<int64_t> WholeNumber(std::string_view text) {
   text = Trim(text);
   if (!text.empty() && text.front() == '+') {

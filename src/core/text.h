@@ -48,6 +48,9 @@ std::string PadNumber(int64_t number, int width);
 // not belong to a number, a fraction is dropped. 0 when there is none; held at the ends of the 32-bit range.
 int32_t LeadingNumber(std::string_view text);
 
+// Reads a TCP or UDP port: 1 to 5 digits and nothing else, 1 to 65535. `port` is undefined when this returns false.
+bool ReadPort(std::string_view text, uint16_t& port);
+
 // The whole text as a number, rounded to the nearest integer (halves to the even one). Empty when the text is no
 // number or lies outside the 64-bit range.
 std::optional<int64_t> WholeNumber(std::string_view text);

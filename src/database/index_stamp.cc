@@ -9,8 +9,8 @@
 namespace vantry {
 namespace {
 
-constexpr std::string_view kFirstWords = "vantry-stamp 1 ";
-static_assert(kFirstWords.size() == kStampStatePlace);
+constexpr std::string_view kStampMark = "vantry-stamp 1 ";
+static_assert(kStampMark.size() == kStampStatePlace);
 
 std::string IdentityText(const FileIdentity& file) {
   return std::to_string(file.size_bytes) + " " + std::to_string(file.inode) + " " + std::to_string(file.written_ns) +
@@ -95,12 +95,12 @@ std::string BuildStamp(const IndexStamp& stamp) {
     body += "table " + table.name + (table.fits ? " fits " : " old ") + std::to_string(table.rows) + " " +
             std::to_string(table.next_record) + " " + IdentityText(table.file) + " " + table.keys + "\n";
   }
-  return std::string(kFirstWords).append(stamp.closed ? kStampClosed : kStampOpen) + "\n" + body + SumLine(body);
+  return std::string(kStampMark).append(stamp.closed ? kStampClosed : kStampOpen) + "\n" + body + SumLine(body);
 }
 
 std::optional<IndexStamp> ParseStamp(std::string_view text) {
   IndexStamp stamp;
-  if (!StartsWith(text, kFirstWords)) return std::nullopt;
+  if (!StartsWith(text, kStampMark)) return std::nullopt;
   const std::string_view state = text.substr(kStampStatePlace, kStampOpen.size());
   stamp.closed = state == kStampClosed;
   if (!stamp.closed && state != kStampOpen) return std::nullopt;

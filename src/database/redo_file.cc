@@ -6,7 +6,7 @@
 namespace vantry {
 namespace {
 
-constexpr std::string_view kFirstWords = "vantry-redo 1\n";
+constexpr std::string_view kRedoMark = "vantry-redo 1\n";
 
 void AppendNumber(std::string& bytes, uint64_t number, size_t width) {
   for (size_t i = 0; i < width; ++i) bytes.push_back(static_cast<char>(number >> 8 * i & 0xFF));
@@ -49,7 +49,7 @@ std::string BuildRedo(const std::vector<RedoRow>& rows) {
     AppendNumber(body, row.bytes.size(), 4);
     body += row.bytes;
   }
-  std::string bytes(kFirstWords);
+  std::string bytes(kRedoMark);
   AppendNumber(bytes, body.size(), 8);
   AppendNumber(bytes, CheckSum(body), 8);
   return bytes + body;
@@ -57,8 +57,8 @@ std::string BuildRedo(const std::vector<RedoRow>& rows) {
 
 // The file may go on behind: a shorter one is written over a longer one.
 std::optional<std::vector<RedoRow>> ParseRedo(std::string_view bytes) {
-  if (!StartsWith(bytes, kFirstWords)) return std::nullopt;
-  Reader head(bytes.substr(kFirstWords.size()));
+  if (!StartsWith(bytes, kRedoMark)) return std::nullopt;
+  Reader head(bytes.substr(kRedoMark.size()));
   const uint64_t size = head.Number(8), sum = head.Number(8);
   if (!head.ok() || size > head.Rest().size()) return std::nullopt;
   const std::string_view body = head.Rest().substr(0, size);

@@ -23,13 +23,6 @@ bool IsAddress(const std::string& text) {
   return ReadAddress(AF_INET, text, bytes.data()) || ReadAddress(AF_INET6, text, bytes.data());
 }
 
-bool ReadPort(std::string_view text, uint16_t& port) {
-  if (text.empty() || text.size() > 5 || !std::all_of(text.begin(), text.end(), IsDigit)) return false;
-  const int32_t number = LeadingNumber(text);
-  port = static_cast<uint16_t>(number);
-  return number >= 1 && number <= 65'535;
-}
-
 bool ReadServer(std::string_view text, NameServer& server) {
   std::string_view port;
   if (text.front() == '[') {

@@ -19,7 +19,7 @@ namespace {
 // Bytes of texts in one message. A bus takes 128 MB, and that of the system 32 MB; the rest is for the head.
 constexpr size_t kHead = 64 * 1024;
 constexpr size_t kMaxText = 128 * 1024 * 1024 - kHead, kMaxSystemText = 32 * 1024 * 1024 - kHead;
-constexpr size_t kMaxWords = 200;  // Of what a bus says, as the log shows it.
+constexpr size_t kMaxBusWords = 200;  // Of what a bus says, as the log shows it.
 constexpr int kMessagesAtOnce = 10;
 // Programs that leave the bus.
 constexpr char kLeavers[] =
@@ -32,7 +32,7 @@ int64_t SteadyMs() {
 }
 
 std::string Words(std::string_view text) {
-  return ToOneLine(text.substr(0, kMaxWords));
+  return ToOneLine(text.substr(0, kMaxBusWords));
 }
 
 }  // namespace

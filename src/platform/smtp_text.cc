@@ -10,7 +10,7 @@
 namespace vantry {
 namespace {
 
-constexpr size_t kMaxWords = 200;
+constexpr size_t kMaxServerWords = 200;
 constexpr size_t kMaxHost = 253;
 constexpr size_t kMaxCommand = 4'096;
 constexpr size_t kMaxReply = 2'000;  // Kept of one reply.
@@ -23,13 +23,6 @@ bool IsHost(std::string_view host) {
   return !host.empty() && host.size() <= kMaxHost && std::all_of(host.begin(), host.end(), [](char c) {
     return IsDigit(c) || (LowerAscii(c) >= 'a' && LowerAscii(c) <= 'z') || c == '-' || c == '.' || c == '_';
   });
-}
-
-bool ReadPort(std::string_view text, uint16_t& port) {
-  if (text.empty() || text.size() > 5 || !std::all_of(text.begin(), text.end(), IsDigit)) return false;
-  const int32_t number = LeadingNumber(text);
-  port = static_cast<uint16_t>(number);
-  return number >= 1 && number <= 65'535;
 }
 
 bool ReadPlace(std::string_view text, MailServer& server) {
@@ -65,7 +58,7 @@ Status ReadMailServer(std::string_view text, MailServer& server) {
   }
   if (place.ends_with('/') && place.size() < Trim(text).size()) place.remove_suffix(1);
   if (ReadPlace(place, server)) return Status::Ok();
-  return Status::Error(Fail::kBadData, "'" + std::string(Cut(ToOneLine(text), kMaxWords)) + "' is no mail server");
+  return Status::Error(Fail::kBadData, "'" + std::string(Cut(ToOneLine(text), kMaxServerWords)) + "' is no mail server");
 }
 
 void SmtpDialogue::Sent(std::string_view bytes) {
@@ -131,7 +124,7 @@ std::string SmtpDialogue::Presentable(std::string words) const {
   words = ToOneLine(words);
   // A blank that was a tabulator makes one as well.
   for (const std::string& secret : secrets_) words = Masked(std::move(words), ToOneLine(secret));
-  return std::string(Trim(Cut(words, kMaxWords)));
+  return std::string(Trim(Cut(words, kMaxServerWords)));
 }
 
 }  // namespace vantry

@@ -11,17 +11,17 @@
 namespace vantry {
 namespace {
 
-struct Bench {
+struct SettingsBench {
   MemoryFiles files;
   Settings settings;
   std::vector<CountryEntry> countries;
 
-  Bench() { settings.DDFPath = "/d/"; }
+  SettingsBench() { settings.DDFPath = "/d/"; }
   std::optional<std::string> Read() { return ReadSettingsINI(files, "/p/", settings, countries); }
 };
 
 TEST(SettingsFile, NoFiles_GiveEveryDefault) {
-  Bench b;
+  SettingsBench b;
   EXPECT_EQ(b.Read(), std::nullopt);
   EXPECT_EQ(b.settings.InactivityMins, 10);
   EXPECT_EQ(b.settings.WebAccessPort, 8004);
@@ -36,7 +36,7 @@ TEST(SettingsFile, NoFiles_GiveEveryDefault) {
 }
 
 TEST(SettingsFile, Defaults_AreWrittenByteForByte) {
-  Bench b;
+  SettingsBench b;
   b.settings.DDFPath = "/home/v/Data/";
   EXPECT_EQ(b.Read(), std::nullopt);
   b.files.calls.clear();
@@ -48,7 +48,7 @@ TEST(SettingsFile, Defaults_AreWrittenByteForByte) {
 }
 
 TEST(SettingsFile, WrittenFiles_AreReadBackTheSame) {
-  Bench b;
+  SettingsBench b;
   b.files.Put("/p/SETTINGS.INI", Golden("settings_default.ini"));
   b.files.Put("/p/EXTYPES.INI", Golden("extypes_default.ini"));
   EXPECT_EQ(b.Read(), std::nullopt);
@@ -58,14 +58,14 @@ TEST(SettingsFile, WrittenFiles_AreReadBackTheSame) {
 }
 
 TEST(SettingsFile, ExtensionLines_ReplaceTheDefaults) {
-  Bench b;
+  SettingsBench b;
   b.files.Put("/p/SETTINGS.INI", "Extension7=JSP\r\nExtension1=do\r\n\r\n");
   EXPECT_EQ(b.Read(), std::nullopt);
   EXPECT_EQ(b.settings.Extension, (std::vector<std::string>{"jsp", "do"}));
 }
 
 TEST(SettingsFile, DataFolderOfTheFile_IsWhereTheTextFilesAreLookedFor) {
-  Bench b;
+  SettingsBench b;
   b.files.Put("/p/SETTINGS.INI", "DDFPath=/elsewhere-\r\n\r\n");
   b.files.Put("/elsewhere-Countries.txt", "NO,Norway\r\n");
   EXPECT_EQ(b.Read(), std::nullopt);
@@ -95,7 +95,7 @@ TEST(SettingsFile, ReadProblem_StopsLaterFilesAndDefaults) {
       {"countries can't be read", good, one_type, "/d/Countries.txt", "/d/Countries.txt", 1, 18, true}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    Bench b;
+    SettingsBench b;
     b.files.Put("/p/SETTINGS.INI", c.settings);
     b.files.Put("/p/EXTYPES.INI", c.types);
     b.files.Put("/d/Search engines.txt", "One,one.\r\n");
@@ -128,7 +128,7 @@ TEST(SettingsFile, SearchEngines_AreTakenFromUsableLines) {
                         {"further fields are dropped", "A,a,x,y\r\n", 1, "A", "A"}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    Bench b;
+    SettingsBench b;
     b.files.Put("/d/Search engines.txt", c.text);
     EXPECT_EQ(b.Read(), std::nullopt);
     ASSERT_EQ(b.settings.SearchEngines.size(), c.count);
@@ -180,7 +180,7 @@ TEST(SettingsFile, Countries_HaveCodesOfTwoCharacters) {
 TEST(SettingsFile, FailedWrite_EndsTheWritingAndKeepsTheOldBytes) {
   for (const std::string broken : {"replace /p/SETTINGS.INI", "replace /p/EXTYPES.INI"}) {
     SCOPED_TRACE(broken);
-    Bench b;
+    SettingsBench b;
     b.files.Put("/p/SETTINGS.INI", "old settings");
     b.files.Put("/p/EXTYPES.INI", "old types");
     b.files.fails = [&](const std::string& call) { return call == broken; };

@@ -13,7 +13,7 @@
 namespace vantry {
 namespace {
 
-const Regional kRegional;
+const Regional kSiteRegional;
 
 AlertRec FullAlert(int16_t site, int16_t number, const char* name) {
   AlertRec a;
@@ -92,16 +92,16 @@ void Fill(LiveTables& t) {
 TEST(SiteFileWrite, TwoSitesWithAlerts_AreWrittenByteForByte) {
   LiveTables t;
   Fill(t);
-  EXPECT_EQ(FirstDifference(FormatSites(kRegional, t), Golden("two_sites.ini")), "");
+  EXPECT_EQ(FirstDifference(FormatSites(kSiteRegional, t), Golden("two_sites.ini")), "");
 }
 
 TEST(SiteFileWrite, GoldenFile_IsReadAndWrittenBackTheSame) {
   LiveTables t;
-  EXPECT_FALSE(ParseSites(Golden("two_sites.ini"), kRegional, t));
+  EXPECT_FALSE(ParseSites(Golden("two_sites.ini"), kSiteRegional, t));
   ASSERT_EQ(t.SiteCount(), 2);
   EXPECT_EQ(t.Site(2).AlertDefinitions, 2);
   EXPECT_TRUE(t.Site(2).FieldsKnown);
-  EXPECT_EQ(FirstDifference(FormatSites(kRegional, t), Golden("two_sites.ini")), "");
+  EXPECT_EQ(FirstDifference(FormatSites(kSiteRegional, t), Golden("two_sites.ini")), "");
 }
 
 // The lines of the second site, each with what it holds when it stands alone. Two keys that were mixed up in the reader
@@ -172,7 +172,7 @@ TEST(SiteFileWrite, EveryKey_FillsItsOwnFieldAlone) {
     if (StartsWith(line, "[")) continue;
     SCOPED_TRACE(line);
     LiveTables t;
-    EXPECT_FALSE(ParseSites("[S]\r\nWebReferrers=False\r\n" + std::string(line) + "\r\n\r\n", kRegional, t));
+    EXPECT_FALSE(ParseSites("[S]\r\nWebReferrers=False\r\n" + std::string(line) + "\r\n\r\n", kSiteRegional, t));
     ASSERT_LT(static_cast<size_t>(keys), std::size(cases));
     const Case& own = cases[keys++];
     EXPECT_TRUE(StartsWith(line, std::string(own.key) + "="));
@@ -186,7 +186,7 @@ TEST(SiteFileWrite, EveryKey_FillsItsOwnFieldAlone) {
 
 TEST(SiteFileWrite, EveryAlertKey_ComesBack) {
   LiveTables t;
-  EXPECT_FALSE(ParseSites(Golden("two_sites.ini"), kRegional, t));
+  EXPECT_FALSE(ParseSites(Golden("two_sites.ini"), kSiteRegional, t));
   ASSERT_EQ(t.Alerts.size(), 3u);
   const AlertRec& a = t.Alerts[1];
   EXPECT_EQ(a.Site, 2);
@@ -215,7 +215,7 @@ TEST(SiteFileWrite, DnsNumbers_RunOnOverTheWholeFile) {
     t.Alerts.back().Word = {"w"};
   }
   t.Site(2).Deleted = true;
-  const std::string text = FormatSites(kRegional, t);
+  const std::string text = FormatSites(kSiteRegional, t);
   EXPECT_TRUE(Contains(text, "AlertDNS1=d\r\nAlertWORD1=w"));
   EXPECT_TRUE(Contains(text, "AlertDNS2=d\r\nAlertWORD1=w"));
   EXPECT_FALSE(Contains(text, "AlertDNS3"));
@@ -226,7 +226,7 @@ TEST(SiteFileWrite, DeletedSite_IsDroppedWithItsAlerts) {
   LiveTables t;
   Fill(t);
   t.Site(1).Deleted = true;
-  const std::string text = FormatSites(kRegional, t);
+  const std::string text = FormatSites(kSiteRegional, t);
   EXPECT_TRUE(StartsWith(text, "[News]\r\n"));
   EXPECT_FALSE(Contains(text, "First"));
   EXPECT_TRUE(Contains(text, "AlertDNS1=*.three.example"));
@@ -245,7 +245,7 @@ TEST(SiteFileWrite, SleepPause_IsNotStored) {
     t.Sites.resize(1);
     t.Site(1).Sleeping = c.sleeping;
     t.Site(1).Paused = c.paused;
-    EXPECT_TRUE(Contains(FormatSites(kRegional, t), c.line));
+    EXPECT_TRUE(Contains(FormatSites(kSiteRegional, t), c.line));
     EXPECT_EQ(t.Site(1).Paused, c.paused_after);
     EXPECT_EQ(t.Site(1).Sleeping, c.sleeping);
   }
@@ -257,7 +257,7 @@ TEST(SiteFileWrite, LineEndsInTexts_MakeNoLinesOfTheirOwn) {
   t.Site(1).Name = "a\r\nb";
   t.Site(1).Domain = "x\r\nPaused=True\r\n[evil]";
   LiveTables again;
-  EXPECT_FALSE(ParseSites(FormatSites(kRegional, t), kRegional, again));
+  EXPECT_FALSE(ParseSites(FormatSites(kSiteRegional, t), kSiteRegional, again));
   ASSERT_EQ(again.SiteCount(), 1);
   EXPECT_EQ(again.Site(1).Name, "a  b");
   EXPECT_FALSE(again.Site(1).Paused);
@@ -267,13 +267,13 @@ TEST(SiteFileWrite, NoSiteLeft_RemovesTheFile) {
   MemoryFiles files;
   files.Put("/p/VANTRY.INI", "old");
   LiveTables t;
-  EXPECT_TRUE(WriteINI(files, "/p/", kRegional, t).ok());
+  EXPECT_TRUE(WriteINI(files, "/p/", kSiteRegional, t).ok());
   EXPECT_FALSE(files.Exists("/p/VANTRY.INI"));
 
   files.Put("/p/VANTRY.INI", "old");
   Fill(t);
   t.Site(1).Deleted = t.Site(2).Deleted = true;
-  EXPECT_TRUE(WriteINI(files, "/p/", kRegional, t).ok());
+  EXPECT_TRUE(WriteINI(files, "/p/", kSiteRegional, t).ok());
   EXPECT_FALSE(files.Exists("/p/VANTRY.INI"));
 }
 
@@ -283,12 +283,12 @@ TEST(SiteFileWrite, FailedWrite_KeepsTheOldBytes) {
   files.fails = [](const std::string&) { return true; };
   LiveTables t;
   Fill(t);
-  EXPECT_EQ(WriteINI(files, "/p/", kRegional, t).fail, Fail::kIo);
+  EXPECT_EQ(WriteINI(files, "/p/", kSiteRegional, t).fail, Fail::kIo);
   EXPECT_EQ(files.Get("/p/VANTRY.INI"), "old");
   EXPECT_EQ(files.calls, std::vector<std::string>{"replace /p/VANTRY.INI"});
 
   LiveTables none;
-  EXPECT_EQ(WriteINI(files, "/p/", kRegional, none).fail, Fail::kIo);
+  EXPECT_EQ(WriteINI(files, "/p/", kSiteRegional, none).fail, Fail::kIo);
   EXPECT_EQ(files.Get("/p/VANTRY.INI"), "old");
 }
 

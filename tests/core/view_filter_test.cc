@@ -8,10 +8,10 @@ namespace vantry {
 namespace {
 
 // Rows of two sites in all four grids. The key of a row is its site; alert and exception rows add their number.
-struct Bench {
+struct FourGrids {
   LiveTables t;
 
-  Bench() {
+  FourGrids() {
     t.Sites.resize(2);
     t.Site(1).Name = "Shop";
     t.Site(2).Name = "News";
@@ -43,60 +43,60 @@ struct Bench {
 };
 
 TEST(ViewFilter, AllSites_ShowsEverything) {
-  Bench b;
+  FourGrids b;
   b.t.Site(1).AlertView = 2;
   b.t.Site(1).ExceptionView = 2;
   b.Apply();
-  EXPECT_EQ(Bench::Shown(b.t.VsGrid), "1 2 ");
-  EXPECT_EQ(Bench::Shown(b.t.logGrid), "1:1 1:2 2:1 2:2 ");
-  EXPECT_EQ(Bench::Shown(b.t.spiderGrid), "1 2 ");
-  EXPECT_EQ(Bench::Shown(b.t.exGrid), "0:130 0:404 1:130 1:404 2:130 2:404 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.VsGrid), "1 2 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.logGrid), "1:1 1:2 2:1 2:2 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.spiderGrid), "1 2 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.exGrid), "0:130 0:404 1:130 1:404 2:130 2:404 ");
 }
 
 TEST(ViewFilter, OneSite_ShowsItsRowsAndExceptionsOfNoSite) {
-  Bench b;
+  FourGrids b;
   b.t.CurrentView = 2;
   b.Apply();
-  EXPECT_EQ(Bench::Shown(b.t.VsGrid), "2 ");
-  EXPECT_EQ(Bench::Shown(b.t.logGrid), "2:1 2:2 ");
-  EXPECT_EQ(Bench::Shown(b.t.spiderGrid), "2 ");
-  EXPECT_EQ(Bench::Shown(b.t.exGrid), "0:130 0:404 2:130 2:404 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.VsGrid), "2 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.logGrid), "2:1 2:2 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.spiderGrid), "2 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.exGrid), "0:130 0:404 2:130 2:404 ");
 }
 
 TEST(ViewFilter, OneAlertAndOneExceptionType_NarrowTheSiteAlone) {
-  Bench b;
+  FourGrids b;
   b.t.CurrentView = 1;
   b.t.Site(1).AlertView = 2;
   b.t.Site(1).ExceptionView = 2;
   b.Apply();
-  EXPECT_EQ(Bench::Shown(b.t.logGrid), "1:2 ");
-  EXPECT_EQ(Bench::Shown(b.t.exGrid), "0:130 0:404 1:404 ");
-  EXPECT_EQ(Bench::Shown(b.t.VsGrid), "1 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.logGrid), "1:2 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.exGrid), "0:130 0:404 1:404 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.VsGrid), "1 ");
 }
 
 TEST(ViewFilter, EachSite_KeepsItsOwnFilter) {
-  Bench b;
+  FourGrids b;
   b.t.Site(1).AlertView = 1;
   b.t.Site(2).AlertView = 2;
   b.t.CurrentView = 1;
   b.Apply();
-  EXPECT_EQ(Bench::Shown(b.t.logGrid), "1:1 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.logGrid), "1:1 ");
   b.t.CurrentView = 2;
   b.Apply();
-  EXPECT_EQ(Bench::Shown(b.t.logGrid), "2:2 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.logGrid), "2:2 ");
   b.t.CurrentView = 0;
   b.Apply();
-  EXPECT_EQ(Bench::Shown(b.t.logGrid), "1:1 1:2 2:1 2:2 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.logGrid), "1:1 1:2 2:1 2:2 ");
 }
 
 TEST(ViewFilter, VisitorsOfTwoSitesWithOneName_ShowTogether) {
-  Bench b;
+  FourGrids b;
   b.t.Site(2).Name = "Shop";
   b.t.VsGrid.FindRow("2")->SetText(vs_grid::kSite, "Shop");
   b.t.CurrentView = 1;
   b.Apply();
-  EXPECT_EQ(Bench::Shown(b.t.VsGrid), "1 2 ");
-  EXPECT_EQ(Bench::Shown(b.t.spiderGrid), "1 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.VsGrid), "1 2 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.spiderGrid), "1 ");
 }
 
 }  // namespace

@@ -9,11 +9,11 @@ namespace {
 
 constexpr char kHost[] = "host.example";
 
-struct Bench {
+struct VisitorRowsBench {
   LiveTables t;
   Regional regional;
 
-  Bench() {
+  VisitorRowsBench() {
     t.Sites.resize(2);
     t.Site(1).Name = "Shop";
     t.Site(2).Name = "News";
@@ -38,7 +38,7 @@ struct Bench {
 };
 
 TEST(VisitorRows, AddToGrid_FillsTheRow) {
-  Bench b;
+  VisitorRowsBench b;
   VisitorRec& v = b.Visitor(1, "10.0.0.7");
   AddToGrid(b.t, v);
   const GridRow& row = b.Row(v);
@@ -50,7 +50,7 @@ TEST(VisitorRows, AddToGrid_FillsTheRow) {
 }
 
 TEST(VisitorRows, AddToGrid_GivesTwoSitesTwoRows) {
-  Bench b;
+  VisitorRowsBench b;
   VisitorRec& one = b.Visitor(1, "10.0.0.7");
   VisitorRec& two = b.Visitor(2, "10.0.0.7");
   AddToGrid(b.t, one);
@@ -66,7 +66,7 @@ TEST(VisitorRows, AddToGrid_HidesRowsOfOtherSites) {
     bool hidden;
   };
   for (const Case c : {Case{0, 1, false}, Case{1, 1, false}, Case{2, 1, true}}) {
-    Bench b;
+    VisitorRowsBench b;
     b.t.CurrentView = c.view;
     VisitorRec& v = b.Visitor(c.site, "a");
     AddToGrid(b.t, v);
@@ -96,7 +96,7 @@ TEST(VisitorRows, Icons_FollowTheVisitor) {
        kIconSuspect}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    Bench b;
+    VisitorRowsBench b;
     VisitorRec& v = b.Visitor(1, "a");
     AddToGrid(b.t, v);
     c.change(v);
@@ -117,7 +117,7 @@ TEST(VisitorRows, BrowserIcon_FollowsTheShortCode) {
   for (const Case c :
        {Case{"IE6", false, kIconBrowserIE}, Case{"NS4", false, kIconBrowserNS}, Case{"OP", false, kIconBrowserOP},
         Case{"Lynx", false, kIconBrowserOther}, Case{"", false, kIconBrowserOther}, Case{"IE6", true, kIconSpider}}) {
-    Bench b;
+    VisitorRowsBench b;
     VisitorRec& v = b.Visitor(1, "a");
     v.Browser = c.browser;
     v.IsSpider = c.spider;
@@ -127,7 +127,7 @@ TEST(VisitorRows, BrowserIcon_FollowsTheShortCode) {
 }
 
 TEST(VisitorRows, UpdateGrid_MarksFailedRequestsUntilTheNextGoodOne) {
-  Bench b;
+  VisitorRowsBench b;
   VisitorRec& v = b.Visitor(1, "a");
   AddToGrid(b.t, v);
   for (const auto& [status, icon] : {std::pair{404, kIconFailedRequest}, std::pair{400, kIconNone},
@@ -139,7 +139,7 @@ TEST(VisitorRows, UpdateGrid_MarksFailedRequestsUntilTheNextGoodOne) {
 }
 
 TEST(VisitorRows, UpdateGrid_KeepsAKnownNameAfterTheDnsNameArrives) {
-  Bench b;
+  VisitorRowsBench b;
   VisitorRec& v = b.Visitor(1, "a");
   v.KnownName = "Ann";
   AddToGrid(b.t, v);
@@ -149,7 +149,7 @@ TEST(VisitorRows, UpdateGrid_KeepsAKnownNameAfterTheDnsNameArrives) {
 }
 
 TEST(VisitorRows, UpdateDirtyRows_RedrawsWhatMovedAndClearsTheMark) {
-  Bench b;
+  VisitorRowsBench b;
   VisitorRec& moved = b.Visitor(1, "a");
   VisitorRec& still = b.Visitor(1, "b");
   AddToGrid(b.t, moved);
@@ -169,7 +169,7 @@ TEST(VisitorRows, UpdateDirtyRows_RedrawsWhatMovedAndClearsTheMark) {
 }
 
 TEST(VisitorRows, UpdateGrid_OfAVisitorWithoutARowChangesNothing) {
-  Bench b;
+  VisitorRowsBench b;
   VisitorRec& v = b.Visitor(1, "a");
   v.GridDirty = true;
   UpdateGrid(b.t, v);
@@ -177,7 +177,7 @@ TEST(VisitorRows, UpdateGrid_OfAVisitorWithoutARowChangesNothing) {
 }
 
 TEST(VisitorRows, RemoveRowBySite_TakesAllRowsOfThatName) {
-  Bench b;
+  VisitorRowsBench b;
   for (const char* ip : {"a", "b"}) {
     AddToGrid(b.t, b.Visitor(1, ip));
     AddToGrid(b.t, b.Visitor(2, ip));
@@ -190,7 +190,7 @@ TEST(VisitorRows, RemoveRowBySite_TakesAllRowsOfThatName) {
 }
 
 TEST(VisitorRows, RemoveFromGrid_TakesTheVisitorsPages) {
-  Bench b;
+  VisitorRowsBench b;
   VisitorRec& v = b.Visitor(1, "a");
   VisitorRec& other = b.Visitor(1, "b");
   b.t.pageGrid.AddRow(v, 1, "/a", "", 0);
@@ -200,7 +200,7 @@ TEST(VisitorRows, RemoveFromGrid_TakesTheVisitorsPages) {
 }
 
 TEST(VisitorRows, AddSpider_CountsAndFillsTheRow) {
-  Bench b;
+  VisitorRowsBench b;
   VisitorRec& v = b.Visitor(2, "a");
   v.SpiderName = "Crawler";
   v.SpiderPending = true;

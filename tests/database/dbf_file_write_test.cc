@@ -10,8 +10,8 @@
 namespace vantry {
 namespace {
 
-constexpr const char* kPath = "/t.dbf";
-const Day kDay = *MakeDay(2026, 2, 28), kLater = *MakeDay(2026, 3, 1);
+constexpr const char* kFlushPath = "/t.dbf";
+const Day kFirstDay = *MakeDay(2026, 2, 28), kNextDay = *MakeDay(2026, 3, 1);
 constexpr int64_t kWhole = -2;
 
 // How much of the write that is broken reaches the disk.
@@ -22,15 +22,15 @@ int64_t PartOf(int part, const std::string& call) {
   return part == 0 ? -1 : part == 1 ? 0 : part == 2 ? std::min<int64_t>(1, all) : part == 3 ? all / 2 : all - 1;
 }
 
-RowLayout Layout() {
+RowLayout FlushLayout() {
   RowLayout layout;
   EXPECT_TRUE(ParseFields({"RecordNo|C|9", "Text|C|190"}, layout).ok());
   return layout;
 }
 
 // Each version of a row differs from the others in every part.
-std::string RowOf(uint32_t number, char version = 'a') {
-  const RowLayout layout = Layout();
+std::string FlushRow(uint32_t number, char version = 'a') {
+  const RowLayout layout = FlushLayout();
   std::string row(layout.row_bytes, ' ');
   PutText(layout.fields[0], PadNumber(number, 9), row.data());
   PutText(layout.fields[1], std::string(190, static_cast<char>(version + number % 7)), row.data());
@@ -48,14 +48,14 @@ struct WriteRig {
 
   Status Open() {
     file = std::make_unique<DbfFile>(disk);
-    return file->Open(kPath, OpenFor::kCreating, Layout(), kDay, repair);
+    return file->Open(kFlushPath, OpenFor::kCreating, FlushLayout(), kFirstDay, repair);
   }
   void Append(uint32_t count, char version = 'a') {
-    for (uint32_t i = 0; i < count; ++i) file->Append(RowOf(file->Rows() + 1, version).data());
+    for (uint32_t i = 0; i < count; ++i) file->Append(FlushRow(file->Rows() + 1, version).data());
     batches.push_back(file->Rows());
   }
   Status Flush() {
-    Status status = file->WriteNewRows(kLater);
+    Status status = file->WriteNewRows(kNextDay);
     if (status.ok()) status = file->Sync();
     if (status.ok()) durable = file->Rows();
     return status;
@@ -83,12 +83,12 @@ struct WriteRig {
   bool Seen(size_t rows) const { return std::find(batches.begin(), batches.end(), rows) != batches.end(); }
   // What is wrong with the file in the eyes of other programs.
   std::string Trouble() const {
-    const OtherReaders others(disk.Get(kPath));
+    const OtherReaders others(disk.Get(kFlushPath));
     if (!others.trouble.empty()) return others.trouble;
     for (const auto* rows : {&others.by_count, &others.by_mark}) {
       if (!Seen(rows->size())) return "a part of the new rows: " + std::to_string(rows->size());
       for (uint32_t i = 0; i < rows->size(); ++i) {
-        if ((*rows)[i] != RowOf(i + 1)) return "row " + std::to_string(i + 1) + " is another";
+        if ((*rows)[i] != FlushRow(i + 1)) return "row " + std::to_string(i + 1) + " is another";
       }
     }
     return others.by_mark.size() < others.by_count.size() ? "the mark stands before the counted rows" : "";
@@ -101,7 +101,7 @@ TEST(DbfWriting, EveryReaderSeesWholeBatchesBeforeAndAfterEachWrite) {
   rig.Run();
   EXPECT_EQ(rig.first_trouble, "");
   EXPECT_EQ(rig.Trouble(), "");
-  EXPECT_EQ(OtherReaders(rig.disk.Get(kPath)).by_count.size(), 266u);
+  EXPECT_EQ(OtherReaders(rig.disk.Get(kFlushPath)).by_count.size(), 266u);
   EXPECT_GT(rig.calls, 15);
 }
 
@@ -118,7 +118,7 @@ TEST(DbfWriting, AProgramThatEndsInAnyWriteLeavesWholeBatches) {
       ASSERT_TRUE(rig.Seen(rig.file->Rows())) << rig.file->Rows();
       ASSERT_GE(rig.file->Rows(), rig.durable);
       ASSERT_EQ(rig.Trouble(), "") << kParts[part] << " of call " << call;
-      const OtherReaders others(rig.disk.Get(kPath));
+      const OtherReaders others(rig.disk.Get(kFlushPath));
       ASSERT_EQ(others.by_count, others.by_mark);
       ASSERT_EQ(others.by_count.size(), rig.file->Rows());
       // It goes on as if nothing had been.
@@ -145,15 +145,15 @@ TEST(DbfWriting, AProgramThatEndsWhileItMakesTheTableMakesItTheNextTime) {
 
 // A row that is not whole after a loss of power can be told by its hole.
 void ExpectWholeOrHoles(const WriteRig& rig, const std::string& where) {
-  std::string row(Layout().row_bytes, ' ');
+  std::string row(FlushLayout().row_bytes, ' ');
   ASSERT_GE(rig.file->Rows(), rig.durable) << where;
   for (uint32_t i = 1; i <= rig.file->Rows(); ++i) {
     ASSERT_TRUE(rig.file->Read(i, row.data()).ok()) << where;
-    const bool whole = row == RowOf(i) || row == RowOf(i, 'A');
+    const bool whole = row == FlushRow(i) || row == FlushRow(i, 'A');
     ASSERT_TRUE(whole || (i > rig.durable && HasHole(row))) << where << ", row " << i << row;
   }
-  const std::string bytes = rig.disk.Get(kPath);
-  ASSERT_EQ(bytes.size(), Layout().row_bytes * rig.file->Rows() + 98) << where;
+  const std::string bytes = rig.disk.Get(kFlushPath);
+  ASSERT_EQ(bytes.size(), FlushLayout().row_bytes * rig.file->Rows() + 98) << where;
   ASSERT_EQ(bytes.back(), dbf::kEndMark) << where;
 }
 
@@ -190,11 +190,11 @@ TEST(DbfWriting, WhatAFullDiskLeftIsNeverMixedWithWhatIsWrittenLater) {
         rig.disk.breaks = [&](const std::string& call) {
           return ++calls >= broken ? PartOf(static_cast<int>(seed % 5), call) : kWhole;
         };
-        EXPECT_FALSE(rig.file->WriteNewRows(kLater).ok());
+        EXPECT_FALSE(rig.file->WriteNewRows(kNextDay).ok());
         if (seed % 2 == 0) (void)rig.file->Sync();
         calls = 0;
         if (rig.file->Waiting()) {
-          for (uint32_t i = 6; i <= 17; ++i) rig.file->Rewrite(i, RowOf(i).data());
+          for (uint32_t i = 6; i <= 17; ++i) rig.file->Rewrite(i, FlushRow(i).data());
         }
         rig.disk.breaks = [&](const std::string& call) {
           return ++calls < end ? kWhole : PartOf(static_cast<int>(seed / 5 % 5), call);
@@ -237,7 +237,7 @@ TEST(DbfWriting, NothingIsLostWhileTheDiskIsFull) {
       EXPECT_FALSE(rig.file->Changed());
       EXPECT_EQ(rig.first_trouble, "") << kParts[part] << " of call " << call;
       EXPECT_EQ(rig.Trouble(), "");
-      EXPECT_EQ(OtherReaders(rig.disk.Get(kPath)).by_count.size(), 24u);
+      EXPECT_EQ(OtherReaders(rig.disk.Get(kFlushPath)).by_count.size(), 24u);
     }
   }
 }
@@ -250,13 +250,13 @@ TEST(DbfWriting, AFullDiskIsNotAskedForEveryRow) {
     ++calls;
     return int64_t{-1};
   };
-  const std::string row = RowOf(1);
+  const std::string row = FlushRow(1);
   uint32_t appended = 0;
   while (rig.file->HasRoom()) {
     rig.file->Append(row.data());
     ++appended;
     if (rig.file->WantsWriting()) {
-      EXPECT_FALSE(rig.file->WriteNewRows(kDay).ok());
+      EXPECT_FALSE(rig.file->WriteNewRows(kFirstDay).ok());
     }
   }
   EXPECT_EQ(calls, 1);
@@ -272,14 +272,14 @@ TEST(DbfWriting, ACountThatCouldNotBeWrittenIsWrittenLater) {
   ASSERT_TRUE(rig.Open().ok());
   rig.Append(3);
   rig.disk.breaks = [](const std::string& call) { return call == "write /t.dbf 1 7" ? int64_t{0} : kWhole; };
-  EXPECT_FALSE(rig.file->WriteNewRows(kLater).ok());
+  EXPECT_FALSE(rig.file->WriteNewRows(kNextDay).ok());
   EXPECT_TRUE(rig.file->Sync().ok());
   EXPECT_EQ(rig.Trouble(), "");
   EXPECT_TRUE(rig.file->Changed()) << "the count is behind";
   rig.disk.breaks = [](const std::string&) { return kWhole; };
   ASSERT_TRUE(rig.Flush().ok());
   EXPECT_FALSE(rig.file->Changed());
-  EXPECT_EQ(OtherReaders(rig.disk.Get(kPath)).by_count.size(), 3u);
+  EXPECT_EQ(OtherReaders(rig.disk.Get(kFlushPath)).by_count.size(), 3u);
 }
 
 TEST(DbfWriting, WhatCouldNotBeMadeDurableStaysChanged) {
@@ -293,7 +293,7 @@ TEST(DbfWriting, WhatCouldNotBeMadeDurableStaysChanged) {
   rig.disk.breaks = [](const std::string&) { return kWhole; };
   EXPECT_TRUE(rig.Flush().ok());
   EXPECT_FALSE(rig.file->Changed());
-  EXPECT_EQ(rig.disk.entries[kPath]->durable, rig.disk.Get(kPath));
+  EXPECT_EQ(rig.disk.entries[kFlushPath]->durable, rig.disk.Get(kFlushPath));
 }
 
 TEST(DbfWriting, ChangedRowsThatCouldNotBeWrittenStayChanged) {
@@ -302,20 +302,20 @@ TEST(DbfWriting, ChangedRowsThatCouldNotBeWrittenStayChanged) {
     ASSERT_TRUE(rig.Open().ok());
     rig.Append(4, 'A');
     ASSERT_TRUE(rig.Flush().ok());
-    for (uint32_t i = 2; i <= 4; ++i) rig.file->Rewrite(i, RowOf(i).data());
+    for (uint32_t i = 2; i <= 4; ++i) rig.file->Rewrite(i, FlushRow(i).data());
     int calls = 0;
     rig.disk.breaks = [&](const std::string& call) { return ++calls == broken ? PartOf(3, call) : kWhole; };
     EXPECT_FALSE(rig.file->WriteChangedRows().ok());
     EXPECT_EQ(rig.file->ChangedRows().size(), static_cast<size_t>(4 - broken));
-    std::string row(Layout().row_bytes, ' ');
+    std::string row(FlushLayout().row_bytes, ' ');
     for (uint32_t i = 2; i <= 4; ++i) {
       ASSERT_TRUE(rig.file->Read(i, row.data()).ok());
-      EXPECT_EQ(row, RowOf(i));
+      EXPECT_EQ(row, FlushRow(i));
     }
     EXPECT_TRUE(rig.file->WriteChangedRows().ok());
     EXPECT_TRUE(rig.file->Sync().ok());
-    EXPECT_EQ(OtherReaders(rig.disk.Get(kPath)).by_count,
-              (std::vector<std::string>{RowOf(1, 'A'), RowOf(2), RowOf(3), RowOf(4)}));
+    EXPECT_EQ(OtherReaders(rig.disk.Get(kFlushPath)).by_count,
+              (std::vector<std::string>{FlushRow(1, 'A'), FlushRow(2), FlushRow(3), FlushRow(4)}));
   }
 }
 

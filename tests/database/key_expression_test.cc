@@ -11,15 +11,15 @@
 namespace vantry {
 namespace {
 
-struct Sample {
+struct KeySample {
   RowLayout layout;
   std::string row;
-  explicit Sample(const std::vector<std::string>& fields) {
+  explicit KeySample(const std::vector<std::string>& fields) {
     const Status status = ParseFields(fields, layout);
     EXPECT_TRUE(status.ok()) << status.text;
     row.assign(layout.row_bytes, ' ');
   }
-  Sample& Set(const std::string& field, std::string_view text) {
+  KeySample& Set(const std::string& field, std::string_view text) {
     PutText(layout.fields[layout.Find(field).value()], text, row.data());
     return *this;
   }
@@ -68,7 +68,7 @@ TEST(Keys, EveryDeclaredKeyMakesItsText) {
   for (const Declared& c : kDeclared) {
     const TableSchema& schema = c.schema();
     const std::string which = schema.name + std::to_string(c.number);
-    Sample sample(schema.fields);
+    KeySample sample(schema.fields);
     for (const std::string_view value : Split(c.values, ';')) {
       const auto parts = Split(value, '=');
       sample.Set(std::string(parts[0]), parts[1]);
@@ -94,22 +94,22 @@ TEST(Keys, NumbersStandAtTheRightOfTheirPart) {
   for (const Case& c :
        {Case{"    7", "  7"}, Case{"7    ", "  7"}, Case{"  -42", "-42"}, Case{"  999", "999"}, Case{" 1000", "***"},
         Case{" -100", "***"}, Case{"*****", "***"}, Case{"     ", "   "}, Case{"  ***", "***"}}) {
-    EXPECT_EQ(Sample({"F|N|5"}).Set("F", c.stored).Key("k|STR(F,3)"), c.key) << c.stored;
+    EXPECT_EQ(KeySample({"F|N|5"}).Set("F", c.stored).Key("k|STR(F,3)"), c.key) << c.stored;
   }
-  EXPECT_EQ(Sample({"F|N|5"}).Set("F", "*****").Key("k|STR(F,5)"), "*****");
-  EXPECT_EQ(Sample({"F|N|5"}).Set("F", "*****").Key("k|STR(F,8)"), "   *****");
-  EXPECT_EQ(Sample({"F|N|5"}).Set("F", "    1").Key("k|STR(F,20)"), "                   1");
+  EXPECT_EQ(KeySample({"F|N|5"}).Set("F", "*****").Key("k|STR(F,5)"), "*****");
+  EXPECT_EQ(KeySample({"F|N|5"}).Set("F", "*****").Key("k|STR(F,8)"), "   *****");
+  EXPECT_EQ(KeySample({"F|N|5"}).Set("F", "    1").Key("k|STR(F,20)"), "                   1");
 }
 
 TEST(Keys, BlankDatesAreBlanksAndSortFirst) {
-  const std::string blank = Sample({"A|C|2", "D|D|8"}).Set("A", "xy").Key("k|A+DTOS(D)");
-  const std::string set = Sample({"A|C|2", "D|D|8"}).Set("A", "xy").Set("D", "19000101").Key("k|A+DTOS(D)");
+  const std::string blank = KeySample({"A|C|2", "D|D|8"}).Set("A", "xy").Key("k|A+DTOS(D)");
+  const std::string set = KeySample({"A|C|2", "D|D|8"}).Set("A", "xy").Set("D", "19000101").Key("k|A+DTOS(D)");
   EXPECT_EQ(blank, "xy        ");
   EXPECT_LT(blank, set);
 }
 
 TEST(Keys, AreReadWhateverTheirBlanksAndCase) {
-  Sample sample({"Name|C|3", "Hits|N|4", "Dated|D|8"});
+  KeySample sample({"Name|C|3", "Hits|N|4", "Dated|D|8"});
   sample.Set("Name", "abc").Set("Hits", "  12").Set("Dated", "20260305");
   for (const char* text : {"k|Name+STR(Hits,4)+DTOS(Dated)", "k|NAME + str( hits , 4 ) + dtos( dated )",
                            "k|  name  +Str(HITS,4 )+  DtoS(DATED)  ||N|", "k|name+STR (hits,4)+DTOS (dated)|"}) {
@@ -122,7 +122,7 @@ TEST(Keys, TrailingPartsMayBeMissing) {
     const char* text;
     bool unique, descending;
   };
-  const RowLayout layout = Sample({"A|C|1"}).layout;
+  const RowLayout layout = KeySample({"A|C|1"}).layout;
   for (const Case& c : {Case{"k|A", false, false}, Case{"k|A|", false, false}, Case{"k|A||", false, false},
                         Case{"k|A||U", true, false}, Case{"k|A||U|", true, false}, Case{"k|A||N|D", false, true},
                         Case{"k|A||U|D", true, true}, Case{"k|A|||D", false, true}}) {
@@ -134,7 +134,7 @@ TEST(Keys, TrailingPartsMayBeMissing) {
 }
 
 TEST(Keys, WhatCantBeReadIsToldWithItsPart) {
-  const RowLayout layout = Sample({"A|C|1", "N|N|5", "D|D|8"}).layout;
+  const RowLayout layout = KeySample({"A|C|1", "N|N|5", "D|D|8"}).layout;
   struct Case {
     const char *text, *told;
   };
@@ -181,7 +181,7 @@ TEST(Keys, WhatCantBeReadIsToldWithItsPart) {
 }
 
 TEST(Keys, OfPartsStandAsInTheRow) {
-  const RowLayout layout = Sample({"A|C|4", "N|N|5", "D|D|8"}).layout;
+  const RowLayout layout = KeySample({"A|C|4", "N|N|5", "D|D|8"}).layout;
   KeyDeclaration key;
   ASSERT_TRUE(ParseKey("k|A + STR(N,3) + DTOS(D)", layout, key).ok());
   const auto parts = [&](std::initializer_list<std::string_view> values) {

@@ -6,7 +6,7 @@
 namespace vantry {
 namespace {
 
-std::vector<RedoRow> Sample() {
+std::vector<RedoRow> RedoSample() {
   return {{"Visits", 1, std::string(" a row\0with a NUL", 17)},
           {"Visitor", 4'294'967'280, std::string(300, '\xFF')},
           {"", 0, ""}};
@@ -23,23 +23,23 @@ void ExpectSame(const std::optional<std::vector<RedoRow>>& found, const std::vec
 }
 
 TEST(RedoFile, IsReadAsItWasWritten) {
-  ExpectSame(ParseRedo(BuildRedo(Sample())), Sample());
+  ExpectSame(ParseRedo(BuildRedo(RedoSample())), RedoSample());
   ExpectSame(ParseRedo(BuildRedo({})), {});
 }
 
 // A shorter file is written over a longer one.
 TEST(RedoFile, WhatStandsBehindIsLeftAlone) {
-  ExpectSame(ParseRedo(BuildRedo(Sample()) + "left over"), Sample());
-  ExpectSame(ParseRedo(BuildRedo({}) + BuildRedo(Sample())), {});
+  ExpectSame(ParseRedo(BuildRedo(RedoSample()) + "left over"), RedoSample());
+  ExpectSame(ParseRedo(BuildRedo({}) + BuildRedo(RedoSample())), {});
 }
 
 TEST(RedoFile, IsRefusedWhenItWasCut) {
-  const std::string bytes = BuildRedo(Sample());
+  const std::string bytes = BuildRedo(RedoSample());
   for (size_t count = 0; count < bytes.size(); ++count) EXPECT_FALSE(ParseRedo(bytes.substr(0, count))) << count;
 }
 
 TEST(RedoFile, IsRefusedWhenAnyByteIsAnother) {
-  const std::string bytes = BuildRedo(Sample());
+  const std::string bytes = BuildRedo(RedoSample());
   for (size_t at = 0; at < bytes.size(); ++at) {
     for (int bit = 0; bit < 8; ++bit) {
       std::string other = bytes;
@@ -51,7 +51,7 @@ TEST(RedoFile, IsRefusedWhenAnyByteIsAnother) {
 
 // One written over another with each sector of the disk from either: only the two themselves are read.
 TEST(RedoFile, AMixtureOfTwoIsRefused) {
-  std::vector<RedoRow> rows = Sample();
+  std::vector<RedoRow> rows = RedoSample();
   const std::string old = BuildRedo(rows);
   rows[1].bytes[150] = 'x';
   rows[0].number = 2;

@@ -17,12 +17,12 @@
 namespace vantry {
 namespace {
 
-struct RealDisk {
+struct RealLogDisk {
   TempFolder temp;
   PosixFiles files;
   std::string Root() { return temp.path; }
 };
-struct FakeDisk {
+struct FakeLogDisk {
   MemoryFiles files;
   std::string Root() { return "/root/"; }
 };
@@ -33,7 +33,7 @@ struct FilesContract : ::testing::Test {
   Files& files = disk.files;
   std::string root = disk.Root();
 };
-using Disks = ::testing::Types<RealDisk, FakeDisk>;
+using Disks = ::testing::Types<RealLogDisk, FakeLogDisk>;
 TYPED_TEST_SUITE(FilesContract, Disks);
 
 TYPED_TEST(FilesContract, MissingFileIsNotFound) {

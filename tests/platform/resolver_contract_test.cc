@@ -14,14 +14,14 @@ namespace vantry {
 namespace {
 
 // A resolver whose name servers know the addresses below 10.0.0.
-struct Subject {
-  virtual ~Subject() = default;
+struct ResolverSubject {
+  virtual ~ResolverSubject() = default;
   virtual Resolver& Get() = 0;
   // Lets what is under way go on for a moment.
   virtual void GoOn() = 0;
 };
 
-struct FakeSubject final : Subject {
+struct FakeResolverSubject final : ResolverSubject {
   FakeResolver resolver;
   Resolver& Get() override { return resolver; }
   void GoOn() override {
@@ -29,12 +29,12 @@ struct FakeSubject final : Subject {
   }
 };
 
-struct RealSubject final : Subject {
+struct RealResolverSubject final : ResolverSubject {
   int argc = 0;
   QCoreApplication application{argc, nullptr};
   LoopbackNameServer server;
   std::unique_ptr<CaresResolver> resolver;
-  RealSubject() {
+  RealResolverSubject() {
     server.answer = [](const NameQuery& q) {
       const bool known = q.name.find(".0.0.10.in-addr.arpa") != std::string::npos;
       return known ? Reply(q, {Labels("known.example")}) : Reply(q, {}, kNxDomain);
@@ -51,13 +51,13 @@ struct RealSubject final : Subject {
 };
 
 struct ResolverContract : ::testing::TestWithParam<bool> {
-  std::unique_ptr<Subject> subject;
+  std::unique_ptr<ResolverSubject> subject;
   std::vector<ResolverAnswer> answers;
   ResolverContract() {
     if (GetParam()) {
-      subject = std::make_unique<RealSubject>();
+      subject = std::make_unique<RealResolverSubject>();
     } else {
-      subject = std::make_unique<FakeSubject>();
+      subject = std::make_unique<FakeResolverSubject>();
     }
     R().OnComplete([this](const ResolverAnswer& a) { answers.push_back(a); });
   }

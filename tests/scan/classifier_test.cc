@@ -8,12 +8,12 @@
 namespace vantry {
 namespace {
 
-struct Case {
+struct AgentCase {
   std::string agent, expected;
 };
 
 TEST(SelectBrowser, FirstTestThatHitsDecides) {
-  for (const Case& c : std::vector<Case>{{"Mozilla/4.0+(compatible;+MSIE+5.01;+Windows+NT)", "IE5"},
+  for (const AgentCase& c : std::vector<AgentCase>{{"Mozilla/4.0+(compatible;+MSIE+5.01;+Windows+NT)", "IE5"},
                                          {"Mozilla/4.0 (compatible; MSIE 5.5; Windows)", "IE5"},
                                          {"mozilla/4.0+(compatible;+msie+6.0)", "IE6"},
                                          {"MSIE", "IE"},
@@ -33,7 +33,7 @@ TEST(SelectBrowser, FirstTestThatHitsDecides) {
 }
 
 TEST(KnownSpider, FirstTokenOfTheTableDecides) {
-  for (const Case& c : std::vector<Case>{{"Googlebot/2.1", "Google"},
+  for (const AgentCase& c : std::vector<AgentCase>{{"Googlebot/2.1", "Google"},
                                          {"Mozilla/5.0 (compatible; GoogleBot SPIDER)", "Google"},
                                          {"Scooter/3", "AltaVista"},
                                          {"Mercator-2", "AltaVista"},

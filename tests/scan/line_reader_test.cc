@@ -32,7 +32,7 @@ std::vector<std::string> Read(const std::string& bytes, bool unix_lines, int64_t
   return lines;
 }
 
-struct Case {
+struct LineCase {
   std::string_view name;
   std::string bytes;
   bool unix_lines;
@@ -40,7 +40,7 @@ struct Case {
 };
 
 TEST(LineReader, CutsLines) {
-  const std::vector<Case> cases = {
+  const std::vector<LineCase> cases = {
       {"empty file", "", false, {}},
       {"CR LF", "a\r\nbc\r\n", false, {"a|3", "bc|7|END"}},
       {"LF", "a\nbc\n", false, {"a|2", "bc|5|END"}},
@@ -53,7 +53,7 @@ TEST(LineReader, CutsLines) {
       {"Unix keeps CR", "a\rb\r\nc\n", true, {"a\rb\r|5", "c|7|END"}},
       {"NUL and bytes above 127", std::string("a\0b\xff\nc", 6), false, {std::string("a\0b\xff|5", 6), "c|6|END"}},
   };
-  for (const Case& c : cases) EXPECT_EQ(Read(c.bytes, c.unix_lines), c.lines) << c.name;
+  for (const LineCase& c : cases) EXPECT_EQ(Read(c.bytes, c.unix_lines), c.lines) << c.name;
 }
 
 TEST(LineReader, HasAnEmptyLineWhenTheFileHasNone) {
