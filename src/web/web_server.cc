@@ -7,6 +7,26 @@
 #include "web/request_reader.h"
 
 namespace vantry {
+namespace {
+
+// What a caller sent, with its control characters as "%0A": it can't begin a line in a file, nor steer a terminal that
+// shows the file.
+std::string OnOneLine(std::string_view sent) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text;
+  text.reserve(sent.size());
+  for (const char c : sent) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte != 0x7F) {
+      text += c;
+    } else {
+      text.append({'%', kDigits[byte >> 4], kDigits[byte & 15]});
+    }
+  }
+  return text;
+}
+
+}  // namespace
 
 WebServer::WebServer(WebContext c, WebSecurity security) : c_(c), security_(std::move(security)) {
   quiet_timer_ = c_.loop.NewTimer(kQuietMs / 2, [this] { QuietTick(); });
@@ -181,8 +201,8 @@ bool WebServer::MailLogin(int n) {
 void WebServer::WriteAccessLog(int n) {
   const WebClient& client = clients_[n];
   const std::string line = c_.regional.General(c_.clock.Now()) + " " + c_.listener.RemoteHost(n) + " " +
-                           std::to_string(c_.listener.RemotePort(n)) + " " + client.Query + " " + client.UserName +
-                           "\r\n";
+                           std::to_string(c_.listener.RemotePort(n)) + " " + OnOneLine(client.Query) + " " +
+                           OnOneLine(client.UserName) + "\r\n";
   // A page is answered whether or not its log line could be written.
   (void)c_.files.Append(c_.settings.DDFPath + "webaccess.log", line);
 }

@@ -308,6 +308,27 @@ TEST_F(WebTest, SiteUserLogsInAndASlotKeepsAllSites) {
   EXPECT_EQ(web->Clients()[1].Path, "");
 }
 
+TEST_F(WebTest, SiteIsOpenedByItsOwnNameAndPasswordTogether) {
+  settings.WebAccessControl = true;
+  settings.WebUsername = "admin";
+  settings.WebPassword = "secret";
+  AddSite("x").WebUserName = "Bob";
+  t.Sites[0].WebPassword = "pw";
+  AddSite("y").WebUserName = "Eve";
+  t.Sites[1].WebPassword = "pw2";
+  AddSite("z").WebPassword = "pw3";  // Without a name nobody logs in there.
+  const std::pair<const char*, const char*> wrong[] = {{"nobody", "pw"},  {"eve", "pw"}, {"bob", "pw2"},
+                                                       {"bob", ""},       {"", "pw"},    {"admin", "pw"},
+                                                       {"bob", "secret"}, {"", "pw3"},   {"bobby", "pw"}};
+  for (const auto& [user, password] : wrong) {
+    EXPECT_TRUE(Contains(Login(user, password), "Invalid user name or password")) << user << "/" << password;
+    EXPECT_FALSE(web->Clients()[1].LoggedIn);
+  }
+  for (const auto& [user, password] : {std::pair{"bob", "pw"}, {"EVE", "PW2"}}) {
+    EXPECT_FALSE(Contains(Login(user, password), "Invalid")) << user;
+  }
+}
+
 TEST_F(WebTest, EveryPageOfALoggedInUserIsMailed) {
   settings.WebAccessControl = settings.WebAccessEmail = true;
   settings.WebUsername = "admin";
@@ -360,6 +381,17 @@ TEST_F(WebTest, AccessLogTakesTheRawQueryAndTheName) {
   settings.WebAccessLog = true;
   files.fails = [](const std::string&) { return true; };
   EXPECT_EQ(Get("/?LIST&"), "\r\n") << "a full disk does not stop a page";
+}
+
+TEST_F(WebTest, NobodyForgesALineOfTheAccessLog) {
+  Get("/?LIST&a\n3/5/2026\t10.9.9.9\rb\x1b\x7f\xc3\xa9");
+  settings.WebAccessControl = true;
+  settings.WebUsername = "a\nb";
+  settings.WebPassword = "c";
+  Login("a\nb", "c");
+  EXPECT_EQ(files.Get("/data/webaccess.log"),
+            "3/5/2026 12:00:00 PM 10.0.0.1 4711 LIST&a%0A3/5/2026%0910.9.9.9%0Db%1B%7F\xc3\xa9 \r\n"
+            "3/5/2026 12:00:00 PM 10.0.0.1 4711  A%0AB\r\n");
 }
 
 TEST_F(WebTest, BodyWithoutLineEndCountsWhenItsSizeCameOrSilenceFalls) {
