@@ -14,7 +14,7 @@ struct DefaultType {
   bool email;
 };
 
-// The texts of 406 to 417 end without the closing bracket, and 414 says "log": files and readers out there hold them
+// The texts of 406 to 417 end without the closing bracket, and 414 says "log": existing files and readers have them
 // so.
 constexpr DefaultType kDefaults[] = {
     {110, "More than [value] active visitors", "100", false},
@@ -73,7 +73,7 @@ struct FieldRow {
   FieldRef field;
 };
 
-// The lines of a block behind `Number`, in the order in which they are written.
+// The lines of a block after `Number`, in the order in which they are written.
 const FieldRow kFields[] = {
     {"Description", &ExceptionType::Description},
     {"Value", &ExceptionType::Value},

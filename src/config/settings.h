@@ -1,4 +1,4 @@
-// What applies to the whole installation. The values here are the defaults that stand before SETTINGS.INI is read.
+// The settings of the whole installation. The values here are the defaults before SETTINGS.INI is read.
 #pragma once
 
 #include <array>
@@ -20,7 +20,7 @@ struct Settings {
 
   int32_t InactivityMins = 10;
   bool ReverseDNS = true;
-  std::string DDFPath;  // The data folder, used as a prefix: what is read here gets no separator added.
+  std::string DDFPath;  // The data folder, used as a prefix: no separator is added to the value read.
   std::string DefaultSound;
   bool NewVisitorSound = true;
   bool ChangeIconDuringScan = true;

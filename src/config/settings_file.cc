@@ -97,7 +97,7 @@ std::optional<std::string> Store(Settings& s, const Row& row, std::string_view v
   return std::nullopt;
 }
 
-// The numbered keys, which may stand any number of times.
+// The numbered keys, which may occur any number of times.
 std::optional<std::string> StoreNumbered(Settings& s, const KeyValue& pair) {
   if (StartsWith(pair.key, "DNSMASK")) {
     const auto place = ParseLong(std::string_view(pair.key).substr(7));

@@ -70,7 +70,7 @@ struct AlertRow {
   AlertRef field;
 };
 
-// The single-valued keys of an alert block behind `Alert`, in the order in which they are written.
+// The single-valued keys of an alert block after `Alert`, in the order in which they are written.
 const AlertRow kAlertRows[] = {
     {"AlertNo", &AlertRec::AlertNo},
     {"AlertEnabled", &AlertRec::Enabled},
@@ -84,7 +84,7 @@ const AlertRow kAlertRows[] = {
     {"AlertRunThis", &AlertRec::RunThis},
 };
 
-// The lists of an alert, found by the beginning of the key alone, so that any numbering loads.
+// The lists of an alert, recognised by the beginning of the key, so that any numbering loads.
 struct ListRow {
   std::string_view key;
   std::vector<std::string> AlertRec::*list;
@@ -295,7 +295,7 @@ std::optional<ReadProblem> ParseSites(std::string_view bytes, const Regional& re
   const auto lines = TextLines(bytes);
   // Last line skipped on purpose: writers end with an empty one.
   for (size_t i = 0; i + 1 < lines.size(); ++i) {
-    // A site number is a 16-bit count from 1, with one value to spare behind the last.
+    // A site number is a 16-bit count from 1, with one value to spare after the last.
     if (tables.Sites.size() == kMaxSites && StartsWith(Trim(lines[i]), "[")) {
       return ReadProblem{static_cast<int>(i + 1), "more than " + std::to_string(kMaxSites) + " sites"};
     }

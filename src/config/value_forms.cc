@@ -11,7 +11,7 @@ std::optional<bool> ParseBool(std::string_view text) {
   text = Trim(text);
   if (EqualsNoCase(text, "True")) return true;
   if (EqualsNoCase(text, "False")) return false;
-  // A fraction counts as it stands: 0.4 is not 0.
+  // A fraction is not rounded: 0.4 is not 0.
   if (const auto n = WholeNumber(text)) {
     return *n != 0 || text.find_first_of("123456789") != std::string_view::npos;
   }

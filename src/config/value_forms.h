@@ -10,7 +10,7 @@
 
 namespace vantry {
 
-// "True" or "False" in any case, or a number (0 is false). Anything else is no bool.
+// "True" or "False" in any case, or a number (0 is false). Anything else is not a bool.
 std::optional<bool> ParseBool(std::string_view text);
 constexpr std::string_view BoolText(bool b) {
   return b ? "True" : "False";
@@ -32,7 +32,7 @@ struct KeyValue {
   std::string_view value;
 };
 
-// Cuts a line at its first "=". The value is left as it stands behind the "=". Empty without a "=".
+// Splits a line at its first "=". The value is everything after it, unchanged. Empty without a "=".
 std::optional<KeyValue> SplitKeyValue(std::string_view line);
 
 // Why the reading of a configuration file stopped early. What was read up to that line is kept.
@@ -41,7 +41,7 @@ struct ReadProblem {
   std::string text;
 };
 
-// A folder path that ends in a separator. Either separator is taken; a missing one is added as "/".
+// A folder path that ends in a separator. Either separator is accepted; a missing one is added as "/".
 std::string WithSeparator(std::string folder);
 
 }  // namespace vantry

@@ -66,7 +66,7 @@ constexpr LogTime MakeLogTime(Day day, int32_t second_of_day) {
   return {day.n * kSecondsPerDay + second_of_day};
 }
 
-// A day from year (any), month 1 to 12 and day of month; empty when there is no such date (30 February, month 13).
+// A day from year (any), month 1 to 12 and day of month; empty if there is no such date (30 February, month 13).
 std::optional<Day> MakeDay(int year, int month, int day);
 CivilDate ToCivil(Day day);
 
@@ -75,7 +75,7 @@ std::string FormatTime(int32_t second_of_day);
 // "yyyymmdd", the form of a date in table keys.
 std::string FormatDayKey(Day day);
 
-// A year of two digits counts from 1930 to 2029; other years are taken as they are.
+// Two-digit years mean 1930 to 2029; other years are unchanged.
 constexpr int FullYear(int year) {
   return year < 0 || year > 99 ? year : year < 30 ? 2000 + year : 1900 + year;
 }
@@ -84,10 +84,10 @@ constexpr int FullYear(int year) {
 int MonthFromName(std::string_view name);
 
 // Seconds since midnight of "h:mm", "h:mm:ss", with an optional fraction of the second (dropped) and an optional
-// " AM" or " PM". Empty when the text is no time of day.
+// " AM" or " PM". Empty if the text is not a time of day.
 std::optional<int32_t> ParseTime(std::string_view text);
 
-// The date of an NCSA log, "10/Oct/2002"; also accepts "10-Oct-2002". Empty when it is no date.
+// The date of an NCSA log, "10/Oct/2002"; also accepts "10-Oct-2002". Empty if it is not a date.
 std::optional<Day> ParseNamedMonthDate(std::string_view text);
 
 // Three numbers separated by `separator` in the order year, month, day or month, day, year.

@@ -1,4 +1,4 @@
-// An index from hashes to records that live elsewhere. Equal keys may stand in it any number of times; telling equal
+// An index from hashes to records that live elsewhere. The same key may occur any number of times; telling equal
 // hashes from equal keys is the caller's part. Open addressing keeps a look-up to one place in memory, where the
 // standard maps go through three: with 100,000 visitors on line that is most of what a look-up costs.
 #pragma once
@@ -26,7 +26,7 @@ class PointerIndex {
     ++count_;
   }
 
-  // The record must stand in the index under this hash.
+  // The record must be in the index under this hash.
   void Remove(uint64_t hash, const T& record) {
     size_t hole = hash & Mask();
     while (entries_[hole].record != &record) hole = (hole + 1) & Mask();
@@ -42,7 +42,7 @@ class PointerIndex {
     --count_;
   }
 
-  // Calls `f(T&)` for each record with this hash, in no order.
+  // Calls `f(T&)` for each record with this hash, in no particular order.
   template <class F>
   void ForEach(uint64_t hash, F&& f) const {
     for (size_t i = hash & Mask(); entries_[i].record; i = (i + 1) & Mask()) {
@@ -57,7 +57,7 @@ class PointerIndex {
 
   // Asks the memory for the place of this hash ahead of its use.
   void Warm(uint64_t hash) const { __builtin_prefetch(&entries_[hash & Mask()]); }
-  // The record that stands at the place of this hash, most often the one looked for; null for an empty place.
+  // The record in the home slot of this hash, most often the wanted one; null if the slot is empty.
   const T* Guess(uint64_t hash) const { return entries_[hash & Mask()].record; }
 
  private:

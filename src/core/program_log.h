@@ -1,4 +1,4 @@
-// How the program tells of itself: the program log TRL.LOG, the error routine that every handler calls with its own
+// How the program reports on itself: the program log TRL.LOG, the error routine that every handler calls with its own
 // label, the system's event log and the on-screen trace.
 #pragma once
 
@@ -29,7 +29,7 @@ class ProgramLog {
   ProgramLog(LiveTables& tables, const Regional& regional, ProgramLogOutlets outlets)
       : tables_(tables), regional_(regional), out_(std::move(outlets)) {}
 
-  // Plain: the text alone; otherwise stamped with date and time in front.
+  // Plain: the text alone; otherwise preceded by date and time.
   void WriteProgramLog(std::string_view text, bool plain);
 
   // Reports a failure under the routine's label: a beep, a line in TRL.LOG, in service mode an event log entry as well,

@@ -41,21 +41,21 @@ std::string RemoveChar(std::string_view text, char c);
 // All parts of the text between separators, empty ones included; an empty text is one empty part. The parts are views.
 std::vector<std::string_view> Split(std::string_view text, char separator);
 
-// The number in decimal, filled with zeros in front to at least `width` digits.
+// The number in decimal, with leading zeros up to at least `width` digits.
 std::string PadNumber(int64_t number, int width);
 
-// The leading number of the text: blanks and a sign in front are taken, reading stops at the first character that does
-// not belong to a number, a fraction is dropped. 0 when there is none; held at the ends of the 32-bit range.
+// The leading number of the text: blanks and a sign may precede it, reading stops at the first character that does not
+// belong to a number, a fraction is dropped. 0 if there is none; clamped to the 32-bit range.
 int32_t LeadingNumber(std::string_view text);
 
 // Reads a TCP or UDP port: 1 to 5 digits and nothing else, 1 to 65535. `port` is undefined when this returns false.
 bool ReadPort(std::string_view text, uint16_t& port);
 
-// The whole text as a number, rounded to the nearest integer (halves to the even one). Empty when the text is no
-// number or lies outside the 64-bit range.
+// The whole text as a number, rounded to the nearest integer (halves to the even one). Empty if the text is
+// not a number or is outside the 64-bit range.
 std::optional<int64_t> WholeNumber(std::string_view text);
 
-// The number, held at the ends of the 16-bit range.
+// The number, clamped to the 16-bit range.
 constexpr int16_t Clamp16(int32_t n) {
   return static_cast<int16_t>(n > 32767 ? 32767 : n < -32768 ? -32768 : n);
 }

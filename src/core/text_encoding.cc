@@ -24,7 +24,7 @@ constexpr bool IsTail(uint8_t byte) {
   return (byte & 0xC0) == 0x80;
 }
 
-// Bytes of the well-formed character that the text begins with; 0 when there is none.
+// Bytes of the well-formed character at the start of the text; 0 if there is none.
 size_t CharacterSize(std::string_view text) {
   const uint8_t first = Byte(text[0]);
   const size_t size = first < 0x80 ? 1 : first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
@@ -150,7 +150,7 @@ std::string ToOneLine(std::string_view bytes) {
     if (Byte(c) < ' ' || Byte(c) == 0x7F) c = ' ';
   }
   text = ToUtf8(text);
-  // The control characters above ASCII, U+0080 to U+009F; some readers take one of them for the end of a line.
+  // The control characters above ASCII, U+0080 to U+009F; some readers treat one of them as the end of a line.
   for (size_t at = text.find('\xC2'); at != std::string::npos; at = text.find('\xC2', at + 1)) {
     if (Byte(text[at + 1]) < 0xA0) text.replace(at, 2, " ");
   }
@@ -196,7 +196,7 @@ std::string EncodedWords(std::string_view utf8) {
 }
 
 std::string FoldedHeader(std::string_view line) {
-  // No line may hold blanks alone, which looks like the end of the head, and none the name alone, which some can't
+  // No line may consist of blanks, which looks like the end of the head, or of the name alone, which some can't
   // read.
   const auto breaks = [&line](size_t at) {
     return line[at] == ' ' && line[at - 1] != ' ' && line.find_first_not_of(' ', at) != std::string_view::npos;

@@ -9,8 +9,8 @@ namespace vantry {
 // Whether the bytes are well-formed UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
 bool IsUtf8(std::string_view bytes);
 
-// The bytes themselves when they are well-formed UTF-8, otherwise each byte taken as a character of Windows-1252. The
-// five bytes that have no character there become U+FFFD.
+// The bytes themselves if they are well-formed UTF-8, otherwise each byte read as a character of Windows-1252. The
+// five bytes without a character there become U+FFFD.
 std::string ToUtf8(std::string_view bytes);
 
 // The text as the message bus takes it, UTF-8 without NUL bytes: characters that are well-formed UTF-8 stay, each other

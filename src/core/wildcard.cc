@@ -9,7 +9,7 @@ namespace {
 
 constexpr size_t kNone = std::string_view::npos;
 
-// One element of the pattern at `at`: where it ends, and how it takes a character.
+// One element of the pattern at `at`: where it ends, and how it matches a character.
 struct Element {
   size_t end = 0;
   bool star = false, nothing = false, bad = false;
@@ -71,7 +71,7 @@ bool WellFormed(std::string_view pattern) {
   return true;
 }
 
-// Whether the ends of the text alone tell that it does not fit: most masks that are tried fit nobody.
+// Whether the ends of the text already rule out a match: most masks that are tried match nobody.
 bool EndsDiffer(std::string_view text, std::string_view pattern) {
   constexpr std::string_view kNoLiterals = "*?#[]";
   const auto differs = [&](char literal, size_t at) {
@@ -80,7 +80,7 @@ bool EndsDiffer(std::string_view text, std::string_view pattern) {
   return !pattern.empty() && (differs(pattern.front(), 0) || differs(pattern.back(), text.size() - 1));
 }
 
-// A pattern without bracket lists, as nearly all are: a new visitor may be held against thousands of them.
+// A pattern without bracket lists, like nearly all: a new visitor may be compared with thousands of them.
 bool LikeWithoutLists(std::string_view text, std::string_view pattern) {
   size_t t = 0, p = 0, star_p = kNone, star_t = 0;
   while (t < text.size() || p < pattern.size()) {
@@ -110,7 +110,7 @@ bool Like(std::string_view text, std::string_view pattern) {
   if (EndsDiffer(text, pattern)) return false;
   if (!Contains(pattern, "[")) return LikeWithoutLists(text, pattern);
   if (!WellFormed(pattern)) return false;
-  // Going back to the last star alone is enough: an earlier star could only take more of what the last one takes too.
+  // Backtracking to the last star is enough: an earlier star could only consume what the last one can consume too.
   size_t t = 0, p = 0, star_p = kNone, star_t = 0;
   while (t < text.size() || p < pattern.size()) {
     if (p < pattern.size()) {

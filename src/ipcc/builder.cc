@@ -82,7 +82,7 @@ Status AddFile(Files& files, const std::string& path, std::vector<CountryRange>&
   return Status::Ok();
 }
 
-// The last operand is written over. Without the table's name behind them, that would be the operator's own ranges.
+// The last operand is overwritten. If the table's name were missing there, that would be the operator's own ranges.
 Status CheckTarget(Files& files, const std::string& path) {
   std::string bytes;
   const Status status = files.Read(path, bytes);

@@ -10,7 +10,7 @@
 
 namespace vantry {
 
-// Does what `words`, the arguments behind the program's name, ask for, and tells of it on `out` and `err`. Returns the
+// Does what `words`, the arguments after the program's name, ask for, and reports on `out` and `err`. Returns the
 // exit code: 0 when the table is written, 1 when it is not, and whatever stood there before still does, 2 on wrong use.
 int RunIpcc(Files& files, Day today, const std::vector<std::string>& words, std::ostream& out, std::ostream& err);
 

@@ -28,8 +28,8 @@ class OpenRanges {
     for (size_t i = 0; i < open_.size(); ++i) CountLeast(i);
   }
 
-  // A range contains another one that was opened behind it when it does not end before that. So from the back on, those
-  // that end before all passed so far contain none of the others; of these the latest wins.
+  // A range contains one opened after it if it does not end before it. So, going backwards, those that end before all
+  // seen so far contain none of the others; of these the latest wins.
   CountryCode Winner() const {
     const Entry* winner = nullptr;
     uint64_t end = kAddresses;
@@ -42,7 +42,7 @@ class OpenRanges {
     return winner ? winner->range.code : kNoCountry;
   }
 
-  // The first address at which one of them no longer holds.
+  // The first address at which one of them no longer applies.
   uint64_t NextEnd() const { return open_.empty() ? kAddresses : open_.back().least_last + 1; }
 
  private:

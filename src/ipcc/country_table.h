@@ -10,7 +10,7 @@
 
 namespace vantry {
 
-// The country holds from this address until the next row's.
+// The country applies from this address up to the next row's.
 struct CountryRow {
   uint32_t first = 0;
   CountryCode code = kNoCountry;
@@ -23,7 +23,7 @@ struct CountryRow {
 // different codes.
 std::vector<CountryRow> BuildCountryRows(std::vector<CountryRange> ranges);
 
-// The address as the table holds it: four numbers of three digits, with dots between.
+// The address as the table stores it: four numbers of three digits, separated by dots.
 std::string AddressKey(uint32_t address);
 
 // The bytes of IPCC.DBF.

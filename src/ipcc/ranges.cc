@@ -13,7 +13,7 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr size_t kColumns = 3;
 constexpr size_t kShownBytes = 40;
 
-// A text from a file as it may stand in a message: short, and harmless to a terminal.
+// A text from a file in a form fit for a message: short, and harmless to a terminal.
 std::string Shown(std::string_view text) {
   std::string shown = "'";
   for (const char c : text.substr(0, kShownBytes)) shown += c >= ' ' && c <= '~' ? c : '?';
@@ -42,8 +42,8 @@ struct Columns {
   size_t count = 0;
 };
 
-// Cuts the line into its first columns; what stands behind them is not looked at. False for a quotation mark that is
-// not closed or has text behind it.
+// Splits the line into its first columns and ignores the rest. False if a quotation mark is not closed or is followed
+// by text.
 bool CutColumns(std::string_view line, Columns& columns) {
   for (columns.count = 0; columns.count < kColumns;) {
     line = WithoutBlanks(line);

@@ -20,7 +20,7 @@ struct CountryRange {
 
 struct BadLine {
   size_t number = 0;  // 1-based.
-  std::string what;   // For people; holds no control characters, whatever the line is made of.
+  std::string what;   // For people; free of control characters, whatever the line contains.
 };
 
 inline constexpr size_t kMaxBadLinesKept = 20;
@@ -32,8 +32,8 @@ struct RangeText {
   std::vector<BadLine> bad_lines;    // The first kMaxBadLinesKept of them.
 };
 
-// Reads lines of "first address, last address, country code", as docs/formats/ipcc-dbf.md tells. Never fails: what
-// can't be read is counted.
+// Reads lines of "first address, last address, country code", as described in docs/formats/ipcc-dbf.md. Never fails:
+// what can't be read is counted.
 RangeText ParseRanges(std::string_view text);
 
 }  // namespace vantry

@@ -1,4 +1,4 @@
-// Pausing and resuming the whole program, and the window caption that tells of it.
+// Pausing and resuming the whole program, and the window caption that shows it.
 #pragma once
 
 #include <functional>

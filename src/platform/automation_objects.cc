@@ -33,7 +33,7 @@ Status DomainPage(AutomationCalls& calls, Arguments& in, Results& out) {
   return status;
 }
 
-// The number goes in and out as it is: it has no effect on the page.
+// The number is returned unchanged: it has no effect on the page.
 template <auto Get>
 Status NumberedPage(AutomationCalls& calls, Arguments& in, Results& out) {
   Status status = DomainPage<Get>(calls, in, out);
@@ -203,7 +203,7 @@ size_t AutomationObjects::Answer(sd_bus_message* call, const Results& results) {
     }
     const std::string text = RepairUtf8(std::get<std::string>(value));
     size += text.size();
-    // The bus throws out whoever sends more than it carries.
+    // The bus disconnects a client that sends more than it carries.
     if (size > max_text_) {
       return ReplyError(call, SD_BUS_ERROR_LIMITS_EXCEEDED,
                         "The answer is longer than the " + std::to_string(max_text_) + " bytes that this bus carries.");

@@ -29,7 +29,7 @@ using BusMessage = std::unique_ptr<sd_bus_message, MessageRelease>;
 // for.
 class AutomationObjects {
  public:
-  // Calls put aside; what comes beyond is refused.
+  // Calls put aside; further ones are refused.
   static constexpr size_t kMaxWaiting = 1'000;
 
   // `max_text`: bytes that the results of one call may have in all. `call_waits` is called for each call put aside.
@@ -39,7 +39,7 @@ class AutomationObjects {
   // Offers the objects; below 0 is a failure, as an error number of the system.
   int AddTo(sd_bus* bus);
   bool Waiting() const { return !waiting_.empty(); }
-  // Answers the call that waits longest; gives the bytes of the answer.
+  // Answers the call that has waited longest; returns the bytes of the answer.
   size_t ServeOne();
 
   // The arguments of a call, read one after the other. Their types were compared before the call came here.
@@ -53,7 +53,7 @@ class AutomationObjects {
       const char* text = Read<const char*>(SD_BUS_TYPE_STRING);
       return text ? text : "";
     }
-    // One was not what it claims to be: a text that is no UTF-8.
+    // An argument was not what it claims to be: a text that is not UTF-8.
     bool Unreadable() const { return unreadable_; }
 
    private:

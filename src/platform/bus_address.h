@@ -5,7 +5,7 @@
 
 namespace vantry {
 
-// What tells the place of a bus; an empty text for what is not set.
+// The variables that say where a bus is; empty if not set.
 struct BusEnvironment {
   std::string session_address;  // DBUS_SESSION_BUS_ADDRESS
   std::string system_address;   // DBUS_SYSTEM_BUS_ADDRESS
@@ -14,8 +14,8 @@ struct BusEnvironment {
 BusEnvironment ReadBusEnvironment();
 
 struct BusPlace {
-  std::string address;  // Unix sockets alone, in the form of D-Bus; empty for none.
-  std::string problem;  // Why there is none, and what to do.
+  std::string address;  // Unix sockets only, in the form of D-Bus; empty if there is none.
+  std::string problem;  // Why there is none, and what to do about it.
 };
 // The system's bus, or the session's: as the environment says, otherwise its usual place. No bus is ever started.
 BusPlace FindBus(bool system, const BusEnvironment& environment);

@@ -41,7 +41,7 @@ std::string Describe(int status) {
   return ares_strerror(status);
 }
 
-// The first name of an answer, as it was sent; c-ares alone gives the last one.
+// The first name of an answer, as it was sent; c-ares itself returns the last one.
 int FirstName(const unsigned char* bytes, int size, std::string& name) {
   const in_addr unused{};
   hostent* host = nullptr;

@@ -15,7 +15,7 @@
 namespace vantry {
 
 struct ResolverOptions {
-  std::string servers;                           // As ReadNameServers takes them; empty for those of the system.
+  std::string servers;                           // As ReadNameServers reads them; empty for those of the system.
   std::string system_file = "/etc/resolv.conf";  // Where the system names its servers.
   uint16_t port = 53;                            // Of a server named without one.
   int timeout_ms = 2'000;                        // Of the first try at each server; the second waits twice as long.
@@ -24,7 +24,7 @@ struct ResolverOptions {
 // Reverse look-ups through c-ares on sockets driven by the Qt loop. A QCoreApplication must exist.
 //
 // Servers are asked in their order, each twice, until one answers. A server's "no such name", "failure" or "refused" is
-// an answer: reverse zones that nobody serves are common, and asking for them again and again would hold the places
+// an answer: reverse zones that nobody serves are common, and asking for them again and again would keep the slots
 // of requests that can be answered. A change of the system's own list of servers counts from the next request on.
 //
 // c-ares calls back in the middle of its work. Nothing of the engine runs there: an answer is put aside and delivered
@@ -41,7 +41,7 @@ class CaresResolver final : public Resolver {
   int16_t Start(const std::string& address) override;
   void Cancel() override;
 
-  // Why no request is ever started: the list of servers can't be read. Empty when all is well.
+  // Why no request is ever started: the list of servers can't be read. Empty if all is well.
   const std::string& Problem() const { return problem_; }
 
  private:

@@ -8,10 +8,10 @@
 namespace vantry {
 
 // People reached without a window: boxes and events become lines on stderr, a beep is silent, and sounds go to the
-// first player that is installed. A sound file that is missing is told once.
+// first player that is installed. A missing sound file is reported once.
 class ConsoleNotices final : public Notices {
  public:
-  // `journal`: put the journal's priority prefix in front of each event.
+  // `journal`: begin each event with the journal's priority prefix.
   explicit ConsoleNotices(bool journal) : journal_(journal) {}
 
   void MessageBox(BoxKind kind, std::string_view text) override;

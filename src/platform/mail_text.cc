@@ -9,7 +9,7 @@
 namespace vantry {
 namespace {
 
-// "=_" stands neither in quoted-printable nor in base64, so this is never found inside a part.
+// "=_" occurs neither in quoted-printable nor in base64, so this is never found inside a part.
 constexpr std::string_view kBoundary = "=_vantry_part";
 constexpr size_t kBytesInLine = 57;  // 76 characters.
 constexpr size_t kLinesAtOnce = 500;
@@ -42,7 +42,7 @@ bool IsPlainNameCharacter(char c) {
   return c >= ' ' && c <= '~' && c != '"' && c != '\\' && c != '%';
 }
 
-// "filename" as RFC 2231 has it for names beyond plain ASCII.
+// "filename" in the form of RFC 2231 for names beyond plain ASCII.
 std::string EncodedName(const std::string& name) {
   constexpr char kHex[] = "0123456789ABCDEF";
   std::string out = "UTF-8''";
@@ -108,7 +108,7 @@ ssize_t MailText::Read(char* bytes, size_t size) {
   return static_cast<ssize_t>(count);
 }
 
-// Makes the next lines of it ready, and the end of the mail behind the last one.
+// Prepares its next lines, and after the last one the end of the mail.
 bool MailText::ReadAttachment() {
   std::string bytes(std::min<int64_t>(left_, kBytesInLine * kLinesAtOnce), '\0');
   size_t filled = 0;

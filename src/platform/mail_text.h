@@ -15,10 +15,10 @@
 namespace vantry {
 
 // A mail as one text of lines that end with CR LF, made piece by piece: the head, the body as quoted-printable UTF-8,
-// and the attachment, which is read from its file while it is sent. All of it is ASCII, whatever the mail holds.
+// and the attachment, which is read from its file while it is sent. All of it is ASCII, whatever the mail contains.
 class MailText {
  public:
-  // kBadData when the attachment is no file or can't be opened; its length is taken now.
+  // kBadData if the attachment is not a file or can't be opened; its length is measured now.
   Status Open(const MailMessage& message);
   // Fills in the next bytes, as many as there are; 0 at the end, -1 when the attachment can't be read any more.
   ssize_t Read(char* bytes, size_t size);

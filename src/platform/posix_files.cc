@@ -25,7 +25,7 @@ Status WriteAll(int fd, const std::string& path, std::string_view bytes) {
 
 Status WriteBeside(const std::string& path, const std::string& beside, std::string_view bytes) {
   struct stat old {};
-  // The old file's access rights stay: these files hold passwords that an operator may have closed to others.
+  // Keeps the old file's access rights: these files contain passwords that an operator may have hidden from others.
   const mode_t mode = ::stat(path.c_str(), &old) == 0 ? old.st_mode & 07777 : 0644;
   Descriptor fd(::open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, mode));
   if (!fd) return Failure(beside, errno);
@@ -118,7 +118,7 @@ Status PosixFiles::List(const std::string& folder, std::vector<FileEntry>& entri
   while (const dirent* entry = ::readdir(dir)) {
     struct stat info {};
     if (::fstatat(::dirfd(dir), entry->d_name, &info, 0) != 0) {
-      // A name whose file can't be looked at is listed without a time, unless it is gone meanwhile.
+      // A file that can't be examined is listed without a time, unless it has gone in the meantime.
       if (errno != ENOENT) entries.push_back({entry->d_name, 0, std::nullopt});
     } else if (S_ISREG(info.st_mode)) {
       entries.push_back({entry->d_name, info.st_size, WrittenNs(info)});

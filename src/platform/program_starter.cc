@@ -17,10 +17,10 @@ bool IsPlainFile(const std::string& path) {
   return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
-// Everything that is needed between fork and exec, where no memory can be asked for: another thread may hold the lock.
+// Everything needed between fork and exec, where no memory may be allocated: another thread may hold the lock.
 struct Launch {
   const char* program = nullptr;
-  std::vector<char*> arguments, environment;  // Each with a null behind the last one.
+  std::vector<char*> arguments, environment;  // Each null-terminated.
   int null = -1, report = -1;                 // Above the three standard descriptors.
   int descriptors = 0;                        // No descriptor is as high as this.
   bool silent = false;

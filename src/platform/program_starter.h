@@ -36,14 +36,14 @@ struct ProgramCall {
   bool silent = false;  // Its output and errors go nowhere.
 };
 
-// Starts a program in the same manner. kNotFound when there is none, kIo for any other failure to start.
+// Starts a program in the same manner. kNotFound if it does not exist, kIo for any other failure to start.
 Status StartProgram(const ProgramCall& call);
 
 // The path of the first executable file of this name in the folders of PATH, which is taken of `variables` first; empty
-// when there is none.
+// if there is none.
 std::string FindProgram(const std::string& name, const Variables& variables = {});
 
-// A path as an argument that no program takes for an option.
+// A path as an argument that no program mistakes for an option.
 std::string AsArgument(const std::string& path);
 
 }  // namespace vantry

@@ -61,7 +61,7 @@ void QtLineClient::OpenSocket() {
   socket_ = std::make_unique<QTcpSocket>();
   QTcpSocket* socket = socket_.get();
   socket->setProxy(QNetworkProxy::NoProxy);
-  // What the peer sends beyond this waits in the system, and at last with the peer.
+  // Anything more waits in the system, and in the end with the peer.
   socket->setReadBufferSize(kMaxMessage);
   QObject::connect(socket, &QTcpSocket::connected, socket, [this] { SocketConnected(); });
   QObject::connect(socket, &QTcpSocket::readyRead, socket, [this] { Absorb(); });

@@ -9,7 +9,7 @@
 namespace vantry {
 namespace {
 
-// What a strftime letter is in our patterns; null for one that has no counterpart.
+// The counterpart of a strftime letter in our patterns; null if it has none.
 const char* PatternOf(char letter) {
   switch (letter) {
     case 'd':

@@ -5,8 +5,8 @@
 
 namespace vantry {
 
-// The formats of the section "International" (`ShortDate`, `Time`); what is missing there comes from the locale of the
-// environment, and in the C and POSIX locales from the defaults of `Regional`.
+// The formats of the section "International" (`ShortDate`, `Time`); whatever is missing there comes from the locale of
+// the environment, and in the C and POSIX locales from the defaults of `Regional`.
 Regional ReadRegional(KeyStore& store);
 
 // A strftime date or time pattern as a pattern of `Regional`; `fallback` when it can't be expressed.

@@ -16,7 +16,7 @@
 namespace vantry {
 namespace {
 
-// Bytes of texts in one message. A bus takes 128 MB, and that of the system 32 MB; the rest is for the head.
+// Bytes of text in one message. A bus carries 128 MB, the system's 32 MB; the rest is for the head.
 constexpr size_t kHead = 64 * 1024;
 constexpr size_t kMaxText = 128 * 1024 * 1024 - kHead, kMaxSystemText = 32 * 1024 * 1024 - kHead;
 constexpr size_t kMaxBusWords = 200;  // Of what a bus says, as the log shows it.
@@ -84,7 +84,7 @@ std::string SdBusAutomation::BusText() const {
          (address_.empty() ? std::string() : " (" + Words(address_) + ")");
 }
 
-// A trouble that lasts is told once.
+// Lasting trouble is reported once.
 void SdBusAutomation::Tell(Trouble trouble, const std::string& what, const std::string& advice) {
   if (trouble == told_) return;
   told_ = trouble;
@@ -222,7 +222,7 @@ void SdBusAutomation::NoteUnsent(size_t bytes, bool event) {
   ForgetSent();
 }
 
-// Messages that sd-bus sends by itself make what has left look less than it is, never more.
+// Messages that sd-bus sends by itself make the count of sent ones too low, never too high.
 void SdBusAutomation::ForgetSent() {
   const uint64_t left = handed_over_ - std::min(handed_over_, Queued());
   while (!unsent_.empty() && unsent_.front().number <= left) {
@@ -243,7 +243,7 @@ void SdBusAutomation::Serve() {
   Watch();
 }
 
-// sd-bus tells what it waits for.
+// sd-bus says what it waits for.
 void SdBusAutomation::Watch() {
   const int fd = sd_bus_get_fd(bus_.get()), events = sd_bus_get_events(bus_.get());
   if (fd != watched_fd_) {

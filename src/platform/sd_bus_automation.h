@@ -27,7 +27,7 @@ struct BusOptions {
 class SdBusAutomation final : public AutomationBus {
  public:
   // Messages that wait to be sent, and bytes of events. One that finds the queue full waits until half of them are
-  // gone. A bus that takes longer than this counts as gone.
+  // gone. A bus that needs longer counts as gone.
   static constexpr uint64_t kMaxQueued = 1'024;
   static constexpr size_t kMaxEventBytes = 16 << 20;
   static constexpr int kPatienceMs = 1'000;

@@ -14,7 +14,7 @@ class SingleInstance {
   SingleInstance(const SingleInstance&) = delete;
   SingleInstance& operator=(const SingleInstance&) = delete;
 
-  // kRefused when another process holds it.
+  // kRefused if another process has it.
   Status Acquire();
 
  private:

@@ -12,7 +12,7 @@
 namespace vantry {
 namespace {
 
-constexpr int kQuitMs = 2'000;     // The mail is taken or refused by then; a good-bye is only polite.
+constexpr int kQuitMs = 2'000;     // The mail is accepted or refused by then; a good-bye is only polite.
 constexpr size_t kMostNamed = 10;  // Refused recipients in one text.
 
 std::string Span(int ms) {
@@ -75,7 +75,7 @@ void Transfer::SetUp() {
   Set(CURLOPT_ERRORBUFFER, error_);
   Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(job_.limits.connect));
   Set(CURLOPT_TIMEOUT_MS, static_cast<long>(job_.limits.total));
-  Set(CURLOPT_FORBID_REUSE, 1L);  // Ends the connection while the limits below still hold.
+  Set(CURLOPT_FORBID_REUSE, 1L);  // Ends the connection while the limits below still apply.
   Set(CURLOPT_QUICK_EXIT, 1L);    // Leaves a name look-up that hangs to itself.
   Set(CURLOPT_MAIL_FROM, job_.message.sender.c_str());
   for (const std::string& recipient : job_.message.recipients) {
@@ -248,7 +248,7 @@ std::string Transfer::FailureText(CURLcode code) const {
   }
 }
 
-// What libcurl says, without the words it puts in front. Parts of it come from the server.
+// libcurl's message without its leading words. Parts of it come from the server.
 std::string Transfer::CurlText(CURLcode code) const {
   std::string_view text = error_[0] ? error_ : curl_easy_strerror(code);
   for (const std::string_view start : {"SSL certificate problem: ", "SSL: "}) {

@@ -1,4 +1,4 @@
-// Files that are written in place: the tables and what stands beside them.
+// Files that are written in place: the tables and the files beside them.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace vantry {
 
-// What tells whether a file is still the one it was, with the content it had. The clocks are the file system's own.
+// Shows whether a file is still the same one with the same content. The clocks are the file system's own.
 struct FileIdentity {
   int64_t size_bytes = 0;
   uint64_t inode = 0;
@@ -31,10 +31,10 @@ class DataFile {
   virtual ~DataFile() = default;
   // Reads up to buffer.size() bytes from a 0-based place; `count` is less only at the end of the file.
   virtual Status ReadAt(int64_t position, std::span<char> buffer, size_t& count) = 0;
-  // Writes all bytes. After a failure any part of them may stand in the file.
+  // Writes all bytes. After a failure the file may have any part of them.
   virtual Status WriteAt(int64_t position, std::string_view bytes) = 0;
   virtual Status Truncate(int64_t size_bytes) = 0;
-  // Returns when what was written survives a loss of power.
+  // Returns once everything written survives a loss of power.
   virtual Status Sync() = 0;
   virtual Status Identify(FileIdentity& identity) = 0;
 };
@@ -42,11 +42,11 @@ class DataFile {
 class DataFiles {
  public:
   virtual ~DataFiles() = default;
-  // A file opened for writing is held for this program alone until it is closed; kRefused when another one holds it.
+  // A file opened for writing is locked for this program until it is closed; kRefused if another program has it locked.
   // kNotFound when it is not there.
   virtual Status Open(const std::string& path, OpenFor purpose, std::unique_ptr<DataFile>& file) = 0;
   virtual Status Identify(const std::string& path, FileIdentity& identity) = 0;
-  // Removing what is not there is no failure.
+  // Removing a missing file is not a failure.
   virtual Status Remove(const std::string& path) = 0;
 };
 

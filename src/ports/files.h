@@ -16,7 +16,7 @@ namespace vantry {
 struct FileEntry {
   std::string name;  // Without the folder.
   int64_t size_bytes = 0;
-  // Last write in nanoseconds of the file system's clock, for comparing files alone; empty when it can't be read.
+  // Last write in nanoseconds of the file system's clock, for comparing files alone; empty if it can't be read.
   std::optional<int64_t> written_ns;
 };
 
@@ -24,8 +24,8 @@ struct FileEntry {
 class LogFile {
  public:
   virtual ~LogFile() = default;
-  // Reads up to buffer.size() bytes from a 0-based place into `buffer`. `count` is what was read; 0 at the end of the
-  // file as it is now.
+  // Reads up to buffer.size() bytes from a 0-based place into `buffer`. `count` is the number of bytes read; 0 at
+  // the file's current end.
   virtual Status ReadAt(int64_t position, std::span<char> buffer, size_t& count) = 0;
 };
 
@@ -33,21 +33,21 @@ class LogFile {
 class Files {
  public:
   virtual ~Files() = default;
-  // The whole content. kNotFound when there is no such file.
+  // The whole content. kNotFound if there is no such file.
   virtual Status Read(const std::string& path, std::string& bytes) = 0;
-  // Replaces the file as a whole, or leaves the old one as it is: written beside it, made durable, then renamed.
-  // Nothing is left beside it.
+  // Replaces the file as a whole or leaves it unchanged: the new one is written beside it, made durable, then renamed.
+  // Leaves nothing else behind.
   virtual Status Replace(const std::string& path, std::string_view bytes) = 0;
   // Opens for append, writes, closes.
   virtual Status Append(const std::string& path, std::string_view bytes) = 0;
-  // Removing what is not there is no failure.
+  // Removing a missing file is not a failure.
   virtual Status Remove(const std::string& path) = 0;
   virtual bool Exists(const std::string& path) = 0;
-  // Makes the folder with its parents; no failure when it is there.
+  // Creates the folder and its parents; an existing one is not a failure.
   virtual Status MakeFolder(const std::string& path) = 0;
-  // The plain files of a folder, in no order.
+  // The plain files of a folder, in no particular order.
   virtual Status List(const std::string& folder, std::vector<FileEntry>& entries) = 0;
-  // Null with a failure when the file can't be opened or is no plain file.
+  // Null and a failure if the file can't be opened or is not a plain file.
   virtual Status OpenLog(const std::string& path, std::unique_ptr<LogFile>& file) = 0;
 };
 

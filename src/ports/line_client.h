@@ -14,19 +14,19 @@ struct LineClientEvents {
   std::function<void(std::string_view text)> data_in;
 };
 
-// A TCP client for protocols of texts with an end-of-line mark. It connects again as often as it is asked to.
+// A TCP client for text protocols with an end-of-line mark. It reconnects as often as it is asked to.
 class LineClient {
  public:
   virtual ~LineClient() = default;
-  // Set once, before the first Connect. Events come from the loop alone, never from inside another call of this class.
+  // Set once, before the first Connect. Events come only from the loop, never from inside another call of this class.
   virtual void OnEvents(LineClientEvents events) = 0;
   // Starts to connect and returns; `connected` follows. Nothing happens while a connection is open or being made.
   // Messages that arrive end with `end_of_line`.
   virtual void Connect(const std::string& host, int32_t port, const std::string& end_of_line) = 0;
   virtual bool IsConnected() const = 0;
-  // Queues bytes as they are. Ignored when there is no connection.
+  // Queues bytes unchanged. Ignored without a connection.
   virtual void Send(std::string_view bytes) = 0;
-  // Ends a connection or an attempt without an event; what was queued goes out when it can.
+  // Ends a connection or an attempt without an event; queued bytes still go out if they can.
   virtual void Close() = 0;
 };
 

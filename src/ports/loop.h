@@ -20,7 +20,7 @@ class Loop {
  public:
   virtual ~Loop() = default;
   virtual std::unique_ptr<Timer> NewTimer(int64_t period_ms, std::function<void()> tick) = 0;
-  // Delivers what is pending now and returns. Handlers run inside this call: hold no references into tables over it.
+  // Delivers what is pending now and returns. Handlers run inside this call: hold no references into tables across it.
   virtual void Turn() = 0;
   // Ends the loop once the handlers under way have returned.
   virtual void Quit() = 0;

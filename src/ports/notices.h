@@ -9,7 +9,7 @@ namespace vantry {
 
 enum class BoxKind { kInformation, kWarning, kCritical };
 
-// Ways to reach a person at the screen. No call waits for an answer when no window is there.
+// Ways to reach a person at the screen. Without a window no call waits for an answer.
 class Notices {
  public:
   virtual ~Notices() = default;
@@ -18,7 +18,7 @@ class Notices {
   // Starts the sound file and returns at once.
   virtual void PlaySound(const std::string& path) = 0;
   virtual void LogEvent(std::string_view text, EventLevel level) = 0;
-  // A line for whoever runs the program from a console or reads its journal.
+  // A line for people who run the program from a console or read its journal.
   virtual void Tell(std::string_view text) = 0;
 };
 

@@ -9,7 +9,7 @@ namespace {
 
 struct SpiderRow {
   std::string_view token;  // Upper case.
-  std::string_view name;   // Empty: the agent text as it stands.
+  std::string_view name;   // Empty: the agent text unchanged.
 };
 
 constexpr SpiderRow kSpiders[] = {
