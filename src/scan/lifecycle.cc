@@ -79,7 +79,8 @@ void Lifecycle::Leave(VisitorRec& v) {
 }
 
 void Lifecycle::FinishAlertRow(const VisitorRec& v) {
-  GridRow* row = t_.logGrid.FindRow(v.Key);
+  // An address that came back has a row for each visit under one key.
+  GridRow* row = t_.logGrid.FindRow(v.Key, log_grid::kNo, std::to_string(v.VisitNo));
   if (!row) return;
   row->SetText(log_grid::kMinsOnSite, MinutesOnSite(v));
   if (v.HackCount > 3) {

@@ -76,6 +76,7 @@ TEST_F(LifecycleTest, LeavingClosesTheVisitEverywhere) {
   rig.t.InterfaceCount = 1;
   rig.Hit("10.0.0.1", "11:01:05", "/b.htm");
   GridRow& alert = rig.t.logGrid.AddRow("1:10.0.0.1");
+  alert.SetText(log_grid::kNo, "1");
   V().HackCount = 4;
   visits.MarkForRemoval(V());
   visits.RemoveInactive();
@@ -93,6 +94,36 @@ TEST_F(LifecycleTest, LeavingClosesTheVisitEverywhere) {
   EXPECT_EQ(alert.row_colour, kColourAlarm);
   EXPECT_EQ(rig.history.Count("end 1:10.0.0.1"), 1);
   EXPECT_EQ(rig.events.calls.back(), "left www.own.example 10.0.0.1");
+}
+
+TEST_F(LifecycleTest, EachVisitFinishesItsOwnAlertRow) {
+  const auto add_row = [this](const char* number) {
+    GridRow& row = rig.t.logGrid.AddRow("1:10.0.0.1");
+    row.SetText(log_grid::kNo, number);
+    return &row;
+  };
+  const GridRow* first = add_row("1");
+  rig.Hit("10.0.0.1", "11:01:05", "/b.htm");
+  visits.MarkForRemoval(V());
+  visits.RemoveInactive();
+  rig.Hit("10.0.0.1", "11:30:00", "/c.htm");
+  const GridRow* second = add_row("2");
+  rig.Hit("10.0.0.1", "11:32:07", "/d.htm");
+  V().HackCount = 4;
+  visits.MarkForRemoval(V());
+  visits.RemoveInactive();
+  EXPECT_EQ(first->Text(log_grid::kMinsOnSite), "1:05");
+  EXPECT_EQ(first->row_icon, kIconNone);
+  EXPECT_EQ(second->Text(log_grid::kMinsOnSite), "2:07");
+  EXPECT_EQ(second->row_icon, kIconSuspect);
+}
+
+TEST_F(LifecycleTest, VisitWithoutAnAlertLeavesTheRowsOfEarlierOnes) {
+  GridRow& row = rig.t.logGrid.AddRow("1:10.0.0.1");
+  row.SetText(log_grid::kNo, "7");
+  visits.MarkForRemoval(V());
+  visits.RemoveInactive();
+  EXPECT_EQ(row.Text(log_grid::kMinsOnSite), "");
 }
 
 TEST_F(LifecycleTest, CountOfTheSiteDoesNotGoBelowZero) {
