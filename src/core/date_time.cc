@@ -2,28 +2,18 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 
 #include "core/text.h"
 
 namespace vantry {
 namespace {
 
-// Days from 1970-01-01 to 1899-12-30.
-constexpr int64_t kEpochShift = -25569;
+using std::chrono::days;
+using std::chrono::sys_days;
+using std::chrono::year_month_day;
 
-// Proleptic Gregorian day number with 1970-01-01 as 0 (Howard Hinnant's public-domain civil calendar formulas).
-constexpr int64_t DaysFromCivil(int64_t y, int m, int d) {
-  y -= m <= 2;
-  const int64_t era = FloorDiv(y, 400);
-  const int64_t yoe = y - era * 400;
-  const int64_t doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
-  const int64_t doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-  return era * 146097 + doe - 719468;
-}
-
-constexpr bool IsLeap(int64_t y) {
-  return y % 4 == 0 && (y % 100 != 0 || y % 400 == 0);
-}
+constexpr sys_days kDayZero{std::chrono::December / 30 / 1899};
 
 constexpr std::array<std::string_view, 12> kMonths = {"january",   "february", "march",    "april",
                                                       "may",       "june",     "july",     "august",
@@ -63,22 +53,17 @@ std::optional<Day> DayFromTexts(std::string_view year, std::string_view month, s
 }  // namespace
 
 std::optional<Day> MakeDay(int year, int month, int day) {
-  static constexpr std::array<int, 12> kDays = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  if (month < 1 || month > 12 || day < 1) return std::nullopt;
-  if (day > kDays[month - 1] + (month == 2 && IsLeap(year) ? 1 : 0)) return std::nullopt;
-  return Day{DaysFromCivil(year, month, day) - kEpochShift};
+  if (month < 1 || month > 12 || day < 1 || day > 31) return std::nullopt;
+  const year_month_day date{std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
+                            std::chrono::day(static_cast<unsigned>(day))};
+  if (static_cast<int>(date.year()) != year || !date.ok()) return std::nullopt;
+  return Day{(sys_days(date) - kDayZero).count()};
 }
 
 CivilDate ToCivil(Day day) {
-  const int64_t z = day.n + kEpochShift + 719468;
-  const int64_t era = FloorDiv(z, 146097);
-  const int64_t doe = z - era * 146097;
-  const int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-  const int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-  const int64_t mp = (5 * doy + 2) / 153;
-  const int d = static_cast<int>(doy - (153 * mp + 2) / 5 + 1);
-  const int m = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
-  return {static_cast<int>(yoe + era * 400 + (m <= 2)), m, d};
+  const year_month_day date{kDayZero + days(day.n)};
+  return {static_cast<int>(date.year()), static_cast<int>(static_cast<unsigned>(date.month())),
+          static_cast<int>(static_cast<unsigned>(date.day()))};
 }
 
 std::string FormatTime(int32_t s) {

@@ -66,8 +66,10 @@ constexpr LogTime MakeLogTime(Day day, int32_t second_of_day) {
   return {day.n * kSecondsPerDay + second_of_day};
 }
 
-// A day from year (any), month 1 to 12 and day of month; empty if there is no such date (30 February, month 13).
+// A day of the Gregorian calendar, which counts backwards too; empty if there is no such date (30 February, month 13)
+// or the year is outside -32767 to 32767.
 std::optional<Day> MakeDay(int year, int month, int day);
+// For days that MakeDay can make.
 CivilDate ToCivil(Day day);
 
 // "hh:mm:ss" of seconds since midnight, 0 to 86399.
