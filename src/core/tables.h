@@ -122,6 +122,7 @@ struct alignas(64) VisitorRec {
   int32_t VisitCount = 0;  // Visits of this address to this site.
   int16_t DNSRequestId = 0;
   bool DNSDone = false;
+  bool ReadAgain = false;  // An earlier run of the program may have stored this visit already.
   int16_t AlertNo = 0;
   int16_t StoredHackCount = 0;
   int64_t StartPos = 0;  // Log place of the first hit.

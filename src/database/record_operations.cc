@@ -157,7 +157,7 @@ void VisitDatabase::UpdateVisitInDatabase(const VisitorRec& v) {
 void VisitDatabase::UpdateVisitor(VisitorRec& v, bool skip_referrer) {
   if (!DatabaseReady()) return;
   Guard("F.UpdateVisitor", [&] {
-    if (Status status = WriteVisitor(v); !status.ok()) return status;
+    if (Status status = WriteVisitor(v, !skip_referrer); !status.ok()) return status;
     return skip_referrer ? Status::Ok() : WriteReferrer(v);
   });
 }
@@ -176,7 +176,13 @@ std::optional<int32_t> VisitDatabase::StoredVisitNo(const VisitorRec& v) {
   return std::nullopt;
 }
 
-Status VisitDatabase::WriteVisitor(VisitorRec& v) {
+// In a replay, and in the first scan after a hard stop, whose site file has the position of long before.
+bool VisitDatabase::IsReadAgain(const VisitorRec& v) const {
+  const SiteRec& site = c_.t.Site(v.Site);
+  return site.ReplayUntilPos != 0 || (site.ScanCount == 1 && connection_.MayHaveHoles(visits::Schema().name));
+}
+
+Status VisitDatabase::WriteVisitor(VisitorRec& v, bool new_visit) {
   using namespace visitor;
   Table& t = VAVIS;
   const int found = FindVisitor(v.IP, SiteName(v));
@@ -202,13 +208,15 @@ Status VisitDatabase::WriteVisitor(VisitorRec& v) {
     t.SetText(kLastVTime, TimeText(v.StartTime));
   }
   v.VisitCount = static_cast<int32_t>(t.Number(kVisits));
-  // Lines that are read again bring visits from before the last one: each keeps its own rows.
-  if (v.StartTime < last) v.VisitCount = StoredVisitNo(v).value_or(v.VisitCount);
+  // Lines that are read again bring visits from before the last one: each keeps its own rows. Elsewhere such a visit
+  // comes from a log whose times run backwards, and has the count of all visits like any other.
+  if (new_visit) v.ReadAgain = IsReadAgain(v);
+  if (v.ReadAgain && v.StartTime < last) v.VisitCount = StoredVisitNo(v).value_or(v.VisitCount);
   v.KnownName = Trim(t.Text(kName));
   v.FirstVisited = Joined(t.Date(kFirstVDate), t.Text(kFirstVTime));
   const Status status = Result(found > 0 ? t.Insert() : t.Update(), t);
-  // Raised behind the write: what it sets off may turn the loop, and other operations come to this table with it.
-  if (v.VisitCount >= c_.t.Site(v.Site).ExValue133 && !v.IsSpider) {
+  // Raised after the write: what it sets off may turn the loop, and other operations come to this table with it.
+  if (new_visit && v.VisitCount >= c_.t.Site(v.Site).ExValue133 && !v.IsSpider) {
     c_.exceptions.AddException(v.Site, 133, v.LastPageTime, std::to_string(v.VisitCount), v.DNS, v.VisitCount);
   }
   return status;

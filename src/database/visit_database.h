@@ -91,7 +91,8 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   void Complain(std::string_view label, std::string_view text);
   bool FirstThisMinute(const std::string& text);
   Status NeedsOpen() const;
-  Status WriteVisitor(VisitorRec& visitor);
+  bool IsReadAgain(const VisitorRec& visitor) const;
+  Status WriteVisitor(VisitorRec& visitor, bool new_visit);
   // The number under which a visit of this address, site and start is stored.
   std::optional<int32_t> StoredVisitNo(const VisitorRec& visitor);
   Status WriteReferrer(const VisitorRec& visitor);

@@ -13,7 +13,8 @@ class VisitHistory {
  public:
   virtual ~VisitHistory() = default;
 
-  // A new visit: the address's row, and the referrer's unless told to skip it. Sets VisitCount, KnownName and
+  // A new visit: writes the address's row and the referrer's, and raises 133 for a visitor who returns often. With
+  // `skip_referrer` only the name of a visit has arrived: the address's row alone. Both set VisitCount, KnownName and
   // FirstVisited of the visitor.
   virtual void UpdateVisitor(VisitorRec& visitor, bool skip_referrer) = 0;
   virtual void AddVisitToDatabase(const VisitorRec& visitor, std::string_view first_page) = 0;

@@ -35,12 +35,12 @@ int64_t LineReader::Seek(Seeker& seeker, int64_t from) {
   return seeker.found;
 }
 
-bool LineReader::FindLineEnd(int64_t& end, int64_t& next, bool at_file_end) {
+bool LineReader::FindLineEnd(int64_t& end, int64_t& next) {
   const int64_t lf = Seek(lf_, line_begin_);
   const int64_t cr = unix_lines_ ? -1 : Seek(cr_, line_begin_);
   if (cr >= 0 && (lf < 0 || cr < lf)) {
     // A CR as the last byte so far may be half of a CR LF.
-    if (cr + 1 == filled_ && !at_file_end) return false;
+    if (cr + 1 == filled_ && !file_ended_) return false;
     end = cr;
     next = cr + 1 == lf ? lf + 1 : cr + 1;
     return true;
@@ -60,7 +60,8 @@ bool LineReader::Fill() {
   error_ = file_.ReadAt(filled_, std::span<char>(buffer_).subspan(kept), count);
   if (!error_.ok()) return false;
   filled_ += static_cast<int64_t>(count);
-  return count > 0;
+  file_ended_ = count == 0;
+  return true;
 }
 
 void LineReader::KeepStartOfLongLine() {
@@ -69,13 +70,11 @@ void LineReader::KeepStartOfLongLine() {
 }
 
 bool LineReader::Next() {
-  is_long_ = false;
-  line_begin_ = keep_ = next_;
-  bool at_file_end = false;
+  is_long_ = has_end_ = false;
+  line_begin_ = line_end_ = keep_ = next_;
   int64_t end = next_, next = next_;
-  line_end_ = next_;
-  while (!FindLineEnd(end, next, at_file_end)) {
-    if (at_file_end) {
+  while (!(has_end_ = FindLineEnd(end, next))) {
+    if (file_ended_) {
       if (filled_ == line_begin_) return false;
       end = next = filled_;
       break;
@@ -84,8 +83,7 @@ bool LineReader::Next() {
       KeepStartOfLongLine();
       keep_ = filled_;
     }
-    at_file_end = !Fill();
-    if (!error_.ok()) return false;
+    if (!Fill()) return false;
   }
   line_end_ = end;
   next_ = next;
@@ -93,7 +91,8 @@ bool LineReader::Next() {
     KeepStartOfLongLine();
     keep_ = next_;
   }
-  return true;
+  // Looked up once, here: bytes that arrive between two looks must not make half a line count as whole.
+  return next_ < filled_ || file_ended_ || Fill();
 }
 
 std::string_view LineReader::Line() const {
@@ -107,8 +106,10 @@ std::string_view LineReader::Ahead() const {
   return {buffer_.data() + (next_ - base_), static_cast<size_t>(std::min(filled_ - next_, kEnough))};
 }
 
-bool LineReader::AtEnd() {
-  return next_ >= filled_ && !Fill();
+std::string LineReader::FilledLine() const {
+  std::string line(Line());
+  if (unix_lines_ && !has_end_) line.resize((line.size() + kFillBlock - 1) / kFillBlock * kFillBlock, ' ');
+  return line;
 }
 
 }  // namespace vantry

@@ -41,16 +41,26 @@ void ScanCycle::Timer1Tick() {
   c_.view.SetStatus("");
 }
 
-// Local time goes back an hour once a year, and whenever somebody sets the clock: the sites would rest for that long.
+// Local time goes back an hour once a year, and whenever somebody sets the clock. What is measured by it would wait
+// that much longer: the sites' next scans and look-ups, the end of visits, the exceptions for an empty site.
 void ScanCycle::AllowForClockSetBack() {
   const WallTime now = c_.clock.Now();
+  const SteadyTime steady = c_.clock.Steady();
   const int64_t back = last_tick_.s - now.s;
+  const int64_t since_tick = std::max<int64_t>((steady.ms - last_tick_steady_.ms) / 1000, 0) + 1;
   last_tick_ = now;
+  last_tick_steady_ = steady;
   if (back <= 0) return;
   for (SiteRec& site : t_.Sites) {
-    site.LastScanTime.s -= back;
-    site.LastLookupTime.s -= back;
+    for (WallTime* time : {&site.LastScanTime, &site.LastLookupTime, &site.ExLastLowCheck, &site.ExLastHighCheck}) {
+      time->s -= back;
+    }
   }
+  t_.Visitors.ForEach([&](int32_t, VisitorRec& v) {
+    // A view counted since the clock went back has the new time already.
+    const bool new_time = v.LastClock <= now && v.LastClock.s >= now.s - since_tick;
+    if (!new_time) v.LastClock.s -= back;
+  });
 }
 
 // A period that runs over midnight never begins: its start is later than its end.
@@ -255,20 +265,19 @@ Status ScanCycle::ReadLines(int16_t n, LineReader& reader) {
   int blank_lines = 0, lines = 0;
   SteadyTime last_yield = c_.clock.Steady();
   const bool unix_lines = t_.Site(n).Unix;
-  // A text line asked for at the end of a file is a failure; the block reader of Unix files gives an empty line there.
-  if (!reader.Next() && (!reader.Error().ok() || !unix_lines)) {
-    return reader.Error().ok() ? Status::Error(Fail::kIo, "Input past end of file") : reader.Error();
+  if (!reader.Next()) {
+    // Reading a line at the end of a file fails. Of Unix files only an empty one does; elsewhere the line is empty.
+    if (!reader.Error().ok()) return reader.Error();
+    if (!unix_lines || reader.Position() == 0) return Status::Error(Fail::kIo, "Input past end of file");
   }
   for (;;) {
-    const bool last = blank_lines == 50 || reader.AtEnd();
-    if (!reader.Error().ok()) return reader.Error();
-    const std::string_view line = reader.Line();
-    if (last) {
+    if (blank_lines == 50 || reader.AtEnd()) {
       // Processed whatever it holds, and before the position has moved: the next scan reads this line again, whole.
-      t_.Hit.CurLine = line;
-      hits_.SplitLine(line, n);
+      t_.Hit.CurLine = reader.FilledLine();
+      hits_.SplitLine(t_.Hit.CurLine, n);
       return Status::Ok();
     }
+    const std::string_view line = reader.Line();
     blank_lines = line.empty() ? blank_lines + 1 : 0;
     t_.Hit.CurPos = reader.Position() + 1;
     if (!line.empty() && line.front() == '#') {
@@ -283,10 +292,7 @@ Status ScanCycle::ReadLines(int16_t n, LineReader& reader) {
       Yield(last_yield);
       if (t_.Closing) return Status::Ok();
     }
-    if (!reader.Next()) {
-      // The file was cut short between the look ahead and the read.
-      return reader.Error().ok() ? Status::Error(Fail::kIo, "Input past end of file") : reader.Error();
-    }
+    if (!reader.Next()) return reader.Error();
   }
 }
 

@@ -68,6 +68,7 @@ class ScanCycle {
   Lifecycle lifecycle_;
   HitProcessor hits_;
   WallTime last_tick_;
+  SteadyTime last_tick_steady_;
   std::vector<char> buffer_;  // The line reader's working space, kept from scan to scan.
 };
 

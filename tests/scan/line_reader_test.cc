@@ -90,14 +90,76 @@ TEST(LineReader, LongLineCountsWithItsStartAndTheNextOneIsWhole) {
   }
 }
 
-TEST(LineReader, SeesWhatIsAddedWhileItReads) {
-  Opened o("a\nb");
+TEST(LineReader, LineWithoutAnEndIsTheLastWhateverIsAddedMeanwhile) {
+  Opened o("a\nhalf");
+  int reads = 0;
+  o.files.fails = [&](const std::string& call) {
+    // Behind the block, and behind the read that found nothing more.
+    if (call == "readat /log" && ++reads >= 3) o.files.entries["/log"]->bytes += " whole\nc\n";
+    return false;
+  };
+  LineReader reader(*o.file, true, 0, o.buffer);
+  ASSERT_TRUE(reader.Next());
+  EXPECT_FALSE(reader.AtEnd());
+  ASSERT_TRUE(reader.Next());
+  EXPECT_EQ(reader.Line(), "half");
+  o.files.entries["/log"]->bytes += " whole\nc\n";
+  EXPECT_TRUE(reader.AtEnd());
+  EXPECT_EQ(reader.Line(), "half");
+  EXPECT_FALSE(reader.Next());
+  EXPECT_TRUE(reader.Error().ok());
+  EXPECT_EQ(reads, 2);
+}
+
+TEST(LineReader, SeesWhatIsAddedBeforeItsLastLook) {
+  Opened o("a\n");
+  int reads = 0;
+  o.files.fails = [&](const std::string& call) {
+    if (call == "readat /log" && ++reads == 2) o.files.entries["/log"]->bytes += "b";
+    return false;
+  };
   LineReader reader(*o.file, false, 0, o.buffer);
   ASSERT_TRUE(reader.Next());
-  ASSERT_TRUE(reader.Next());
-  EXPECT_TRUE(reader.AtEnd());
-  o.files.entries["/log"]->bytes += "\nc\n";
   EXPECT_FALSE(reader.AtEnd());
+  ASSERT_TRUE(reader.Next());
+  EXPECT_EQ(reader.Line(), "b");
+  EXPECT_TRUE(reader.AtEnd());
+}
+
+// Reads the line at `start` in blocks of 256 characters, each filled with blanks before.
+std::string LineOfBlocks(const std::string& bytes, size_t start) {
+  std::string line;
+  for (size_t at = start; at < bytes.size(); at += 256) {
+    std::string block(256, ' ');
+    bytes.copy(block.data(), 256, at);
+    const size_t end = block.find('\n');
+    line += block.substr(0, end);
+    if (end != std::string::npos) break;
+  }
+  return line;
+}
+
+TEST(LineReader, FilledLineIsTheOneThatBlocksGive) {
+  for (const std::string before : {"", "x\n", "0123456789\n"}) {
+    for (const size_t size : {0, 1, 11, 255, 256, 257, 511, 512, 513, 65'535, 65'536}) {
+      for (const std::string end : {"", "\n", "\r\n"}) {
+        const std::string bytes = before + std::string(size, 'y') + end;
+        if (size + end.size() == 0) continue;
+        Opened o(bytes);
+        LineReader reader(*o.file, true, static_cast<int64_t>(before.size()), o.buffer);
+        ASSERT_TRUE(reader.Next());
+        EXPECT_TRUE(reader.AtEnd());
+        EXPECT_EQ(reader.FilledLine(), LineOfBlocks(bytes, before.size()).substr(0, LineReader::kMaxLine)) << size;
+      }
+    }
+  }
+}
+
+TEST(LineReader, OnlyUnixLinesAreFilled) {
+  Opened o("half");
+  LineReader reader(*o.file, false, 0, o.buffer);
+  ASSERT_TRUE(reader.Next());
+  EXPECT_EQ(reader.FilledLine(), "half");
 }
 
 TEST(LineReader, FailureIsToldAndEndsTheReading) {

@@ -37,30 +37,97 @@ TEST(ScanSite, LineThatWasStillBeingWrittenIsSeenAgainWhole) {
   EXPECT_EQ(rig.t.Visitors.Count(), 2);
 }
 
-TEST(ScanSite, EmptyLogFailsQuietlyAndIsTriedAgain) {
-  ScanRig rig;
-  rig.AddSite().Unix = false;
-  rig.files.Put("/logs/access.log", "");
-  EXPECT_FALSE(rig.Scan());
-  ASSERT_EQ(rig.t.TraceGrid.RowCount(), 1u);
-  EXPECT_EQ(rig.t.TraceGrid.Row(0).text, "ERROR:Input past end of file");
-  EXPECT_FALSE(rig.t.Site(1).Paused);
-  EXPECT_FALSE(rig.t.ScanInProgress);
-  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 2));
-  EXPECT_TRUE(rig.Scan());
-  EXPECT_EQ(rig.t.Visitors.Count(), 1);
+// What a half-written line lacks is empty, not the line before: no page, so no visitor.
+TEST(ScanSite, HalfAUnixLineAtTheEndMakesNoVisitor) {
+  const std::string fields = "#Fields: date time c-ip cs-uri-stem sc-status cs(user-agent)\n";
+  const std::string w3c = "2026-03-05 11:00:00 10.0.0.1 /a.htm 200 Spider\n";
+  struct Case {
+    LogType type;
+    std::string whole, half, rest;
+  };
+  for (const Case& c :
+       {Case{LogType::kNCSA, ScanRig::NcsaLines(1, 2), "10.0.0.2 - -",
+             ScanRig::Ncsa("10.0.0.2", "11:00:02", "/b.htm").substr(12) + "\n"},
+        Case{LogType::kNCSA, ScanRig::NcsaLines(1, 2), "10.0.0.2 - - [05/Mar/2026:11:00:02 +0000] \"GET",
+             " /b.htm HTTP/1.0\" 200 512 \"-\" \"Browser/1.0\"\n"},
+        Case{LogType::kW3C, fields + w3c, "2026-03-05 11:00:02 10.0.0.2", " /b.htm 404 Browser/1.0\n"}}) {
+    ScanRig rig;
+    SiteRec& site = rig.AddSite(c.type);
+    site.Unix = true;
+    rig.files.Put("/logs/access.log", c.whole + c.half);
+    EXPECT_TRUE(rig.Scan());
+    EXPECT_NE(rig.Visitor("10.0.0.1"), nullptr) << c.half;
+    EXPECT_EQ(rig.Visitor("10.0.0.2"), nullptr) << c.half;
+    rig.files.Put("/logs/access.log", c.whole + c.half + c.rest);
+    EXPECT_TRUE(rig.Scan());
+    ASSERT_NE(rig.Visitor("10.0.0.2"), nullptr) << c.half;
+    EXPECT_EQ(rig.Visitor("10.0.0.2")->Page, "b.htm");
+    EXPECT_FALSE(rig.Visitor("10.0.0.2")->IsSpider);
+    EXPECT_EQ(FormatTime(SecondOfDay(rig.Visitor("10.0.0.2")->StartTime)), "11:00:02");
+  }
 }
 
-TEST(ScanSite, EmptyUnixLogIsReadToItsEnd) {
+// The page is four fields behind the user name. A piece that leaves less room for blanks in its last block, or none,
+// lacks the page, which keeps the text of the line before.
+TEST(ScanSite, HalfAUnixLineThatFillsItsBlockKeepsThePageOfTheLineBefore) {
+  for (const size_t size : {252, 253, 255, 256, 257, 508, 509, 512, 513}) {
+    ScanRig rig;
+    rig.AddSite();
+    const std::string half = "10.0.0.2 - ";
+    rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 2) + half + std::string(size - half.size(), 'u'));
+    rig.Scan();
+    const size_t blanks = (256 - size % 256) % 256;
+    EXPECT_EQ(rig.Visitor("10.0.0.2") != nullptr, blanks < 4) << size;
+  }
+}
+
+// In the other line ends a line is what was written of it.
+TEST(ScanSite, HalfATextLineKeepsTheFieldsOfTheLineBefore) {
   ScanRig rig;
-  rig.AddSite();
-  rig.files.Put("/logs/access.log", "");
-  EXPECT_TRUE(rig.Scan());
-  EXPECT_EQ(rig.t.Visitors.Count(), 0);
-  EXPECT_EQ(rig.t.Site(1).LastReadPos, 0);
-  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 3));
-  EXPECT_TRUE(rig.Scan());
-  EXPECT_EQ(rig.t.Visitors.Count(), 2);
+  rig.AddSite().Unix = false;
+  rig.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 2) + "10.0.0.2 - -");
+  rig.Scan();
+  ASSERT_NE(rig.Visitor("10.0.0.2"), nullptr);
+  EXPECT_EQ(rig.Visitor("10.0.0.2")->Page, "p.htm");
+}
+
+TEST(ScanSite, BytesThatArriveInsideAScanDoNotMakeHalfALineCount) {
+  for (const bool unix_lines : {false, true}) {
+    ScanRig rig;
+    rig.AddSite().Unix = unix_lines;
+    const std::string lines = ScanRig::NcsaLines(1, 2), line = ScanRig::Ncsa("10.0.0.2", "11:00:02", "/b.htm") + "\n";
+    rig.files.Put("/logs/access.log", lines + line.substr(0, 12));
+    int reads = 0;
+    rig.files.fails = [&](const std::string& call) {
+      if (call == "readat /logs/access.log" && ++reads == 3)
+        rig.files.entries["/logs/access.log"]->bytes = lines + line;
+      return false;
+    };
+    rig.Scan();
+    EXPECT_EQ(rig.t.Site(1).LastReadPos, static_cast<int64_t>(lines.size() + 1)) << "the half line is read again";
+  }
+}
+
+TEST(ScanSite, EmptyLogFailsQuietlyAndIsTriedAgain) {
+  for (const bool unix_lines : {false, true}) {
+    for (const LogType type : {LogType::kNCSA, LogType::kW3C, LogType::kISA}) {
+      ScanRig rig;
+      rig.AddSite(type).Unix = unix_lines;
+      rig.files.Put("/logs/access.log", "");
+      EXPECT_FALSE(rig.Scan());
+      EXPECT_FALSE(rig.Scan());
+      ASSERT_EQ(rig.t.TraceGrid.RowCount(), 2u);
+      EXPECT_EQ(rig.t.TraceGrid.Row(0).text, "ERROR:Input past end of file");
+      EXPECT_FALSE(rig.t.Site(1).Paused);
+      EXPECT_EQ(rig.program_log, "");
+      EXPECT_FALSE(rig.t.ScanInProgress);
+      rig.files.Put("/logs/access.log", type == LogType::kNCSA ? ScanRig::NcsaLines(1, 3)
+                                                               : "#Fields: date\ttime\tc-ip\tcs-uri\tcs-uri-stem\n");
+      EXPECT_TRUE(rig.Scan());
+      EXPECT_EQ(rig.t.Visitors.Count(), type == LogType::kNCSA ? 2 : 0);
+      EXPECT_FALSE(rig.t.Site(1).Paused);
+    }
+  }
 }
 
 TEST(ScanSite, FirstScanIsAnnouncedOnTheDesktopAlone) {

@@ -40,6 +40,48 @@ TEST_F(TickTest, ClockThatIsSetBackDoesNotStopTheScans) {
   EXPECT_EQ(rig.t.Site(1).ScanCount, 2);
 }
 
+TEST_F(TickTest, ClockThatIsSetBackDoesNotProlongVisits) {
+  rig.settings.InactivityMins = 1;
+  for (const int64_t back : {30, 300, 3600}) {
+    rig.t.Site(1).LastTime = {};
+    rig.t.Site(1).LastIP.clear();
+    rig.Ready(1, 2);
+    rig.Hit("10.0.0.7", "11:00:00", "/" + std::to_string(back) + ".htm");
+    rig.t.Site(1).Frequency = 1'000'000;
+    const int64_t since_view = 50;
+    rig.clock.Advance(since_view);
+    rig.scan.Timer1Tick();
+    rig.clock.now.s -= back;
+    rig.scan.Timer1Tick();
+    rig.scan.Timer2Tick();
+    EXPECT_NE(rig.Visitor("10.0.0.7"), nullptr) << back;
+    rig.clock.Advance(130 - since_view);
+    rig.scan.Timer2Tick();
+    EXPECT_EQ(rig.Visitor("10.0.0.7"), nullptr) << back;
+  }
+}
+
+TEST_F(TickTest, ViewCountedAfterTheClockWasSetBackKeepsItsTime) {
+  rig.t.Site(1).Frequency = 1'000'000;
+  rig.scan.Timer1Tick();
+  rig.clock.Advance(1);
+  rig.clock.now.s -= 3600;
+  rig.Ready(1, 2);
+  rig.Hit("10.0.0.7", "11:00:00", "/a.htm");
+  rig.clock.Advance(1);
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.Visitor("10.0.0.7")->LastClock.s, rig.clock.Now().s - 1);
+}
+
+TEST_F(TickTest, ClockThatIsSetBackDoesNotDelayTheExceptionsOfAnEmptySite) {
+  rig.t.Site(1).ExLastLowCheck = rig.t.Site(1).ExLastHighCheck = rig.clock.Now();
+  rig.scan.Timer1Tick();
+  rig.clock.now.s -= 3600;
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.t.Site(1).ExLastLowCheck, rig.clock.Now());
+  EXPECT_EQ(rig.t.Site(1).ExLastHighCheck, rig.clock.Now());
+}
+
 TEST_F(TickTest, FrequencyOfZeroScansAtEveryTick) {
   rig.t.Site(1).Frequency = 0;
   for (int i = 0; i < 3; ++i) {
@@ -130,7 +172,8 @@ TEST_F(TickTest, RolloverRunsOnceInTheMinute0001) {
   rig.t.exGrid.AddRow("1:x");
   for (SiteRec& site : rig.t.Sites) site.TodayAlerts = site.TodayDownloads = site.PeakToday = 5;
   rig.history.on_summaries = [&] {
-    for (const SiteRec& site : rig.t.Sites) EXPECT_EQ(site.TodayAlerts, 5) << "all days are stored before any is cleared";
+    for (const SiteRec& site : rig.t.Sites)
+      EXPECT_EQ(site.TodayAlerts, 5) << "all days are stored before any is cleared";
   };
   const Day today = rig.t.Today;
   rig.t.Site(2).Paused = true;   // Its scan would take a new peak at once.
