@@ -6,9 +6,12 @@ import sys
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-OUTSIDE = re.compile(r"\s*#\s*include\s*<((?:Q|curl|ares|lmdb|systemd)[^>]*)>")
+ANGLED = re.compile(r"\s*#\s*include\s*<([^>]*)>")
+STANDARD = re.compile(r"[a-z_]+$")  # Headers of standard C++ have neither a folder nor an ending.
+LIBRARY = re.compile(r"Q|curl/|ares|lmdb|systemd/")
 INSIDE = re.compile(r'\s*#\s*include\s*"([^"/]+)/[^"]*"')
-MAY_USE_OUTSIDE = {"platform", "desktop", "app"}
+MAY_USE_LIBRARIES = {"platform", "desktop", "app"}
+MAY_USE_THE_SYSTEM = {*MAY_USE_LIBRARIES, "ctl"}
 
 
 def read_layers(path):
@@ -22,14 +25,20 @@ def read_layers(path):
     return layers
 
 
+def may_include(folder, header):
+    if STANDARD.match(header):
+        return True
+    return folder in (MAY_USE_LIBRARIES if LIBRARY.match(header) else MAY_USE_THE_SYSTEM)
+
+
 def check_file(path, root, layers):
     folder = path.relative_to(root / "src").parts[0]
     for number, line in enumerate(path.read_text(errors="replace").splitlines(), 1):
-        inside, outside = INSIDE.match(line), OUTSIDE.match(line)
+        inside, angled = INSIDE.match(line), ANGLED.match(line)
         if inside and inside[1] not in layers[folder]:
             yield f"{path.relative_to(root)}:{number}: {folder} may not include {inside[1]}/"
-        if outside and folder not in MAY_USE_OUTSIDE:
-            yield f"{path.relative_to(root)}:{number}: {folder} may not include <{outside[1]}>"
+        if angled and not may_include(folder, angled[1]):
+            yield f"{path.relative_to(root)}:{number}: {folder} may not include <{angled[1]}>"
 
 
 def check_sources(root):
