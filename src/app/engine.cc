@@ -10,23 +10,7 @@ namespace {
 
 constexpr char kSettings[] = "Settings";
 constexpr int64_t kCloseAgainMs = 100;
-
-// What can't be understood closes rather than opens.
-WebSecurity ReadSecurity(KeyStore& store, std::vector<std::string>& problems) {
-  WebSecurity security;
-  security.bind_address = ReadRegistryValue(store, "Security", "BindAddress", "");
-  const std::string from = ReadRegistryValue(store, "Security", "ControlFrom", "");
-  if (!from.empty()) {
-    for (const std::string_view pattern : Split(from, ';')) security.control_from.emplace_back(Trim(pattern));
-  }
-  const std::string escape = ReadRegistryValue(store, "Security", "EscapeHTML", "False");
-  security.escape_html = ParseBool(escape).value_or(true);
-  if (!ParseBool(escape)) {
-    problems.push_back("registry.ini: EscapeHTML is \"" + escape +
-                       "\", which is neither True nor False. True is taken.");
-  }
-  return security;
-}
+constexpr int kMaxCopies = 9;
 
 }  // namespace
 
@@ -38,27 +22,28 @@ std::string AppVersion() {
 Engine::Engine(EnginePorts ports, EngineOptions options)
     : ports_(ports),
       options_(std::move(options)),
-      registry_(ports_.files, options_.app_path + "registry.ini"),
+      files_(ports.files),
+      registry_(files_, options_.app_path + "registry.ini"),
+      security_(ReadSecurity(registry_, problems_)),
       log_(t_, options_.regional, LogOutlets()),
-      sms_({settings_, options_.regional, ports_.clock, ports_.files, log_, ports_.sms, AppVersion()}),
+      sms_({settings_, options_.regional, ports_.clock, files_, log_, ports_.sms, AppVersion()}),
       mail_({t_, settings_, log_, ports_.clock, view_, ports_.mail, sms_}),
       history_({t_, settings_.DDFPath, log_, ports_.clock, registry_, exceptions_, ports_.data_files, ports_.index}),
-      alert_context_{t_,    settings_,       options_.regional, log_,  ports_.clock, ports_.files, ports_.notices,
+      alert_context_{t_,    settings_,       options_.regional, log_,  ports_.clock, files_, ports_.notices,
                      view_, ports_.programs, history_,          mail_, sms_},
       exceptions_(alert_context_, [this](int16_t place) { return ExceptionNumberAt(place); }),
       alerts_(alert_context_),
       names_(scan_context_, ports_.resolver),
       automation_(
           {t_, settings_, log_, ports_.clock, ports_.bus, [this]() -> Interface& { return web_.SharedInterface(); }}),
-      scan_context_{
-          t_,    settings_,   options_.regional, log_,    ports_.clock, ports_.files, ports_.loop, ports_.notices,
-          view_, automation_, exceptions_,       alerts_, history_,     names_,       ftp_,        daily_},
+      scan_context_{t_,    settings_,   options_.regional, log_,    ports_.clock, files_, ports_.loop, ports_.notices,
+                    view_, automation_, exceptions_,       alerts_, history_,     names_, ftp_,        daily_},
       scan_(
           scan_context_, [this] { return timer1_->Enabled(); },
           [this](int16_t place) { return ExceptionNumberAt(place); }),
-      web_({t_, settings_, options_.regional, log_, ports_.clock, ports_.files, ports_.loop, ports_.listener, *this,
-            *this, history_, options_.app_path, AppVersion()},
-           ReadSecurity(registry_, problems_)),
+      web_({t_, settings_, options_.regional, log_, ports_.clock, files_, ports_.loop, ports_.listener, *this, *this,
+            history_, options_.app_path, AppVersion()},
+           security_),
       timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { scan_.Timer1Tick(); })),
       timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { scan_.Timer2Tick(); })),
       send_timer_(ports_.loop.NewTimer(MailQueue::kSendTimerMs, [this] { mail_.SendTimerTick(); })),
@@ -81,7 +66,7 @@ ProgramLogOutlets Engine::LogOutlets() {
 
 // What its folder or its disk does not take goes to the console: it may be about them.
 void Engine::AppendToProgramLog(std::string_view bytes) {
-  const Status status = ports_.files.Append(settings_.DDFPath + "TRL.LOG", bytes);
+  const Status status = files_.Append(settings_.DDFPath + "TRL.LOG", bytes);
   const std::string_view text = bytes.substr(0, bytes.rfind("\r\n"));
   if (!status.ok() && !text.empty()) ports_.notices.Tell(std::string(text) + " (" + status.text + ")");
 }
@@ -96,8 +81,8 @@ bool Engine::Main() {
   log_.Guard("Main", [&] {
     InitEngine();
     t_.Sites.clear();
-    if (const auto problem = ReadINI(ports_.files, options_.app_path, options_.regional, t_)) {
-      KeepUnreadSites(*problem);
+    if (const Status status = ReadINI(files_, options_.app_path, options_.regional, t_); !status.ok()) {
+      KeepUnreadSites(status);
     }
     t_.TimeBias = ports_.clock.UtcOffset();
     running = LoadWindow();
@@ -106,23 +91,45 @@ bool Engine::Main() {
   return running;
 }
 
-// The site file is written from what was read, so what stands behind a bad line would be gone with the first write.
-void Engine::KeepUnreadSites(const std::string& problem) {
-  const std::string path = options_.app_path + "VANTRY.INI", copy = path + ".unread";
+// The site file is written from what was read, so what follows a bad line would be gone with the first write.
+void Engine::KeepUnreadSites(const Status& status) {
+  const std::string path = options_.app_path + "VANTRY.INI";
+  if (status.fail != Fail::kBadData) {
+    problems_.push_back("No site is watched: " + status.text + ". The file is left as it is.");
+    return;
+  }
   std::string bytes;
-  const bool kept = ports_.files.Read(path, bytes).ok() && ports_.files.Replace(copy, bytes).ok();
-  problems_.push_back(problem + (kept ? " The file as it was is kept as " + copy + "." : std::string()));
+  const std::string copy = files_.Read(path, bytes).ok() ? KeepCopy(path, bytes) : std::string();
+  site_file_kept_ = !copy.empty();
+  problems_.push_back(status.text + (site_file_kept_ ? " The file as it was is kept as " + copy + "."
+                                                     : " It can't be copied, so no change of a site will be saved."));
+}
+
+// Keeps the bytes beside the file under the first name that is free or holds them already, and returns that name. Empty
+// when all names are taken or the disk refuses.
+std::string Engine::KeepCopy(const std::string& path, const std::string& bytes) {
+  for (int n = 1; n <= kMaxCopies; ++n) {
+    const std::string copy = path + ".unread" + (n == 1 ? "" : std::to_string(n));
+    std::string there;
+    const Status status = files_.Read(copy, there);
+    if (status.ok() && there == bytes) return copy;
+    if (status.fail == Fail::kNotFound) return files_.Replace(copy, bytes).ok() ? copy : std::string();
+  }
+  return {};
 }
 
 void Engine::InitEngine() {
   ReadRegistry();
   ChooseDataFolder();
   t_.Today = DayOf(ports_.clock.Now());
-  ReadRobotsCache(ports_.files, settings_.DDFPath, t_);
-  proxy_ = ReadProxy(registry_, options_.http_proxy);
-  if (const auto problem = ReadSettingsINI(ports_.files, options_.app_path, settings_, t_.Countries)) {
-    problems_.push_back(*problem);
+  if (const Status status = ReadRobotsCache(files_, settings_.DDFPath, t_); !status.ok()) {
+    problems_.push_back(status.text + ". It is left as it is, and what is learnt about spiders will not be saved.");
   }
+  proxy_ = ReadProxy(registry_, options_.http_proxy);
+  for (std::string& problem : ReadSettingsINI(files_, options_.app_path, settings_, t_.Countries)) {
+    problems_.push_back(std::move(problem));
+  }
+  if (std::string warning = EmptyLoginWarning(settings_); !warning.empty()) problems_.push_back(std::move(warning));
 }
 
 void Engine::ReadRegistry() {
@@ -141,7 +148,7 @@ void Engine::ChooseDataFolder() {
   }
   settings_.DDFPath = WithSeparator(settings_.DDFPath);
   for (const std::string& folder : {settings_.DDFPath, settings_.DDFPath + "Temp/"}) {
-    if (const Status status = ports_.files.MakeFolder(folder); !status.ok()) {
+    if (const Status status = files_.MakeFolder(folder); !status.ok()) {
       problems_.push_back("The data folder can't be made: " + status.text +
                           ". Logs and history are lost until it is there.");
       break;
@@ -218,6 +225,18 @@ void Engine::SaveRegistry() {
   save("ShowTraceView", std::string(BoolText(t_.ShowTraceView)));
 }
 
+void Engine::SaveSites() {
+  const bool saved = log_.Guard("Engine.WriteINI", [this] {
+    if (!site_file_kept_) return Status::Error(Fail::kRefused, "VANTRY.INI was not read in full and is left as it is");
+    return WriteINI(files_, options_.app_path, options_.regional, t_);
+  });
+  if (saved) return;
+  // The program log may lie on the same full disk.
+  ports_.notices.Tell(
+      "The sites and their read positions could not be saved in " + options_.app_path +
+      "VANTRY.INI; the file before stands. Make room or access there; the next start reads on from it.");
+}
+
 void Engine::SendLoginMail(const std::string& to, const std::string& text) {
   mail_.SendMailNow(to, text, "", false);
 }
@@ -240,15 +259,8 @@ void Engine::Closing() {
   web_.CloseConnections();
   automation_.Close();
   WriteRegistryValue(registry_, kSettings, "ServiceRunning", "False");
-  const bool saved = log_.Guard("Engine.WriteINI",
-                                [this] { return WriteINI(ports_.files, options_.app_path, options_.regional, t_); });
-  // The program log may lie on the same full disk.
-  if (!saved) {
-    ports_.notices.Tell(
-        "The sites and their read positions could not be saved in " + options_.app_path +
-        "VANTRY.INI; the file before stands. Make room or access there; the next start reads on from it.");
-  }
-  log_.Guard("WriteRobotsCache", [this] { return WriteRobotsCache(ports_.files, settings_.DDFPath, t_); });
+  SaveSites();
+  log_.Guard("WriteRobotsCache", [this] { return WriteRobotsCache(files_, settings_.DDFPath, t_); });
   // Before what may take half a minute: nothing is lost to whoever ends the program the hard way meanwhile.
   history_.FlushAll();
   mail_.Close();

@@ -11,8 +11,10 @@
 #include "alerts/alerts.h"
 #include "alerts/exceptions.h"
 #include "app/absent_parts.h"
+#include "app/doors.h"
 #include "config/registry_store.h"
 #include "config/settings.h"
+#include "config/unread_guard.h"
 #include "core/program_log.h"
 #include "core/regional.h"
 #include "core/tables.h"
@@ -96,16 +98,20 @@ class Engine final : public RemoteControl, public LoginMailer {
   const std::optional<Proxy>& SystemProxy() const { return proxy_; }
   // Why the listener does not listen; empty when it does.
   const std::string& ListenProblem() const { return listen_problem_; }
+  // One line: who may look and who may steer.
+  std::string Doors() const { return DescribeDoors(security_, settings_); }
 
  private:
   void InitEngine();
   void ReadRegistry();
   void ChooseDataFolder();
-  void KeepUnreadSites(const std::string& problem);
+  void KeepUnreadSites(const Status& status);
+  std::string KeepCopy(const std::string& path, const std::string& bytes);
   bool LoadWindow();
   void ShowFirstView();
   void StaggerSites();
   void StartTimersAndListener();
+  void SaveSites();
   void SaveRegistry();
   ProgramLogOutlets LogOutlets();
   void AppendToProgramLog(std::string_view bytes);
@@ -113,14 +119,16 @@ class Engine final : public RemoteControl, public LoginMailer {
 
   EnginePorts ports_;
   EngineOptions options_;
+  std::vector<std::string> problems_;  // Found before it is known that this instance runs; told then.
   LiveTables t_;
   Settings settings_;
+  UnreadGuard files_;
   RegistryFile registry_;
+  WebSecurity security_;
   ProgramLog log_;
   std::optional<Proxy> proxy_;
+  bool site_file_kept_ = true;  // False when VANTRY.INI holds lines that are nowhere else.
   std::string listen_problem_;
-  std::vector<std::string> problems_;  // Found before it is known that this instance runs; told then.
-
   NoWindow view_;
   SmsQueue sms_;
   MailQueue mail_;

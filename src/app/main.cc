@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <string>
 
+#include "app/command_line.h"
 #include "app/engine.h"
 #include "config/value_forms.h"
 #include "core/text.h"
@@ -41,12 +42,6 @@ std::string AppPath() {
   return vantry::WithSeparator(error ? home : whole);
 }
 
-std::string CommandText(int argc, char** argv) {
-  std::string text;
-  for (int i = 1; i < argc; ++i) text += (i > 1 ? " " : "") + std::string(argv[i]);
-  return vantry::Upper(vantry::Trim(text));
-}
-
 int BusRetryMs(vantry::RegistryFile& registry) {
   const int32_t seconds = vantry::LeadingNumber(ReadRegistryValue(registry, "Automation", "RetrySeconds", "60"));
   return std::clamp(seconds, 1, 86'400) * 1'000;
@@ -55,6 +50,13 @@ int BusRetryMs(vantry::RegistryFile& registry) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  vantry::IgnoreSignals();
+  const vantry::CommandLine command =
+      vantry::ReadCommandLine({argv + std::min(argc, 1), argv + argc}, vantry::AppVersion());
+  if (command.exit_code) {
+    std::fputs(command.answer.c_str(), *command.exit_code == 0 ? stdout : stderr);
+    return *command.exit_code;
+  }
   QCoreApplication application(argc, argv);
   vantry::ConsoleNotices notices(!Environment("JOURNAL_STREAM").empty());
   vantry::PosixFiles files;
@@ -87,9 +89,8 @@ int main(int argc, char** argv) {
     }
     return status.ok();
   };
-  vantry::Engine engine(
-      {clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus},
-      {app_path, CommandText(argc, argv), vantry::ReadRegional(registry), Environment("http_proxy"), acquire});
+  vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus},
+                        {app_path, command.text, vantry::ReadRegional(registry), Environment("http_proxy"), acquire});
   vantry::StopSignals signals([&engine] { engine.Closing(); });
   if (!engine.Main()) return result;
   if (!resolver.Problem().empty()) {
@@ -101,6 +102,7 @@ int main(int argc, char** argv) {
     std::printf("Vantry %s is watching %d site(s). Open http://%s%s%s:%d/ in a browser.\n",
                 vantry::AppVersion().c_str(), engine.Tables().SiteCount(), v6 ? "[" : "", address.c_str(),
                 v6 ? "]" : "", engine.GetSettings().WebAccessPort);
+    std::printf("%s\n", engine.Doors().c_str());
     std::fflush(stdout);
   }
   return QCoreApplication::exec();

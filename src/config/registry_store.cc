@@ -20,120 +20,113 @@ std::optional<Proxy> ParseProxy(std::string_view server) {
   return Proxy{std::string(server.substr(0, colon)), LeadingNumber(server.substr(colon + 1))};
 }
 
+// What stands before the first section is no section to ask for.
+RegistrySection* Find(std::vector<RegistrySection>& sections, std::string_view name) {
+  return name.empty() ? nullptr : FindSection(sections, name);
+}
+
 }  // namespace
 
-Status RegistryFile::Load(std::vector<Section>& sections) {
+Status RegistryFile::Load(std::vector<RegistrySection>& sections) {
   std::string bytes;
   const Status status = files_.Read(path_, bytes);
   if (status.fail == Fail::kNotFound) return Status::Ok();
   if (!status.ok()) return status;
-  std::string current;
-  for (const std::string_view raw : TextLines(bytes)) {
-    const std::string_view line = Trim(raw);
-    if (line.size() > 2 && line.front() == '[' && line.back() == ']') {
-      current = line.substr(1, line.size() - 2);
-      if (!Find(sections, current)) sections.push_back({current, {}});
-    } else if (const size_t at = line.find('='); at != std::string_view::npos && !current.empty()) {
-      Find(sections, current)->values.emplace_back(Trim(line.substr(0, at)), Trim(line.substr(at + 1)));
-    }
-  }
+  sections = ParseRegistry(bytes);
   return Status::Ok();
 }
 
-Status RegistryFile::Save(const std::vector<Section>& sections) {
-  std::string out;
-  for (const Section& section : sections) {
-    out += "[" + section.name + "]\n";
-    for (const auto& [name, value] : section.values) out += name + "=" + value + "\n";
-    out += "\n";
-  }
-  return files_.Replace(path_, out);
+Status RegistryFile::Save(std::vector<RegistrySection> sections) {
+  return files_.Replace(path_, FormatRegistry(std::move(sections)));
 }
 
-RegistryFile::Section* RegistryFile::Find(std::vector<Section>& sections, const std::string& name) {
-  for (Section& section : sections) {
-    if (EqualsNoCase(section.name, name)) return &section;
-  }
-  return nullptr;
+std::vector<std::string> RegistryFile::FindSecurityDamage(std::span<const std::string_view> known) {
+  std::string bytes;
+  const Status status = files_.Read(path_, bytes);
+  if (status.fail == Fail::kNotFound) return {};
+  if (!status.ok()) return {"it can't be read (" + status.text + ")"};
+  return SecurityDamage(bytes, known);
 }
 
 std::optional<std::string> RegistryFile::Get(const std::string& section, const std::string& name) {
-  std::vector<Section> sections;
+  std::vector<RegistrySection> sections;
   if (!Load(sections).ok()) return std::nullopt;
-  if (const Section* s = Find(sections, section)) {
-    for (const auto& [n, value] : s->values) {
-      if (EqualsNoCase(n, name)) return value;
+  if (const RegistrySection* s = Find(sections, section)) {
+    for (const RegistryLine& line : s->lines) {
+      if (line.readable && EqualsNoCase(line.name, name)) return line.value;
     }
   }
   return std::nullopt;
 }
 
 Status RegistryFile::Set(const std::string& section, const std::string& name, const std::string& value) {
-  std::vector<Section> sections;
+  std::vector<RegistrySection> sections;
   // Without a section line of its own the value would fall to the section before it.
   if (section.empty()) return Status::Error(Fail::kBadData, "a section needs a name");
   // A store that can't be read is not overwritten: its other values would be lost.
   if (const Status status = Load(sections); !status.ok()) return status;
-  Section* s = Find(sections, section);
-  if (!s) s = &sections.emplace_back(Section{OneLine(section), {}});
+  RegistrySection* s = Find(sections, section);
+  if (!s) s = &sections.emplace_back(RegistrySection{OneLine(section), {}});
   const std::string text = OneLine(value);
-  for (auto& [n, v] : s->values) {
-    if (!EqualsNoCase(n, name)) continue;
-    if (v == text) return Status::Ok();
-    v = text;
-    return Save(sections);
+  for (RegistryLine& line : s->lines) {
+    if (!line.readable || !EqualsNoCase(line.name, name)) continue;
+    if (line.value == text) return Status::Ok();
+    line.value = text;
+    return Save(std::move(sections));
   }
-  s->values.emplace_back(OneLine(name), text);
-  return Save(sections);
+  s->lines.push_back({OneLine(name), text, true});
+  return Save(std::move(sections));
 }
 
 Status RegistryFile::DeleteValue(const std::string& section, const std::string& name) {
-  std::vector<Section> sections;
+  std::vector<RegistrySection> sections;
   if (const Status status = Load(sections); !status.ok()) return status;
-  if (Section* s = Find(sections, section)) {
-    std::erase_if(s->values, [&](const auto& pair) { return EqualsNoCase(pair.first, name); });
+  if (RegistrySection* s = Find(sections, section)) {
+    std::erase_if(s->lines, [&](const RegistryLine& line) { return line.readable && EqualsNoCase(line.name, name); });
   }
-  return Save(sections);
+  return Save(std::move(sections));
 }
 
 bool RegistryFile::SectionExists(const std::string& section) {
-  std::vector<Section> sections;
-  return Load(sections).ok() && Find(sections, section);
+  std::vector<RegistrySection> sections;
+  return Load(sections).ok() && Find(sections, section) != nullptr;
 }
 
 Status RegistryFile::CreateSection(const std::string& section) {
-  std::vector<Section> sections;
+  std::vector<RegistrySection> sections;
   if (const Status status = Load(sections); !status.ok()) return status;
   if (section.empty()) return Status::Error(Fail::kBadData, "a section needs a name");
   if (Find(sections, section)) return Status::Ok();
   sections.push_back({OneLine(section), {}});
-  return Save(sections);
+  return Save(std::move(sections));
 }
 
 Status RegistryFile::DeleteSection(const std::string& section) {
-  std::vector<Section> sections;
+  std::vector<RegistrySection> sections;
   if (const Status status = Load(sections); !status.ok()) return status;
-  std::erase_if(sections, [&](const Section& s) { return EqualsNoCase(s.name, section); });
-  return Save(sections);
+  std::erase_if(sections, [&](const RegistrySection& s) { return !section.empty() && EqualsNoCase(s.name, section); });
+  return Save(std::move(sections));
 }
 
 std::vector<std::string> RegistryFile::Names(const std::string& section) {
-  std::vector<Section> sections;
+  std::vector<RegistrySection> sections;
   std::vector<std::string> names;
   if (!Load(sections).ok()) return names;
-  if (const Section* s = Find(sections, section)) {
-    for (const auto& pair : s->values) names.push_back(pair.first);
+  if (const RegistrySection* s = Find(sections, section)) {
+    for (const RegistryLine& line : s->lines) {
+      if (line.readable) names.push_back(line.name);
+    }
   }
   return names;
 }
 
 std::vector<std::string> RegistryFile::Sections(const std::string& section) {
-  std::vector<Section> sections;
+  std::vector<RegistrySection> sections;
   std::vector<std::string> names;
   if (!Load(sections).ok()) return names;
   const std::string prefix = section.empty() ? "" : Lower(section) + "\\";
-  for (const Section& s : sections) {
-    if (!StartsWith(Lower(s.name), prefix)) continue;
+  for (const RegistrySection& s : sections) {
+    if (s.name.empty() || !StartsWith(Lower(s.name), prefix)) continue;
     const std::string below = s.name.substr(prefix.size());
     const std::string name = below.substr(0, below.find('\\'));
     if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);

@@ -4,17 +4,21 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "config/registry_text.h"
 #include "ports/files.h"
 #include "ports/key_store.h"
 
 namespace vantry {
 
 // Sections `[Name]` with `Name=value` lines. Names are matched without regard to case. Each change replaces the file as
-// a whole; each read looks at the file anew, so that an operator's edit counts at once.
+// a whole; each read looks at the file anew, so that an operator's edit counts at once. Lines of any other form are
+// kept where they are: comments, and what damage has made of a value.
 class RegistryFile final : public KeyStore {
  public:
   RegistryFile(Files& files, std::string path) : files_(files), path_(std::move(path)) {}
@@ -28,14 +32,12 @@ class RegistryFile final : public KeyStore {
   std::vector<std::string> Names(const std::string& section) override;
   std::vector<std::string> Sections(const std::string& section) override;
 
+  // As SecurityDamage of the file's text; a file that is there and can't be read is damaged too.
+  std::vector<std::string> FindSecurityDamage(std::span<const std::string_view> known);
+
  private:
-  struct Section {
-    std::string name;
-    std::vector<std::pair<std::string, std::string>> values;
-  };
-  Status Load(std::vector<Section>& sections);
-  Status Save(const std::vector<Section>& sections);
-  static Section* Find(std::vector<Section>& sections, const std::string& name);
+  Status Load(std::vector<RegistrySection>& sections);
+  Status Save(std::vector<RegistrySection> sections);
 
   Files& files_;
   std::string path_;

@@ -126,9 +126,16 @@ bool ReadOptional(Files& files, const std::string& path, std::string& bytes, std
   return status.ok();
 }
 
+std::string Place(const std::string& path, const ReadProblem& problem) {
+  return path + " line " + std::to_string(problem.line) + ": " + problem.text;
+}
+
 std::string Located(const std::string& path, const ReadProblem& problem) {
-  return path + " line " + std::to_string(problem.line) + ": " + problem.text +
-         ". What stands behind this line was not read.";
+  return Place(path, problem) + ". Nothing after this line was read.";
+}
+
+void TellLostLine(const std::string& path, std::string_view bytes, std::vector<std::string>& told) {
+  if (const auto lost = LostLastLine(bytes)) told.push_back(Place(path, *lost) + ". Add an empty line.");
 }
 
 }  // namespace
@@ -196,19 +203,25 @@ void ParseCountries(std::string_view bytes, std::vector<CountryEntry>& countries
   }
 }
 
-std::optional<std::string> ReadSettingsINI(Files& files, const std::string& app_path, Settings& settings,
-                                           std::vector<CountryEntry>& countries) {
+namespace {
+// Returns the failure that ended the reading; what else there is to tell goes to `told`.
+std::optional<std::string> ReadAll(Files& files, const std::string& app_path, Settings& settings,
+                                   std::vector<CountryEntry>& countries, std::vector<std::string>& told) {
   std::optional<std::string> problem;
   std::string bytes;
+  std::string path = app_path + "SETTINGS.INI";
   settings.Extension.clear();
-  if (ReadOptional(files, app_path + "SETTINGS.INI", bytes, problem)) {
-    if (const auto p = ParseSettings(bytes, settings)) return Located(app_path + "SETTINGS.INI", *p);
+  if (ReadOptional(files, path, bytes, problem)) {
+    if (const auto p = ParseSettings(bytes, settings)) return Located(path, *p);
+    TellLostLine(path, bytes, told);
   }
   if (problem) return problem;
   if (settings.Extension.empty()) settings.Extension = Settings::DefaultExtensions();
 
-  if (ReadOptional(files, app_path + "EXTYPES.INI", bytes, problem)) {
-    if (const auto p = ReadExTypes(bytes, settings.ExceptionTypes)) return Located(app_path + "EXTYPES.INI", *p);
+  path = app_path + "EXTYPES.INI";
+  if (ReadOptional(files, path, bytes, problem)) {
+    if (const auto p = ReadExTypes(bytes, settings.ExceptionTypes)) return Located(path, *p);
+    TellLostLine(path, bytes, told);
   } else if (!problem) {
     AddDefaultExTypes(settings.ExceptionTypes);
   }
@@ -218,6 +231,15 @@ std::optional<std::string> ReadSettingsINI(Files& files, const std::string& app_
   if (problem) return problem;
   if (ReadOptional(files, settings.DDFPath + "Countries.txt", bytes, problem)) ParseCountries(bytes, countries);
   return problem;
+}
+
+}  // namespace
+
+std::vector<std::string> ReadSettingsINI(Files& files, const std::string& app_path, Settings& settings,
+                                         std::vector<CountryEntry>& countries) {
+  std::vector<std::string> told;
+  if (auto problem = ReadAll(files, app_path, settings, countries, told)) told.push_back(std::move(*problem));
+  return told;
 }
 
 Status WriteSettingsINI(Files& files, const std::string& app_path, const Settings& settings) {

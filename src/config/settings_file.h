@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "config/settings.h"
 #include "config/value_forms.h"
@@ -22,10 +23,11 @@ void ParseSearchEngines(std::string_view bytes, Settings& settings);
 void ParseCountries(std::string_view bytes, std::vector<CountryEntry>& countries);
 
 // Reads SETTINGS.INI and EXTYPES.INI from the program folder, then the two text files from the data folder, in this
-// order. A file that is not there leaves its defaults. A problem ends the reading at once: what was read stays, and
-// neither later files nor the default extensions follow. The result is that problem with the file's path in front.
-std::optional<std::string> ReadSettingsINI(Files& files, const std::string& app_path, Settings& settings,
-                                           std::vector<CountryEntry>& countries);
+// order. A file that is not there leaves its defaults. A failure ends the reading at once: what was read stays, and
+// neither later files nor the default extensions follow. Returns what there is to tell, each with the file's path in
+// front: last lines that were not read, and the failure that ended the reading.
+std::vector<std::string> ReadSettingsINI(Files& files, const std::string& app_path, Settings& settings,
+                                         std::vector<CountryEntry>& countries);
 
 // Writes SETTINGS.INI, then EXTYPES.INI. The first failure ends the writing.
 Status WriteSettingsINI(Files& files, const std::string& app_path, const Settings& settings);

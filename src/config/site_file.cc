@@ -322,17 +322,21 @@ std::string FormatSites(const Regional& regional, LiveTables& tables) {
   return out;
 }
 
-std::optional<std::string> ReadINI(Files& files, const std::string& app_path, const Regional& regional,
-                                   LiveTables& tables) {
+Status ReadINI(Files& files, const std::string& app_path, const Regional& regional, LiveTables& tables) {
   const std::string path = app_path + "VANTRY.INI";
   std::string bytes;
   const Status status = files.Read(path, bytes);
-  if (status.fail == Fail::kNotFound) return std::nullopt;
-  if (!status.ok()) return status.text;
-  const auto problem = ParseSites(bytes, regional, tables);
-  if (!problem) return std::nullopt;
-  return path + " line " + std::to_string(problem->line) + ": " + problem->text +
-         ". What stands behind this line was not read.";
+  if (status.fail == Fail::kNotFound) return Status::Ok();
+  if (!status.ok()) return status;
+  auto problem = ParseSites(bytes, regional, tables);
+  std::string_view advice = ". Nothing after this line was read.";
+  if (!problem) {
+    problem = LostLastLine(bytes);
+    advice = ". Add an empty line; if the file was cut short, restore what followed.";
+  }
+  if (!problem) return Status::Ok();
+  return Status::Error(Fail::kBadData,
+                       path + " line " + std::to_string(problem->line) + ": " + problem->text + std::string(advice));
 }
 
 Status WriteINI(Files& files, const std::string& app_path, const Regional& regional, LiveTables& tables) {

@@ -19,10 +19,10 @@ std::optional<ReadProblem> ParseSites(std::string_view bytes, const Regional& re
 // period alone is written (and set) as not paused.
 std::string FormatSites(const Regional& regional, LiveTables& tables);
 
-// Reads VANTRY.INI from the program folder. A missing file is no problem. The result is what stopped the reading, with
-// file and line in front.
-std::optional<std::string> ReadINI(Files& files, const std::string& app_path, const Regional& regional,
-                                   LiveTables& tables);
+// Reads VANTRY.INI from the program folder. A missing file leaves the tables empty and is no failure. kBadData when the
+// file was read up to a line only: what was read stays, and the text names file and line. kIo when it could not be
+// opened.
+Status ReadINI(Files& files, const std::string& app_path, const Regional& regional, LiveTables& tables);
 
 // Writes VANTRY.INI as a whole, or removes it when no site is left to write.
 Status WriteINI(Files& files, const std::string& app_path, const Regional& regional, LiveTables& tables);

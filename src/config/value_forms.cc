@@ -40,6 +40,15 @@ std::vector<std::string_view> TextLines(std::string_view bytes) {
   return lines;
 }
 
+std::optional<ReadProblem> LostLastLine(std::string_view bytes) {
+  const auto lines = TextLines(bytes);
+  const std::string_view last = lines.empty() ? std::string_view() : Trim(lines.back());
+  if (last.empty()) return std::nullopt;
+  return ReadProblem{static_cast<int>(lines.size()), "the file does not end with an empty line, so its last line (" +
+                                                         std::string(last.substr(0, last.find('='))) +
+                                                         ") was not read"};
+}
+
 std::string OneLine(std::string text) {
   std::replace(text.begin(), text.end(), '\r', ' ');
   std::replace(text.begin(), text.end(), '\n', ' ');

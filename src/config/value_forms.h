@@ -41,6 +41,10 @@ struct ReadProblem {
   std::string text;
 };
 
+// What readers lose of a file that does not end with an empty line: they never process the last one. Empty when nothing
+// is lost. The text names the key and not the value, which may be a password.
+std::optional<ReadProblem> LostLastLine(std::string_view bytes);
+
 // A folder path that ends in a separator. Either separator is accepted; a missing one is added as "/".
 std::string WithSeparator(std::string folder);
 

@@ -106,18 +106,8 @@ Status CheckText(std::string_view what, std::string_view text) {
 
 // Everything that writing would lose must be known before.
 Status ReadAllSites(Files& files, const std::string& home, const Regional& regional, LiveTables& tables) {
-  if (const auto problem = ReadINI(files, home, regional, tables)) return Refuse(Printable(*problem));
-  std::string bytes;
-  const std::string path = home + "VANTRY.INI";
-  if (const Status status = files.Read(path, bytes); !status.ok()) {
-    return status.fail == Fail::kNotFound ? Status::Ok() : status;
-  }
-  // The last line of the file is never read.
-  const auto lines = TextLines(bytes);
-  if (!lines.empty() && !Trim(lines.back()).empty()) {
-    return Refuse(Printable(path) + " does not end with an empty line, so its last line would be lost. Add one.");
-  }
-  return Status::Ok();
+  const Status status = ReadINI(files, home, regional, tables);
+  return status.ok() ? status : Refuse(Printable(status.text));
 }
 
 }  // namespace

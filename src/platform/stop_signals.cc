@@ -15,8 +15,11 @@ struct StopSignals::Watch {
   QSocketNotifier notifier;
 };
 
+void IgnoreSignals() {
+  for (const int number : {SIGPIPE, SIGUSR1, SIGUSR2}) ::signal(number, SIG_IGN);
+}
+
 StopSignals::StopSignals(std::function<void()> stop) {
-  ::signal(SIGPIPE, SIG_IGN);
   sigset_t set;
   ::sigemptyset(&set);
   ::sigaddset(&set, SIGTERM);

@@ -5,8 +5,11 @@
 
 namespace vantry {
 
-// Delivers SIGTERM, SIGINT and SIGHUP as calls on the loop, and lets writes to closed sockets fail instead of ending
-// the process.
+// Keeps SIGPIPE, SIGUSR1 and SIGUSR2 from ending the process: a write to a closed socket fails instead, and the other
+// two have no meaning yet.
+void IgnoreSignals();
+
+// Delivers SIGTERM, SIGINT and SIGHUP as calls on the loop.
 class StopSignals {
  public:
   explicit StopSignals(std::function<void()> stop);

@@ -145,11 +145,13 @@ std::vector<UnknownAgent> ParseRobotsCache(std::string_view bytes) {
   return pairs;
 }
 
-void ReadRobotsCache(Files& files, const std::string& ddf_path, LiveTables& tables) {
+Status ReadRobotsCache(Files& files, const std::string& ddf_path, LiveTables& tables) {
   tables.UnknownAgents.clear();
   tables.UnknownAgentsDirty = false;
   std::string bytes;
-  if (files.Read(ddf_path + "robots.dat", bytes).ok()) tables.UnknownAgents = ParseRobotsCache(bytes);
+  Status status = files.Read(ddf_path + "robots.dat", bytes);
+  if (status.ok()) tables.UnknownAgents = ParseRobotsCache(bytes);
+  return status.fail == Fail::kNotFound ? Status::Ok() : status;
 }
 
 Status WriteRobotsCache(Files& files, const std::string& ddf_path, const LiveTables& tables) {

@@ -45,7 +45,7 @@ std::string Interface::ExtractLogEntriesToFile(std::string_view visitor_key, int
     const auto site = static_cast<int16_t>(number);
     const VisitorRec* v = t_.Visitors.Lookup(site, visitor_key.substr(colon + 1));
     if (!v) return Status::Ok();
-    return ExtractLogEntries(t_.Site(site), *v, c_.settings.DDFPath + "temp/", client_no, name);
+    return ExtractLogEntries(t_.Site(site), *v, c_.settings.DDFPath + "Temp/", client_no, name);
   });
   return name;
 }

@@ -136,6 +136,81 @@ TEST_F(EngineTest, ProblemsInFilesAreToldWithTheirLine) {
   EXPECT_EQ(files.Get("/home/VANTRY.INI.unread"), "[A]\r\nUnix=x\r\n\r\n") << "nothing behind the bad line is lost";
 }
 
+TEST_F(EngineTest, WhatCouldNotBeReadIsLeftAsItIs) {
+  const std::string sites = "[A]\r\nDomain=a.example\r\n\r\n", learnt = "10.0.0.1 LinkLooker/1\r\n";
+  files.Put("/home/VANTRY.INI", sites);
+  files.Put("/home/Data/robots.dat", learnt);
+  for (const char* path : {"/home/VANTRY.INI", "/home/Data/robots.dat"}) files.entries[path]->readable = false;
+  ASSERT_TRUE(Start());
+  EXPECT_EQ(engine->Tables().SiteCount(), 0);
+  ASSERT_EQ(notices.told.size(), 2u);
+  EXPECT_TRUE(StartsWith(notices.told[0], "/home/Data/robots.dat: Permission denied. It is left as it is"));
+  EXPECT_TRUE(StartsWith(notices.told[1], "No site is watched: /home/VANTRY.INI: Permission denied."));
+  engine->Tables().UnknownAgentsDirty = true;
+  engine->Closing();
+  EXPECT_EQ(files.Get("/home/VANTRY.INI"), sites);
+  EXPECT_EQ(files.Get("/home/Data/robots.dat"), learnt);
+  EXPECT_TRUE(
+      Contains(files.Get("/home/Data/TRL.LOG"), "could not be read (/home/VANTRY.INI: Permission denied) From"));
+}
+
+TEST_F(EngineTest, ASiteFileThatEndsInTheMiddleOfASiteIsToldAndKept) {
+  Sites(2);
+  const std::string whole = files.Get("/home/VANTRY.INI"), cut = whole.substr(0, whole.size() - 12);
+  files.Put("/home/VANTRY.INI", cut);
+  ASSERT_TRUE(Start());
+  ASSERT_EQ(notices.told.size(), 1u);
+  EXPECT_TRUE(Contains(notices.told[0],
+                       "VANTRY.INI line 15: the file does not end with an empty line, so its last "
+                       "line (Domain) was not read"))
+      << notices.told[0];
+  EXPECT_TRUE(Contains(notices.told[0], "kept as /home/VANTRY.INI.unread"));
+  engine->Closing();
+  EXPECT_EQ(files.Get("/home/VANTRY.INI.unread"), cut);
+
+  // Another damage later does not push the first copy out.
+  files.Put("/home/VANTRY.INI", "[B]\r\nUnix=x\r\n\r\n");
+  ASSERT_TRUE(Start());
+  engine->Closing();
+  EXPECT_EQ(files.Get("/home/VANTRY.INI.unread"), cut);
+  EXPECT_EQ(files.Get("/home/VANTRY.INI.unread2"), "[B]\r\nUnix=x\r\n\r\n");
+}
+
+TEST_F(EngineTest, ASiteFileThatCannotBeCopiedIsNotReplaced) {
+  const std::string bad = "[A]\r\nUnix=x\r\n\r\n";
+  files.Put("/home/VANTRY.INI", bad);
+  files.fails = [](const std::string& call) { return StartsWith(call, "replace /home/VANTRY.INI.unread"); };
+  ASSERT_TRUE(Start());
+  ASSERT_EQ(notices.told.size(), 1u);
+  EXPECT_TRUE(Contains(notices.told[0], "It can't be copied"));
+  files.fails = nullptr;
+  engine->Closing();
+  EXPECT_EQ(files.Get("/home/VANTRY.INI"), bad);
+}
+
+TEST_F(EngineTest, ALastLineThatIsNotReadAndAnEmptyAdministratorAreTold) {
+  files.Put("/home/SETTINGS.INI", "[Vantry Settings]\r\nWebAccessControl=True\r\nWebPassword=secret");
+  ASSERT_TRUE(Start());
+  ASSERT_EQ(notices.told.size(), 2u);
+  EXPECT_EQ(notices.told[0],
+            "/home/SETTINGS.INI line 3: the file does not end with an empty line, so its last line (WebPassword) was "
+            "not read. Add an empty line.");
+  EXPECT_TRUE(StartsWith(notices.told[1], "SETTINGS.INI: WebAccessControl is on and WebUsername is empty"));
+  EXPECT_EQ(engine->GetSettings().WebPassword, "");
+}
+
+TEST_F(EngineTest, ADamagedRegistryClosesItsDoorsAndStaysSo) {
+  files.Put("/home/registry.ini", "[Security]\nBindAddress=127.0.0.1\nControlFrom127.0.0.1\n");
+  for (int start = 1; start <= 2; ++start) {
+    notices.told.clear();
+    ASSERT_TRUE(Start());
+    EXPECT_EQ(engine->Doors(), "May look: this machine alone, without a login. May steer: nobody.");
+    ASSERT_EQ(notices.told.size(), 1u) << "start " << start;
+    EXPECT_TRUE(Contains(notices.told[0], "the line 'ControlFrom127.0.0.1' can't be read"));
+    engine->Closing();
+  }
+}
+
 TEST_F(EngineTest, TakenPortIsToldAndTheScanGoesOn) {
   Sites(1);
   Log("11:59:00", "10.0.0.1");

@@ -15,9 +15,14 @@ struct SettingsBench {
   MemoryFiles files;
   Settings settings;
   std::vector<CountryEntry> countries;
+  std::vector<std::string> told;
 
   SettingsBench() { settings.DDFPath = "/d/"; }
-  std::optional<std::string> Read() { return ReadSettingsINI(files, "/p/", settings, countries); }
+  // The last of what there is to tell: what ended the reading, if anything did.
+  std::optional<std::string> Read() {
+    told = ReadSettingsINI(files, "/p/", settings, countries);
+    return told.empty() ? std::nullopt : std::optional(told.back());
+  }
 };
 
 TEST(SettingsFile, NoFiles_GiveEveryDefault) {
@@ -112,6 +117,25 @@ TEST(SettingsFile, ReadProblem_StopsLaterFilesAndDefaults) {
   }
 }
 
+TEST(SettingsFile, LastLineThatIsLost_IsToldAndTheReadingGoesOn) {
+  SettingsBench b;
+  b.files.Put("/p/SETTINGS.INI", "InactivityMins=11\r\nEmailPassword=secret");
+  b.files.Put("/p/EXTYPES.INI", "Number=1\r\nRaise=True");
+  EXPECT_TRUE(b.Read());
+  ASSERT_EQ(b.told.size(), 2u);
+  EXPECT_EQ(
+      b.told[0],
+      "/p/SETTINGS.INI line 2: the file does not end with an empty line, so its last line (EmailPassword) was not "
+      "read. Add an empty line.");
+  EXPECT_TRUE(StartsWith(b.told[1], "/p/EXTYPES.INI line 2: ")) << b.told[1];
+  EXPECT_EQ(b.settings.InactivityMins, 11);
+  EXPECT_EQ(b.settings.EmailPassword, "");
+  EXPECT_EQ(b.settings.Extension.size(), 18u);
+  for (const char* whole : {"", "\r\n", "InactivityMins=11\r\n\r\n", "InactivityMins=11\n  "}) {
+    EXPECT_FALSE(LostLastLine(whole)) << whole;
+  }
+}
+
 TEST(SettingsFile, SearchEngines_AreTakenFromUsableLines) {
   struct Case {
     const char* name;
@@ -168,6 +192,7 @@ TEST(SettingsFile, DefaultMasks_AreFiveHostMasksOneWithAQuestionMark) {
 
 TEST(SettingsFile, Countries_HaveCodesOfTwoCharacters) {
   std::vector<CountryEntry> countries;
+  std::vector<std::string> told;
   ParseCountries("NO,Norway\r\n\r\nX,Short\r\nLONG,Long\r\nZZ\r\nSE,Sweden,more", countries);
   ASSERT_EQ(countries.size(), 5u);
   const char* want[][2] = {{"NO", "Norway"}, {"X ", "Short"}, {"LO", "Long"}, {"ZZ", ""}, {"SE", "Sweden"}};

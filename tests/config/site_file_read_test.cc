@@ -243,19 +243,19 @@ TEST(SiteFileRead, SingleCharacterEngine_MakesNoDefaultAlert) {
 TEST(SiteFileRead, ReadIni_TellsFileAndLine) {
   MemoryFiles files;
   LiveTables none;
-  EXPECT_EQ(ReadINI(files, "/p/", kRegional, none), std::nullopt);
+  EXPECT_TRUE(ReadINI(files, "/p/", kRegional, none).ok());
   EXPECT_EQ(none.SiteCount(), 0);
 
   files.Put("/p/VANTRY.INI", "[One]\r\nPaused=x\r\n\r\n");
   LiveTables bad;
-  const auto problem = ReadINI(files, "/p/", kRegional, bad);
-  ASSERT_TRUE(problem);
-  EXPECT_TRUE(StartsWith(*problem, "/p/VANTRY.INI line 2: ")) << *problem;
+  const Status status = ReadINI(files, "/p/", kRegional, bad);
+  EXPECT_EQ(status.fail, Fail::kBadData);
+  EXPECT_TRUE(StartsWith(status.text, "/p/VANTRY.INI line 2: ")) << status.text;
   EXPECT_EQ(bad.SiteCount(), 1);
 
   files.entries["/p/VANTRY.INI"]->readable = false;
   LiveTables unread;
-  EXPECT_TRUE(ReadINI(files, "/p/", kRegional, unread));
+  EXPECT_EQ(ReadINI(files, "/p/", kRegional, unread).fail, Fail::kIo);
   EXPECT_EQ(unread.SiteCount(), 0);
 }
 

@@ -16,7 +16,7 @@ class AddSiteTest : public ::testing::Test {
   Status Add(const std::string& name, const std::string& domain) {
     return AddSite(files_, "/home/", Regional{}, name, domain, place_);
   }
-  void ReadBack(LiveTables& tables) { EXPECT_EQ(ReadINI(files_, "/home/", Regional{}, tables), std::nullopt); }
+  void ReadBack(LiveTables& tables) { EXPECT_TRUE(ReadINI(files_, "/home/", Regional{}, tables).ok()); }
 
   MemoryFiles files_;
   LogPlace place_{"/logs/", "access.log", FileChoice::kSameName, LogType::kNCSA, true, true};

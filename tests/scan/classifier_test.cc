@@ -14,41 +14,41 @@ struct AgentCase {
 
 TEST(SelectBrowser, FirstTestThatHitsDecides) {
   for (const AgentCase& c : std::vector<AgentCase>{{"Mozilla/4.0+(compatible;+MSIE+5.01;+Windows+NT)", "IE5"},
-                                         {"Mozilla/4.0 (compatible; MSIE 5.5; Windows)", "IE5"},
-                                         {"mozilla/4.0+(compatible;+msie+6.0)", "IE6"},
-                                         {"MSIE", "IE"},
-                                         {"Opera/9.80", "OP"},
-                                         {"Mozilla/4.0+(Opera)", "OP"},
-                                         {"MSProxy/2.0", "MSProxy"},
-                                         {"Mozilla/4.7+[en]", "NS4"},
-                                         {"Mozilla/5.0 (X11; Linux)", "Mozilla/5.0 (X11; Linux)"},
-                                         {"Tool (compatible; Checker; x)", "OMPATIBLE;"},
-                                         {"compatible; no end", "OMPATIBLE;"},
-                                         {"Vantry V2 Touch", "VT"},
-                                         {"-", "-"},
-                                         {"", ""},
-                                         {"Wget/1.21", "Wget/1.21"}}) {
+                                                   {"Mozilla/4.0 (compatible; MSIE 5.5; Windows)", "IE5"},
+                                                   {"mozilla/4.0+(compatible;+msie+6.0)", "IE6"},
+                                                   {"MSIE", "IE"},
+                                                   {"Opera/9.80", "OP"},
+                                                   {"Mozilla/4.0+(Opera)", "OP"},
+                                                   {"MSProxy/2.0", "MSProxy"},
+                                                   {"Mozilla/4.7+[en]", "NS4"},
+                                                   {"Mozilla/5.0 (X11; Linux)", "Mozilla/5.0 (X11; Linux)"},
+                                                   {"Tool (compatible; Checker; x)", "OMPATIBLE;"},
+                                                   {"compatible; no end", "OMPATIBLE;"},
+                                                   {"Vantry V2 Touch", "VT"},
+                                                   {"-", "-"},
+                                                   {"", ""},
+                                                   {"Wget/1.21", "Wget/1.21"}}) {
     EXPECT_EQ(SelectBrowser(c.agent), c.expected) << c.agent;
   }
 }
 
 TEST(KnownSpider, FirstTokenOfTheTableDecides) {
   for (const AgentCase& c : std::vector<AgentCase>{{"Googlebot/2.1", "Google"},
-                                         {"Mozilla/5.0 (compatible; GoogleBot SPIDER)", "Google"},
-                                         {"Scooter/3", "AltaVista"},
-                                         {"Mercator-2", "AltaVista"},
-                                         {"Mozilla/5.0 (Slurp/cat)", "Inktomi"},
-                                         {"Mozilla/4.72 [en] (X11; U; NetBSD 1.4.2 i386; Nav)", "Inktomi"},
-                                         {"My Spider 1.0", "My Spider 1.0"},
-                                         {"crawler", "crawler"},
-                                         {"ArchitextSpider", "Excite"},
-                                         {"MiragoRobot", "Mirago"},
-                                         {"ia_archiver", "All Others"},
-                                         {"esismartspider", "esismartspider"},
-                                         {"FAST-WebCrawler", "FAST-WebCrawler"},
-                                         {"FAST-Enterprise", "All Others"},
-                                         {"Mozilla/5.0", ""},
-                                         {"", ""}}) {
+                                                   {"Mozilla/5.0 (compatible; GoogleBot SPIDER)", "Google"},
+                                                   {"Scooter/3", "AltaVista"},
+                                                   {"Mercator-2", "AltaVista"},
+                                                   {"Mozilla/5.0 (Slurp/cat)", "Inktomi"},
+                                                   {"Mozilla/4.72 [en] (X11; U; NetBSD 1.4.2 i386; Nav)", "Inktomi"},
+                                                   {"My Spider 1.0", "My Spider 1.0"},
+                                                   {"crawler", "crawler"},
+                                                   {"ArchitextSpider", "Excite"},
+                                                   {"MiragoRobot", "Mirago"},
+                                                   {"ia_archiver", "All Others"},
+                                                   {"esismartspider", "esismartspider"},
+                                                   {"FAST-WebCrawler", "FAST-WebCrawler"},
+                                                   {"FAST-Enterprise", "All Others"},
+                                                   {"Mozilla/5.0", ""},
+                                                   {"", ""}}) {
     EXPECT_EQ(KnownSpider(c.agent), c.expected) << c.agent;
   }
 }
@@ -75,7 +75,7 @@ TEST(RobotsCache, RoundTripLeavesShortAgentsOut) {
   EXPECT_TRUE(WriteRobotsCache(files, "/data/", t).ok());
   EXPECT_EQ(files.Get("/data/robots.dat"), "10.0.0.1 Looker 1.0\r\n");
   LiveTables again;
-  ReadRobotsCache(files, "/data/", again);
+  EXPECT_TRUE(ReadRobotsCache(files, "/data/", again).ok());
   ASSERT_EQ(again.UnknownAgents.size(), 1u);
   EXPECT_EQ(again.UnknownAgents[0].Agent, "Looker 1.0");
   EXPECT_FALSE(again.UnknownAgentsDirty);

@@ -323,7 +323,7 @@ struct ExtractTest : PagesTest {
   std::string Extract() {
     rig.files.Put("/log/access.log", lines);
     const std::string name = pages->ExtractLogEntriesToFile("2:10.0.0.7", 3);
-    EXPECT_EQ(name, "/data/temp/tmplog3.txt");
+    EXPECT_EQ(name, "/data/Temp/tmplog3.txt");
     std::string text;
     EXPECT_TRUE(rig.files.Read(name, text).ok());
     return text;
@@ -335,7 +335,7 @@ TEST_F(ExtractTest, AVisitorsLinesAreCopiedUnderAHead) {
   v.DNS = "host.example";
   v.Referrer = "http://from.example/";
   v.IsSpider = true;
-  rig.files.Put("/data/temp/tmplog3.txt", "of an earlier call");
+  rig.files.Put("/data/Temp/tmplog3.txt", "of an earlier call");
   const std::string want =
       "Log File:\t/log/access.log\r\nLog Entries For:\t10.0.0.7\r\nDNS:\thost.example\r\nBrowser:\tIE6\r\n"
       "Referrer:\thttp://from.example/\r\nSpider:\tYes\r\nStarted:\t3/5/2026 11:58:55 AM\r\n \r\n"

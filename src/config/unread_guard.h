@@ -1,0 +1,41 @@
+// Keeps what could not be read from being overwritten.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ports/files.h"
+
+namespace vantry {
+
+// Passes every call on to the real files, but refuses (kRefused) to replace or remove a file that is there and could
+// not be opened when it was last read. Whoever holds tables filled from such a file holds nothing of its content, and
+// would wipe it out at the next save.
+class UnreadGuard final : public Files {
+ public:
+  explicit UnreadGuard(Files& files) : files_(files) {}
+
+  Status Read(const std::string& path, std::string& bytes) override;
+  Status Replace(const std::string& path, std::string_view bytes) override;
+  Status Append(const std::string& path, std::string_view bytes) override { return files_.Append(path, bytes); }
+  Status Remove(const std::string& path) override;
+  bool Exists(const std::string& path) override { return files_.Exists(path); }
+  Status MakeFolder(const std::string& path) override { return files_.MakeFolder(path); }
+  Status List(const std::string& folder, std::vector<FileEntry>& entries) override {
+    return files_.List(folder, entries);
+  }
+  Status OpenLog(const std::string& path, std::unique_ptr<LogFile>& file) override {
+    return files_.OpenLog(path, file);
+  }
+
+ private:
+  Status CheckRead(const std::string& path) const;
+
+  Files& files_;
+  std::map<std::string, std::string> unread_;  // Why the last reading failed, by path.
+};
+
+}  // namespace vantry
