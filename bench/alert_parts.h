@@ -42,13 +42,20 @@ class NullBus final : public AutomationBus {
   void Close() override {}
 };
 
+// Takes every exception and keeps none.
+class DoNothingExceptionHistory final : public ExceptionHistory {
+ public:
+  bool DatabaseReady() override { return true; }
+  void AddExceptionToDatabase(const ExceptionRecord&) override {}
+};
+
 struct AlertParts {
   explicit AlertParts(Rig& rig, ExceptionHistory& history)
       : sms({rig.settings, rig.regional, rig.clock, rig.files, rig.log, line, ""}),
         queue({rig.t, rig.settings, rig.log, rig.clock, rig.view, mail, sms}),
         context{rig.t,       rig.settings, rig.regional, rig.log, rig.clock, rig.files,
                 rig.notices, rig.view,     programs,     history, queue,     sms},
-        exceptions(context, [](int16_t) { return std::string(); }),
+        exceptions(context, [](int16_t) { return 0; }),
         alerts(context) {
     AddDefaultExTypes(rig.settings.ExceptionTypes);
     rig.settings.EmailServer = "mail.example";

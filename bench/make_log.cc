@@ -1,5 +1,6 @@
-// Writes a log for whole-run benchmarks: make_log ncsa|w3c BYTES ADDRESSES YYYYMMDD ASSET_PERCENT > FILE
-// Lines are about 200 bytes, spread evenly over the day; addresses and pages come from a fixed random sequence.
+// Writes a log for whole-run benchmarks: make_log ncsa|w3c BYTES ADDRESSES YYYYMMDD ASSET_PERCENT [STATUS] > FILE
+// Lines are about 200 bytes, spread evenly over the day; addresses and pages come from a fixed random sequence. STATUS
+// is that of every line, 200 unless told.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -10,8 +11,9 @@ namespace {
 
 constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-struct Day {
-  int year, month, day;
+struct Look {
+  bool ncsa;
+  int status, year, month, day;
 };
 
 void Clock(char* out, size_t size, int64_t s) {
@@ -19,23 +21,23 @@ void Clock(char* out, size_t size, int64_t s) {
                 static_cast<int>(s % 60));
 }
 
-std::string Line(bool ncsa, const Day& day, int64_t second, unsigned address, unsigned page, bool asset) {
+std::string Line(const Look& look, int64_t second, unsigned address, unsigned page, bool asset) {
   char clock[16], ip[20], path[80], line[512];
   Clock(clock, sizeof clock, second);
   std::snprintf(ip, sizeof ip, "10.%u.%u.%u", address / 65025 % 255, address / 255 % 255, 1 + address % 255);
   std::snprintf(path, sizeof path, asset ? "/images/section%u/picture-%u.gif" : "/articles/section%u/page-%u.html",
                 page % 40, page);
-  if (ncsa) {
+  if (look.ncsa) {
     std::snprintf(line, sizeof line,
-                  "%s - - [%02d/%s/%04d:%s +0000] \"GET %s HTTP/1.1\" 200 %u \"http://search.example/find?q=words\" "
+                  "%s - - [%02d/%s/%04d:%s +0000] \"GET %s HTTP/1.1\" %d %u \"http://search.example/find?q=words\" "
                   "\"Mozilla/5.0 (X11; Linux x86_64; rv:102.0) Gecko/20100101 Firefox/102.0\"\n",
-                  ip, day.day, kMonths[day.month - 1], day.year, clock, path, 1000 + page);
+                  ip, look.day, kMonths[look.month - 1], look.year, clock, path, look.status, 1000 + page);
   } else {
     std::snprintf(line, sizeof line,
-                  "%04d-%02d-%02d %s %s - GET %s - 200 0 %u 412 15 80 "
+                  "%04d-%02d-%02d %s %s - GET %s - %d 0 %u 412 15 80 "
                   "Mozilla/5.0+(X11;+Linux+x86_64;+rv:102.0)+Gecko/20100101+Firefox/102.0 "
                   "http://search.example/find?q=words\r\n",
-                  day.year, day.month, day.day, clock, ip, path, 1000 + page);
+                  look.year, look.month, look.day, clock, ip, path, look.status, 1000 + page);
   }
   return line;
 }
@@ -43,8 +45,8 @@ std::string Line(bool ncsa, const Day& day, int64_t second, unsigned address, un
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 6) {
-    std::fprintf(stderr, "usage: make_log ncsa|w3c BYTES ADDRESSES YYYYMMDD ASSET_PERCENT\n");
+  if (argc != 6 && argc != 7) {
+    std::fprintf(stderr, "usage: make_log ncsa|w3c BYTES ADDRESSES YYYYMMDD ASSET_PERCENT [STATUS]\n");
     return 2;
   }
   const bool ncsa = std::string(argv[1]) == "ncsa";
@@ -52,7 +54,7 @@ int main(int argc, char** argv) {
   const auto addresses = static_cast<unsigned>(std::max(1, std::atoi(argv[3])));
   const int date = std::atoi(argv[4]);
   const auto assets = static_cast<unsigned>(std::atoi(argv[5]));
-  const Day day{date / 10000, date / 100 % 100, date % 100};
+  const Look look{ncsa, argc == 7 ? std::atoi(argv[6]) : 200, date / 10000, date / 100 % 100, date % 100};
   std::mt19937 random(7);
   if (!ncsa) {
     std::fputs(
@@ -65,7 +67,7 @@ int main(int argc, char** argv) {
     const int64_t second =
         600 + static_cast<int64_t>(85000.0 * static_cast<double>(written) / static_cast<double>(bytes));
     const bool asset = random() % 100 < assets;
-    const std::string line = Line(ncsa, day, second, random() % addresses, random() % 2000, asset);
+    const std::string line = Line(look, second, random() % addresses, random() % 2000, asset);
     std::fwrite(line.data(), 1, line.size(), stdout);
     written += static_cast<int64_t>(line.size());
   }

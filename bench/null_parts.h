@@ -125,7 +125,7 @@ struct Rig {
     context.reset(new ScanContext{t, settings, regional, log, clock, files, loop, notices, view, events, raise, alerts,
                                   to, names, ftp, daily});
     scan = std::make_unique<ScanCycle>(
-        *context, [] { return true; }, [](int16_t) { return std::string(); });
+        *context, [] { return true; }, [](int16_t) { return 0; });
   }
 };
 

@@ -1,5 +1,5 @@
 // Scans one log file, as a first scan, and prints what it took:
-//   scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [history=FOLDER [exceptions|exceptions-without-mail]]
+//   scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [history=FOLDER] [exceptions|exceptions-without-mail]
 // TYPE as in the site file; the date is taken for today, 0 for a day long ago.
 //   again     reads the file a second time, with all its visitors on the site already, and tells that time
 //   loop      yields turn Qt's loop instead of being counted alone
@@ -68,8 +68,8 @@ int main(int argc, char** argv) {
   Options options;
   if (!ReadOptions(argc, argv, options)) {
     std::fprintf(stderr,
-                 "usage: scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [history=FOLDER "
-                 "[exceptions|exceptions-without-mail]]\n");
+                 "usage: scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [history=FOLDER] "
+                 "[exceptions|exceptions-without-mail]\n");
     return 2;
   }
   QCoreApplication application(argc, argv);
@@ -80,12 +80,13 @@ int main(int argc, char** argv) {
   vantry::LmdbIndex index;
   vantry::VisitDatabase database(
       {rig.t, options.history, rig.log, rig.clock, registry, rig.exceptions, data_files, index});
-  vantry::bench::AlertParts alerts(rig, database);
+  vantry::bench::DoNothingExceptionHistory no_history;
+  vantry::bench::AlertParts alerts(
+      rig, options.history.empty() ? static_cast<vantry::ExceptionHistory&>(no_history) : database);
   if (!options.mail) rig.settings.EmailSendTo.clear();
-  if (!options.history.empty()) {
-    rig.Connect(database, options.exceptions ? static_cast<vantry::ExceptionSink&>(alerts.exceptions) : rig.exceptions);
-    if (!database.DatabaseReady()) return 1;
-  }
+  rig.Connect(options.history.empty() ? static_cast<vantry::VisitHistory&>(rig.history) : database,
+              options.exceptions ? static_cast<vantry::ExceptionSink&>(alerts.exceptions) : rig.exceptions);
+  if (!options.history.empty() && !database.DatabaseReady()) return 1;
   const int date = std::atoi(argv[3]);
   if (date > 0) rig.t.Today = vantry::MakeDay(date / 10000, date / 100 % 100, date % 100).value_or(vantry::Day{});
   rig.loop.real = options.loop ? &qt_loop : nullptr;

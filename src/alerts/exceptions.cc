@@ -55,7 +55,7 @@ bool Exceptions::AddException(int16_t site, int number, LogTime when, std::optio
     Raised raised;
     raised.site = site;
     raised.when = when.s != 0 ? when : LogTime{c_.clock.Now().s};
-    raised.number = std::to_string(type->Number);
+    raised.number = type->Number;
     raised.value = value.value_or(type->Value);
     raised.address = address;
     raised.visit_number = visit_number;
@@ -74,15 +74,16 @@ bool Exceptions::AddException(int16_t site, int number, LogTime when, std::optio
 }
 
 void Exceptions::Act(const Raised& raised, const ExceptionType& type, bool notify) {
+  const std::string number = std::to_string(raised.number);
   if (type.Email && notify) {
     c_.mail.SendEmail(
-        raised.site_text + "[" + raised.number + "] " + raised.message + " @ " + c_.regional.General(raised.when),
-        raised.site, type.EmailAddress);
+        raised.site_text + "[" + number + "] " + raised.message + " @ " + c_.regional.General(raised.when), raised.site,
+        type.EmailAddress);
   }
   c_.history.AddExceptionToDatabase(
       {raised.site_text, raised.when, type.Number, raised.address, raised.visit_number, raised.value});
   if (type.EventLog) {
-    c_.log.AddLogEvent(raised.site_text + "[" + raised.number + "] " + raised.message, LevelOf(type.EventLevel));
+    c_.log.AddLogEvent(raised.site_text + "[" + number + "] " + raised.message, LevelOf(type.EventLevel));
   }
   if (type.SMS && notify) c_.sms.SendSMS(type.SMSNumber, "[" + raised.site_text + "] " + raised.message);
   if (type.RunProgram) RunProgram(raised, type);
@@ -90,7 +91,7 @@ void Exceptions::Act(const Raised& raised, const ExceptionType& type, bool notif
 
 void Exceptions::RunProgram(const Raised& raised, const ExceptionType& type) {
   c_.programs.SetEnvironment("vantryIPAddress", raised.address);
-  c_.programs.SetEnvironment("vantryExceptionNumber", raised.number);
+  c_.programs.SetEnvironment("vantryExceptionNumber", std::to_string(raised.number));
   c_.programs.SetEnvironment("vantryExceptionValue", raised.value);
   c_.programs.SetEnvironment("vantrySiteName", raised.site_text);
   runThis(type.Run);
@@ -103,22 +104,15 @@ void Exceptions::runThis(const std::string& file) {
 void Exceptions::Count(const Raised& raised) {
   ++c_.t.TotalExceptionCount;
   ++c_.t.TodayExceptionCount;
-  int32_t no = c_.t.TotalExceptionCount;
-  std::string_view name;
+  ExceptionRow row{{raised.when, raised.site}, raised.number, c_.t.TotalExceptionCount, raised.message};
   if (raised.site > 0) {
     SiteRec& site = c_.t.Site(raised.site);
     ++site.TotalExceptions;
     ++site.TodayExceptions;
-    no = site.TotalExceptions;
-    name = site.Name;
+    row.no = site.TotalExceptions;
   }
-  // Nobody looks for one of these rows by a key.
-  GridRow& row = c_.t.exGrid.AddRow("");
-  row.site = raised.site;
-  row.when = raised.when;
-  row.hidden = !ShowsException(c_.t, raised.site, raised.number, ExceptionFilter(c_.t, exception_number_));
-  row.SetTexts({std::to_string(raised.site), name, std::to_string(no), raised.number, c_.regional.General(raised.when),
-                raised.message});
+  row.hidden = !ShowsException(c_.t, row, ExceptionFilter(c_.t, exception_number_));
+  c_.t.exGrid.Add(std::move(row));
   c_.view.UpdateStatus();
 }
 

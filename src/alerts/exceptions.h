@@ -17,8 +17,8 @@ std::string ExceptionMessage(std::string_view description, std::string_view valu
 
 class Exceptions final : public ExceptionSink {
  public:
-  // `exception_number` gives the number, as text, of the type at a 1-based place of the type table.
-  Exceptions(AlertContext context, std::function<std::string(int16_t place)> exception_number)
+  // `exception_number` gives the number of the type at a 1-based place of the type table, 0 for none.
+  Exceptions(AlertContext context, std::function<int(int16_t place)> exception_number)
       : c_(context), exception_number_(std::move(exception_number)) {}
 
   bool AddException(int16_t site, int number, LogTime when, std::optional<std::string_view> value,
@@ -32,7 +32,8 @@ class Exceptions final : public ExceptionSink {
   struct Raised {
     int16_t site = 0;
     LogTime when;
-    std::string number, value, address, message;
+    int16_t number = 0;
+    std::string value, address, message;
     std::string site_text;  // The site's name and ": "; empty for no site.
     int32_t visit_number = 0;
   };
@@ -43,7 +44,7 @@ class Exceptions final : public ExceptionSink {
   Status CheckType(int16_t site, const ExceptionType& type);
 
   AlertContext c_;
-  std::function<std::string(int16_t)> exception_number_;
+  std::function<int(int16_t)> exception_number_;
 };
 
 }  // namespace vantry

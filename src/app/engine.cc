@@ -71,9 +71,9 @@ void Engine::AppendToProgramLog(std::string_view bytes) {
   if (!status.ok() && !text.empty()) ports_.notices.Tell(std::string(text) + " (" + status.text + ")");
 }
 
-std::string Engine::ExceptionNumberAt(int16_t place) const {
+int Engine::ExceptionNumberAt(int16_t place) const {
   const auto i = static_cast<size_t>(place) - 1;
-  return i < settings_.ExceptionTypes.size() ? std::to_string(settings_.ExceptionTypes[i].Number) : std::string();
+  return i < settings_.ExceptionTypes.size() ? settings_.ExceptionTypes[i].Number : 0;
 }
 
 bool Engine::Main() {

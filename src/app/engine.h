@@ -115,7 +115,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   void SaveRegistry();
   ProgramLogOutlets LogOutlets();
   void AppendToProgramLog(std::string_view bytes);
-  std::string ExceptionNumberAt(int16_t place) const;
+  int ExceptionNumberAt(int16_t place) const;
 
   EnginePorts ports_;
   EngineOptions options_;

@@ -152,9 +152,5 @@ const GridColumn kColumns[kCount] = {
     {" Spider DNS"}, {"Search Engine"}, {"Date/Time", Align::kCentre}, {"Page"},
     {"Loc"},         {"Referrer"}};
 }  // namespace spider_grid
-namespace ex_grid {
-const GridColumn kColumns[kCount] = {
-    {"SN"}, {"Site"}, {"No", Align::kRight}, {"Number", Align::kRight}, {"Date/Time", Align::kCentre}, {" Details"}};
-}  // namespace ex_grid
 
 }  // namespace vantry

@@ -144,9 +144,5 @@ namespace spider_grid {
 enum Column { kSn, kSite, kNo, kVisit, kDns, kEngine, kDateTime, kPage, kLoc, kReferrer, kCount };
 extern const GridColumn kColumns[kCount];
 }  // namespace spider_grid
-namespace ex_grid {
-enum Column { kSn, kSite, kNo, kNumber, kDateTime, kDetails, kCount };
-extern const GridColumn kColumns[kCount];
-}  // namespace ex_grid
 
 }  // namespace vantry

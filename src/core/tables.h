@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/date_time.h"
+#include "core/day_list.h"
 #include "core/grid.h"
 #include "core/page_grid.h"
 #include "core/visitor_table.h"
@@ -205,7 +206,7 @@ struct LiveTables {
   Grid VsGrid{vs_grid::kColumns};
   Grid logGrid{log_grid::kColumns};
   Grid spiderGrid{spider_grid::kColumns};
-  Grid exGrid{ex_grid::kColumns};
+  DayList<ExceptionRow> exGrid;
   PageRows pageGrid;
   TraceRows TraceGrid;
 };

@@ -99,7 +99,7 @@ void AddSpider(LiveTables& t, VisitorRec& v, const Regional& regional) {
   v.SpiderPending = false;
 }
 
-void HideRowsOutsideView(LiveTables& t, const std::function<std::string(int16_t)>& exception_number) {
+void HideRowsOutsideView(LiveTables& t, const std::function<int(int16_t)>& exception_number) {
   const int16_t view = t.CurrentView;
   const SiteRec* current = view > 0 && view <= t.SiteCount() ? &t.Site(view) : nullptr;
   t.VsGrid.ForEach(
@@ -108,24 +108,23 @@ void HideRowsOutsideView(LiveTables& t, const std::function<std::string(int16_t)
     row.hidden = view > 0 && !ShowsAlert(t, row.site, static_cast<int16_t>(LeadingNumber(row.Text(log_grid::kAlert))));
   });
   t.spiderGrid.ForEach([&](GridRow& row) { row.hidden = !ShowsSite(t, row.site); });
-  const std::string filter = ExceptionFilter(t, exception_number);
-  t.exGrid.ForEach(
-      [&](GridRow& row) { row.hidden = !ShowsException(t, row.site, row.Text(ex_grid::kNumber), filter); });
+  const int filter = ExceptionFilter(t, exception_number);
+  for (ExceptionRow& row : t.exGrid) row.hidden = !ShowsException(t, row, filter);
 }
 
 bool ShowsAlert(const LiveTables& t, int16_t site, int16_t alert_no) {
   return ShowsSite(t, site) && (t.Site(site).AlertView == 0 || t.Site(site).AlertView == alert_no);
 }
 
-std::string ExceptionFilter(const LiveTables& t, const std::function<std::string(int16_t)>& exception_number) {
+int ExceptionFilter(const LiveTables& t, const std::function<int(int16_t)>& exception_number) {
   const int16_t view = t.CurrentView;
   const bool one = view > 0 && view <= t.SiteCount() && t.Site(view).ExceptionView != 0;
-  return one ? exception_number(t.Site(view).ExceptionView) : std::string();
+  return one ? exception_number(t.Site(view).ExceptionView) : 0;
 }
 
-bool ShowsException(const LiveTables& t, int16_t site, std::string_view number, std::string_view filter) {
-  if (t.CurrentView <= 0 || site == 0) return true;
-  return site == t.CurrentView && (filter.empty() || filter == number);
+bool ShowsException(const LiveTables& t, const ExceptionRow& row, int filter) {
+  if (t.CurrentView <= 0 || row.site == 0) return true;
+  return row.site == t.CurrentView && (filter == 0 || filter == row.number);
 }
 
 std::string MinutesOnSite(const VisitorRec& v) {

@@ -30,9 +30,9 @@ void RemoveRowBySite(LiveTables& t, int16_t site, std::string_view dns);
 // Adds the visitor's row to spiderGrid, counts it in the day's and the run's spiders, clears SpiderPending.
 void AddSpider(LiveTables& t, VisitorRec& visitor, const Regional& regional);
 
-// Sets the hidden flag of every row of the four view grids for CurrentView. `exception_number` gives the number, as
-// text, of the exception type at a 1-based place of the type table, for a site that shows one type alone.
-void HideRowsOutsideView(LiveTables& t, const std::function<std::string(int16_t place)>& exception_number);
+// Sets the hidden flag of every row of the four view grids for CurrentView. `exception_number` gives the number of the
+// exception type at a 1-based place of the type table, 0 for none, for a site that shows one type alone.
+void HideRowsOutsideView(LiveTables& t, const std::function<int(int16_t place)>& exception_number);
 
 // Whether rows of this site show in the current view.
 bool ShowsSite(const LiveTables& t, int16_t site);
@@ -40,12 +40,12 @@ bool ShowsSite(const LiveTables& t, int16_t site);
 // Whether a row of this site's alert passes the site's filter and the view.
 bool ShowsAlert(const LiveTables& t, int16_t site, int16_t alert_no);
 
-// The number of the one exception type that the current view shows, as text; empty when it shows all.
-std::string ExceptionFilter(const LiveTables& t, const std::function<std::string(int16_t place)>& exception_number);
+// The number of the one exception type that the current view shows; 0 when it shows all.
+int ExceptionFilter(const LiveTables& t, const std::function<int(int16_t place)>& exception_number);
 
-// Whether a row of an exception with this number shows in the current view; `filter` is what ExceptionFilter told.
-// Exceptions of no site (0) stand in every view.
-bool ShowsException(const LiveTables& t, int16_t site, std::string_view number, std::string_view filter);
+// Whether an exception shows in the current view; `filter` is what ExceptionFilter told. Exceptions of no site show in
+// every view.
+bool ShowsException(const LiveTables& t, const ExceptionRow& row, int filter);
 
 // Seconds from first to last hit as minutes, ":" and two-digit seconds; up to 60 seconds read "0:" and the seconds.
 std::string MinutesOnSite(const VisitorRec& visitor);

@@ -7,9 +7,25 @@
 #include "core/visitor_rows.h"
 
 namespace vantry {
+namespace {
 
-ScanCycle::ScanCycle(ScanContext& c, std::function<bool()> monitoring,
-                     std::function<std::string(int16_t)> exception_number)
+// Whoever looks at a list does not see what it dropped. The program log says it once while the day lasts, and how many
+// rows it were at its end.
+template <class Row>
+void TellDropped(ProgramLog& log, DayList<Row>& list, const std::string& what, bool day_is_over) {
+  if (list.Dropped() == 0 || (list.told && !day_is_over)) return;
+  list.told = true;
+  const std::string rows = std::to_string(list.Dropped());
+  log.WriteProgramLog("The list of today's " + what +
+                          (day_is_over ? " dropped " + rows + " rows in all"
+                                       : " is full: it drops its oldest rows, " + rows + " so far") +
+                          ". Counters and tables have all of them.",
+                      false);
+}
+
+}  // namespace
+
+ScanCycle::ScanCycle(ScanContext& c, std::function<bool()> monitoring, std::function<int(int16_t)> exception_number)
     : c_(c),
       t_(c.t),
       monitoring_(std::move(monitoring)),
@@ -33,6 +49,7 @@ void ScanCycle::Timer1Tick() {
       TickSite(n);
       if (t_.Closing || !monitoring_()) break;
     }
+    TellDroppedRows(false);
     return Status::Ok();
   });
   if (t_.Closing || !done) return;
@@ -102,6 +119,7 @@ void ScanCycle::Rollover() {
   RolloverSites();
   for (AlertRec& alert : t_.Alerts) alert.AlertHits = 0;
   t_.TodayVisitorCount = t_.TodayAlertCount = t_.TodaySpiderCount = t_.TodayExceptionCount = 0;
+  TellDroppedRows(true);
   t_.logGrid.Clear();
   t_.spiderGrid.Clear();
   t_.exGrid.Clear();
@@ -110,6 +128,10 @@ void ScanCycle::Rollover() {
     t_.CurrentView = view;
     ShowCurrentView();
   }
+}
+
+void ScanCycle::TellDroppedRows(bool day_is_over) {
+  TellDropped(c_.log, t_.exGrid, "exceptions", day_is_over);
 }
 
 void ScanCycle::ShowCurrentView() {

@@ -23,7 +23,7 @@ class ScanCycle {
 
   // `monitoring` tells whether ticks are still wanted: a pause in the middle of a tick ends it behind the running scan.
   // `exception_number` gives the number of the exception type at a place of the type table.
-  ScanCycle(ScanContext& c, std::function<bool()> monitoring, std::function<std::string(int16_t)> exception_number);
+  ScanCycle(ScanContext& c, std::function<bool()> monitoring, std::function<int(int16_t)> exception_number);
 
   void Timer1Tick();
   void Timer2Tick();
@@ -44,6 +44,7 @@ class ScanCycle {
   void Rollover();
   void RolloverSites();
   void ShowCurrentView();
+  void TellDroppedRows(bool day_is_over);
   void UpdateSleep(SiteRec& site);
   void TickSite(int16_t site);
   void AnnounceFirstScan(int16_t site);
@@ -64,7 +65,7 @@ class ScanCycle {
   ScanContext& c_;
   LiveTables& t_;
   std::function<bool()> monitoring_;
-  std::function<std::string(int16_t)> exception_number_;
+  std::function<int(int16_t)> exception_number_;
   Lifecycle lifecycle_;
   HitProcessor hits_;
   WallTime last_tick_;

@@ -1,4 +1,5 @@
 // Today's lists: alerts, spiders and exceptions, as the grids hold them.
+#include "core/lists.h"
 #include "core/text.h"
 #include "web/interface.h"
 
@@ -85,7 +86,7 @@ std::string Interface::AlertsTable(int client_no, std::string_view argument) {
     int count = 0;
     const std::string only = choice.number ? std::to_string(*choice.number) : "";
     t_.logGrid.ForEach([&](const GridRow& row) {
-      if (row.site != n || !IsToday(row) || (choice.number && row.Text(log_grid::kAlert) != only)) return;
+      if (row.site != n || !IsToday(row.when) || (choice.number && row.Text(log_grid::kAlert) != only)) return;
       AlertRow(page, row, site);
       ++count;
     });
@@ -128,7 +129,7 @@ std::string Interface::SpidersTable(int client_no, std::string_view domain) {
     Headings(page, {"No", "DNS", "Search Engine", "Time", "Page Scanned", "Loc", "Referrer"});
     int count = 0;
     t_.spiderGrid.ForEach([&](const GridRow& row) {
-      if (row.site != n || !IsToday(row)) return;
+      if (row.site != n || !IsToday(row.when)) return;
       page << "<tr>";
       page.AddCell(row.Text(spider_grid::kNo));
       page.AddCell(Show(row.Text(spider_grid::kDns)));
@@ -155,16 +156,17 @@ std::string Interface::ExceptionsTable(int client_no, std::string_view domain) {
                       kExceptionColumns, true);
     Headings(page, {"No", "Exception No", "Time", "Details"});
     int count = 0;
-    t_.exGrid.ForEach([&](const GridRow& row) {
-      if (row.site != n || !IsToday(row)) return;
+    const ListTexts with{t_, c_.regional};
+    for (const ExceptionRow& row : t_.exGrid) {
+      if (row.site != n || !IsToday(row.when)) continue;
       page << "<tr>";
-      page.AddCell(row.Text(ex_grid::kNo));
-      page.AddCell(row.Text(ex_grid::kNumber));
+      page.AddCell(ex_grid::kList.Text(row, ex_grid::kNo, with));
+      page.AddCell(ex_grid::kList.Text(row, ex_grid::kNumber, with));
       page.AddCell(FormatTime(SecondOfDay(row.when)));
-      page.AddCell(Show(row.Text(ex_grid::kDetails)));
+      page.AddCell(Show(row.details));
       page << "</tr>\r\n";
       ++count;
-    });
+    }
     page.AddHeaderRow(std::to_string(count) + " Exceptions Raised Today", kExceptionColumns, false,
                       PageText::Row::kGrey);
     return Status::Ok();

@@ -125,7 +125,7 @@ class Interface {
   Status PageRowsOf(PageText& page, int16_t site, std::string_view ip, int32_t visit, int& count);
   Status PreviousRows(PageText& page, const SiteRec& site, std::string_view ip, int& count);
   Status ReferrerRows(PageText& page, const SiteRec& site, int& count);
-  bool IsToday(const GridRow& row) const { return DayOf(row.when).n == DayOf(c_.clock.Now()).n; }
+  bool IsToday(LogTime when) const { return DayOf(when).n == DayOf(c_.clock.Now()).n; }
   void AlertRow(PageText& page, const GridRow& row, const SiteRec& site) const;
   void WapDeck(PageText& page) const;
   void WapCard(PageText& page, int16_t site) const;

@@ -144,7 +144,7 @@ TEST_F(ExceptionTest, ATimeThatIsGivenCounts) {
 TEST_F(ExceptionTest, RowsAreHiddenAsTheViewSays) {
   const auto hidden = [&] {
     bool last = false;
-    rig.t.exGrid.ForEach([&](const GridRow& row) { last = row.hidden; });
+    for (const ExceptionRow& row : rig.t.exGrid) last = row.hidden;
     return last;
   };
   rig.t.CurrentView = 2;
@@ -267,9 +267,7 @@ struct CheckTest : ExceptionTest {
   std::vector<std::string> Check(int16_t site = 1) {
     rig.exceptions.CheckExceptions(site);
     std::vector<std::string> raised;
-    rig.t.exGrid.ForEach([&](const GridRow& row) {
-      raised.push_back(std::string(row.Text(ex_grid::kNumber)) + " " + std::string(row.Text(ex_grid::kDetails)));
-    });
+    for (const ExceptionRow& row : rig.t.exGrid) raised.push_back(std::to_string(row.number) + " " + row.details);
     rig.t.exGrid.Clear();
     return raised;
   }

@@ -413,8 +413,7 @@ TEST_F(EngineTest, AnEmptySiteIsMeasuredFromTheStart) {
   EXPECT_EQ(engine->Tables().TotalExceptionCount, 0);
   Run(130);
   EXPECT_EQ(engine->Tables().TotalExceptionCount, 1);
-  engine->Tables().exGrid.ForEach(
-      [](const GridRow& row) { EXPECT_EQ(row.Text(ex_grid::kDetails), "No visitors for 60 minutes"); });
+  for (const ExceptionRow& row : engine->Tables().exGrid) EXPECT_EQ(row.details, "No visitors for 60 minutes");
 }
 
 }  // namespace

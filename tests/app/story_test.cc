@@ -44,9 +44,9 @@ struct StoryTest : EngineTest {
   // What the exception list holds, as "number message".
   Rows Listed() {
     Rows rows;
-    engine->Tables().exGrid.ForEach([&](const GridRow& row) {
-      rows.push_back(std::string(row.Text(ex_grid::kNumber)) + " " + std::string(row.Text(ex_grid::kDetails)));
-    });
+    for (const ExceptionRow& row : engine->Tables().exGrid) {
+      rows.push_back(std::to_string(row.number) + " " + row.details);
+    }
     return rows;
   }
   void Attack() {

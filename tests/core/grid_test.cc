@@ -28,16 +28,15 @@ TEST(Grid, Headers_StandAsReadersKnowThem) {
   EXPECT_EQ(HeaderOf(log_grid::kColumns), "SN|Site|>No|>Alert|>Visit|DNS|^Date/Time|Page|>Mins On Site|Loc|Referrer");
   EXPECT_EQ(HeaderOf(spider_grid::kColumns),
             "SN|Site|>No|>Visit| Spider DNS|Search Engine|^Date/Time|Page|Loc|Referrer");
-  EXPECT_EQ(HeaderOf(ex_grid::kColumns), "SN|Site|>No|>Number|^Date/Time| Details");
   EXPECT_EQ(HeaderOf(page_grid::kColumns), ">No|Page|^Time");
 }
 
 TEST(Grid, NewRow_IsEmptyAndShown) {
-  Grid grid(ex_grid::kColumns);
+  Grid grid(spider_grid::kColumns);
   const GridRow& row = grid.AddRow("1:a");
   EXPECT_EQ(row.Key(), "1:a");
   EXPECT_FALSE(row.hidden);
-  for (size_t c = 0; c < ex_grid::kCount; ++c) {
+  for (size_t c = 0; c < spider_grid::kCount; ++c) {
     EXPECT_EQ(row.Text(c), "");
     EXPECT_EQ(row.IconOf(c), kIconNone);
     EXPECT_EQ(row.ColourOf(c), kColourDefault);
@@ -45,7 +44,7 @@ TEST(Grid, NewRow_IsEmptyAndShown) {
 }
 
 TEST(Grid, FindRow_WithATextTakesTheFirstRowThatShowsIt) {
-  Grid grid(ex_grid::kColumns);
+  Grid grid(spider_grid::kColumns);
   grid.AddRow("1:a").SetText(2, "other");
   grid.AddRow("1:b").SetText(2, "text");
   GridRow& in_another_column = grid.AddRow("1:a");
@@ -62,7 +61,7 @@ TEST(Grid, FindRow_WithATextTakesTheFirstRowThatShowsIt) {
 }
 
 TEST(Grid, Marks_AreKeptPerColumn) {
-  Grid grid(ex_grid::kColumns);
+  Grid grid(spider_grid::kColumns);
   GridRow& row = grid.AddRow("");
   row.SetIcon(1, kIconSuspect);
   row.SetColour(1, kColourAlarm);
@@ -77,7 +76,7 @@ TEST(Grid, Marks_AreKeptPerColumn) {
 }
 
 TEST(Grid, FindRow_TakesTheFirstToArrive) {
-  Grid grid(ex_grid::kColumns);
+  Grid grid(spider_grid::kColumns);
   GridRow& first = grid.AddRow("k");
   GridRow& second = grid.AddRow("k");
   EXPECT_EQ(grid.FindRow("k"), &first);
@@ -89,7 +88,7 @@ TEST(Grid, FindRow_TakesTheFirstToArrive) {
 }
 
 TEST(Grid, ForEach_MayDeleteTheRowItWasGiven) {
-  Grid grid(ex_grid::kColumns);
+  Grid grid(spider_grid::kColumns);
   for (int i = 0; i < 100; ++i) grid.AddRow(std::to_string(i % 2));
   grid.ForEach([&](GridRow& row) {
     if (row.Key() == "1") grid.DeleteRow(row);
@@ -99,7 +98,7 @@ TEST(Grid, ForEach_MayDeleteTheRowItWasGiven) {
 }
 
 TEST(Grid, Clear_LeavesAGridThatTakesRows) {
-  Grid grid(ex_grid::kColumns);
+  Grid grid(spider_grid::kColumns);
   grid.AddRow("a");
   grid.Clear();
   EXPECT_EQ(grid.RowCount(), 0u);
@@ -122,7 +121,7 @@ void CheckOrder(Grid& grid, const std::map<int, std::string>& model) {
 }
 
 TEST(Grid, RandomOperations_MatchAPlainModel) {
-  Grid grid(ex_grid::kColumns);
+  Grid grid(spider_grid::kColumns);
   std::map<int, std::string> model;  // By order of arrival.
   std::mt19937 random(3);
   for (int i = 0; i < 20'000; ++i) {

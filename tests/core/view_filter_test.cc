@@ -22,7 +22,7 @@ struct FourGrids {
         Add(t.spiderGrid, site, "");
         for (const char* alert : {"1", "2"}) Add(t.logGrid, site, alert).SetText(log_grid::kAlert, alert);
       }
-      for (const char* number : {"130", "404"}) Add(t.exGrid, site, number).SetText(ex_grid::kNumber, number);
+      for (const int16_t number : {130, 404}) t.exGrid.Add({{{}, site}, number, 1, ""});
     }
   }
   static GridRow& Add(Grid& grid, int16_t site, const std::string& behind) {
@@ -31,13 +31,20 @@ struct FourGrids {
     return row;
   }
   void Apply() {
-    HideRowsOutsideView(t, [](int16_t place) -> std::string { return place == 2 ? "404" : "130"; });
+    HideRowsOutsideView(t, [](int16_t place) { return place == 2 ? 404 : 130; });
   }
   static std::string Shown(const Grid& grid) {
     std::string out;
     grid.ForEach([&](const GridRow& row) {
       if (!row.hidden) out += row.Key() + " ";
     });
+    return out;
+  }
+  static std::string Shown(const DayList<ExceptionRow>& list) {
+    std::string out;
+    for (const ExceptionRow& row : list) {
+      if (!row.hidden) out += std::to_string(row.site) + ":" + std::to_string(row.number) + " ";
+    }
     return out;
   }
 };

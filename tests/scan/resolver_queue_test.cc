@@ -17,7 +17,7 @@ struct ResolverQueueTest : ::testing::Test {
   ScanContext context{t,        rig.settings, rig.regional,   rig.log,    rig.clock,   rig.files, rig.loop, rig.notices,
                       rig.view, rig.events,   rig.exceptions, rig.alerts, rig.history, queue,     rig.ftp,  rig.daily};
   ResolverQueue queue{context, resolver};
-  ScanCycle scan{context, [] { return true; }, [](int16_t) { return std::string(); }};
+  ScanCycle scan{context, [] { return true; }, [](int16_t) { return 0; }};
 
   ResolverQueueTest() {
     AddSite();

@@ -161,6 +161,32 @@ TEST_F(TickTest, SleepPausesBetweenItsTimesAndNeverOverMidnight) {
   EXPECT_FALSE(site.Sleeping);
 }
 
+TEST_F(TickTest, ADayListThatDroppedRowsIsToldOnceAndAtTheEndOfTheDay) {
+  const auto add = [&](size_t rows) {
+    for (size_t i = 0; i < rows; ++i) rig.t.exGrid.Add({{{}, 1}, 404, 1, "x"});
+  };
+  const auto ticks_say = [&] {
+    rig.program_log.clear();
+    for (int i = 0; i < 3; ++i) rig.scan.Timer1Tick();
+    return rig.program_log;
+  };
+  add(DayList<ExceptionRow>::kMaxRows);
+  EXPECT_EQ(ticks_say(), "");
+  add(2);
+  EXPECT_TRUE(
+      ticks_say().ends_with(" The list of today's exceptions is full: it drops its oldest rows, 2 so far. "
+                            "Counters and tables have all of them.\r\n"));
+  add(3);
+  EXPECT_EQ(ticks_say(), "");
+  rig.clock.Advance(12 * 3600 + 60);
+  EXPECT_TRUE(
+      ticks_say().ends_with(" The list of today's exceptions dropped 5 rows in all. "
+                            "Counters and tables have all of them.\r\n"));
+  EXPECT_EQ(rig.t.exGrid.RowCount(), 0u);
+  add(1);
+  EXPECT_EQ(ticks_say(), "");
+}
+
 TEST_F(TickTest, RolloverRunsOnceInTheMinute0001) {
   rig.AddSite().EmailDailyReport = true;
   rig.scan.Timer1Tick();
@@ -169,7 +195,7 @@ TEST_F(TickTest, RolloverRunsOnceInTheMinute0001) {
   rig.t.Alerts[0].AlertHits = 4;
   rig.t.logGrid.AddRow("1:x");
   rig.t.spiderGrid.AddRow("1:x");
-  rig.t.exGrid.AddRow("1:x");
+  rig.t.exGrid.Add({{{}, 1}, 404, 1, "x"});
   for (SiteRec& site : rig.t.Sites) site.TodayAlerts = site.TodayDownloads = site.PeakToday = 5;
   rig.history.on_summaries = [&] {
     for (const SiteRec& site : rig.t.Sites)

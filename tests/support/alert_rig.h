@@ -7,6 +7,7 @@
 
 #include "alerts/alerts.h"
 #include "alerts/exceptions.h"
+#include "core/lists.h"
 #include "support/mail_rig.h"
 
 namespace vantry {
@@ -36,9 +37,8 @@ struct AlertRig : MailRig {
   RecordingPrograms programs;
   RecordingHistory history;
   AlertContext context{t, settings, regional, log, clock, files, notices, view, programs, history, queue, sms};
-  Exceptions exceptions{context, [this](int16_t place) {
-                          return std::to_string(settings.ExceptionTypes[static_cast<size_t>(place - 1)].Number);
-                        }};
+  Exceptions exceptions{
+      context, [this](int16_t place) { return settings.ExceptionTypes[static_cast<size_t>(place - 1)].Number; }};
   Alerts alerts{context};
 
   AlertRig() {
@@ -60,10 +60,9 @@ struct AlertRig : MailRig {
   // Texts of the newest row of the exception list, joined.
   std::string LastRow() const {
     std::string last;
-    t.exGrid.ForEach([&](const GridRow& row) {
-      last.clear();
-      for (size_t c = 0; c < ex_grid::kCount; ++c) last.append(c > 0 ? "|" : "").append(row.Text(c));
-    });
+    for (size_t c = 0; c < ex_grid::kCount && t.exGrid.RowCount() > 0; ++c) {
+      last.append(c > 0 ? "|" : "").append(ex_grid::kList.Text(*(t.exGrid.end() - 1), c, {t, regional}));
+    }
     return last;
   }
 };

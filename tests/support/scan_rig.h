@@ -153,7 +153,7 @@ struct ScanRig {
   bool monitoring = true;
   ScanContext context{t,    settings, regional,   log,    clock,   files, loop, notices,
                       view, events,   exceptions, alerts, history, names, ftp,  daily};
-  ScanCycle scan{context, [this] { return monitoring; }, [](int16_t) { return std::string("404"); }};
+  ScanCycle scan{context, [this] { return monitoring; }, [](int16_t) { return 404; }};
 
   ScanRig() {
     settings.Extension = Settings::DefaultExtensions();

@@ -263,15 +263,8 @@ TEST_F(DayPagesTest, Spiders) {
 
 TEST_F(DayPagesTest, Exceptions) {
   Check("exceptions_none.html", pages->ExceptionsTable(1, "www.one.example"));
-  for (int16_t site : {1, 2, 0}) {
-    GridRow& row = t.exGrid.AddRow("");
-    row.site = site;
-    row.when = Noon();
-    row.SetTexts({std::to_string(site), "One", "1", "404", "date", "HTTP Page a.htm not found 404 error"});
-  }
-  GridRow& yesterday = t.exGrid.AddRow("");
-  yesterday.site = 1;
-  yesterday.when = {Noon().s - 86400};
+  for (int16_t site : {1, 2, 0}) t.exGrid.Add({{Noon(), site}, 404, 1, "HTTP Page a.htm not found 404 error"});
+  t.exGrid.Add({{{Noon().s - 86400}, 1}, 404, 1, "yesterday"});
   t.Site(1).TodayExceptions = 1;
   Check("exceptions_one.html", pages->ExceptionsTable(1, "www.one.example"));
 }

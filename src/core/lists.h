@@ -1,0 +1,50 @@
+// How the lists look wherever they are shown: one description for each, with the heading, width and alignment of its
+// columns and what makes a cell's text and icon of a record. Records hold numbers and times; text is made here.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "core/day_list.h"
+#include "core/grid.h"
+#include "core/regional.h"
+
+namespace vantry {
+
+struct LiveTables;
+
+// What texts are made with beside the record.
+struct ListTexts {
+  const LiveTables& t;
+  const Regional& regional;
+};
+
+template <class Row>
+struct ListColumn {
+  std::string_view heading;
+  int width = 0;  // In characters.
+  Align align = Align::kLeft;
+  std::string (*text)(const Row& row, const ListTexts& with) = nullptr;
+  int16_t (*icon)(const Row& row) = nullptr;  // Null: none.
+};
+
+template <class Row>
+struct ListDescription {
+  std::span<const ListColumn<Row>> columns;
+  size_t site_column = 0;                        // Hidden while one site is shown.
+  int16_t (*icon)(const Row& row) = nullptr;     // Of the row as a whole; null: none.
+  uint32_t (*colour)(const Row& row) = nullptr;  // Background of the row; null: none.
+
+  std::string Text(const Row& row, size_t column, const ListTexts& with) const {
+    return columns[column].text(row, with);
+  }
+};
+
+namespace ex_grid {
+enum Column { kSn, kSite, kNo, kNumber, kDateTime, kDetails, kCount };
+extern const ListDescription<ExceptionRow> kList;
+}  // namespace ex_grid
+
+}  // namespace vantry
