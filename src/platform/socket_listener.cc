@@ -5,96 +5,37 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <tuple>
 
-#include <arpa/inet.h>
+#include <linux/sockios.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include "platform/server_socket.h"
 
 namespace vantry {
 namespace {
 
-constexpr int kBacklog = 512;
-constexpr int64_t kDisplaceAfterMs = 10'000;  // Silence after which a connection may give way to a waiting caller.
-constexpr int64_t kFlushMs = 30'000;          // A closed connection's bytes are offered to a slow reader this long.
-constexpr int64_t kDrainMs = 2'000;           // Then the peer's own close is waited for.
+constexpr int64_t kDrainMs = 2'000;  // A peer that has everything gets this long for its own close.
 constexpr int64_t kShutdownMs = 1'000;
 constexpr size_t kMaxWaiting = 32u << 20;  // A peer that has this much to read yet is sent no more.
 constexpr size_t kStopReading = 1u << 20;  // No more is taken from a peer that owes us reading this much.
 // Beyond these, and beyond kMaxLingeringBytes, the one that has read nothing for longest goes.
 constexpr size_t kMaxLingering = 200;
 
-std::string HostText(const sockaddr_storage& address, int& port) {
-  char text[INET6_ADDRSTRLEN] = "";
-  if (address.ss_family == AF_INET) {
-    const auto& v4 = reinterpret_cast<const sockaddr_in&>(address);
-    ::inet_ntop(AF_INET, &v4.sin_addr, text, sizeof text);
-    port = ntohs(v4.sin_port);
-    return text;
-  }
-  const auto& v6 = reinterpret_cast<const sockaddr_in6&>(address);
-  port = ntohs(v6.sin6_port);
-  if (IN6_IS_ADDR_V4MAPPED(&v6.sin6_addr)) {
-    ::inet_ntop(AF_INET, &v6.sin6_addr.s6_addr[12], text, sizeof text);
-  } else {
-    ::inet_ntop(AF_INET6, &v6.sin6_addr, text, sizeof text);
-  }
-  return text;
+// Bytes that the other side has not confirmed, the end of the stream included.
+int Unconfirmed(int fd) {
+  int bytes = 0;
+  return ::ioctl(fd, SIOCOUTQ, &bytes) == 0 ? bytes : 0;
 }
 
-// Binds and listens; -1 with errno set on failure.
-int OpenServer(const sockaddr* address, socklen_t size) {
-  const int fd = ::socket(address->sa_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  if (fd < 0) return -1;
-  const int on = 1, off = 0;
-  ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  if (address->sa_family == AF_INET6) ::setsockopt(fd, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
-  if (::bind(fd, address, size) == 0 && ::listen(fd, kBacklog) == 0) return fd;
-  const int error = errno;
-  ::close(fd);
-  errno = error;
-  return -1;
-}
-
-int OpenV4(in_addr host, uint16_t port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr = host;
-  address.sin_port = htons(port);
-  return OpenServer(reinterpret_cast<sockaddr*>(&address), sizeof address);
-}
-
-int OpenV6(in6_addr host, uint16_t port) {
-  sockaddr_in6 address{};
-  address.sin6_family = AF_INET6;
-  address.sin6_addr = host;
-  address.sin6_port = htons(port);
-  return OpenServer(reinterpret_cast<sockaddr*>(&address), sizeof address);
-}
-
-int OpenOn(const std::string& address, uint16_t port) {
-  in_addr v4{};
-  in6_addr v6{};
-  if (address.empty()) {
-    // All addresses of both families, or of the old one alone where the new one is switched off.
-    const int fd = OpenV6(in6addr_any, port);
-    return fd >= 0 || errno == EADDRINUSE || errno == EACCES ? fd : OpenV4(in_addr{INADDR_ANY}, port);
-  }
-  if (::inet_pton(AF_INET, address.c_str(), &v4) == 1) return OpenV4(v4, port);
-  if (::inet_pton(AF_INET6, address.c_str(), &v6) == 1) return OpenV6(v6, port);
-  errno = EINVAL;
-  return -1;
-}
-
-// How long ago the last bytes of a caller came, or the caller itself. It may have waited long to be accepted.
-int64_t SilenceMs(int fd) {
-  char byte = 0;
-  if (::recv(fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT) >= 0) return 0;
-  tcp_info info{};
-  socklen_t size = sizeof info;
-  return ::getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 ? int64_t{info.tcpi_last_data_recv} : 0;
+// Lets the other side see that it was cut off. An ordinary close would look like the end of the page.
+void Reset(int fd) {
+  const linger at_once{1, 0};
+  ::setsockopt(fd, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
 }
 
 }  // namespace
@@ -102,18 +43,23 @@ int64_t SilenceMs(int fd) {
 SocketListener::Peer::~Peer() {
   readable.reset();
   writable.reset();
-  if (fd >= 0) ::close(fd);
+  if (fd < 0) return;
+  if (number == 0 && Waiting() > 0) Reset(fd);
+  ::close(fd);
 }
 
 SocketListener::SocketListener(Clock& clock) : clock_(clock) {
-  sweeper_.setInterval(500);
+  sweeper_.setInterval(kSweepMs);
   QObject::connect(&sweeper_, &QTimer::timeout, &sweeper_, [this] { Sweep(); });
+  seater_.setSingleShot(true);
+  QObject::connect(&seater_, &QTimer::timeout, &seater_, [this] { SeatCallers(); });
 }
 
 SocketListener::~SocketListener() {
   acceptor_.reset();
   if (fd_ >= 0) ::close(fd_);
   for (auto& peer : peers_) peer.reset();
+  callers_.clear();
   lingering_.clear();
   // No loop turns any more to delete the notifiers that were left to it.
   QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -121,7 +67,7 @@ SocketListener::~SocketListener() {
 
 Status SocketListener::Listen(const std::string& address, uint16_t port, ListenerEvents events) {
   events_ = std::move(events);
-  fd_ = OpenOn(address, port);
+  fd_ = OpenServerSocket(address, port);
   if (fd_ < 0) {
     const int error = errno;
     const std::string place = (address.empty() ? "" : "address " + address + ", ") + "port " + std::to_string(port);
@@ -161,33 +107,10 @@ int SocketListener::RemotePort(int connection) const {
   return peer ? peer->port : 0;
 }
 
-void SocketListener::AcceptCallers() {
-  while (acceptor_) {
-    const int number = FreeNumber();
-    const int fd = number == 0 ? -1 : ::accept4(fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (fd >= 0) {
-      AddPeer(fd, number);
-      continue;
-    }
-    if (number != 0 && (errno == EINTR || errno == ECONNABORTED)) continue;
-    // Full, or out of descriptors: the notifier would fire without end. The sweeper switches it on again.
-    if (number == 0 || (errno != EAGAIN && errno != EWOULDBLOCK)) acceptor_->setEnabled(false);
-    return;
-  }
-}
-
-void SocketListener::AddPeer(int fd, int number) {
-  auto peer = std::make_shared<Peer>();
-  peer->fd = fd;
+void SocketListener::Seat(const PeerPtr& peer, int number) {
   peer->number = number;
-  peer->last_active_ms = clock_.Steady().ms - SilenceMs(fd);
-  sockaddr_storage address{};
-  socklen_t size = sizeof address;
-  if (::getpeername(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0) peer->host = HostText(address, peer->port);
-  const int on = 1;
-  ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  peer->readable.reset(new QSocketNotifier(fd, QSocketNotifier::Read));
-  peer->writable.reset(new QSocketNotifier(fd, QSocketNotifier::Write));
+  peer->readable.reset(new QSocketNotifier(peer->fd, QSocketNotifier::Read));
+  peer->writable.reset(new QSocketNotifier(peer->fd, QSocketNotifier::Write));
   peer->writable->setEnabled(false);
   QObject::connect(peer->readable.get(), &QSocketNotifier::activated, peer->readable.get(),
                    [this, p = peer.get()] { ReadFrom(*p); });
@@ -198,7 +121,7 @@ void SocketListener::AddPeer(int fd, int number) {
       Close(p->number, false);
     }
   });
-  peers_[static_cast<size_t>(number - 1)] = std::move(peer);
+  peers_[static_cast<size_t>(number - 1)] = peer;
   events_.connected(number);
 }
 
@@ -216,7 +139,10 @@ void SocketListener::ReadFrom(Peer& peer) {
   }
   if (n > 0) {
     peer.last_active_ms = clock_.Steady().ms;
-    if (!peer.spoke) TakeLowestNumber(peer);
+    if (!peer.Spoke()) {
+      peer.first_byte_ms = peer.last_active_ms;
+      TakeLowestNumber(peer);
+    }
     Deliver(keep, {block, static_cast<size_t>(n)});
     return;
   }
@@ -227,7 +153,7 @@ void SocketListener::ReadFrom(Peer& peer) {
   if (keep->number != 0) Close(keep->number, true);
 }
 
-void SocketListener::Deliver(const std::shared_ptr<Peer>& peer, std::string_view bytes) {
+void SocketListener::Deliver(const PeerPtr& peer, std::string_view bytes) {
   // The handler may turn the loop; what arrives meanwhile waits, so that it is not delivered before these bytes are.
   peer->readable->setEnabled(false);
   peer->in_handler = true;
@@ -237,10 +163,9 @@ void SocketListener::Deliver(const std::shared_ptr<Peer>& peer, std::string_view
 }
 
 void SocketListener::TakeLowestNumber(Peer& peer) {
-  peer.spoke = true;
   const int old = peer.number;
   int lowest = 1;
-  while (lowest < old && Find(lowest) && Find(lowest)->spoke) ++lowest;
+  while (lowest < old && Find(lowest) && Find(lowest)->Spoke()) ++lowest;
   if (lowest == old) return;
   auto &place = peers_[static_cast<size_t>(lowest - 1)], &left = peers_[static_cast<size_t>(old - 1)];
   std::swap(place, left);
@@ -262,8 +187,6 @@ bool SocketListener::WriteTo(Peer& peer) {
     if (n < 0) break;
     peer.sent += static_cast<size_t>(n);
     peer.last_active_ms = clock_.Steady().ms;
-    // A slow reader that reads is waited for as long as it takes.
-    if (peer.number == 0) peer.linger_until_ms = peer.last_active_ms + kFlushMs;
   }
   if (peer.Waiting() == 0) {
     peer.out.clear();
@@ -296,20 +219,23 @@ void SocketListener::Close(int connection, bool flush) {
   } else {
     peer->readable->setEnabled(false);
     peer->writable->setEnabled(false);
+    if (peer->Waiting() > 0) Reset(peer->fd);
     ::close(peer->fd);
     peer->fd = -1;
   }
   events_.disconnected(connection);
-  if (acceptor_) acceptor_->setEnabled(true);
+  // Not from in here: a caller's events come after those of whoever closed.
+  if (!callers_.empty()) seater_.start(0);
 }
 
-void SocketListener::Linger(const std::shared_ptr<Peer>& peer) {
-  peer->linger_until_ms = clock_.Steady().ms + kFlushMs;
+// A slow reader is waited for as long as it lives, which its system tells ours even when it reads nothing. When all of
+// them together are too much, those who have everything go first, then the one that has read nothing for longest.
+void SocketListener::Linger(const PeerPtr& peer) {
   size_t bytes = peer->Waiting();
   for (const auto& p : lingering_) bytes += p->Waiting();
   while (!lingering_.empty() && (lingering_.size() >= kMaxLingering || bytes > kMaxLingeringBytes)) {
     const auto quietest = std::min_element(lingering_.begin(), lingering_.end(), [](const auto& a, const auto& b) {
-      return a->linger_until_ms < b->linger_until_ms;
+      return std::tuple(a->Waiting() > 0, a->last_active_ms) < std::tuple(b->Waiting() > 0, b->last_active_ms);
     });
     bytes -= (*quietest)->Waiting();
     lingering_.erase(quietest);
@@ -318,10 +244,16 @@ void SocketListener::Linger(const std::shared_ptr<Peer>& peer) {
   ServeLingering(*peer);
 }
 
-// Sends what is left, then closes this side, then waits a moment for the peer's close: closing with bytes unread would
-// make the system take back what the peer has not read yet.
 void SocketListener::ServeLingering(Peer& peer) {
-  if (!WriteTo(peer)) return DropLingering(peer);
+  if (!LingersOn(peer)) {
+    lingering_.remove_if([&](const auto& p) { return p.get() == &peer; });
+  }
+}
+
+// Sends what is left, then closes this side, then waits a moment for the peer's close: closing with bytes unread would
+// make the system take back what the peer has not read yet, and without us it would not wait long for a slow one.
+bool SocketListener::LingersOn(Peer& peer) {
+  if (!WriteTo(peer)) return false;
   char block[4096];
   ssize_t n = 0;
   while ((n = ::recv(peer.fd, block, sizeof block, 0)) > 0) {
@@ -330,51 +262,29 @@ void SocketListener::ServeLingering(Peer& peer) {
     peer.peer_done = true;
     peer.readable->setEnabled(false);
   } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
-    return DropLingering(peer);
+    return false;
   }
-  if (peer.Waiting() > 0) return;
-  if (!peer.half_closed) {
-    ::shutdown(peer.fd, SHUT_WR);
-    peer.half_closed = true;
-    peer.linger_until_ms = clock_.Steady().ms + kDrainMs;
-  }
-  if (peer.peer_done) DropLingering(peer);
-}
-
-void SocketListener::DropLingering(const Peer& peer) {
-  lingering_.remove_if([&](const auto& p) { return p.get() == &peer; });
-}
-
-void SocketListener::Sweep() {
+  if (peer.Waiting() > 0) return true;
+  if (!peer.half_closed) ::shutdown(peer.fd, SHUT_WR);
+  peer.half_closed = true;
   const int64_t now = clock_.Steady().ms;
-  lingering_.remove_if([&](const auto& p) { return p->linger_until_ms <= now; });
-  if (!acceptor_) return;
-  if (FreeNumber() != 0) {
-    acceptor_->setEnabled(true);
-  } else {
-    MakeRoom(now);
+  if (Unconfirmed(peer.fd) > 0) {
+    peer.all_read_ms.reset();
+    return true;
   }
+  if (!peer.all_read_ms) peer.all_read_ms = now;
+  return !peer.peer_done && now - *peer.all_read_ms < kDrainMs;
 }
 
-// Whoever comes behind a crowd of silent callers waits for as long as one of them, not for one after the other.
-void SocketListener::MakeRoom(int64_t now) {
-  pollfd caller{fd_, POLLIN, 0};
-  for (int closed = 0; closed < kBacklog && FreeNumber() == 0 && ::poll(&caller, 1, 0) > 0; ++closed) {
-    const Peer* longest = nullptr;
-    for (const auto& peer : peers_) {
-      if (!peer || now - peer->last_active_ms < kDisplaceAfterMs || !events_.may_be_displaced(peer->number)) continue;
-      if (!longest || peer->last_active_ms < longest->last_active_ms) longest = peer.get();
-    }
-    if (!longest) return;
-    Close(longest->number, false);
-    AcceptCallers();
-  }
+void SocketListener::SweepLingering() {
+  lingering_.remove_if([this](const auto& p) { return p->Waiting() == 0 && !LingersOn(*p); });
 }
 
 void SocketListener::Shutdown() {
   acceptor_.reset();
   if (fd_ >= 0) ::close(fd_);
   fd_ = -1;
+  callers_.clear();
   for (int n = 1; n <= kMaxConnections; ++n) Close(n, true);
   const int64_t deadline = clock_.Steady().ms + kShutdownMs;
   for (;;) {

@@ -4,7 +4,8 @@
 #include <array>
 #include <list>
 #include <memory>
-#include <vector>
+#include <optional>
+#include <string>
 
 #include "platform/notifier.h"
 #include "ports/clock.h"
@@ -22,6 +23,7 @@ class SocketListener final : public Listener {
  public:
   // What closed connections have yet to read is kept up to this size in all, or for the newest one alone.
   static constexpr size_t kMaxLingeringBytes = 256u << 20;
+  static constexpr int64_t kSweepMs = 500;
 
   explicit SocketListener(Clock& clock);
   ~SocketListener() override;
@@ -34,6 +36,9 @@ class SocketListener final : public Listener {
   int RemotePort(int connection) const override;
   void Shutdown() override;
 
+  // Looks after those who wait and those who linger; the listener does so by itself every kSweepMs.
+  void Sweep();
+
   // The port that is listened on, 0 for none; differs from the one asked for when that was 0.
   uint16_t Port() const { return port_; }
 
@@ -41,40 +46,54 @@ class SocketListener final : public Listener {
   struct Peer {
     ~Peer();
     int fd = -1;
-    int number = 0;  // 0 while lingering.
-    std::string host;
+    int number = 0;  // 0 while it waits for a place, and while lingering.
+    std::string host, network;
     int port = 0;
     std::string out;
     size_t sent = 0;  // Of `out`.
     Notifier readable, writable;
-    bool spoke = false;  // Bytes came.
     bool in_handler = false, peer_done = false, half_closed = false;
-    int64_t last_active_ms = 0, linger_until_ms = 0;
+    int64_t last_active_ms = 0;
+    std::optional<int64_t> first_byte_ms;
+    std::optional<int64_t> all_read_ms;  // When a lingering peer's system had everything.
     size_t Waiting() const { return out.size() - sent; }
+    bool Spoke() const { return first_byte_ms.has_value(); }
   };
+  using PeerPtr = std::shared_ptr<Peer>;
 
   Peer* Find(int connection) const;
   int FreeNumber() const;
+
+  // socket_places.cc: who comes in, who waits, who goes for whom.
   void AcceptCallers();
-  void AddPeer(int fd, int number);
+  PeerPtr NewPeer(int fd) const;
+  void SeatCallers();
+  std::list<PeerPtr>::iterator NextCaller();
+  void MakeRoom();
+  void ThinOutCallers();
+  const Peer* WhoGivesWay(const Peer& caller) const;
+  int64_t OverdueMs(const Peer& peer) const;
+
+  void Seat(const PeerPtr& peer, int number);
   void TakeLowestNumber(Peer& peer);
   void ReadFrom(Peer& peer);
-  void Deliver(const std::shared_ptr<Peer>& peer, std::string_view bytes);
+  void Deliver(const PeerPtr& peer, std::string_view bytes);
   bool WriteTo(Peer& peer);
-  void Linger(const std::shared_ptr<Peer>& peer);
+  void Linger(const PeerPtr& peer);
   void ServeLingering(Peer& peer);
-  void DropLingering(const Peer& peer);
-  void Sweep();
-  void MakeRoom(int64_t now_ms);
+  bool LingersOn(Peer& peer);
+  void SweepLingering();
 
   Clock& clock_;
   ListenerEvents events_;
   int fd_ = -1;
   uint16_t port_ = 0;
   Notifier acceptor_;
-  std::array<std::shared_ptr<Peer>, kMaxConnections> peers_;
-  std::list<std::shared_ptr<Peer>> lingering_;
-  QTimer sweeper_;
+  std::array<PeerPtr, kMaxConnections> peers_;
+  std::list<PeerPtr> callers_;               // Without a place yet, in order of arrival.
+  std::optional<int64_t> crowded_since_ms_;  // No more callers fit in.
+  std::list<PeerPtr> lingering_;
+  QTimer sweeper_, seater_;
 };
 
 }  // namespace vantry

@@ -11,6 +11,13 @@ namespace vantry {
 
 inline constexpr int kMaxConnections = 100;
 
+// What speaks for a connection when callers wait for a place.
+enum class Claim {
+  kNone,       // Silent, or in its request.
+  kConsole,    // It sends control lines, and may be silent for long between two of them.
+  kAnswering,  // Its request has come and waits for us.
+};
+
 // What a listener tells. Connection numbers are 1 to kMaxConnections, the lowest free one for each new caller.
 struct ListenerEvents {
   std::function<void(int connection)> connected;
@@ -19,11 +26,13 @@ struct ListenerEvents {
   std::function<void(int connection, std::string_view bytes)> data;
   // The peer will send nothing more but may still read.
   std::function<void(int connection)> peer_done;
-  // While callers wait for a place: whether this connection may be closed for them once it has been silent long enough.
-  std::function<bool(int connection)> may_be_displaced;
+  // Asked while callers wait for a place.
+  std::function<Claim(int connection)> claim;
 };
 
-// A TCP server. Callers beyond kMaxConnections wait until a place is free.
+// A TCP server. Callers beyond kMaxConnections wait until a place is free. Those who hold one give it up for them after
+// 10 s of silence or 15 s behind the first byte of a request that has not ended, and at once where their address holds
+// more than half of the places and somebody of another one waits. Consoles go when nobody else is left.
 class Listener {
  public:
   virtual ~Listener() = default;

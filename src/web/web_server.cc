@@ -51,7 +51,7 @@ Status WebServer::StartWebListener() {
   events.disconnected = [this](int n) { Disconnected(n); };
   events.data = [this](int n, std::string_view bytes) { Data(n, bytes); };
   events.peer_done = [this](int n) { PeerDone(n); };
-  events.may_be_displaced = [this](int n) { return clients_[n].State != WebState::kIdle; };
+  events.claim = [this](int n) { return ClaimOf(n); };
   return c_.listener.Listen(security_.bind_address, static_cast<uint16_t>(port), std::move(events));
 }
 
@@ -63,6 +63,11 @@ void WebServer::CloseConnections() {
   c_.listener.Shutdown();
 }
 
+Claim WebServer::ClaimOf(int n) {
+  if (PumpOf(n).held) return Claim::kAnswering;
+  return PumpOf(n).console && clients_[n].State == WebState::kRequestLine ? Claim::kConsole : Claim::kNone;
+}
+
 bool WebServer::StillOpen(int n, uint64_t serial) {
   return PumpOf(n).serial == serial && c_.listener.IsOpen(n);
 }
@@ -71,7 +76,7 @@ void WebServer::Connected(int n) {
   PumpOf(n).framer.Clear();
   PumpOf(n).content_length = 0;
   PumpOf(n).serial = next_serial_++;
-  PumpOf(n).held = false;
+  PumpOf(n).held = PumpOf(n).console = false;
   OpenClient(clients_[n]);
 }
 
@@ -236,6 +241,7 @@ void WebServer::SendWebPage(int n, std::string_view text) {
 }
 
 void WebServer::SendWebLine(int n, std::string_view text) {
+  PumpOf(n).console = true;
   // The listener keeps what a full socket does not take, so nothing of a page is lost and nobody is waited for.
   c_.listener.Send(n, std::string(text) + "\r\n");
 }

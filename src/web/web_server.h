@@ -89,10 +89,12 @@ class WebServer {
     LineFramer framer;
     size_t content_length = 0;  // As announced by the headers, 0 for unknown.
     int64_t last_byte_ms = 0;
-    uint64_t serial = 0;  // Tells a connection from a later one with the same number.
-    bool held = false;    // Its request waits for a mail; what arrives meanwhile is kept for later.
+    uint64_t serial = 0;   // Tells a connection from a later one with the same number.
+    bool held = false;     // Its request waits for a mail; what arrives meanwhile is kept for later.
+    bool console = false;  // A control line of it was answered.
   };
   Pump& PumpOf(int connection) { return pumps_[static_cast<size_t>(connection - 1)]; }
+  Claim ClaimOf(int connection);
   bool StillOpen(int connection, uint64_t serial);
 
   void Connected(int connection);
@@ -116,6 +118,7 @@ class WebServer {
   void WriteAccessLog(int connection);
   std::string PageFor(int connection, const std::string& word, std::string_view argument);
   void SendWebPage(int connection, std::string_view text);
+  // Answers a control line.
   void SendWebLine(int connection, std::string_view text);
 
   WebContext c_;

@@ -2,6 +2,7 @@
 #include "platform/socket_listener.h"
 
 #include <QCoreApplication>
+#include <map>
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -18,9 +19,12 @@ namespace {
 
 class Client {
  public:
-  explicit Client(uint16_t port) : fd_(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)) {
+  // `host` is the last byte of the address it calls from.
+  explicit Client(uint16_t port, uint32_t host = 1) : fd_(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK - 1 + host);
+    EXPECT_EQ(::bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(port);
     (void)::connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address);
@@ -28,21 +32,22 @@ class Client {
   ~Client() { ::close(fd_); }
   void Send(std::string_view bytes) { EXPECT_EQ(::send(fd_, bytes.data(), bytes.size(), 0), ssize_t(bytes.size())); }
   void HalfClose() { ::shutdown(fd_, SHUT_WR); }
-  // What has come so far; "<EOF>" at its end when the server closed.
+  // What has come so far; "<EOF>" at its end when the server closed, "<RESET>" when it cut off.
   const std::string& Received() {
     char block[65536];
     ssize_t n = 0;
     while ((n = ::recv(fd_, block, sizeof block, 0)) > 0) text_.append(block, static_cast<size_t>(n));
-    if (n == 0 && !eof_) {
-      eof_ = true;
-      text_ += "<EOF>";
+    const bool reset = n < 0 && errno == ECONNRESET;
+    if ((n == 0 || reset) && !ended_) {
+      ended_ = true;
+      text_ += reset ? "<RESET>" : "<EOF>";
     }
     return text_;
   }
 
  private:
   int fd_;
-  bool eof_ = false;
+  bool ended_ = false;
   std::string text_;
 };
 
@@ -54,6 +59,8 @@ struct ListenerTest : ::testing::Test {
   SocketListener listener{clock};
   std::vector<std::string> log;
   std::function<void(int, std::string_view)> on_data;
+  std::map<int, Claim> claims;
+  std::vector<std::unique_ptr<Client>> crowd;
 
   ListenerTest() {
     ListenerEvents events;
@@ -64,7 +71,7 @@ struct ListenerTest : ::testing::Test {
       if (on_data) on_data(n, bytes);
     };
     events.peer_done = [this](int n) { log.push_back("done " + std::to_string(n)); };
-    events.may_be_displaced = [](int) { return true; };
+    events.claim = [this](int n) { return claims[n]; };
     EXPECT_TRUE(listener.Listen("127.0.0.1", 0, std::move(events)).ok());
   }
   // Turns the loop until this holds; the limit only bounds a failure.
@@ -75,6 +82,19 @@ struct ListenerTest : ::testing::Test {
       ::poll(nullptr, 0, done() ? 0 : 1);
     }
     return done();
+  }
+  void Come(int count, uint32_t host = 1) {
+    for (int i = 0; i < count; ++i) crowd.push_back(std::make_unique<Client>(listener.Port(), host));
+    Turn();
+  }
+  // All that loopback has for us is there at once.
+  void Turn() {
+    for (int i = 0; i < 5; ++i) QCoreApplication::processEvents(QEventLoop::AllEvents);
+  }
+  int PlacesOf(const std::string& host) {
+    int count = 0;
+    for (int n = 1; n <= kMaxConnections; ++n) count += listener.IsOpen(n) && listener.RemoteHost(n) == host;
+    return count;
   }
   bool Logged(const std::string& entry) {
     return Until([&] { return std::find(log.begin(), log.end(), entry) != log.end(); });
@@ -169,12 +189,12 @@ TEST_F(ListenerTest, BigPagesThatNobodyReadsDontFillTheMemory) {
     ASSERT_TRUE(Logged("-1"));
     clock.steady.ms += 1;
   }
-  EXPECT_TRUE(Until([&] { return lazy[0]->Received().ends_with("<EOF>"); }));
+  EXPECT_TRUE(Until([&] { return lazy[0]->Received().ends_with("<RESET>"); })) << "it can tell that its page is cut";
   EXPECT_LT(lazy[0]->Received().size(), page.size()) << "the first gives way";
   EXPECT_TRUE(Until([&] { return lazy[2]->Received().size() == page.size() + 5; })) << "the last is sent on";
 }
 
-TEST_F(ListenerTest, SlowReaderIsWaitedForAsLongAsItReads) {
+TEST_F(ListenerTest, SlowReaderIsWaitedForAsLongAsItLives) {
   const std::string page(20u << 20, 'x');
   on_data = [&](int n, std::string_view) {
     listener.Send(n, page);
@@ -185,42 +205,146 @@ TEST_F(ListenerTest, SlowReaderIsWaitedForAsLongAsItReads) {
   ASSERT_TRUE(Logged("-1"));
   size_t before = 0;
   for (int i = 0; i < 3; ++i) {
-    clock.Advance(25);
+    clock.Advance(3600);
+    listener.Sweep();
     ASSERT_TRUE(Until([&] { return a.Received().size() > before; })) << i;
     before = a.Received().size();
   }
   EXPECT_TRUE(Until([&] { return a.Received().size() == page.size() + 5; })) << a.Received().size();
 }
 
+// The end of a page that no longer waits with us waits with the system, which would not wait for long if we left it.
+TEST_F(ListenerTest, EndOfAPageThatIsReadLateIsNotLost) {
+  on_data = [&](int n, std::string_view) {
+    listener.Send(n, std::string(1'000'000, 'x'));
+    listener.Close(n, true);
+  };
+  Client a(listener.Port());
+  a.Send("question");
+  a.HalfClose();
+  ASSERT_TRUE(Logged("-1"));
+  for (int i = 0; i < 3; ++i) {
+    Turn();
+    clock.Advance(3600);
+    listener.Sweep();
+  }
+  EXPECT_TRUE(Until([&] { return a.Received().size() == 1'000'005; })) << a.Received().size();
+}
+
 TEST_F(ListenerTest, CallersBeyondTheHundredthWaitAndTheSilentGiveWay) {
-  std::vector<std::unique_ptr<Client>> clients;
-  for (int i = 0; i < 100; ++i) clients.push_back(std::make_unique<Client>(listener.Port()));
+  Come(100);
   ASSERT_TRUE(Logged("+100"));
-  clients.push_back(std::make_unique<Client>(listener.Port()));
-  clients.back()->Send("late");
+  Client late(listener.Port());
+  late.Send("late");
   clock.Advance(5);
-  clients[0]->Send("not silent");
+  crowd[0]->Send("not silent");
   ASSERT_TRUE(Logged("1:not silent"));
-  clock.Advance(5);
+  clock.Advance(4);
+  listener.Sweep();
+  EXPECT_TRUE(listener.IsOpen(2));
+  clock.Advance(1);
   ASSERT_TRUE(Logged("2:late")) << "the longest silent gave way after 10 s";
   EXPECT_TRUE(listener.IsOpen(1));
-  clients.erase(clients.begin() + 2);
+  crowd.erase(crowd.begin() + 2);
   EXPECT_TRUE(Logged("-3"));
 }
 
 TEST_F(ListenerTest, ACrowdOfSilentCallersGivesWayTogether) {
-  std::vector<std::unique_ptr<Client>> clients;
-  for (int i = 0; i < 200; ++i) clients.push_back(std::make_unique<Client>(listener.Port()));
+  Come(200);
   ASSERT_TRUE(Logged("+100"));
   Client late(listener.Port());
   late.Send("late");
+  Turn();
   log.clear();
   clock.Advance(10);
-  ASSERT_TRUE(Logged("+100")) << "all of the first hundred left";
-  EXPECT_EQ(std::count(log.begin(), log.end(), "1:late"), 0);
-  EXPECT_EQ(log.size(), 200u) << "one left for each that came, at one look";
-  clock.Advance(10);
+  listener.Sweep();
+  EXPECT_EQ(log.size(), 202u) << "one left for each that came, at one look";
   EXPECT_TRUE(Logged("1:late"));
+}
+
+TEST_F(ListenerTest, AConsoleGoesWhenNobodyElseIsLeft) {
+  Come(100);
+  ASSERT_TRUE(Logged("+100"));
+  claims[1] = Claim::kConsole;
+  crowd[0]->Send("x");
+  ASSERT_TRUE(Logged("1:x"));
+  clock.Advance(1);
+  for (int i = 1; i < 100; ++i) crowd[static_cast<size_t>(i)]->Send("x");
+  ASSERT_TRUE(Logged("100:x"));
+  clock.Advance(9);
+  Come(99);
+  listener.Sweep();
+  EXPECT_TRUE(listener.IsOpen(1)) << "the others will have been silent soon";
+  clock.Advance(1);
+  listener.Sweep();
+  EXPECT_EQ(std::count_if(log.begin(), log.end(), [](const auto& entry) { return entry[0] == '-'; }), 99);
+  EXPECT_EQ(std::count(log.begin(), log.end(), "-1"), 0) << "99 others went";
+  for (int n = 2; n <= 100; ++n) claims[n] = Claim::kConsole;
+  Come(1);
+  listener.Sweep();
+  EXPECT_TRUE(Logged("-1"));
+}
+
+TEST_F(ListenerTest, ARequestThatDoesNotEndGivesItsPlaceAfter15Seconds) {
+  Come(100);
+  ASSERT_TRUE(Logged("+100"));
+  Come(1);
+  const auto trickle = [&](int seconds) {
+    for (int s = 0; s < seconds; ++s) {
+      for (int i = 0; i < 100; ++i) crowd[static_cast<size_t>(i)]->Send("X");
+      Turn();
+      clock.Advance(1);
+      listener.Sweep();
+    }
+  };
+  trickle(14);
+  EXPECT_EQ(std::count(log.begin(), log.end(), "-1"), 0);
+  claims[1] = Claim::kAnswering;
+  trickle(1);
+  EXPECT_TRUE(listener.IsOpen(1)) << "its request has ended";
+  EXPECT_EQ(std::count(log.begin(), log.end(), "-2"), 1);
+  EXPECT_EQ(std::count(log.begin(), log.end(), "-3"), 0) << "nobody waits any more";
+}
+
+TEST_F(ListenerTest, AnAddressHoldsHalfOfThePlacesWhileOthersWait) {
+  Come(100);
+  ASSERT_TRUE(Logged("+100"));
+  for (const auto& client : crowd) client->Send("x");
+  ASSERT_TRUE(Logged("100:x"));
+  claims[1] = Claim::kConsole;
+  Come(20);
+  listener.Sweep();
+  EXPECT_EQ(std::count(log.begin(), log.end(), "-2"), 0) << "those who wait are of the same address";
+  Come(60, 2);
+  listener.Sweep();
+  EXPECT_EQ(PlacesOf("127.0.0.1"), 50);
+  EXPECT_EQ(PlacesOf("127.0.0.2"), 50) << "those who came before them wait on";
+  EXPECT_TRUE(listener.IsOpen(1));
+  Come(1, 3);
+  listener.Sweep();
+  EXPECT_EQ(PlacesOf("127.0.0.3"), 0) << "nobody has more than half";
+  listener.Close(60, true);
+  Turn();
+  EXPECT_EQ(listener.RemoteHost(60), "127.0.0.3") << "the first of those whose address has fewest places";
+}
+
+TEST_F(ListenerTest, ACrowdThatFillsTheRoomForCallersHidesNobody) {
+  for (int n = 1; n <= 100; ++n) claims[n] = Claim::kAnswering;
+  Come(420);
+  Come(1, 2);
+  const auto sent_away = [&] {
+    return std::count_if(crowd.begin(), crowd.end(), [](const auto& client) { return !client->Received().empty(); });
+  };
+  listener.Sweep();
+  clock.Advance(9);
+  listener.Sweep();
+  EXPECT_EQ(sent_away(), 0) << "a short crowd is only waited for";
+  clock.Advance(1);
+  listener.Sweep();
+  EXPECT_EQ(sent_away(), 21) << "one for each that came";
+  listener.Close(7, true);
+  Turn();
+  EXPECT_EQ(listener.RemoteHost(7), "127.0.0.2");
 }
 
 TEST_F(ListenerTest, HandlerMayTurnTheLoopWithoutLosingOrder) {

@@ -4,6 +4,7 @@ import os
 import select
 import socket
 import statistics
+import threading
 import time
 import unittest
 
@@ -143,6 +144,9 @@ class CrowdTest(PortTest):
             self.never_read()
         with self.subTest("100 silent callers"):
             self.silence()
+        with self.subTest("requests that never end"):
+            self.endless_requests(1, 3)
+            self.endless_requests(2, 20)
 
     def three_hundred(self):
         callers = [self.vantry.connect() for _ in range(300)]
@@ -210,6 +214,46 @@ class CrowdTest(PortTest):
         finally:
             for s in callers:
                 s.close()
+
+
+    def endless_requests(self, addresses, limit):
+        """99 callers send a header every 2 seconds; a console and somebody else want something too."""
+        with self.vantry.connect() as console:
+            console.sendall(b"@HELLO\r\n")
+            self.assertEqual(read_line(console), b"Vantry 2.0.000 [Running]")
+            callers = [self.vantry.connect("127.0.0.%d" % (2 + i % addresses)) for i in range(99)]
+            ended = threading.Event()
+
+            def trickle():
+                piece = b"GET /?LIST& HTTP/1.0\r\n"
+                while True:
+                    for s in callers:
+                        try:
+                            s.sendall(piece)
+                        except OSError:
+                            pass  # It had its time.
+                    piece = b"X: y\r\n"
+                    if ended.wait(2):
+                        return
+
+            thread = threading.Thread(target=trickle)
+            thread.start()
+            try:
+                time.sleep(1)
+                begin = time.monotonic()
+                with self.vantry.connect("127.0.0.9") as s:
+                    s.sendall(LIST)
+                    self.assertEqual(len(parse_list(read_all(s))), self.visitors)
+                took = time.monotonic() - begin
+                print("99 endless requests from %d address(es): a good one answered after %.1f s" % (addresses, took))
+                self.assertLess(took, limit)
+                console.sendall(b"@HELLO\r\n")
+                self.assertEqual(read_line(console), b"Vantry 2.0.000 [Running]")
+            finally:
+                ended.set()
+                thread.join()
+                for s in callers:
+                    s.close()
 
 
 class LoginTest(PortTest):

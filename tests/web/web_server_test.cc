@@ -197,6 +197,26 @@ TEST_F(WebTest, ControlLinesAnswerInAnyState) {
   EXPECT_TRUE(Contains(listener.peers[1].sent, "OK\r\nOK\r\nXXX\r\n"));
 }
 
+TEST_F(WebTest, WhoSteersIsAConsoleUntilItAsksForAPage) {
+  WebSecurity security;
+  security.control_from = {"127.0.0.*"};
+  Restart(security);
+  const auto claim = [this](int n) { return listener.events.claim(n); };
+  Connect(1, "127.0.0.9");
+  EXPECT_EQ(claim(1), Claim::kNone);
+  Send(1, "@NOPE\r\n");
+  EXPECT_EQ(claim(1), Claim::kNone);
+  Send(1, "@HELLO\r\n");
+  EXPECT_EQ(claim(1), Claim::kConsole);
+  Send(1, "GET /?LIST& HTTP/1.0\r\n");
+  EXPECT_EQ(claim(1), Claim::kNone);
+  Connect(1, "127.0.0.9");
+  EXPECT_EQ(claim(1), Claim::kNone) << "another connection";
+  Connect(2);
+  Send(2, "@HELLO\r\n");
+  EXPECT_EQ(claim(2), Claim::kNone) << "not from there";
+}
+
 TEST_F(WebTest, PauseMarksTwiceAndIgnoresHttp) {
   Connect(1);
   Send(1, "@PAUSE\r\n@HELLO\r\n");
@@ -353,6 +373,7 @@ TEST_F(WebTest, WhatHappensWhileALoginIsMailedDoesNoHarm) {
     mailer.on_send = nullptr;
     Send(1, "GET /?LIST&more HTTP/1.0\r\n\r\n");
     meanwhile = listener.peers[1].sent;
+    EXPECT_EQ(listener.events.claim(1), Claim::kAnswering);
     listener.events.peer_done(1);
   };
   EXPECT_NE(Login("admin", "secret"), "");
