@@ -10,9 +10,8 @@ namespace vantry::bench {
 
 class NullMail final : public Mail {
  public:
-  Status Send(const MailMessage&, const std::function<void(std::string_view)>&) override { return Status::Ok(); }
-  void SetTimeLeft(int64_t) override {}
-  void WaitForAll() override {}
+  void Send(MailMessage, MailDone) override {}
+  void Finish(int64_t) override {}
 };
 
 class NullLine final : public LineClient {

@@ -66,18 +66,16 @@ void Alerts::AddAlert(VisitorRec& v, int32_t place) {
   v.AlertPending = false;
   if (place < 1 || static_cast<size_t>(place) > c_.t.Alerts.size()) return;
   c_.log.Guard("AddAlert", [&] {
-    // A copy: while the mail goes out the loop turns, and somebody may edit the alerts.
-    AlertRec& listed = c_.t.Alerts[static_cast<size_t>(place - 1)];
+    AlertRec& alert = c_.t.Alerts[static_cast<size_t>(place - 1)];
     SiteRec& site = c_.t.Site(v.Site);
     ++c_.t.TotalAlertCount;
     ++c_.t.TodayAlertCount;
-    ++listed.AlertHits;
-    AddRow(v, listed, site);
+    ++alert.AlertHits;
+    AddRow(v, alert, site);
     ++site.TotalAlerts;
     ++site.TodayAlerts;
     // What a first scan finds happened while the program did not run: it is listed in silence.
     if (site.ScanCount < 2) return Status::Ok();
-    const AlertRec alert = listed;
     PlayAlertSound(alert);
     if (alert.Email) c_.mail.SendEmail(MailText(v, alert, site), v.Site, alert.EmailAddress);
     if (!alert.RunThis || !c_.files.Exists(alert.Run)) return Status::Ok();

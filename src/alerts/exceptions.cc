@@ -51,12 +51,11 @@ bool Exceptions::AddException(int16_t site, int number, LogTime when, std::optio
   const ExceptionType* type = FindType(number);
   if (!type || !type->Raise) return false;
   return c_.log.Guard("f.AddException", [&] {
-    // Copies all through: acting may turn the loop, and what the arguments point to may change meanwhile.
     Raised raised;
     raised.site = site;
     raised.when = when.s != 0 ? when : LogTime{c_.clock.Now().s};
     raised.number = type->Number;
-    raised.value = value.value_or(type->Value);
+    raised.value = value.value_or(std::string_view(type->Value));
     raised.address = address;
     raised.visit_number = visit_number;
     raised.message = ExceptionMessage(type->Description, raised.value, address, visit_number);
@@ -67,7 +66,7 @@ bool Exceptions::AddException(int16_t site, int number, LogTime when, std::optio
       act = rec.ReplayUntilPos == 0;
       notify = !rec.EmailNoExceptions;
     }
-    if (act) Act(raised, ExceptionType(*type), notify);
+    if (act) Act(raised, *type, notify);
     Count(raised);
     return Status::Ok();
   });
@@ -90,9 +89,9 @@ void Exceptions::Act(const Raised& raised, const ExceptionType& type, bool notif
 }
 
 void Exceptions::RunProgram(const Raised& raised, const ExceptionType& type) {
-  c_.programs.SetEnvironment("vantryIPAddress", raised.address);
+  c_.programs.SetEnvironment("vantryIPAddress", std::string(raised.address));
   c_.programs.SetEnvironment("vantryExceptionNumber", std::to_string(raised.number));
-  c_.programs.SetEnvironment("vantryExceptionValue", raised.value);
+  c_.programs.SetEnvironment("vantryExceptionValue", std::string(raised.value));
   c_.programs.SetEnvironment("vantrySiteName", raised.site_text);
   runThis(type.Run);
 }
@@ -118,11 +117,9 @@ void Exceptions::Count(const Raised& raised) {
 
 void Exceptions::CheckExceptions(int16_t site) {
   c_.log.Guard("CheckExceptions", [&] {
-    // By place: raising one may turn the loop, and the table may be edited meanwhile.
-    for (size_t i = 0; i < c_.settings.ExceptionTypes.size(); ++i) {
-      const ExceptionType& type = c_.settings.ExceptionTypes[i];
+    for (const ExceptionType& type : c_.settings.ExceptionTypes) {
       if (!type.Raise || type.Number < kActiveVisitors || type.Number > kNoVisitorsForLong) continue;
-      if (Status status = CheckType(site, ExceptionType(type)); !status.ok()) return status;
+      if (Status status = CheckType(site, type); !status.ok()) return status;
     }
     return Status::Ok();
   });
@@ -133,26 +130,25 @@ Status Exceptions::CheckType(int16_t n, const ExceptionType& type) {
   const bool about_none = type.Number == kNoVisitors || type.Number == kNoVisitorsForLong;
   if (!about_many && !about_none) return Status::Ok();
   const WallTime now = c_.clock.Now();
-  const int32_t visitors = c_.t.Site(n).CurrentVisitors;
+  SiteRec& site = c_.t.Site(n);
   double threshold = 0;
   // Each of the two has a moment of its own that it sets back, but both measure from the first one's: while the shorter
   // of them is on, the longer never comes due.
-  const auto set_back = [&] {
-    SiteRec& site = c_.t.Site(n);
-    (type.Number == kNoVisitors ? site.ExLastLowCheck : site.ExLastHighCheck) = now;
-  };
-  if (about_none && visitors != 0) {
-    set_back();
+  WallTime& own_check = type.Number == kNoVisitors ? site.ExLastLowCheck : site.ExLastHighCheck;
+  if (about_none && site.CurrentVisitors != 0) {
+    own_check = now;
     return Status::Ok();
   }
   if (Status status = ReadThreshold(type, threshold); !status.ok()) return status;
   if (about_many) {
-    if (visitors > threshold) AddException(n, type.Number, LogTime{now.s}, std::to_string(visitors), "", 0);
+    if (site.CurrentVisitors > threshold) {
+      AddException(n, type.Number, LogTime{now.s}, std::to_string(site.CurrentVisitors), "", 0);
+    }
     return Status::Ok();
   }
-  if (static_cast<double>(MinutesBetween(c_.t.Site(n).ExLastLowCheck, now)) <= threshold) return Status::Ok();
+  if (static_cast<double>(MinutesBetween(site.ExLastLowCheck, now)) <= threshold) return Status::Ok();
   AddException(n, type.Number, LogTime{now.s}, std::nullopt, "", 0);
-  set_back();
+  own_check = now;
   return Status::Ok();
 }
 

@@ -33,7 +33,8 @@ class Exceptions final : public ExceptionSink {
     int16_t site = 0;
     LogTime when;
     int16_t number = 0;
-    std::string value, address, message;
+    std::string_view value, address;
+    std::string message;
     std::string site_text;  // The site's name and ": "; empty for no site.
     int32_t visit_number = 0;
   };

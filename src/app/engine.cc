@@ -9,7 +9,6 @@ namespace vantry {
 namespace {
 
 constexpr char kSettings[] = "Settings";
-constexpr int64_t kCloseAgainMs = 100;
 constexpr int kMaxCopies = 9;
 
 }  // namespace
@@ -48,7 +47,6 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { scan_.Timer2Tick(); })),
       send_timer_(ports_.loop.NewTimer(MailQueue::kSendTimerMs, [this] { mail_.SendTimerTick(); })),
       flush_timer_(ports_.loop.NewTimer(VisitDatabase::kFlushAllMs, [this] { history_.FlushAll(); })),
-      close_timer_(ports_.loop.NewTimer(kCloseAgainMs, [this] { Closing(); })),
       pause_(t_, log_, view_, AppVersion()) {
   pause_.AddTimer(*timer1_);
   pause_.AddTimer(*timer2_);
@@ -237,19 +235,12 @@ void Engine::SaveSites() {
       "VANTRY.INI; the file before stands. Make room or access there; the next start reads on from it.");
 }
 
-void Engine::SendLoginMail(const std::string& to, const std::string& text) {
-  mail_.SendMailNow(to, text, "", false);
+void Engine::SendLoginMail(const std::string& to, const std::string& text, std::function<void()> done) {
+  mail_.SendMailAside({to, text}, std::move(done));
 }
 
 void Engine::Closing() {
   if (t_.Closing) return;
-  // A line of a log waits for its mail: what it still has to store would find the tables closed.
-  if (t_.ScanInProgress && mail_.Sending()) {
-    mail_.HurryUp();
-    close_timer_->Start();
-    return;
-  }
-  close_timer_->Stop();
   // A scan that yielded to us leaves at once when it sees this; the position it reached is saved below.
   t_.Closing = true;
   view_.SetStatus("Closing...");

@@ -89,7 +89,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   void Stop() override { Closing(); }
   void ShowWindow() override { view_.Show(); }
   void HideWindow() override { view_.Hide(); }
-  void SendLoginMail(const std::string& to, const std::string& text) override;
+  void SendLoginMail(const std::string& to, const std::string& text, std::function<void()> done) override;
 
   LiveTables& Tables() { return t_; }
   Settings& GetSettings() { return settings_; }
@@ -144,7 +144,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   ScanContext scan_context_;
   ScanCycle scan_;
   WebServer web_;
-  std::unique_ptr<Timer> timer1_, timer2_, send_timer_, flush_timer_, close_timer_;
+  std::unique_ptr<Timer> timer1_, timer2_, send_timer_, flush_timer_;
   PauseControl pause_;
 };
 

@@ -18,8 +18,7 @@ class ExceptionSink {
  public:
   virtual ~ExceptionSink() = default;
   // `site` 0 means no site; a zero `when` means now; a missing `value` means the type's own threshold; `visit_number` 0
-  // means none. Returns whether the exception was raised: its type exists and is on. A mail may be sent meanwhile, and
-  // the loop turns while it is: hold numbers and keys over this call.
+  // means none. Returns whether the exception was raised: its type exists and is on.
   virtual bool AddException(int16_t site, int number, LogTime when, std::optional<std::string_view> value,
                             std::string_view address, int32_t visit_number) = 0;
   // Tests the conditions on a site as a whole; called after each scan.
@@ -30,11 +29,11 @@ class ExceptionSink {
 class View {
  public:
   virtual ~View() = default;
-  virtual void SetStatus(std::string_view text) = 0;     // Text of the status line.
-  virtual void SetDnsStatus(std::string_view text) = 0;  // Item of the status line; an empty text hides it.
+  virtual void SetStatus(std::string_view text) = 0;      // Text of the status line.
+  virtual void SetDnsStatus(std::string_view text) = 0;   // Item of the status line; an empty text hides it.
   virtual void SetMailStatus(std::string_view text) = 0;  // The same for mail that waits.
-  virtual void UpdateStatus() = 0;                       // Refresh the summary line.
-  virtual void RefreshSiteNode(int16_t site) = 0;        // Refresh one node of the site tree.
+  virtual void UpdateStatus() = 0;                        // Refresh the summary line.
+  virtual void RefreshSiteNode(int16_t site) = 0;         // Refresh one node of the site tree.
   virtual void SetSiteImage(int16_t site, int16_t icon) = 0;
   virtual void ShowCurrentView() = 0;  // The hidden flags of the grids have changed.
   virtual void SetTrayTip(std::string_view text) = 0;

@@ -215,7 +215,6 @@ Status VisitDatabase::WriteVisitor(VisitorRec& v, bool new_visit) {
   v.KnownName = Trim(t.Text(kName));
   v.FirstVisited = Joined(t.Date(kFirstVDate), t.Text(kFirstVTime));
   const Status status = Result(found > 0 ? t.Insert() : t.Update(), t);
-  // Raised after the write: what it sets off may turn the loop, and other operations come to this table with it.
   if (new_visit && v.VisitCount >= c_.t.Site(v.Site).ExValue133 && !v.IsSpider) {
     c_.exceptions.AddException(v.Site, 133, v.LastPageTime, std::to_string(v.VisitCount), v.DNS, v.VisitCount);
   }

@@ -1,6 +1,7 @@
 #include "notify/mail_queue.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "core/text.h"
 #include "notify/mail_headers.h"
@@ -11,7 +12,7 @@ void MailQueue::SendEmail(const std::string& message, int16_t site, const std::s
   if (c_.settings.EmailServer.empty()) return;
   c_.log.Guard("SendEmail", [&] {
     if (!send_to.empty()) {
-      SendMailNow(send_to, message, "", false);
+      SendMailNow({send_to, message});
       return Status::Ok();
     }
     bool general_too = true;
@@ -41,58 +42,75 @@ void MailQueue::SendTimerTick() {
 
 void MailQueue::Email_SendPending() {
   c_.log.Guard("Email_SendPending", [this] {
-    // Taken before it is sent: the loop turns meanwhile, and what comes then belongs to the next mail.
-    for (int16_t n = 1; n <= c_.t.SiteCount(); ++n) {
-      std::string text;
-      text.swap(c_.t.Site(n).PendingEmail);
-      if (!text.empty()) SendMailNow(c_.t.Site(n).EmailAddress, text, "", false);
+    for (SiteRec& site : c_.t.Sites) {
+      if (!site.PendingEmail.empty()) SendMailNow({site.EmailAddress, std::exchange(site.PendingEmail, {})});
     }
-    std::string text;
-    text.swap(PendingText_);
+    if (!PendingText_.empty()) SendMailNow({c_.settings.EmailSendTo, std::exchange(PendingText_, {})});
     PendingCount_ = 0;
     c_.view.SetMailStatus("");
-    if (!text.empty()) SendMailNow(c_.settings.EmailSendTo, text, "", false);
     return Status::Ok();
   });
 }
 
-bool MailQueue::SendMailNow(const std::string& send_to, const std::string& body, const std::string& attachment,
-                            bool is_html) {
-  const std::string to = send_to;  // It may stand in a record that changes while the loop turns.
-  return c_.log.Guard("*Email notification to: " + to + " failed.",
-                      [&] { return Send(to, body, attachment, is_html); });
+void MailQueue::SendMailNow(OutgoingMail mail) {
+  const size_t bytes = sizeof mail + mail.send_to.size() + mail.body.size();
+  waiting_.Push(std::move(mail), bytes);
+  StartNext();
 }
 
-Status MailQueue::Send(const std::string& send_to, const std::string& body, const std::string& attachment,
-                       bool is_html) {
+void MailQueue::SendMailAside(OutgoingMail mail, std::function<void()> done) {
+  if (!Start(std::move(mail), done)) done();
+}
+
+void MailQueue::StartNext() {
+  while (!sending_ && !waiting_.Empty()) {
+    sending_ = Start(waiting_.Pop(), [this] {
+      sending_ = false;
+      StartNext();
+    });
+  }
+  if (!waiting_.Empty()) return;
+  if (const int64_t dropped = waiting_.TakeDropped(); dropped > 0) {
+    c_.log.WriteProgramLog("SMTP: " + std::to_string(dropped) + " mails were dropped, as too many waited", false);
+  }
+}
+
+// False when the mail failed before it was on its way, which is reported. Otherwise `done` is called after its lines
+// are in the program log.
+bool MailQueue::Start(OutgoingMail mail, std::function<void()> done) {
+  const std::string label = "*Email notification to: " + mail.send_to + " failed.";
+  return c_.log.Guard(label, [&] {
+    MailMessage message;
+    if (Status status = Prepare(std::move(mail), message); !status.ok()) return status;
+    c_.mail.Send(std::move(message), [this, label, done = std::move(done)](const MailOutcome& outcome) {
+      c_.log.Guard(label, [&] {
+        for (const std::string& line : outcome.lines) c_.log.WriteProgramLog("SMTP: " + line, false);
+        return outcome.status;
+      });
+      done();
+    });
+    return Status::Ok();
+  });
+}
+
+Status MailQueue::Prepare(OutgoingMail mail, MailMessage& message) {
   if (c_.settings.EmailServer.empty()) return Status::Error(Fail::kBadData, "no EmailServer is set");
-  MailMessage message;
   message.server = c_.settings.EmailServer;
   message.user = c_.settings.EmailUserName;
   if (!message.user.empty()) message.password = c_.settings.EmailPassword;
-  std::string to = send_to;
+  std::string to = mail.send_to;
   std::replace(to.begin(), to.end(), ';', ',');
   MailDraft draft{c_.settings.EmailFrom, to, c_.settings.EmailSubject, c_.clock.Now(), c_.clock.UtcOffset()};
   if (Status status = WriteMailHeaders(draft, message); !status.ok()) return status;
-  message.body = body;
-  message.html = is_html;
-  message.attachment = attachment;
-  ++sending_;
-  const Status status = c_.mail.Send(
-      message, [this](std::string_view line) { c_.log.WriteProgramLog("SMTP: " + std::string(line), false); });
-  --sending_;
-  return status;
-}
-
-void MailQueue::HurryUp() {
-  if (!hurried_) c_.mail.SetTimeLeft(kLastMs);
-  hurried_ = true;
+  message.body = std::move(mail.body);
+  message.html = mail.is_html;
+  message.attachment = std::move(mail.attachment);
+  return Status::Ok();
 }
 
 void MailQueue::Close() {
-  HurryUp();
   Email_SendPending();
-  c_.mail.WaitForAll();
+  c_.mail.Finish(kLastMs);
 }
 
 }  // namespace vantry

@@ -1,11 +1,13 @@
 // Mail to people: notifications are gathered per site and for the whole, and go out together; whoever names an address
-// has a mail sent at once.
+// has a mail sent at once. Nobody here waits for a server but the end of the program.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "config/settings.h"
+#include "core/bounded_queue.h"
 #include "core/program_log.h"
 #include "core/sinks.h"
 #include "core/tables.h"
@@ -25,44 +27,55 @@ struct MailQueueContext {
   SmsQueue& sms;
 };
 
+// One mail that waits for its turn.
+struct OutgoingMail {
+  std::string send_to;  // Addresses separated by ";" or ",".
+  std::string body;
+  std::string attachment = {};  // Path of a file, read when the mail's turn comes; empty for none.
+  bool is_html = false;
+};
+
 class MailQueue {
  public:
   static constexpr int64_t kSendTimerMs = 65'000;
   // At the end of the program all that is pending goes out within this time, or not at all: half a minute with the
   // rest.
   static constexpr int64_t kLastMs = 28'000;
+  // Mails that wait for the server. A server that is down takes 30 s for each.
+  static constexpr size_t kMostWaiting = 10'000, kMostWaitingBytes = 64'000'000;
 
   explicit MailQueue(MailQueueContext context) : c_(context) {}
 
-  // Hands a text to the notifications. With an address in `send_to` it goes out at once; else it joins what is
+  // Hands a text to the notifications. With an address in `send_to` it is a mail of its own; otherwise it joins what is
   // collected for the site's own address and for the general one. `site` 0 is none.
   void SendEmail(const std::string& message, int16_t site, const std::string& send_to);
-  // Sends one mail and returns when the server has answered; the loop turns meanwhile. Addresses in `send_to` are
-  // separated by ";" or ",". A failure is reported and the mail is gone. Returns whether it was sent.
-  bool SendMailNow(const std::string& send_to, const std::string& body, const std::string& attachment, bool is_html);
-  // Sends all that is collected.
+  // Puts a mail in line and returns. Mails go out one after the other, in this order. A failure is reported and the
+  // mail is gone. Of too many the oldest are dropped.
+  void SendMailNow(OutgoingMail mail);
+  // The same for a mail that somebody waits for: it goes out at once, past the others. `done` is called when the server
+  // has answered and its lines are in the program log; before this returns when the mail can't be sent at all.
+  void SendMailAside(OutgoingMail mail, std::function<void()> done);
+  // Puts all that is collected in line.
   void Email_SendPending();
   // Counts; each EmailEvery ticks sends what is collected and takes up the waiting short messages.
   void SendTimerTick();
-  // Whether somebody waits in SendMailNow.
-  bool Sending() const { return sending_ > 0; }
-  // The end of the program is near: what is under way and what is to come has kLastMs in all from the first call on.
-  void HurryUp();
-  // The end of the program: what is pending goes out.
+  // The end of the program: what is pending goes out. The loop does not turn meanwhile.
   void Close();
 
   const std::string& PendingText() const { return PendingText_; }
   int32_t PendingCount() const { return PendingCount_; }
 
  private:
-  Status Send(const std::string& send_to, const std::string& body, const std::string& attachment, bool is_html);
+  Status Prepare(OutgoingMail mail, MailMessage& message);
+  bool Start(OutgoingMail mail, std::function<void()> done);
+  void StartNext();
 
   MailQueueContext c_;
   std::string PendingText_;
   int32_t PendingCount_ = 0;
   int16_t TickCount_ = 0;
-  int sending_ = 0;
-  bool hurried_ = false;
+  BoundedQueue<OutgoingMail> waiting_{kMostWaiting, kMostWaitingBytes};
+  bool sending_ = false;  // One of those in line is on its way.
 };
 
 }  // namespace vantry

@@ -1,9 +1,9 @@
 #include "platform/curl_mail.h"
 
-#include <QTimer>
 #include <algorithm>
 #include <cstdlib>
 #include <system_error>
+#include <utility>
 
 #include <curl/curl.h>
 #include <signal.h>
@@ -19,7 +19,8 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 // Beyond its own limit, for a file system that hangs under an attachment.
-constexpr milliseconds kGrace{10'000};
+constexpr milliseconds kGrace{10'000}, kLimitCheck{1'000};
+constexpr char kTimeIsUp[] = "the time for sending mail is up";
 
 std::string Environment(const char* name) {
   const char* value = std::getenv(name);
@@ -43,14 +44,16 @@ bool IsOneLine(const std::string& header) {
 CurlMail::CurlMail(MailLimits limits)
     : limits_(limits),
       authorities_{Environment("SSL_CERT_FILE"), Environment("SSL_CERT_DIR")},
-      ended_fd_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      ended_notifier_(ended_fd_.get(), QSocketNotifier::Read) {
+      through_fd_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      through_notifier_(through_fd_.get(), QSocketNotifier::Read) {
   curl_global_init(CURL_GLOBAL_DEFAULT);
-  QObject::connect(&ended_notifier_, &QSocketNotifier::activated, &ended_notifier_, [this] {
+  QObject::connect(&through_notifier_, &QSocketNotifier::activated, &through_notifier_, [this] {
     eventfd_t count = 0;
-    (void)::eventfd_read(ended_fd_.get(), &count);
-    Wake();
+    (void)::eventfd_read(through_fd_.get(), &count);
+    TellOutcomes();
   });
+  limit_timer_.setInterval(kLimitCheck);
+  QObject::connect(&limit_timer_, &QTimer::timeout, &limit_timer_, [this] { TellOutcomes(); });
 }
 
 CurlMail::~CurlMail() {
@@ -60,59 +63,50 @@ CurlMail::~CurlMail() {
   }
 }
 
-Status CurlMail::Send(const MailMessage& message, const std::function<void(std::string_view)>& status) {
-  const auto job = std::make_shared<SmtpJob>();
-  std::shared_ptr<Worker> worker;
-  Status result = Attempt([&] { return Prepare(message, *job); });
-  if (result.ok()) result = Attempt([&] { return Start(job, worker); });
-  if (result.ok()) {
-    WaitUntil([&] { return Done(*worker); }, steady_clock::now() + milliseconds(limits_.total) + kGrace);
-    if (Done(*worker)) {
-      result = job->result;
-      if (status && !job->taken.empty()) status(job->taken);
-    } else {
-      job->cancelled = true;
-      const char* why = TimeIsUp() ? ": the time for sending mail is up" : ": the mail could not be sent in time";
-      result = Status::Error(Fail::kIo, job->server.Place() + why);
-    }
-  }
-  if (status && !result.ok()) status(result.text);
-  return result;
+void CurlMail::Send(MailMessage message, MailDone done) {
+  Reap();
+  const auto worker = std::make_shared<Worker>();
+  worker->job = std::make_shared<SmtpJob>();
+  worker->done = std::move(done);
+  Status status = Attempt([&] { return Prepare(std::move(message), *worker->job); });
+  workers_.push_back(worker);
+  if (status.ok()) status = Start(*worker);
+  if (status.ok()) return;
+  worker->job->result = std::move(status);
+  MarkThrough(*worker);
 }
 
-Status CurlMail::Prepare(const MailMessage& message, SmtpJob& job) {
+Status CurlMail::Prepare(MailMessage message, SmtpJob& job) {
   if (Status read = ReadMailServer(message.server, job.server); !read.ok()) return read;
   const auto bad = [&job](const std::string& text) {
     return Status::Error(Fail::kBadData, job.server.Place() + ": " + text);
   };
   if (message.recipients.empty()) return bad("the mail has no recipient");
   for (const std::string& address : message.recipients) {
-    if (address.empty() || !CanBeSaid(address)) return bad("'" + ToOneLine(address) + "' is no address");
+    if (address.empty() || !CanBeSaid(address)) return bad("'" + ToOneLine(address) + "' is not an address");
   }
-  if (!CanBeSaid(message.sender)) return bad("'" + ToOneLine(message.sender) + "' is no address");
-  if (!std::all_of(message.headers.begin(), message.headers.end(), IsOneLine)) return bad("a header is no single line");
-  job.message = message;
+  if (!CanBeSaid(message.sender)) return bad("'" + ToOneLine(message.sender) + "' is not an address");
+  if (!std::all_of(message.headers.begin(), message.headers.end(), IsOneLine))
+    return bad("a header is not a single line");
   job.limits = limits_;
   job.authorities = authorities_;
   if (Status opened = job.text.Open(message); !opened.ok()) return bad(opened.text);
-  job.message.body.clear();  // In the text now.
+  message.body.clear();  // In the text now.
+  job.message = std::move(message);
   return Status::Ok();
 }
 
-Status CurlMail::Start(const std::shared_ptr<SmtpJob>& job, std::shared_ptr<Worker>& worker) {
-  const std::string place = job->server.Place() + ": ";
-  if (TimeIsUp()) return Status::Error(Fail::kIo, place + "the time for sending mail is up");
-  Reap();
-  if (workers_.size() >= kMostAtOnce) {
+Status CurlMail::Start(Worker& worker) {
+  const std::string place = worker.job->server.Place() + ": ";
+  if (TimeIsUp()) return Status::Error(Fail::kIo, place + kTimeIsUp);
+  if (workers_.size() > kMostAtOnce) {
     return Status::Error(Fail::kIo, place + std::to_string(kMostAtOnce) + " mails are under way already");
   }
-  worker = std::make_shared<Worker>();
-  worker->job = job;
-  workers_.push_back(worker);
+  worker.limit = steady_clock::now() + milliseconds(limits_.total) + kGrace;
+  if (!limit_timer_.isActive()) limit_timer_.start();
   try {
-    worker->thread = std::thread([this, w = worker.get()] { Work(*w); });
+    worker.thread = std::thread([this, &worker] { Work(worker); });
   } catch (const std::system_error& e) {
-    workers_.remove(worker);
     return Status::Error(Fail::kIo, place + e.what());
   }
   return Status::Ok();
@@ -125,75 +119,78 @@ void CurlMail::Work(Worker& worker) {
   ::sigfillset(&all);
   ::pthread_sigmask(SIG_SETMASK, &all, nullptr);
   RunSmtpJob(*worker.job);
+  MarkThrough(worker);
+}
+
+void CurlMail::MarkThrough(Worker& worker) {
   {
     const std::lock_guard lock(mutex_);
-    worker.done = true;
-    ++ended_;
+    worker.through = true;
   }
-  finished_.notify_all();
-  (void)::eventfd_write(ended_fd_.get(), 1);
+  some_through_.notify_all();
+  (void)::eventfd_write(through_fd_.get(), 1);
 }
 
-bool CurlMail::Done(const Worker& worker) {
+bool CurlMail::Through(const Worker& worker) {
   const std::lock_guard lock(mutex_);
-  return worker.done;
+  return worker.through;
 }
 
-uint64_t CurlMail::Ended() {
-  const std::lock_guard lock(mutex_);
-  return ended_;
+bool CurlMail::AllTold() const {
+  return std::none_of(workers_.begin(), workers_.end(), [](const auto& worker) { return worker->done; });
 }
 
-bool CurlMail::AllDone() {
-  return std::all_of(workers_.begin(), workers_.end(), [this](const auto& worker) { return Done(*worker); });
+// The first that is through, or for which nobody waits any longer.
+std::shared_ptr<CurlMail::Worker> CurlMail::NextToTell() {
+  const bool time_is_up = TimeIsUp();
+  const auto now = steady_clock::now();
+  const auto next = std::find_if(workers_.begin(), workers_.end(), [&](const auto& worker) {
+    return worker->done && (Through(*worker) || time_is_up || now >= worker->limit);
+  });
+  return next == workers_.end() ? nullptr : *next;
+}
+
+// Looks from the start each time: `done` may send further mails, or turn the loop, in which others are told.
+void CurlMail::TellOutcomes() {
+  while (const auto worker = NextToTell()) Tell(*worker);
+  Reap();
+  if (AllTold()) limit_timer_.stop();
+}
+
+void CurlMail::Tell(Worker& worker) {
+  SmtpJob& job = *worker.job;
+  MailOutcome outcome;
+  if (Through(worker)) {
+    outcome.status = job.result;
+    if (!job.taken.empty()) outcome.lines.push_back(job.taken);
+  } else {
+    // Its thread ends within a second, unless it hangs in a file system under the attachment.
+    job.cancelled = true;
+    const std::string why = TimeIsUp() ? kTimeIsUp : "the mail could not be sent in time";
+    outcome.status = Status::Error(Fail::kIo, job.server.Place() + ": " + why);
+  }
+  if (!outcome.status.ok()) outcome.lines.push_back(outcome.status.text);
+  std::exchange(worker.done, nullptr)(outcome);
 }
 
 // Lets go of the threads that have done their work.
 void CurlMail::Reap() {
   workers_.remove_if([this](const std::shared_ptr<Worker>& worker) {
-    if (!Done(*worker)) return false;
-    worker->thread.join();
+    if (worker->done || !Through(*worker)) return false;
+    if (worker->thread.joinable()) worker->thread.join();
     return true;
   });
 }
 
-void CurlMail::SetTimeLeft(int64_t ms) {
+void CurlMail::Finish(int64_t ms) {
   end_ = steady_clock::now() + milliseconds(std::clamp<int64_t>(ms, 0, 1'000'000'000));
-  Wake();
-}
-
-void CurlMail::WaitForAll() {
-  WaitUntil([this] { return AllDone(); }, std::nullopt);
-  if (!TimeIsUp()) return;
-  for (const auto& worker : workers_) worker->job->cancelled = true;
-}
-
-// Everybody who waits looks again.
-void CurlMail::Wake() {
-  for (QEventLoop* loop : waiting_) loop->quit();
-}
-
-// Turns the loop until this holds, the limit is reached, or the time left is up.
-void CurlMail::WaitUntil(const std::function<bool()>& holds, std::optional<Time> limit) {
   for (;;) {
-    const uint64_t seen = Ended();
-    if (holds()) return;
-    const std::optional<Time> until = limit && end_ ? std::min(*limit, *end_) : limit ? limit : end_;
-    const auto now = steady_clock::now();
-    if (until && now >= *until) return;
-    QEventLoop loop;
-    QTimer timer;
-    timer.setSingleShot(true);
-    timer.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&timer, &QTimer::timeout, &loop, [&loop] { loop.quit(); });
-    if (until) timer.start(std::chrono::ceil<milliseconds>(*until - now));
-    waiting_.push_back(&loop);
-    const int code = loop.exec();
-    waiting_.pop_back();
-    if (code >= 0) continue;
-    // The application's loop has been ended, so this one does not turn. Workers end by their own limits.
+    TellOutcomes();
+    if (AllTold()) return;
     std::unique_lock lock(mutex_);
-    finished_.wait_until(lock, until.value_or(now + milliseconds(limits_.total)), [&] { return ended_ != seen; });
+    some_through_.wait_until(lock, *end_, [this] {
+      return std::any_of(workers_.begin(), workers_.end(), [](const auto& w) { return w->done && w->through; });
+    });
   }
 }
 

@@ -1,18 +1,16 @@
 #pragma once
 
-#include <QEventLoop>
 #include <QSocketNotifier>
+#include <QTimer>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <functional>
 #include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/posix_support.h"
 #include "platform/smtp_job.h"
@@ -26,8 +24,7 @@ namespace vantry {
 // The connection is encrypted when the server offers that. Its certificate is checked for "smtps:" and before a login;
 // without a login nobody's identity is at stake, and any encryption beats none (RFC 7435).
 //
-// A worker sees nothing but its job. Whoever waits for one turns the loop; when the application's loop has been ended
-// and can't be turned any more, it just waits. Both are bounded by the limits of the job and the time left.
+// A worker sees nothing but its job; what became of it is told on the loop.
 class CurlMail final : public Mail {
  public:
   static constexpr size_t kMostAtOnce = 128;
@@ -38,39 +35,41 @@ class CurlMail final : public Mail {
   CurlMail(const CurlMail&) = delete;
   CurlMail& operator=(const CurlMail&) = delete;
 
-  Status Send(const MailMessage& message, const std::function<void(std::string_view)>& status) override;
-  void SetTimeLeft(int64_t ms) override;
-  void WaitForAll() override;
+  void Send(MailMessage message, MailDone done) override;
+  void Finish(int64_t ms) override;
 
  private:
   using Time = std::chrono::steady_clock::time_point;
   struct Worker {
     std::shared_ptr<SmtpJob> job;
-    bool done = false;  // Guarded by `mutex_`.
-    std::thread thread;
+    MailDone done;         // Empty once it was called.
+    Time limit;            // Nobody waits for it longer.
+    bool through = false;  // Guarded by `mutex_`.
+    std::thread thread;    // None when the mail failed before it.
   };
 
-  Status Prepare(const MailMessage& message, SmtpJob& job);
-  Status Start(const std::shared_ptr<SmtpJob>& job, std::shared_ptr<Worker>& worker);
+  Status Prepare(MailMessage message, SmtpJob& job);
+  Status Start(Worker& worker);
   void Work(Worker& worker);
-  bool Done(const Worker& worker);
-  uint64_t Ended();
-  bool AllDone();
+  void MarkThrough(Worker& worker);
+  void TellOutcomes();
+  void Tell(Worker& worker);
+  std::shared_ptr<Worker> NextToTell();
   void Reap();
-  void Wake();
+  bool Through(const Worker& worker);
+  bool AllTold() const;
   bool TimeIsUp() const { return end_ && std::chrono::steady_clock::now() >= *end_; }
-  void WaitUntil(const std::function<bool()>& holds, std::optional<Time> limit);
 
   MailLimits limits_;
   MailAuthorities authorities_;
-  std::optional<Time> end_;  // Of the time left.
+  std::optional<Time> end_;  // Set by Finish.
   std::mutex mutex_;
-  std::condition_variable finished_;
-  uint64_t ended_ = 0;                          // Jobs so far. Guarded by `mutex_`.
-  std::list<std::shared_ptr<Worker>> workers_;  // Up to their end, which may come later than that of their Send.
-  std::vector<QEventLoop*> waiting_;            // Turning now, innermost last.
-  Descriptor ended_fd_;                         // A worker says here that it is through.
-  QSocketNotifier ended_notifier_;
+  std::condition_variable some_through_;
+  // In the order of their Send, each up to the end of its thread, which may come later than its outcome.
+  std::list<std::shared_ptr<Worker>> workers_;
+  Descriptor through_fd_;  // A worker says here that it is through.
+  QSocketNotifier through_notifier_;
+  QTimer limit_timer_;
 };
 
 }  // namespace vantry

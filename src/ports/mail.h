@@ -1,8 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "core/status.h"
@@ -21,20 +21,25 @@ struct MailMessage {
   std::string attachment;               // Path of a file that goes with it; empty for none.
 };
 
+// What became of a mail.
+struct MailOutcome {
+  // kRefused when the server said no, kIo when it could not be reached or talked to, kBadData when `server` is not a
+  // server or the attachment can't be read. A failure's text names the server and says what it answered.
+  Status status;
+  std::vector<std::string> lines;  // What happened on the way, for the program log.
+};
+using MailDone = std::function<void(const MailOutcome& outcome)>;
+
 // Sends mail.
 class Mail {
  public:
   virtual ~Mail() = default;
-  // Sends and returns when the server has taken the mail for every recipient, or has not: kRefused when it said no,
-  // kIo when it could not be reached or talked to, kBadData when `server` is no server or the attachment can't be read.
-  // A failure's text names the server and says what it answered. `status` is called with what happens on the way, one
-  // line each, before the call returns.
-  // The loop goes on turning meanwhile: handlers run inside this call, and may call it again.
-  virtual Status Send(const MailMessage& message, const std::function<void(std::string_view line)>& status) = 0;
-  // For the end of the program: what is under way and what is sent from now on has this much time in all, then fails.
-  virtual void SetTimeLeft(int64_t ms) = 0;
-  // Turns the loop until nothing is under way. Bounded by the time left, when that is set.
-  virtual void WaitForAll() = 0;
+  // Starts sending and returns. `done` is called once, from the loop or from Finish and never from inside this call,
+  // when the server has taken the mail for every recipient, or has not.
+  virtual void Send(MailMessage message, MailDone done) = 0;
+  // For the end of the program: waits until nothing is under way, without turning the loop. What is not through after
+  // `ms` fails, and so does whatever is sent later.
+  virtual void Finish(int64_t ms) = 0;
 };
 
 }  // namespace vantry

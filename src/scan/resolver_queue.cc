@@ -74,10 +74,9 @@ void ResolverQueue::NameVisitor(VisitorRec& v, const ResolverAnswer& answer) {
     v.DNS += " ?";
   } else {
     v.DNS = answer.name;
-    // May raise an exception, whose actions may turn the loop and let the visitor leave.
     c_.history.UpdateVisitor(v, true);
   }
-  if (VisitorRec* here = FindAsker(answer)) UpdateGrid(c_.t, *here);
+  UpdateGrid(c_.t, v);
 }
 
 // Rows have the key of their visitor, which is made of site and address, so a row that shows the address is found among

@@ -226,8 +226,7 @@ void HitProcessor::CountPage(VisitorRec& v, std::string_view line, LogTime hit) 
   ScoreExtension(v, hit);
   ScorePageAndMethod(v, hit);
   ScoreVisit(v, hit);
-  // Asked for anew: a mail may have turned the loop above.
-  if (t_.Site(line_site_).ReplayUntilPos == 0) StorePage(v);
+  if (site.ReplayUntilPos == 0) StorePage(v);
   if (v.HackCount > 3 && !v.HackRaised) {
     Raise(v, 165, hit, std::nullopt, v.IP);
     v.HackRaised = true;
@@ -282,12 +281,13 @@ void HitProcessor::ScorePageAndMethod(VisitorRec& v, LogTime hit) {
 }
 
 void HitProcessor::ScoreVisit(VisitorRec& v, LogTime hit) {
-  if (v.Pages > t_.Site(line_site_).ExValue131 && !v.PagesRaised) {
+  const SiteRec& site = t_.Site(line_site_);
+  if (v.Pages > site.ExValue131 && !v.PagesRaised) {
     Raise(v, 131, hit, std::to_string(v.Pages), v.DNS);
     v.PagesRaised = true;
   }
-  if (MinutesBetween(v.StartTime, v.LastPageTime) > t_.Site(line_site_).ExValue130 && !v.LongVisitRaised) {
-    Raise(v, 130, hit, std::to_string(t_.Site(line_site_).ExValue130), v.DNS);
+  if (MinutesBetween(v.StartTime, v.LastPageTime) > site.ExValue130 && !v.LongVisitRaised) {
+    Raise(v, 130, hit, std::to_string(site.ExValue130), v.DNS);
     v.LongVisitRaised = true;
   }
 }

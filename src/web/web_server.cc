@@ -161,8 +161,13 @@ void WebServer::HandleWebRequest(int n) {
       c_.listener.Close(n);
       return;
     }
-    if (!MailLogin(n)) return;
+    if (c_.settings.WebAccessEmail && !c_.settings.EmailSendTo.empty()) return MailLogin(n);
   }
+  AnswerRequest(n);
+}
+
+void WebServer::AnswerRequest(int n) {
+  const WebClient& client = clients_[n];
   const Command command = SplitCommand(client.Query);
   if (c_.settings.WebAccessLog) WriteAccessLog(n);
   SendWebPage(n, PageFor(n, command.word, command.argument));
@@ -188,19 +193,21 @@ bool WebServer::CheckCredentials(int n) {
   return client.LoggedIn;
 }
 
-// A login is checked anew for each page, so each page of a logged-in user is mailed.
-bool WebServer::MailLogin(int n) {
-  if (!c_.settings.WebAccessEmail || c_.settings.EmailSendTo.empty()) return true;
+// A login is checked anew for each page, so each page of a logged-in user is mailed. The request is held until the mail
+// is out: meanwhile the client may leave, and another may come under its number.
+void WebServer::MailLogin(int n) {
   const std::string text = "Vantry Web Access User Login:\r\n" + c_.regional.General(c_.clock.Now()) + " " +
                            c_.listener.RemoteHost(n) + " " + std::to_string(c_.listener.RemotePort(n)) + " " +
                            clients_[n].UserName;
-  // The loop turns while the mail goes out: the client may leave, and another may come under its number.
-  const uint64_t serial = PumpOf(n).serial;
   PumpOf(n).held = true;
-  c_.mailer.SendLoginMail(c_.settings.EmailSendTo, text);
-  if (!StillOpen(n, serial)) return false;
-  PumpOf(n).held = false;
-  return true;
+  c_.mailer.SendLoginMail(c_.settings.EmailSendTo, text, [this, n, serial = PumpOf(n).serial] {
+    if (!StillOpen(n, serial)) return;
+    PumpOf(n).held = false;
+    (void)Attempt([&] {
+      AnswerRequest(n);
+      return Status::Ok();
+    });
+  });
 }
 
 void WebServer::WriteAccessLog(int n) {

@@ -35,11 +35,11 @@ class RemoteControl {
   virtual void HideWindow() = 0;
 };
 
-// Sends a mail and waits for it.
+// Sends a mail. `done` is called when it is out or has failed, maybe before the call returns.
 class LoginMailer {
  public:
   virtual ~LoginMailer() = default;
-  virtual void SendLoginMail(const std::string& to, const std::string& text) = 0;
+  virtual void SendLoginMail(const std::string& to, const std::string& text, std::function<void()> done) = 0;
 };
 
 // Exposure beyond the defaults, from the section "Security" of the registry store.
@@ -113,8 +113,8 @@ class WebServer {
 
   void HandleWebRequest(int connection);
   bool CheckCredentials(int connection);
-  // False when the client left meanwhile.
-  bool MailLogin(int connection);
+  void MailLogin(int connection);
+  void AnswerRequest(int connection);
   void WriteAccessLog(int connection);
   std::string PageFor(int connection, const std::string& word, std::string_view argument);
   void SendWebPage(int connection, std::string_view text);

@@ -236,6 +236,7 @@ TEST_F(RaisedAlertTest, TheMailTellsWhoCame) {
             "Referrer:\thttp://a.example\r\n\r\nSay hello.");
   visitor.DNS = visitor.IP;
   Raise();
+  rig.mail.Turn();
   EXPECT_TRUE(Contains(rig.mail.sent.at(1).body, "DNS:  \t10.1.2.3\r\n"));
 }
 

@@ -231,23 +231,6 @@ TEST_F(ExceptionTest, AReplayIsCountedAndListedInSilence) {
   EXPECT_EQ(rig.t.Site(1).TodayExceptions, 1);
 }
 
-TEST_F(ExceptionTest, WhatChangesWhileTheMailGoesOutDoesNoHarm) {
-  rig.Type(404).EmailAddress = "admin@example";
-  std::string page = "a-page-with-a-long-name.htm", address = "a-host-with-a-long-name.example";
-  rig.mail.on_send = [&] {
-    page.assign(200, 'x');
-    address.assign(200, 'y');
-    rig.t.Sites.resize(40);
-    rig.settings.ExceptionTypes.clear();
-  };
-  EXPECT_TRUE(Raise(1, 404, page, address, 1));
-  EXPECT_EQ(rig.LastRow(),
-            "1|One|1|404|3/5/2026 12:00:00 PM|HTTP Page a-page-with-a-long-name.htm not found 404 error "
-            "DNS: a-host-with-a-long-name.example Visit No: 1");
-  EXPECT_EQ(rig.history.rows.at(0), "One: |" + std::to_string(rig.Noon().s) +
-                                        "|404|a-host-with-a-long-name.example|1|a-page-with-a-long-name.htm");
-}
-
 TEST_F(ExceptionTest, APlaceToRunThatIsNotThereIsSkippedAndAFailureIsReported) {
   rig.Type(404).RunProgram = true;
   rig.Type(404).Run = "/bin/gone";

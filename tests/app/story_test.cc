@@ -112,6 +112,7 @@ TEST_F(StoryTest, AScannerIsSeenInEverythingItTries) {
   Attack();
   const Rows expected = Expected(true);
   EXPECT_EQ(Listed(), expected);
+  mail.Turn();
   EXPECT_EQ(mail.sent.size(), expected.size());
   EXPECT_EQ(mail.sent.at(0).body.substr(0, 24), "Shop: [404] HTTP Page sc");
   EXPECT_EQ(programs.started.size(), expected.size());

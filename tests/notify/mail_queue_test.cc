@@ -10,7 +10,11 @@ namespace {
 struct MailQueueTest : ::testing::Test {
   MailRig rig;
   MailQueue& queue = rig.queue;
-  const std::vector<MailMessage>& Sent() const { return rig.mail.sent; }
+  // All that was sent, after the servers have answered.
+  const std::vector<MailMessage>& Sent() {
+    rig.mail.Turn();
+    return rig.mail.sent;
+  }
 };
 
 TEST_F(MailQueueTest, WithoutAServerAMessageIsDropped) {
@@ -112,7 +116,7 @@ TEST_F(MailQueueTest, SettingsStandInTheMail) {
   rig.settings.EmailUserName = "user";
   rig.settings.EmailPassword = "secret";
   rig.settings.EmailSubject = "My subject";
-  EXPECT_TRUE(queue.SendMailNow("a@example;b@example", "body", "/report.htm", true));
+  queue.SendMailNow({"a@example;b@example", "body", "/report.htm", true});
   const MailMessage& m = Sent().at(0);
   EXPECT_EQ(m.server, "mail.example:2525");
   EXPECT_EQ(m.user + "/" + m.password, "user/secret");
@@ -122,48 +126,108 @@ TEST_F(MailQueueTest, SettingsStandInTheMail) {
   EXPECT_EQ(m.attachment, "/report.htm");
   EXPECT_TRUE(m.html);
   rig.settings.EmailUserName = "";
-  queue.SendMailNow("a@example", "body", "", false);
+  queue.SendMailNow({"a@example", "body"});
   EXPECT_EQ(Sent().at(1).password, "") << "a password needs a user";
 }
 
 TEST_F(MailQueueTest, AFailureIsReportedAndTheTextIsGone) {
   rig.settings.EmailSendTo = "all@example";
   rig.mail.answer = Status::Error(Fail::kRefused, "mail.example:25: 550 no");
-  rig.mail.lines = {"mail.example:25: 550 no"};
   queue.SendEmail("text", 0, "");
   queue.Email_SendPending();
-  EXPECT_TRUE(Contains(rig.program_log, "SMTP: mail.example:25: 550 no"));
-  EXPECT_TRUE(Contains(rig.program_log, "*Email notification to: all@example failed."));
+  rig.mail.Turn();
+  EXPECT_EQ(rig.program_log,
+            "3/5/2026 12:00:00 PM SMTP: mail.example:25: 550 no\r\n"
+            "3/5/2026 12:00:00 PM mail.example:25: 550 no From *Email notification to: all@example failed.\r\n");
   EXPECT_EQ(queue.PendingText(), "");
   EXPECT_EQ(queue.PendingCount(), 0);
-  EXPECT_FALSE(queue.SendMailNow("", "text", "", false)) << "nobody to send to";
+}
+
+TEST_F(MailQueueTest, WhatCantBeSentAtAllIsReportedAndTheNextGoesOut) {
+  queue.SendMailNow({"", "text"});
+  EXPECT_TRUE(Contains(rig.program_log, "*Email notification to:  failed."));
   rig.settings.EmailServer = "";
-  EXPECT_FALSE(queue.SendMailNow("a@example", "text", "", false));
-  EXPECT_TRUE(Contains(rig.program_log, "EmailServer"));
+  queue.SendMailNow({"a@example", "text"});
+  EXPECT_TRUE(Contains(rig.program_log, "no EmailServer is set From *Email notification to: a@example failed."));
+  rig.settings.EmailServer = "mail.example";
+  queue.SendMailNow({"a@example", "text"});
+  EXPECT_EQ(Sent().size(), 1u);
 }
 
 TEST_F(MailQueueTest, WhatComesWhileAMailGoesOutBelongsToTheNext) {
   rig.settings.EmailSendTo = "all@example";
   queue.SendEmail("first", 0, "");
-  rig.mail.on_send = [&] {
-    rig.mail.on_send = nullptr;
-    EXPECT_TRUE(queue.Sending());
-    queue.SendEmail("second", 0, "");
-  };
   queue.Email_SendPending();
-  EXPECT_FALSE(queue.Sending());
+  queue.SendEmail("second", 0, "");
+  rig.mail.Turn();
   EXPECT_EQ(queue.PendingText(), "second\r\n\r\n");
   EXPECT_EQ(queue.PendingCount(), 1);
 }
 
+TEST_F(MailQueueTest, MailsGoOutOneAfterTheOtherInTheirOrder) {
+  rig.mail.answers = {Status::Error(Fail::kRefused, "mail.example:25: 550 no")};
+  for (const char* to : {"a@example", "b@example", "c@example"}) queue.SendEmail("text", 0, to);
+  EXPECT_EQ(rig.mail.sent.size(), 1u);
+  rig.mail.TurnOnce();
+  EXPECT_EQ(rig.mail.sent.size(), 2u);
+  EXPECT_EQ(rig.mail.UnderWayCount(), 1u);
+  rig.mail.Turn();
+  EXPECT_EQ(rig.program_log,
+            "3/5/2026 12:00:00 PM SMTP: mail.example:25: 550 no\r\n"
+            "3/5/2026 12:00:00 PM mail.example:25: 550 no From *Email notification to: a@example failed.\r\n"
+            "3/5/2026 12:00:00 PM SMTP: mail.example took the mail for b@example: 250 OK\r\n"
+            "3/5/2026 12:00:00 PM SMTP: mail.example took the mail for c@example: 250 OK\r\n");
+}
+
+TEST_F(MailQueueTest, AMailThatSomebodyWaitsForPassesTheOthers) {
+  for (const char* to : {"a@example", "b@example"}) queue.SendEmail("text", 0, to);
+  int done = 0;
+  queue.SendMailAside({"login@example", "text"}, [&] {
+    ++done;
+    EXPECT_TRUE(Contains(rig.program_log, "took the mail for login@example"));
+  });
+  EXPECT_EQ(rig.mail.UnderWayCount(), 2u);
+  EXPECT_EQ(done, 0);
+  EXPECT_EQ(Sent().size(), 3u);
+  EXPECT_EQ(Sent()[1].recipients[0], "login@example");
+  EXPECT_EQ(done, 1);
+  rig.mail.answer = Status::Error(Fail::kRefused, "mail.example:25: 550 no");
+  queue.SendMailAside({"login@example", "text"}, [&] { ++done; });
+  rig.mail.Turn();
+  EXPECT_EQ(done, 2);
+  queue.SendMailAside({"", "nobody to send to"}, [&] { ++done; });
+  EXPECT_EQ(done, 3);
+}
+
+TEST_F(MailQueueTest, OfTooManyMailsTheNewestAreKeptAndTheOthersCounted) {
+  constexpr size_t kExtra = 100;
+  for (size_t i = 0; i <= MailQueue::kMostWaiting + kExtra; ++i) queue.SendMailNow({"a@example", std::to_string(i)});
+  EXPECT_FALSE(Contains(rig.program_log, "dropped"));
+  ASSERT_EQ(Sent().size(), MailQueue::kMostWaiting + 1);
+  EXPECT_EQ(Sent()[0].body, "0") << "under way already";
+  EXPECT_EQ(Sent()[1].body, std::to_string(kExtra + 1));
+  EXPECT_EQ(Sent().back().body, std::to_string(MailQueue::kMostWaiting + kExtra));
+  const std::string told = "SMTP: 100 mails were dropped, as too many waited";
+  ASSERT_TRUE(Contains(rig.program_log, told));
+  EXPECT_EQ(rig.program_log.find(told), rig.program_log.rfind(told));
+}
+
+TEST_F(MailQueueTest, LargeMailsThatWaitAreBoundedByTheirBytes) {
+  const std::string large(MailQueue::kMostWaitingBytes / 4, 'x');
+  for (int i = 0; i < 7; ++i) queue.SendMailNow({"a@example", large});
+  EXPECT_EQ(Sent().size(), 1u + 3u);
+  EXPECT_TRUE(Contains(rig.program_log, "SMTP: 3 mails were dropped"));
+}
+
 TEST_F(MailQueueTest, TheEndSendsWhatIsPendingInOneStretchOfTime) {
   rig.settings.EmailSendTo = "all@example";
+  queue.SendEmail("one", 0, "a@example");
+  queue.SendEmail("two", 0, "b@example");
   queue.SendEmail("text", 0, "");
-  queue.HurryUp();
   queue.Close();
-  EXPECT_EQ(rig.mail.limits, std::vector<int64_t>{MailQueue::kLastMs});
-  EXPECT_EQ(Sent().size(), 1u);
-  EXPECT_EQ(rig.mail.waits, 1);
+  EXPECT_EQ(rig.mail.finished, MailQueue::kLastMs);
+  EXPECT_EQ(rig.mail.sent.size(), 3u);
+  EXPECT_EQ(rig.mail.UnderWayCount(), 0u);
 }
 
 TEST_F(MailQueueTest, TenThousandMessagesAreOneMail) {

@@ -2,8 +2,10 @@
 #include "platform/curl_mail.h"
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <fstream>
-#include <random>
+#include <future>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -16,6 +18,7 @@ namespace vantry {
 namespace {
 
 using Texts = std::vector<std::string>;
+using Outcomes = std::vector<MailOutcome>;
 
 struct CurlMailTest : ::testing::Test {
   int argc = 0;
@@ -34,8 +37,18 @@ struct CurlMailTest : ::testing::Test {
   }
   // Waits this long at most, each time.
   void Limit(int ms) { mail = std::make_unique<CurlMail>(MailLimits{ms, ms, 20 * ms}); }
+  void Start(const MailMessage& m, Outcomes& outcomes) {
+    mail->Send(m, [&](const MailOutcome& outcome) { outcomes.push_back(outcome); });
+  }
+  static void TurnUntil(const std::function<bool()>& holds) {
+    while (!holds()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  }
   Status Send(const MailMessage& m) {
-    return mail->Send(m, [this](std::string_view line) { lines.emplace_back(line); });
+    Outcomes outcomes;
+    Start(m, outcomes);
+    TurnUntil([&] { return !outcomes.empty(); });
+    lines.insert(lines.end(), outcomes[0].lines.begin(), outcomes[0].lines.end());
+    return outcomes[0].status;
   }
   Status Send() { return Send(message); }
   // A refusal or failure with this text behind the name of the server, told once more as the last status line.
@@ -240,126 +253,76 @@ TEST_F(CurlMailTest, OneByteAtATimeIsFineWhenItEnds) {
   EXPECT_TRUE(Send().ok());
 }
 
-TEST_F(CurlMailTest, TheLoopTurnsWhileTheServerIsSilent) {
-  Limit(500);
-  AnswerTo("", "");
-  int ticks = 0;
-  QTimer timer;
-  QObject::connect(&timer, &QTimer::timeout, &timer, [&ticks] { ++ticks; });
-  timer.start(10);
-  EXPECT_EQ(Send().fail, Fail::kIo);
-  EXPECT_GT(ticks, 5);
-}
-
-TEST_F(CurlMailTest, MailsFromHandlersGoOutWhileOthersWait) {
-  // The first one's server answers only when the inner one is through.
+TEST_F(CurlMailTest, MailsGoOutWhileTheServerOfAnotherIsSilent) {
   ScriptedMailServer slow;
-  bool inner_sent = false, outer_returned = false;
-  QTimer release;
   slow.answer = [](const std::string&) { return ""; };
-  slow.closes = [&](const std::string&) { return false; };
-  QTimer::singleShot(50, [&] {
-    inner_sent = Send().ok();
-    EXPECT_FALSE(outer_returned);
-  });
-  mail = std::make_unique<CurlMail>(MailLimits{1'000, 1'000, 20'000});
-  MailMessage outer = message;
-  outer.server = slow.Place();
-  EXPECT_EQ(Send(outer).fail, Fail::kIo);
-  outer_returned = true;
-  EXPECT_TRUE(inner_sent);
-  EXPECT_EQ(server.mails.size(), 1u);
+  Limit(1'000);
+  MailMessage first = message;
+  first.server = slow.Place();
+  Outcomes outcomes;
+  Start(first, outcomes);
+  EXPECT_TRUE(Send().ok());
+  EXPECT_TRUE(outcomes.empty());
+  TurnUntil([&] { return !outcomes.empty(); });
+  EXPECT_EQ(outcomes[0].status.fail, Fail::kIo);
 }
 
 TEST_F(CurlMailTest, ManyAtOnceEachWithItsOwnEnd) {
-  int good = 0, started = 0;
-  QTimer timer;
-  QObject::connect(&timer, &QTimer::timeout, &timer, [&] {
-    if (++started == 20) timer.stop();
-    if (Send().ok()) ++good;
-  });
-  timer.start(0);
-  while (started < 20) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-  mail->WaitForAll();
-  while (good < 20 && started < 1'000) {
-    QCoreApplication::processEvents();
-    ++started;
-  }
-  EXPECT_EQ(good, 20);
+  Outcomes outcomes;
+  for (int i = 0; i < 20; ++i) Start(message, outcomes);
+  TurnUntil([&] { return outcomes.size() == 20; });
+  for (const MailOutcome& outcome : outcomes) EXPECT_TRUE(outcome.status.ok()) << outcome.status.text;
   EXPECT_EQ(server.mails.size(), 20u);
 }
 
 TEST_F(CurlMailTest, NoMoreThanSoManyAtOnce) {
   AnswerTo("", "");
   Limit(2'000);
-  size_t depth = 0, refused = 0;
-  std::string refusal;
-  std::function<void()> send = [&] {
-    if (++depth <= CurlMail::kMostAtOnce) QTimer::singleShot(0, send);
-    const Status status = Send();
-    if (status.text.find("under way") != std::string::npos) {
-      ++refused;
-      refusal = status.text;
-      mail->SetTimeLeft(0);
-    }
-  };
-  send();
-  EXPECT_EQ(depth, CurlMail::kMostAtOnce + 1);
-  EXPECT_EQ(refused, 1u);
-  EXPECT_EQ(refusal, server.Place() + ": 128 mails are under way already");
+  Outcomes outcomes;
+  for (size_t i = 0; i < CurlMail::kMostAtOnce; ++i) Start(message, outcomes);
+  EXPECT_EQ(Send().text, server.Place() + ": 128 mails are under way already");
+  EXPECT_TRUE(outcomes.empty());
+  mail->Finish(0);
+  EXPECT_EQ(outcomes.size(), CurlMail::kMostAtOnce);
 }
 
-TEST_F(CurlMailTest, TheTimeLeftEndsASilentOne) {
+TEST_F(CurlMailTest, TheEndCutsASilentOneShort) {
   AnswerTo("", "");
-  QTimer::singleShot(50, [this] { mail->SetTimeLeft(50); });
-  ExpectFailure(Fail::kIo, "the time for sending mail is up");
+  Outcomes outcomes;
+  Start(message, outcomes);
+  TurnUntil([&] { return server.connections == 1; });
+  mail->Finish(50);
+  ASSERT_EQ(outcomes.size(), 1u);
+  EXPECT_EQ(outcomes[0].status.text, server.Place() + ": the time for sending mail is up");
   ExpectFailure(Fail::kIo, "the time for sending mail is up");
   EXPECT_EQ(server.connections, 1) << "nothing is begun any more";
-  mail->WaitForAll();
 }
 
-TEST_F(CurlMailTest, WaitingForAllEndsWhenAllAreThrough) {
-  Status sent = Status::Error(Fail::kIo, "not yet");
-  bool through = false;
-  // The handler that waits runs inside the call that sends.
-  QTimer::singleShot(0, [&] {
-    mail->WaitForAll();
-    through = server.mails.size() == 1;
+// The server has a thread and a loop of its own, as this one's loop does not turn at the end.
+TEST_F(CurlMailTest, TheEndWaitsForWhatIsUnderWayAndForWhatFollowsIt) {
+  std::promise<std::string> place;
+  std::promise<size_t> mails;
+  QEventLoop* turning = nullptr;
+  std::thread other([&] {
+    QEventLoop loop;  // First: sockets of this thread need it.
+    ScriptedMailServer elsewhere;
+    turning = &loop;
+    place.set_value(elsewhere.Place());
+    loop.exec();
+    mails.set_value(elsewhere.mails.size());
   });
-  sent = Send();
-  EXPECT_TRUE(sent.ok());
-  EXPECT_TRUE(through);
-  mail->WaitForAll();
-}
-
-TEST_F(CurlMailTest, WaitingForAllIsBoundedByTheTimeLeft) {
-  AnswerTo("", "");
-  bool waited = false;
-  QTimer::singleShot(20, [&] {
-    mail->SetTimeLeft(50);
-    mail->WaitForAll();
-    waited = true;
+  message.server = place.get_future().get();
+  Outcomes outcomes;
+  mail->Send(message, [&](const MailOutcome& outcome) {
+    outcomes.push_back(outcome);
+    Start(message, outcomes);
   });
-  EXPECT_EQ(Send().fail, Fail::kIo);
-  EXPECT_TRUE(waited);
-}
-
-// A loop that was ended does not turn again, so nobody answers in this thread.
-TEST_F(CurlMailTest, AfterTheEndOfTheLoopItWaitsButNotForever) {
-  Limit(300);
-  Status during, after;
-  QTimer::singleShot(0, [&] {
-    QTimer::singleShot(20, [] { QCoreApplication::quit(); });
-    AnswerTo("", "");
-    during = Send();
-    after = Send();
-    mail->SetTimeLeft(50);
-    mail->WaitForAll();
-  });
-  QCoreApplication::exec();
-  EXPECT_EQ(during.text, server.Place() + ": the server did not answer within 300 ms");
-  EXPECT_EQ(after.text, during.text);
-  EXPECT_EQ(Send().text, server.Place() + ": the time for sending mail is up");
+  mail->Finish(20'000);
+  QMetaObject::invokeMethod(turning, "quit", Qt::QueuedConnection);
+  other.join();
+  ASSERT_EQ(outcomes.size(), 2u);
+  for (const MailOutcome& outcome : outcomes) EXPECT_TRUE(outcome.status.ok()) << outcome.status.text;
+  EXPECT_EQ(mails.get_future().get(), 2u);
 }
 
 TEST_F(CurlMailTest, WhatIsNoAddressNeverReachesTheServer) {

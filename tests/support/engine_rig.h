@@ -47,7 +47,7 @@ struct EngineTest : ::testing::Test {
   MemoryIndex index{data_files};
   QuietListener listener;
   RecordingNotices notices;
-  RecordingMail mail;
+  FakeMail mail;
   NobodyOnTheLine gateway;
   RecordingPrograms programs;
   RecordingBus bus;

@@ -1,10 +1,11 @@
-// A mail server in memory: it takes or refuses as it is told, and things can happen while it does.
+// A mail server in memory: it takes or refuses as it is told, when the test turns the loop.
 #pragma once
 
 #include <deque>
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ports/mail.h"
@@ -13,39 +14,54 @@ namespace vantry {
 
 class FakeMail final : public Mail {
  public:
-  std::vector<MailMessage> sent;                   // Every message handed over, in order, whatever came of it.
-  std::deque<Status> answers;                      // How the next ones end; well when there is none.
-  std::function<void(const MailMessage&)> during;  // Runs inside Send, as handlers do while the loop turns.
-  std::optional<int64_t> time_left;                // As it was set.
-  int under_way = 0, waits = 0;
+  std::vector<MailMessage> sent;    // Every message handed over, in order, whatever came of it.
+  std::deque<Status> answers;       // How the next ones end.
+  Status answer;                    // How they end when there are no more of these.
+  std::optional<int64_t> finished;  // The time given for the end.
 
-  Status Send(const MailMessage& message, const std::function<void(std::string_view)>& status) override {
-    Status result = Status::Ok();
-    if (time_left && *time_left <= 0) {
-      result = Status::Error(Fail::kIo, message.server + ": the time for sending mail is up");
-    } else {
-      sent.push_back(message);
-      if (!answers.empty()) {
-        result = answers.front();
-        answers.pop_front();
-      }
-      ++under_way;
-      if (during) during(message);
-      --under_way;
-    }
-    if (status)
-      status(result.ok() ? message.server + " took the mail for " + Names(message) + ": 250 OK" : result.text);
-    return result;
+  void Send(MailMessage message, MailDone done) override {
+    const bool late = finished && *finished <= 0;
+    if (!late) sent.push_back(message);
+    under_way_.push_back({std::move(message), std::move(done), late});
   }
-  void SetTimeLeft(int64_t ms) override { time_left = ms; }
-  void WaitForAll() override { ++waits; }
+  void Finish(int64_t ms) override {
+    finished = ms;
+    for (UnderWay& mail : under_way_) mail.late = mail.late || ms <= 0;
+    Turn();
+  }
+  // The servers answer, until nothing is under way.
+  void Turn() {
+    while (!under_way_.empty()) TurnOnce();
+  }
+  // One of them does.
+  void TurnOnce() {
+    UnderWay mail = std::move(under_way_.front());
+    under_way_.pop_front();
+    mail.done(OutcomeOf(mail));
+  }
+  size_t UnderWayCount() const { return under_way_.size(); }
 
  private:
-  static std::string Names(const MailMessage& message) {
+  struct UnderWay {
+    MailMessage message;
+    MailDone done;
+    bool late;  // After the end.
+  };
+  MailOutcome OutcomeOf(const UnderWay& mail) {
+    Status status = answer;
+    if (mail.late) {
+      status = Status::Error(Fail::kIo, mail.message.server + ": the time for sending mail is up");
+    } else if (!answers.empty()) {
+      status = answers.front();
+      answers.pop_front();
+    }
+    if (!status.ok()) return {status, {status.text}};
     std::string names;
-    for (const std::string& recipient : message.recipients) names += (names.empty() ? "" : ", ") + recipient;
-    return names;
+    for (const std::string& name : mail.message.recipients) names += (names.empty() ? "" : ", ") + name;
+    return {status, {mail.message.server + " took the mail for " + names + ": 250 OK"}};
   }
+
+  std::deque<UnderWay> under_way_;
 };
 
 }  // namespace vantry

@@ -1,34 +1,15 @@
 // The mail queue on fakes: two sites, "One" and "Two", at noon of 5 March 2026; a mail server is set.
 #pragma once
 
-#include <functional>
 #include <string>
-#include <vector>
 
 #include "core/text.h"
 #include "notify/mail_queue.h"
+#include "support/fake_mail.h"
 #include "support/fakes.h"
 #include "support/memory_files.h"
 
 namespace vantry {
-
-// Records mails; `on_send` runs while one is on its way.
-struct RecordingMail final : Mail {
-  std::vector<MailMessage> sent;
-  std::vector<int64_t> limits;
-  Status answer;
-  std::vector<std::string> lines;  // Told on the way.
-  std::function<void()> on_send;
-  int waits = 0;
-  Status Send(const MailMessage& message, const std::function<void(std::string_view)>& status) override {
-    sent.push_back(message);
-    for (const std::string& line : lines) status(line);
-    if (on_send) on_send();
-    return answer;
-  }
-  void SetTimeLeft(int64_t ms) override { limits.push_back(ms); }
-  void WaitForAll() override { ++waits; }
-};
 
 struct NobodyOnTheLine final : LineClient {
   void OnEvents(LineClientEvents) override {}
@@ -46,7 +27,7 @@ struct MailRig {
   MemoryFiles files;
   RecordingNotices notices;
   RecordingView view;
-  RecordingMail mail;
+  FakeMail mail;
   NobodyOnTheLine line;
   std::string program_log;
   ProgramLog log{

@@ -4,6 +4,7 @@ are told."""
 
 import email
 import email.policy
+import threading
 import time
 import unittest
 
@@ -39,14 +40,44 @@ class MailProgramTest(MailCase):
             return ScriptedServer.good(line)
         server = self.scripted(answer)
         home, vantry = self.begin(server)
-        # Behind the line whose mail is under way.
+        # After the line whose mail is under way; neither waits for it.
         append(home.log("access.log"), ncsa_line("10.0.2.1", "/next.html", time.time() + 1))
         wait_until(lambda: release)
+        vantry.wait_visitor("10.0.2.1", seconds=8)
+        self.assertLess(time.monotonic(), release[0])
         slowest, count = self.slowest_answer(vantry, until=lambda: time.monotonic() > release[0] - 0.5)
         self.assertEqual(self.smtp_lines(home), [], "still under way")
         self.assert_prompt("server that thinks for 10 s", slowest, count)
         self.wait_smtp_line(home, "%s took the mail for %s: 250 OK" % (server.place, TO))
-        vantry.wait_visitor("10.0.2.1")
+
+    def test_a_login_waits_for_its_mail_and_nothing_else_does(self):
+        released = threading.Event()
+        thinks = []
+
+        def answer(line):
+            if line == ".":
+                thinks.append(line)
+                released.wait(25)
+            return ScriptedServer.good(line)
+        server = self.scripted(answer)
+        # The mail of the exception is under way all the time; that of the login passes it.
+        home, vantry = self.begin(server, EmailSendTo=TO, WebAccessControl="True", WebAccessEmail="True",
+                                  WebUsername="operator", WebPassword="open sesame")
+        wait_until(lambda: len(thinks) == 1)
+        body = b"UserName=operator&Password=open sesame&B1=Submit"
+        with vantry.connect() as s:
+            s.sendall(b"POST / HTTP/1.0\r\nContent-Length: %d\r\n\r\n" % len(body) + body)
+            wait_until(lambda: len(thinks) == 2)
+            self.assertIn(b"HTTP/1.0 200", vantry.ask(b"GET / HTTP/1.0\r\n\r\n"))
+            s.settimeout(0.5)
+            with self.assertRaises(TimeoutError):
+                s.recv(1)
+            released.set()
+            s.settimeout(20)
+            self.assertTrue(s.recv(1 << 16).startswith(b"HTTP/1.0 200"))
+        wait_until(lambda: len(self.smtp_lines(home)) == 2)
+        self.assertEqual(len(server.mails), 2)
+        vantry.stop()
 
     def test_what_goes_wrong_is_told_and_the_program_goes_on(self):
         known = ScriptedServer.good

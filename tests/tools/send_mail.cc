@@ -40,5 +40,11 @@ int main(int argc, char** argv) {
     tell(written.text);
     return 1;
   }
-  return mail.Send(message, tell).ok() ? 0 : 1;
+  int result = 1;
+  mail.Send(message, [&](const vantry::MailOutcome& outcome) {
+    for (const std::string& line : outcome.lines) tell(line);
+    result = outcome.status.ok() ? 0 : 1;
+  });
+  mail.Finish(300'000);  // Its own limits are shorter.
+  return result;
 }

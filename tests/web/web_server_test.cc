@@ -51,10 +51,12 @@ struct FakeControl final : RemoteControl {
 
 struct FakeMailer final : LoginMailer {
   std::vector<std::string> mails;
-  std::function<void()> on_send;  // While a mail is on its way.
-  void SendLoginMail(const std::string& to, const std::string& text) override {
+  bool slow = false;  // A mail is out when the test says so.
+  std::function<void()> done;
+  void SendLoginMail(const std::string& to, const std::string& text, std::function<void()> when_done) override {
     mails.push_back(to + "|" + text);
-    if (on_send) on_send();
+    if (!slow) return when_done();
+    done = std::move(when_done);
   }
 };
 
@@ -362,32 +364,42 @@ TEST_F(WebTest, EveryPageOfALoggedInUserIsMailed) {
   EXPECT_EQ(mailer.mails[0], "op@example|Vantry Web Access User Login:\r\n3/5/2026 12:00:00 PM 10.0.0.1 4711 ADMIN");
 }
 
-// The loop turns while the mail of a login goes out.
-TEST_F(WebTest, WhatHappensWhileALoginIsMailedDoesNoHarm) {
+TEST_F(WebTest, ALoginWaitsForItsMailAndNobodyElseDoes) {
   settings.WebAccessControl = settings.WebAccessEmail = true;
   settings.WebUsername = "admin";
   settings.WebPassword = "secret";
   settings.EmailSendTo = "op@example";
-  std::string meanwhile;
-  mailer.on_send = [&] {
-    mailer.on_send = nullptr;
-    Send(1, "GET /?LIST&more HTTP/1.0\r\n\r\n");
-    meanwhile = listener.peers[1].sent;
-    EXPECT_EQ(listener.events.claim(1), Claim::kAnswering);
-    listener.events.peer_done(1);
-  };
-  EXPECT_NE(Login("admin", "secret"), "");
-  EXPECT_EQ(meanwhile, "") << "the first request is answered first";
+  mailer.slow = true;
+  EXPECT_EQ(Login("admin", "secret"), "");
+  Send(1, "GET /?LIST&more HTTP/1.0\r\n\r\n");
+  EXPECT_EQ(listener.events.claim(1), Claim::kAnswering);
+  listener.events.peer_done(1);
+  EXPECT_EQ(listener.peers[1].sent, "") << "the first request is answered first";
+  EXPECT_NE(Get("/", 2, "10.0.0.2"), "");
+  mailer.done();
+  EXPECT_TRUE(StartsWith(listener.peers[1].sent, "HTTP/1.0 200"));
   EXPECT_FALSE(Contains(listener.peers[1].sent.substr(1), "HTTP/1.0 200")) << "once";
+  EXPECT_FALSE(listener.IsOpen(1));
+}
 
-  // The client leaves, and another comes under its number.
-  mailer.on_send = [&] {
-    mailer.on_send = nullptr;
-    listener.Close(1, true);
-    Connect(1, "10.0.0.2");
-  };
+TEST_F(WebTest, AClientThatLeavesWhileItsLoginIsMailedGetsNothing) {
+  settings.WebAccessControl = settings.WebAccessEmail = true;
+  settings.WebUsername = "admin";
+  settings.WebPassword = "secret";
+  settings.EmailSendTo = "op@example";
+  mailer.slow = true;
+  EXPECT_EQ(Login("admin", "secret"), "");
+  listener.Close(1, true);
+  mailer.done();
+  EXPECT_EQ(listener.peers[1].sent, "");
+  // Another comes under its number.
   EXPECT_EQ(Get("/?LIST&"), "");
+  listener.Close(1, true);
+  Connect(1, "10.0.0.2");
+  mailer.done();
   EXPECT_TRUE(listener.IsOpen(1)) << "the other one's connection";
+  EXPECT_EQ(listener.peers[1].sent, "");
+  settings.WebAccessEmail = false;
   Send(1, "GET / HTTP/1.0\r\n\r\n");
   EXPECT_TRUE(StartsWith(listener.peers[1].sent, "HTTP/1.0 200"));
 }
