@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/bounded_queue.h"
 #include "core/date_time.h"
 #include "core/day_list.h"
 #include "core/grid.h"
@@ -18,6 +19,12 @@ namespace vantry {
 enum class LogType : int16_t { kW3C = 0, kIIS = 1, kNCSA = 2, kProxy = 3, kFirewall = 4, kISA = 5 };
 
 enum class FileChoice : int16_t { kByDate = 0, kAlphabetic = 1, kSameName = 2 };
+
+// Messages that wait for the next mail to one address.
+struct PendingTexts : BoundedQueue<std::string> {
+  static constexpr size_t kMost = 10'000, kMostBytes = 4'000'000;
+  PendingTexts() : BoundedQueue(kMost, kMostBytes) {}
+};
 
 // A monitored site. "Saved" marks what the site file keeps. A site's number is its 1-based place in `Sites` and stays
 // valid for the whole run: a deleted site keeps its place.
@@ -73,13 +80,13 @@ struct SiteRec {
   bool UseLocalTime = false;                      // Saved and shown; no line is read by it.
   WallTime ExLastLowCheck, ExLastHighCheck;
   int16_t ExValue130 = 0, ExValue131 = 0, ExValue133 = 0, ExValue134 = 0, ExValue161 = 0;
-  bool ViewDirty = false;    // A visitor left: the site's node needs its count refreshed.
-  bool Touch = false;        // Saved.
-  int32_t TouchEvery = 0;    // Saved. Minutes.
-  std::string TouchPage;     // Saved.
-  WallTime TouchCheckTime;   // When the page is polled next.
-  std::string EmailAddress;  // Saved.
-  std::string PendingEmail;  // Collected for EmailAddress.
+  bool ViewDirty = false;     // A visitor left: the site's node needs its count refreshed.
+  bool Touch = false;         // Saved.
+  int32_t TouchEvery = 0;     // Saved. Minutes.
+  std::string TouchPage;      // Saved.
+  WallTime TouchCheckTime;    // When the page is polled next.
+  std::string EmailAddress;   // Saved.
+  PendingTexts PendingEmail;  // Collected for EmailAddress.
   bool EmailGlobalAlso = false, EmailDailyReport = false, EmailNoExceptions = false;  // Saved.
   int16_t AlertView = 0, ExceptionView = 0;  // Filter of the window's lists, 0 for all.
   bool AutoArchive = false;                  // Saved.

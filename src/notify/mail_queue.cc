@@ -17,11 +17,11 @@ void MailQueue::SendEmail(const std::string& message, int16_t site, const std::s
     }
     bool general_too = true;
     if (site > 0 && !c_.t.Site(site).EmailAddress.empty()) {
-      c_.t.Site(site).PendingEmail.append(message).append("\r\n\r\n");
+      c_.t.Site(site).PendingEmail.Push(message, message.size());
       general_too = c_.t.Site(site).EmailGlobalAlso;
     }
     if (c_.settings.EmailSendTo.empty()) return Status::Ok();
-    if (general_too && !message.empty()) PendingText_.append(message).append("\r\n\r\n");
+    if (general_too && !message.empty()) PendingText_.Push(message, message.size());
     // Counted even where the site alone gets the text.
     ++PendingCount_;
     c_.view.SetMailStatus(std::to_string(PendingCount_) + " Pending Messages");
@@ -42,14 +42,25 @@ void MailQueue::SendTimerTick() {
 
 void MailQueue::Email_SendPending() {
   c_.log.Guard("Email_SendPending", [this] {
-    for (SiteRec& site : c_.t.Sites) {
-      if (!site.PendingEmail.empty()) SendMailNow({site.EmailAddress, std::exchange(site.PendingEmail, {})});
-    }
-    if (!PendingText_.empty()) SendMailNow({c_.settings.EmailSendTo, std::exchange(PendingText_, {})});
+    for (SiteRec& site : c_.t.Sites) SendPending(site.EmailAddress, site.PendingEmail);
+    SendPending(c_.settings.EmailSendTo, PendingText_);
     PendingCount_ = 0;
     c_.view.SetMailStatus("");
     return Status::Ok();
   });
+}
+
+void MailQueue::SendPending(const std::string& send_to, PendingTexts& pending) {
+  if (pending.Empty()) return;
+  OutgoingMail mail{send_to, {}};
+  if (const int64_t dropped = pending.TakeDropped(); dropped > 0) {
+    const std::string told = std::to_string(dropped) + " older messages were dropped";
+    mail.body = told + ".\r\n\r\n";
+    c_.log.WriteProgramLog("SMTP: " + told + " from the mail to " + send_to + ", as too many came", false);
+  }
+  mail.body.reserve(mail.body.size() + pending.Bytes() + 4 * pending.Rows());
+  while (!pending.Empty()) mail.body.append(pending.Pop()).append("\r\n\r\n");
+  SendMailNow(std::move(mail));
 }
 
 void MailQueue::SendMailNow(OutgoingMail mail) {

@@ -62,16 +62,17 @@ class MailQueue {
   // The end of the program: what is pending goes out. The loop does not turn meanwhile.
   void Close();
 
-  const std::string& PendingText() const { return PendingText_; }
+  const PendingTexts& PendingText() const { return PendingText_; }
   int32_t PendingCount() const { return PendingCount_; }
 
  private:
+  void SendPending(const std::string& send_to, PendingTexts& pending);
   Status Prepare(OutgoingMail mail, MailMessage& message);
   bool Start(OutgoingMail mail, std::function<void()> done);
   void StartNext();
 
   MailQueueContext c_;
-  std::string PendingText_;
+  PendingTexts PendingText_;
   int32_t PendingCount_ = 0;
   int16_t TickCount_ = 0;
   BoundedQueue<OutgoingMail> waiting_{kMostWaiting, kMostWaitingBytes};

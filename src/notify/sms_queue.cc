@@ -7,13 +7,22 @@
 namespace vantry {
 namespace {
 
-constexpr char kEnd = '\x01', kEscape = '\x1b';
+constexpr char kEnd = '\x01';
 
+std::string WithBlanks(std::string_view text, char kept) {
+  std::string clean(text);
+  for (char& c : clean) {
+    const bool control = static_cast<unsigned char>(c) < ' ' || c == '\x7f';
+    if (control && c != kept) c = ' ';
+  }
+  return clean;
+}
+
+// Texts come from logs. A control character would end a command or a line for the gateway and begin another; a tab only
+// shifts the fields after it, which those who read them know.
 std::string Fields(std::string_view number, std::string_view message, const Regional& regional, WallTime now) {
-  std::string text(number);
-  text.append("\t").append(message);
-  text += "\t" + regional.ShortDate(DayOf(now)) + "\t" + FormatTime(SecondOfDay(now));
-  return text;
+  return WithBlanks(number, '\t') + "\t" + WithBlanks(message, '\t') + "\t" + regional.ShortDate(DayOf(now)) + "\t" +
+         FormatTime(SecondOfDay(now));
 }
 
 }  // namespace
@@ -25,17 +34,15 @@ SmsQueue::SmsQueue(SmsContext context) : c_(std::move(context)) {
 
 // What a server says may hold anything, and a line of the log is one line.
 void SmsQueue::Log(const std::string& text) {
-  std::string line = text;
-  for (char& c : line) {
-    if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = ' ';
-  }
-  c_.log.WriteProgramLog(line, false);
+  c_.log.WriteProgramLog(WithBlanks(text, '\0'), false);
 }
 
 void SmsQueue::SendSMS(std::string_view number, std::string_view message) {
   const Status status = Attempt([&] {
     if (c_.settings.SMSConnect != 0) return AppendToPolledFile(number, message);
-    queue_ += "SEND " + Fields(number, message, c_.regional, c_.clock.Now()) + kEscape;
+    std::string command = "SEND " + Fields(number, message, c_.regional, c_.clock.Now());
+    const size_t bytes = command.size();
+    queue_.Push(std::move(command), bytes);
     return Status::Ok();
   });
   if (!status.ok()) {
@@ -52,7 +59,7 @@ Status SmsQueue::AppendToPolledFile(std::string_view number, std::string_view me
 
 void SmsQueue::StartSMSQueue() {
   const Status status = Attempt([this] {
-    if (SMSQueue().empty()) return Status::Ok();
+    if (queue_.Empty()) return Status::Ok();
     if (c_.client.IsConnected()) {
       Greet();
     } else {
@@ -75,7 +82,7 @@ void SmsQueue::Greet() {
 void SmsQueue::DataIn(std::string_view message) {
   const Status status = Attempt([&] {
     if (message != "OK" && message != "SENT") Log("SMS Server: " + std::string(message));
-    if (!SMSQueue().empty()) SendNextSMS();
+    if (!queue_.Empty()) SendNextSMS();
     return Status::Ok();
   });
   if (!status.ok()) Log("Error sending to SMS Server: " + status.text);
@@ -86,18 +93,22 @@ void SmsQueue::SendNextSMS() {
 }
 
 Status SmsQueue::SendFirst() {
-  const size_t end = queue_.find(kEscape, sent_);
-  if (end == std::string::npos) return Status::Ok();
   // The server's last words may come after its end of the connection; the command then waits for the next one.
   if (!c_.client.IsConnected()) return Status::Error(Fail::kIo, "The connection to the SMS Server is gone");
-  c_.client.Send(queue_.substr(sent_, end - sent_) + kEnd);
-  sent_ = end + 1;
-  // Cutting what is sent off each time would cost the whole queue for each message.
-  if (sent_ > queue_.size() / 2) {
-    queue_.erase(0, sent_);
-    sent_ = 0;
-  }
+  c_.client.Send(queue_.Front() + kEnd);
+  (void)queue_.Pop();
+  if (queue_.Empty()) TellDropped();
   return Status::Ok();
+}
+
+void SmsQueue::TellDropped() {
+  const int64_t dropped = queue_.TakeDropped();
+  if (dropped > 0) Log(std::to_string(dropped) + " short messages were dropped, as too many waited for the SMS Server");
+}
+
+void SmsQueue::Close() {
+  TellDropped();
+  c_.client.Close();
 }
 
 }  // namespace vantry

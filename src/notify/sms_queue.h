@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "config/settings.h"
+#include "core/bounded_queue.h"
 #include "core/program_log.h"
 #include "core/regional.h"
 #include "ports/clock.h"
@@ -26,10 +27,13 @@ struct SmsContext {
 // Short messages on their way out: as lines of a file that another program polls, or as commands to an SMS server.
 //
 // Towards the server one command is under way at a time, and each reply, whatever it says, releases the next. Waiting
-// commands live in memory only. Nothing in a number or a message is escaped: a tab shifts the fields behind it, a
-// character 27 splits a command in two. The connection stays open when everything is sent.
+// commands live in memory only; of too many the oldest are dropped, which the program log tells once the queue is empty
+// again. Control characters in a number or a message become blanks, but for the tab, which shifts the fields after it.
+// The connection stays open when everything is sent.
 class SmsQueue {
  public:
+  static constexpr size_t kMostWaiting = 10'000, kMostWaitingBytes = 4'000'000;
+
   // Takes the events of the client.
   explicit SmsQueue(SmsContext context);
 
@@ -42,10 +46,10 @@ class SmsQueue {
   void StartSMSQueue();
 
   // Ends the connection. What waits stays and is lost with the program.
-  void Close() { c_.client.Close(); }
+  void Close();
 
-  // The commands that wait, each with character 27 at its end.
-  std::string_view SMSQueue() const { return std::string_view(queue_).substr(sent_); }
+  // The commands that wait.
+  const BoundedQueue<std::string>& SMSQueue() const { return queue_; }
 
  private:
   Status AppendToPolledFile(std::string_view number, std::string_view message);
@@ -54,11 +58,11 @@ class SmsQueue {
   void SendNextSMS();
   Status SendFirst();
   void Greet();
+  void TellDropped();
   void Log(const std::string& text);
 
   SmsContext c_;
-  std::string queue_;  // What waits starts at `sent_`.
-  size_t sent_ = 0;
+  BoundedQueue<std::string> queue_{kMostWaiting, kMostWaitingBytes};
 };
 
 }  // namespace vantry

@@ -7,6 +7,12 @@
 namespace vantry {
 namespace {
 
+std::string Joined(PendingTexts pending) {
+  std::string text;
+  while (!pending.Empty()) text += pending.Pop() + "\r\n\r\n";
+  return text;
+}
+
 struct MailQueueTest : ::testing::Test {
   MailRig rig;
   MailQueue& queue = rig.queue;
@@ -56,8 +62,8 @@ TEST_F(MailQueueTest, TextsAreCollectedForTheSiteAndForAll) {
     fresh.t.Site(1).EmailGlobalAlso = c.global_also;
     fresh.settings.EmailSendTo = c.send_to;
     fresh.queue.SendEmail("text", 1, "");
-    EXPECT_EQ(fresh.t.Site(1).PendingEmail, c.site_text);
-    EXPECT_EQ(fresh.queue.PendingText(), c.general_text);
+    EXPECT_EQ(Joined(fresh.t.Site(1).PendingEmail), c.site_text);
+    EXPECT_EQ(Joined(fresh.queue.PendingText()), c.general_text);
     EXPECT_EQ(fresh.queue.PendingCount(), c.count);
     EXPECT_TRUE(fresh.mail.sent.empty());
     EXPECT_EQ(fresh.view.Count("mail 1 Pending Messages"), c.count);
@@ -68,7 +74,7 @@ TEST_F(MailQueueTest, NoSiteAndEmptyMessages) {
   rig.settings.EmailSendTo = "all@example";
   queue.SendEmail("text", 0, "");
   queue.SendEmail("", 0, "");
-  EXPECT_EQ(queue.PendingText(), "text\r\n\r\n");
+  EXPECT_EQ(Joined(queue.PendingText()), "text\r\n\r\n");
   EXPECT_EQ(queue.PendingCount(), 2);
 }
 
@@ -139,7 +145,7 @@ TEST_F(MailQueueTest, AFailureIsReportedAndTheTextIsGone) {
   EXPECT_EQ(rig.program_log,
             "3/5/2026 12:00:00 PM SMTP: mail.example:25: 550 no\r\n"
             "3/5/2026 12:00:00 PM mail.example:25: 550 no From *Email notification to: all@example failed.\r\n");
-  EXPECT_EQ(queue.PendingText(), "");
+  EXPECT_EQ(Joined(queue.PendingText()), "");
   EXPECT_EQ(queue.PendingCount(), 0);
 }
 
@@ -160,7 +166,7 @@ TEST_F(MailQueueTest, WhatComesWhileAMailGoesOutBelongsToTheNext) {
   queue.Email_SendPending();
   queue.SendEmail("second", 0, "");
   rig.mail.Turn();
-  EXPECT_EQ(queue.PendingText(), "second\r\n\r\n");
+  EXPECT_EQ(Joined(queue.PendingText()), "second\r\n\r\n");
   EXPECT_EQ(queue.PendingCount(), 1);
 }
 
@@ -238,6 +244,40 @@ TEST_F(MailQueueTest, TenThousandMessagesAreOneMail) {
   ASSERT_EQ(Sent().size(), 1u);
   EXPECT_TRUE(Contains(Sent()[0].body, "message 0\r\n\r\nmessage 1\r\n\r\n"));
   EXPECT_TRUE(Contains(Sent()[0].body, "message 9999\r\n\r\n"));
+}
+
+TEST_F(MailQueueTest, OfTooManyMessagesTheNewestAreInTheMailAndTheOthersCounted) {
+  rig.settings.EmailSendTo = "all@example";
+  rig.t.Site(1).EmailAddress = "one@example";
+  rig.t.Site(1).EmailGlobalAlso = true;
+  constexpr int kSent = static_cast<int>(PendingTexts::kMost) + 7;
+  for (int i = 0; i < kSent; ++i) queue.SendEmail("message " + std::to_string(i), 1, "");
+  EXPECT_EQ(queue.PendingCount(), kSent) << "counters stay exact";
+  EXPECT_EQ(rig.program_log, "");
+  queue.Email_SendPending();
+  ASSERT_EQ(Sent().size(), 2u);
+  for (const MailMessage& mail : Sent()) {
+    EXPECT_TRUE(StartsWith(mail.body, "7 older messages were dropped.\r\n\r\nmessage 7\r\n\r\nmessage 8\r\n\r\n"));
+    EXPECT_TRUE(Contains(mail.body, "message " + std::to_string(kSent - 1) + "\r\n\r\n"));
+  }
+  for (const char* to : {"one@example", "all@example"}) {
+    const std::string told = "SMTP: 7 older messages were dropped from the mail to " + std::string(to);
+    EXPECT_NE(rig.program_log.find(told), std::string::npos);
+    EXPECT_EQ(rig.program_log.find(told), rig.program_log.rfind(told));
+  }
+  queue.SendEmail("text", 1, "");
+  queue.Email_SendPending();
+  EXPECT_EQ(Sent().back().body, "text\r\n\r\n") << "told once";
+}
+
+TEST_F(MailQueueTest, LongMessagesThatWaitAreBoundedByTheirBytes) {
+  rig.settings.EmailSendTo = "all@example";
+  const std::string half(PendingTexts::kMostBytes / 2, 'x');
+  for (int i = 0; i < 5; ++i) queue.SendEmail(std::to_string(i) + half, 0, "");
+  EXPECT_EQ(queue.PendingText().Rows(), 1u);
+  EXPECT_LE(queue.PendingText().Bytes(), PendingTexts::kMostBytes);
+  queue.Email_SendPending();
+  EXPECT_TRUE(StartsWith(Sent().at(0).body, "4 older messages were dropped.\r\n\r\n4x"));
 }
 
 }  // namespace
