@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <charconv>
 
+#include "core/exception_numbers.h"
 #include "core/text.h"
 #include "core/visitor_rows.h"
 
 namespace vantry {
 namespace {
 
-constexpr int kActiveVisitors = 110, kManyActiveVisitors = 120, kNoVisitors = 122, kNoVisitorsForLong = 123;
 constexpr int16_t kInformationLevel = 4;
 
 EventLevel LevelOf(int16_t level) {
@@ -118,7 +118,7 @@ void Exceptions::Count(const Raised& raised) {
 void Exceptions::CheckExceptions(int16_t site) {
   c_.log.Guard("CheckExceptions", [&] {
     for (const ExceptionType& type : c_.settings.ExceptionTypes) {
-      if (!type.Raise || type.Number < kActiveVisitors || type.Number > kNoVisitorsForLong) continue;
+      if (!type.Raise || type.Number < kExActiveVisitors || type.Number > kExNoVisitorsForLong) continue;
       if (Status status = CheckType(site, type); !status.ok()) return status;
     }
     return Status::Ok();
@@ -126,15 +126,15 @@ void Exceptions::CheckExceptions(int16_t site) {
 }
 
 Status Exceptions::CheckType(int16_t n, const ExceptionType& type) {
-  const bool about_many = type.Number == kActiveVisitors || type.Number == kManyActiveVisitors;
-  const bool about_none = type.Number == kNoVisitors || type.Number == kNoVisitorsForLong;
+  const bool about_many = type.Number == kExActiveVisitors || type.Number == kExManyActiveVisitors;
+  const bool about_none = type.Number == kExNoVisitors || type.Number == kExNoVisitorsForLong;
   if (!about_many && !about_none) return Status::Ok();
   const WallTime now = c_.clock.Now();
   SiteRec& site = c_.t.Site(n);
   double threshold = 0;
   // Each of the two has a moment of its own that it sets back, but both measure from the first one's: while the shorter
   // of them is on, the longer never comes due.
-  WallTime& own_check = type.Number == kNoVisitors ? site.ExLastLowCheck : site.ExLastHighCheck;
+  WallTime& own_check = type.Number == kExNoVisitors ? site.ExLastLowCheck : site.ExLastHighCheck;
   if (about_none && site.CurrentVisitors != 0) {
     own_check = now;
     return Status::Ok();

@@ -1,4 +1,5 @@
 // Which table gets which record at which moment, and how each value is formatted.
+#include "core/exception_numbers.h"
 #include "core/text.h"
 #include "core/visitor_rows.h"
 #include "database/schema.h"
@@ -216,7 +217,8 @@ Status VisitDatabase::WriteVisitor(VisitorRec& v, bool new_visit) {
   v.FirstVisited = Joined(t.Date(kFirstVDate), t.Text(kFirstVTime));
   const Status status = Result(found > 0 ? t.Insert() : t.Update(), t);
   if (new_visit && v.VisitCount >= c_.t.Site(v.Site).ExValue133 && !v.IsSpider) {
-    c_.exceptions.AddException(v.Site, 133, v.LastPageTime, std::to_string(v.VisitCount), v.DNS, v.VisitCount);
+    c_.exceptions.AddException(v.Site, kExManyVisits, v.LastPageTime, std::to_string(v.VisitCount), v.DNS,
+                               v.VisitCount);
   }
   return status;
 }

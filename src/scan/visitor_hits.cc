@@ -1,6 +1,7 @@
 // Second half of `SplitLine`: from the hit to the counted page.
 #include <functional>
 
+#include "core/exception_numbers.h"
 #include "core/text.h"
 #include "core/visitor_rows.h"
 #include "core/wildcard.h"
@@ -119,7 +120,7 @@ bool HitProcessor::ChooseSpider(int16_t number, LogTime hit, std::string& spider
   if (spider.empty() && EqualsNoCase(h.HitPage, "ROBOTS.TXT")) {
     spider = "Unknown";
     if (h.HitAgent.size() >= 2 && classifier_.LearnAgent(h.HitIP, h.HitAgent)) {
-      c_.exceptions.AddException(number, 902, hit, h.HitAgent, h.HitIP, 0);
+      c_.exceptions.AddException(number, kExUnknownSpider, hit, h.HitAgent, h.HitIP, 0);
     }
   }
   return spider.empty() || !c_.settings.NoSpiders;
@@ -159,7 +160,7 @@ VisitorRec* HitProcessor::NewVisitor(int16_t number, LogTime hit, int32_t& alert
   c_.history.UpdateVisitor(v, false);
   c_.history.AddVisitToDatabase(v, h.HitPage);
   if (!v.IsSpider && browser.empty() && !h.HitAgent.empty()) {
-    c_.exceptions.AddException(number, 900, hit, h.HitAgent, h.HitIP, v.VisitCount);
+    c_.exceptions.AddException(number, kExUnknownBrowser, hit, h.HitAgent, h.HitIP, v.VisitCount);
   }
   AddToGrid(t_, v);
   return &v;
@@ -211,7 +212,8 @@ void HitProcessor::CountPage(VisitorRec& v, std::string_view line, LogTime hit) 
   SiteRec& site = t_.Site(line_site_);
   ++site.PagesCounted;
   if (t_.ShowTraceView) c_.log.AddTrace(line_site_, line);
-  if (v.Pages > 1 && MinutesBetween(v.LastPageTime, hit) >= site.ExValue134) Raise(v, 134, hit, v.Page, v.IP);
+  if (v.Pages > 1 && MinutesBetween(v.LastPageTime, hit) >= site.ExValue134)
+    Raise(v, kExLongOnAPage, hit, v.Page, v.IP);
   v.LastPageTime = hit;
   v.LastClock = c_.clock.Now();
   v.Page = h.HitPage;
@@ -228,7 +230,7 @@ void HitProcessor::CountPage(VisitorRec& v, std::string_view line, LogTime hit) 
   ScoreVisit(v, hit);
   if (site.ReplayUntilPos == 0) StorePage(v);
   if (v.HackCount > 3 && !v.HackRaised) {
-    Raise(v, 165, hit, std::nullopt, v.IP);
+    Raise(v, kExHacker, hit, std::nullopt, v.IP);
     v.HackRaised = true;
     c_.history.UpdateHackCount(v);
   }
@@ -240,7 +242,7 @@ void HitProcessor::ScoreStatus(VisitorRec& v, LogTime hit) {
   if (v.Status != 404) return;
   CountUp(v.NotFoundCount);
   if (v.NotFoundCount < t_.Site(line_site_).ExValue161) return;
-  Raise(v, 161, hit, std::to_string(v.NotFoundCount), v.DNS);
+  Raise(v, kExManyNotFound, hit, std::to_string(v.NotFoundCount), v.DNS);
   v.NotFoundCount = 0;
   CountUp(v.HackCount, 2);
 }
@@ -252,10 +254,10 @@ void HitProcessor::ScoreExtension(VisitorRec& v, LogTime hit) {
     int exception;  // 0 for none.
     bool download, scores;
   };
-  static constexpr Row kRows[] = {{"exe", 150, true, true},
-                                  {"dll", 151, true, true},
-                                  {"bat", 152, false, false},
-                                  {"vbs", 153, false, false},
+  static constexpr Row kRows[] = {{"exe", kExExeRequested, true, true},
+                                  {"dll", kExDllRequested, true, true},
+                                  {"bat", kExBatRequested, false, false},
+                                  {"vbs", kExVbsRequested, false, false},
                                   {"zip", 0, true, false}};
   for (const Row& row : kRows) {
     if (ext_ != row.extension) continue;
@@ -268,14 +270,14 @@ void HitProcessor::ScoreExtension(VisitorRec& v, LogTime hit) {
 void HitProcessor::ScorePageAndMethod(VisitorRec& v, LogTime hit) {
   const std::string& page = t_.Hit.HitPage;
   if (Contains(page, "../") || Contains(page, "..%2F") || Contains(page, ".%5c.")) {
-    Raise(v, 160, hit, page, v.DNS);
+    Raise(v, kExPathTraversal, hit, page, v.DNS);
     CountUp(v.HackCount);
   }
   if (v.Method == "PUT") {
-    Raise(v, 162, hit, page, v.DNS);
+    Raise(v, kExPutRequest, hit, page, v.DNS);
     if (v.Status >= 400) CountUp(v.HackCount);
   } else if (v.Method == "DELETE") {
-    Raise(v, 163, hit, page, v.DNS);
+    Raise(v, kExDeleteRequest, hit, page, v.DNS);
     if (v.Status >= 400) CountUp(v.HackCount, 2);
   }
 }
@@ -283,11 +285,11 @@ void HitProcessor::ScorePageAndMethod(VisitorRec& v, LogTime hit) {
 void HitProcessor::ScoreVisit(VisitorRec& v, LogTime hit) {
   const SiteRec& site = t_.Site(line_site_);
   if (v.Pages > site.ExValue131 && !v.PagesRaised) {
-    Raise(v, 131, hit, std::to_string(v.Pages), v.DNS);
+    Raise(v, kExManyPages, hit, std::to_string(v.Pages), v.DNS);
     v.PagesRaised = true;
   }
   if (MinutesBetween(v.StartTime, v.LastPageTime) > site.ExValue130 && !v.LongVisitRaised) {
-    Raise(v, 130, hit, std::to_string(site.ExValue130), v.DNS);
+    Raise(v, kExLongVisit, hit, std::to_string(site.ExValue130), v.DNS);
     v.LongVisitRaised = true;
   }
 }

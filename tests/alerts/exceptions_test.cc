@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "core/exception_numbers.h"
 #include "support/alert_rig.h"
 
 namespace vantry {
@@ -114,16 +115,16 @@ TEST_F(ExceptionTest, WhatIsOffOrUnknownLeavesNoTrace) {
 }
 
 TEST_F(ExceptionTest, AMissingValueIsTheTypesThreshold) {
-  EXPECT_TRUE(Raise(1, 122));
+  EXPECT_TRUE(Raise(1, kExNoVisitors));
   EXPECT_EQ(rig.LastRow(), "1|One|1|122|3/5/2026 12:00:00 PM|No visitors for 60 minutes");
-  EXPECT_TRUE(Raise(1, 122, ""));
+  EXPECT_TRUE(Raise(1, kExNoVisitors, ""));
   EXPECT_EQ(rig.LastRow(), "1|One|2|122|3/5/2026 12:00:00 PM|No visitors for  minutes");
 }
 
 TEST_F(ExceptionTest, CountsForTheSiteAndTheWhole) {
   Raise(1, 404, "a");
   Raise(2, 404, "a");
-  Raise(0, 180, "server");
+  Raise(0, kExSqlServerDown, "server");
   EXPECT_EQ(rig.t.TotalExceptionCount, 3);
   EXPECT_EQ(rig.t.TodayExceptionCount, 3);
   EXPECT_EQ(rig.t.Site(1).TotalExceptions, 1);
@@ -152,14 +153,14 @@ TEST_F(ExceptionTest, RowsAreHiddenAsTheViewSays) {
   EXPECT_TRUE(hidden());
   Raise(2, 404, "a");
   EXPECT_FALSE(hidden());
-  Raise(0, 180, "a");
+  Raise(0, kExSqlServerDown, "a");
   EXPECT_FALSE(hidden());
   rig.t.Site(2).ExceptionView = 1;  // Type 110.
   Raise(2, 404, "a");
   EXPECT_TRUE(hidden());
-  Raise(2, 110, "a");
+  Raise(2, kExActiveVisitors, "a");
   EXPECT_FALSE(hidden());
-  Raise(0, 180, "a");
+  Raise(0, kExSqlServerDown, "a");
   EXPECT_FALSE(hidden());
 }
 
@@ -189,12 +190,12 @@ TEST_F(ExceptionTest, EveryActionGetsItsOwnText) {
 }
 
 TEST_F(ExceptionTest, AnExceptionOfNoSiteHasNoSiteText) {
-  ExceptionType& type = rig.Type(180);
+  ExceptionType& type = rig.Type(kExSqlServerDown);
   type.EmailAddress = "admin@example";
   type.EventLog = type.SMS = true;
   type.EventLevel = 0;
   type.SMSNumber = "1";
-  Raise(0, 180, "db1");
+  Raise(0, kExSqlServerDown, "db1");
   const std::string message = "Failed to logon to SQL Server db1. The SQL Server may be down!";
   EXPECT_EQ(rig.mail.sent.at(0).body, "[180] " + message + " @ 3/5/2026 12:00:00 PM");
   EXPECT_EQ(rig.notices.events, std::vector<std::string>{"4 [180] " + message});
@@ -265,7 +266,7 @@ TEST_F(CheckTest, ManyVisitorsAreRaisedAfterEachScan) {
   EXPECT_EQ(Check(), Raised{"110 More than 101 active visitors"});
   rig.t.Site(1).CurrentVisitors = 201;
   EXPECT_EQ(Check(), (Raised{"110 More than 201 active visitors", "120 More than 201 active visitors"}));
-  rig.Type(110).Raise = false;
+  rig.Type(kExActiveVisitors).Raise = false;
   EXPECT_EQ(Check(), Raised{"120 More than 201 active visitors"});
 }
 
@@ -291,7 +292,7 @@ TEST_F(CheckTest, TheLongerOneNeverComesDueWhileTheShorterIsOn) {
     rig.clock.Advance(600);
     for (const std::string& raised : Check()) EXPECT_EQ(raised.substr(0, 3), "122");
   }
-  rig.Type(122).Raise = false;
+  rig.Type(kExNoVisitors).Raise = false;
   rig.t.Site(1).ExLastLowCheck = rig.clock.now;
   rig.clock.Advance(121 * 60);
   EXPECT_EQ(Check(), Raised{"123 No visitors for 120 minutes"});
@@ -310,19 +311,19 @@ TEST_F(CheckTest, AVisitorSetsBothMomentsBack) {
 }
 
 TEST_F(CheckTest, ThresholdsThatAreNoNumbersAreToldWithTheirType) {
-  rig.Type(110).Value = "many";
+  rig.Type(kExActiveVisitors).Value = "many";
   EXPECT_EQ(Check(), Raised{});
   EXPECT_TRUE(Contains(rig.program_log, "CheckExceptions"));
   EXPECT_TRUE(Contains(rig.program_log, "type 110 is \"many\""));
 }
 
 TEST_F(CheckTest, ThresholdsMayBeNegativeOrWide) {
-  rig.Type(110).Value = "-1";
-  rig.Type(120).Value = "100000";
+  rig.Type(kExActiveVisitors).Value = "-1";
+  rig.Type(kExManyActiveVisitors).Value = "100000";
   EXPECT_EQ(Check(), Raised{"110 More than 0 active visitors"});
   rig.t.Site(1).CurrentVisitors = 100'001;
   EXPECT_EQ(Check(), (Raised{"110 More than 100001 active visitors", "120 More than 100001 active visitors"}));
-  rig.Type(110).Value = "2.5";
+  rig.Type(kExActiveVisitors).Value = "2.5";
   rig.t.Site(1).CurrentVisitors = 2;
   EXPECT_EQ(Check(), Raised{});
   rig.t.Site(1).CurrentVisitors = 3;

@@ -1,6 +1,7 @@
 // A scanner at work, told by the exceptions it raises: once as it happens, and once read again after a restart.
 #include <gtest/gtest.h>
 
+#include "core/exception_numbers.h"
 #include "support/engine_rig.h"
 
 namespace vantry {
@@ -28,8 +29,8 @@ struct StoryTest : EngineTest {
       type.Email = type.EventLog = type.RunProgram = true;
       type.EmailAddress = "admin@example";
       type.Run = "/bin/act";
-      if (type.Number == 131) type.Value = "14";
-      if (type.Number == 133) type.Value = "2";
+      if (type.Number == kExManyPages) type.Value = "14";
+      if (type.Number == kExManyVisits) type.Value = "2";
     }
     files.Put("/home/EXTYPES.INI", FormatExTypes(types));
   }

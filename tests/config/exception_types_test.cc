@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "config/golden.h"
+#include "core/exception_numbers.h"
 #include "core/text.h"
 
 namespace vantry {
@@ -31,13 +32,13 @@ TEST(ExceptionTypes, Defaults_AreRaisedAndTellTwoLevelsApart) {
     EXPECT_EQ(t.Description.find('[') != std::string::npos && t.Description.find(']') == std::string::npos,
               t.Number >= 406 && t.Number <= 417);
   }
-  EXPECT_EQ(Of(types, 110).Description, Of(types, 120).Description);
-  EXPECT_EQ(Of(types, 110).Value, "100");
-  EXPECT_EQ(Of(types, 120).Value, "200");
-  EXPECT_FALSE(Of(types, 110).Email);
-  EXPECT_TRUE(Of(types, 120).Email);
-  EXPECT_FALSE(Of(types, 900).Email);
-  EXPECT_TRUE(Of(types, 902).Email);
+  EXPECT_EQ(Of(types, kExActiveVisitors).Description, Of(types, kExManyActiveVisitors).Description);
+  EXPECT_EQ(Of(types, kExActiveVisitors).Value, "100");
+  EXPECT_EQ(Of(types, kExManyActiveVisitors).Value, "200");
+  EXPECT_FALSE(Of(types, kExActiveVisitors).Email);
+  EXPECT_TRUE(Of(types, kExManyActiveVisitors).Email);
+  EXPECT_FALSE(Of(types, kExUnknownBrowser).Email);
+  EXPECT_TRUE(Of(types, kExUnknownSpider).Email);
 }
 
 TEST(ExceptionTypes, Defaults_OverwriteTypesOfTheSameNumber) {
@@ -195,7 +196,7 @@ TEST(ExceptionTypes, Refresh_CopiesFiveThresholdsIntoEverySite) {
     EXPECT_EQ(site.ExValue134, 5);
     EXPECT_EQ(site.ExValue161, 10);
   }
-  AddExType(types, 133, "x", true, false, "99");
+  AddExType(types, kExManyVisits, "x", true, false, "99");
   EXPECT_EQ(tables.Site(1).ExValue133, 25);
   EXPECT_TRUE(RefreshexceptionConstants(types, tables).ok());
   EXPECT_EQ(tables.Site(2).ExValue133, 99);
@@ -208,7 +209,7 @@ TEST(ExceptionTypes, Refresh_FailsOnAThresholdThatIsNoNumber) {
     tables.Sites.resize(1);
     Types types;
     AddDefaultExTypes(types);
-    AddExType(types, 133, "x", true, false, value);
+    AddExType(types, kExManyVisits, "x", true, false, value);
     const Status status = RefreshexceptionConstants(types, tables);
     EXPECT_EQ(status.fail, Fail::kBadData);
     EXPECT_TRUE(Contains(status.text, "133"));

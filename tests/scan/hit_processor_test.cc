@@ -1,6 +1,7 @@
 // Second half of SplitLine: from the hit to the counted page.
 #include <gtest/gtest.h>
 
+#include "core/exception_numbers.h"
 #include "core/visitor_rows.h"
 #include "support/scan_rig.h"
 
@@ -242,7 +243,7 @@ TEST_F(HitTest, RobotsReaderIsUnknownOnceAndAutoDetectedAfterwards) {
   rig.scan.Visits().RemoveInactive();
   rig.Line(ScanRig::Ncsa("10.0.0.1", "11:30:00", "/a.htm", 200, "-", "LinkLooker/1"));
   EXPECT_EQ(V().SpiderName, "Auto Detected");
-  EXPECT_EQ(rig.exceptions.Count(902), 1);
+  EXPECT_EQ(rig.exceptions.Count(kExUnknownSpider), 1);
 }
 
 TEST_F(HitTest, SpiderStandsInBothListsAndIsCounted) {
@@ -335,19 +336,19 @@ TEST_F(HitTest, BehaviourRaisesExceptionsAndScores) {
                                                    {"/a.htm", "GET", 400, {}, 0, false},
                                                    {"/a.htm", "GET", 401, {401}, 0, false},
                                                    {"/a.htm", "GET", 404, {404}, 0, false},
-                                                   {"/x.exe", "GET", 200, {150}, 0, true},
-                                                   {"/x.exe", "GET", 400, {150}, 2, true},
-                                                   {"/x.dll", "GET", 404, {404, 151}, 2, true},
-                                                   {"/x.bat", "GET", 404, {404, 152}, 0, false},
-                                                   {"/x.VBS", "GET", 200, {153}, 0, false},
+                                                   {"/x.exe", "GET", 200, {kExExeRequested}, 0, true},
+                                                   {"/x.exe", "GET", 400, {kExExeRequested}, 2, true},
+                                                   {"/x.dll", "GET", 404, {404, kExDllRequested}, 2, true},
+                                                   {"/x.bat", "GET", 404, {404, kExBatRequested}, 0, false},
+                                                   {"/x.VBS", "GET", 200, {kExVbsRequested}, 0, false},
                                                    {"/x.zip", "GET", 404, {404}, 0, true},
-                                                   {"/../../x.htm", "GET", 200, {160}, 1, false},
-                                                   {"/..%2Fx.htm", "GET", 200, {160}, 1, false},
+                                                   {"/../../x.htm", "GET", 200, {kExPathTraversal}, 1, false},
+                                                   {"/..%2Fx.htm", "GET", 200, {kExPathTraversal}, 1, false},
                                                    {"/..%2fx.htm", "GET", 200, {}, 0, false},
-                                                   {"/.%5c./x.htm", "GET", 200, {160}, 1, false},
-                                                   {"/a.htm", "PUT", 200, {162}, 0, false},
-                                                   {"/a.htm", "PUT", 400, {162}, 1, false},
-                                                   {"/a.htm", "DELETE", 403, {403, 163}, 2, false},
+                                                   {"/.%5c./x.htm", "GET", 200, {kExPathTraversal}, 1, false},
+                                                   {"/a.htm", "PUT", 200, {kExPutRequest}, 0, false},
+                                                   {"/a.htm", "PUT", 400, {kExPutRequest}, 1, false},
+                                                   {"/a.htm", "DELETE", 403, {403, kExDeleteRequest}, 2, false},
                                                    {"/a.htm", "delete", 403, {403}, 0, false}}) {
     ScanRig w3c;
     w3c.AddSite(LogType::kW3C);
@@ -366,11 +367,11 @@ TEST_F(HitTest, TenNotFoundPagesRaise161AndStartOver) {
   for (int i = 0; i < 20; ++i) {
     rig.Hit("10.0.0.1", "11:00:" + PadNumber(i, 2), "/missing" + std::to_string(i) + ".htm", 404);
   }
-  EXPECT_EQ(rig.exceptions.Count(161), 2);
+  EXPECT_EQ(rig.exceptions.Count(kExManyNotFound), 2);
   EXPECT_EQ(rig.exceptions.Count(404), 20);
   EXPECT_EQ(V().HackCount, 4);
   EXPECT_TRUE(V().HackRaised);
-  EXPECT_EQ(rig.exceptions.Count(165), 1);
+  EXPECT_EQ(rig.exceptions.Count(kExHacker), 1);
   EXPECT_EQ(rig.history.Count("hack "), 1);
   EXPECT_EQ(rig.exceptions.raised.back(), "1 165  10.0.0.1 1");
 }
@@ -383,9 +384,9 @@ TEST_F(HitTest, LongAndBusyVisitsAreRaisedOnce) {
   rig.Hit("10.0.0.1", "11:10:59", "/s.htm");  // 10 minutes after the start: on the limit.
   rig.Hit("10.0.0.1", "11:11:00", "/t.htm");
   rig.Hit("10.0.0.1", "11:12:00", "/u.htm");
-  EXPECT_EQ(rig.exceptions.Count(130), 1);
-  EXPECT_EQ(rig.exceptions.Count(134), 1);
-  EXPECT_EQ(rig.exceptions.Count(131), 1);
+  EXPECT_EQ(rig.exceptions.Count(kExLongVisit), 1);
+  EXPECT_EQ(rig.exceptions.Count(kExLongOnAPage), 1);
+  EXPECT_EQ(rig.exceptions.Count(kExManyPages), 1);
   EXPECT_EQ(rig.exceptions.raised[1], "1 134 q.htm 10.0.0.1 1") << "the page before is told";
 }
 
