@@ -134,6 +134,25 @@ TEST_F(ExceptionTest, CountsForTheSiteAndTheWhole) {
   EXPECT_EQ(rig.view.Count("update"), 3);
 }
 
+TEST_F(ExceptionTest, NumbersRunInTheSiteAndWithoutOneInTheWhole) {
+  rig.t.TotalExceptionCount = 20;
+  rig.t.TodayExceptionCount = 10;
+  rig.t.Site(1).TotalExceptions = 7;
+  rig.t.Site(1).TodayExceptions = 2;
+  Raise(1, 404, "a");
+  EXPECT_TRUE(StartsWith(rig.LastRow(), "1|One|8|404|")) << rig.LastRow();
+  Raise(2, 404, "a");
+  EXPECT_TRUE(StartsWith(rig.LastRow(), "2|Two|1|404|")) << rig.LastRow();
+  Raise(0, kExSqlServerDown, "a");
+  EXPECT_TRUE(StartsWith(rig.LastRow(), "0||23|180|")) << rig.LastRow();
+  EXPECT_EQ(rig.t.TotalExceptionCount, 23);
+  EXPECT_EQ(rig.t.TodayExceptionCount, 13);
+  EXPECT_EQ(rig.t.Site(1).TotalExceptions, 8);
+  EXPECT_EQ(rig.t.Site(1).TodayExceptions, 3);
+  EXPECT_EQ(rig.t.Site(2).TotalExceptions, 1);
+  EXPECT_EQ(rig.t.Site(2).TodayExceptions, 1);
+}
+
 TEST_F(ExceptionTest, ATimeThatIsGivenCounts) {
   rig.exceptions.AddException(1, 404, MakeLogTime(*MakeDay(2026, 3, 4), 3600), "a", "", 0);
   EXPECT_EQ(rig.LastRow(), "1|One|1|404|3/4/2026 1:00:00 AM|HTTP Page a not found 404 error");

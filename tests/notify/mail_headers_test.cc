@@ -83,6 +83,15 @@ TEST_F(MailHeaders, RecipientsAsPeopleWriteThem) {
   EXPECT_EQ(Recipients("user@[192.0.2.1]"), Texts{"user@[192.0.2.1]"});
 }
 
+TEST_F(MailHeaders, AListMayBeginWithAQuotedComma) {
+  EXPECT_EQ(Recipients("\"Smith, John\" <j@x>, a@x"), (Texts{"j@x", "a@x"}));
+  EXPECT_EQ(Header("To"), "\"Smith, John\" <j@x>, a@x");
+  EXPECT_EQ(Recipients("\",\" <j@x>; a@x"), (Texts{"j@x", "a@x"}));
+  EXPECT_EQ(Header("To"), "\",\" <j@x>, a@x");
+  EXPECT_EQ(Recipients("\"a\\\",b@x\" <j@x>, a@x"), (Texts{"j@x", "a@x"})) << "an escaped quote does not end it";
+  EXPECT_EQ(Recipients("\",a@x, b@x"), (Texts{"a@x", "b@x"})) << "a quote that nothing closes";
+}
+
 TEST_F(MailHeaders, WhatCanBeNoAddressIsLeftOut) {
   for (const char* bad : {"john smith@x", "Ann <a b@x>", "a@x b@x", "<a@x", "<a@x> z", "a@x>", "@x", "a@", "<>",
                           "\"a\"@x", "a@x (Ann)", "a\\b@x"}) {
