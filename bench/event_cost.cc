@@ -77,11 +77,12 @@ int main(int argc, char** argv) {
   vantry::LmdbIndex index;
   vantry::VisitDatabase history({rig.t, "", rig.log, rig.clock, registry, rig.exceptions, data_files, index});
   vantry::WebClientTable clients;
-  vantry::Interface pages(
-      {rig.t, rig.settings, rig.regional, rig.log, rig.clock, rig.files, history, "", vantry::AppVersion()}, clients);
+  rig.t.InterfaceCount = 1;
+  const vantry::PageContext pages{rig.t,     rig.settings, rig.regional, rig.log, rig.clock,
+                                  rig.files, history,      clients,      "",      vantry::AppVersion()};
   vantry::SdBusAutomation bus({.environment = vantry::ReadBusEnvironment()});
   vantry::Automation automation(
-      {rig.t, rig.settings, rig.log, rig.clock, bus, [&pages]() -> vantry::Interface& { return pages; }});
+      {rig.t, rig.settings, rig.log, rig.clock, bus, [&pages]() -> const vantry::PageContext& { return pages; }});
   if (how != "none") {
     automation.Start();
     TurnUntil([&] { return bus.Ready() && (how == "listener" || bus.HasCallers()); });

@@ -7,7 +7,7 @@
 #include "config/registry_store.h"
 #include "platform/lmdb_index.h"
 #include "platform/posix_data_files.h"
-#include "web/interface.h"
+#include "web/pages.h"
 
 namespace vantry {
 namespace {
@@ -20,8 +20,8 @@ struct WebRig {
   LmdbIndex index;
   VisitDatabase database{{rig.t, folder, rig.log, rig.clock, registry, rig.exceptions, files, index}};
   WebClientTable clients;
-  Interface pages{{rig.t, rig.settings, rig.regional, rig.log, rig.clock, rig.files, database, "/nowhere/", "2.0.000"},
-                  clients};
+  PageContext pages{rig.t,     rig.settings, rig.regional, rig.log,     rig.clock,
+                    rig.files, database,     clients,      "/nowhere/", "2.0.000"};
 
   explicit WebRig(int sites) {
     for (int i = 0; i < sites; ++i) {
@@ -51,25 +51,30 @@ struct WebRig {
   }
 };
 
-void SitesTable(benchmark::State& state) {
+void BenchSitesTable(benchmark::State& state) {
   WebRig rig(static_cast<int>(state.range(0)));
   size_t bytes = 0;
-  for (auto _ : state) bytes = rig.pages.SitesTable(1).size();
+  for (auto _ : state) bytes = SitesTable(rig.pages, 1).size();
   state.counters["bytes"] = static_cast<double>(bytes);
 }
-BENCHMARK(SitesTable)->Arg(1)->Arg(100)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BenchSitesTable)->Name("SitesTable")->Arg(1)->Arg(100)->Unit(benchmark::kMicrosecond);
 
-void VisitorsTable(benchmark::State& state) {
+void BenchVisitorsTable(benchmark::State& state) {
   WebRig rig(1);
   rig.AddVisitors(static_cast<int>(state.range(0)));
   size_t bytes = 0;
-  for (auto _ : state) bytes = rig.pages.VisitorsTable(1, "www.site0.example").size();
+  for (auto _ : state) bytes = VisitorsTable(rig.pages, 1, "www.site0.example").size();
   state.counters["bytes"] = static_cast<double>(bytes);
 }
-BENCHMARK(VisitorsTable)->Arg(100)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BenchVisitorsTable)
+    ->Name("VisitorsTable")
+    ->Arg(100)
+    ->Arg(10'000)
+    ->Arg(100'000)
+    ->Unit(benchmark::kMillisecond);
 
 // One site has all rows but 200, so that the other one's lie behind them.
-void ReferrersTable(benchmark::State& state) {
+void BenchReferrersTable(benchmark::State& state) {
   WebRig rig(2);
   std::filesystem::remove_all(rig.folder);
   std::filesystem::create_directories(rig.folder);
@@ -84,17 +89,17 @@ void ReferrersTable(benchmark::State& state) {
   }
   rig.database.FlushDatabase();
   for (const char* domain : {"www.site0.example", "www.site1.example"}) {
-    if (!rig.pages.ReferrersTable(1, domain).ends_with("</HTML>\r\n")) state.SkipWithError("the page is cut");
+    if (!ReferrersTable(rig.pages, 1, domain).ends_with("</HTML>\r\n")) state.SkipWithError("the page is cut");
   }
   for (auto _ : state) {
-    benchmark::DoNotOptimize(rig.pages.ReferrersTable(1, "www.site0.example"));
-    benchmark::DoNotOptimize(rig.pages.ReferrersTable(1, "www.site1.example"));
+    benchmark::DoNotOptimize(ReferrersTable(rig.pages, 1, "www.site0.example"));
+    benchmark::DoNotOptimize(ReferrersTable(rig.pages, 1, "www.site1.example"));
   }
   state.SetItemsProcessed(state.iterations() * 2);
   rig.database.CloseDatabase();
   std::filesystem::remove_all(rig.folder);
 }
-BENCHMARK(ReferrersTable)->Arg(1000)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BenchReferrersTable)->Name("ReferrersTable")->Arg(1000)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace vantry

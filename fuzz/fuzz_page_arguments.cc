@@ -6,7 +6,8 @@
 
 #include "core/text.h"
 #include "support/database_rig.h"
-#include "web/interface.h"
+#include "web/log_extract.h"
+#include "web/pages.h"
 #include "web/request_reader.h"
 
 namespace vantry {
@@ -16,8 +17,8 @@ struct Pages {
   DatabaseRig rig;
   Settings settings;
   WebClientTable clients;
-  Interface pages{{rig.t, settings, rig.regional, rig.log, rig.clock, rig.files, *rig.database, "/app/", "2", true},
-                  clients};
+  PageContext context{rig.t,         settings, rig.regional, rig.log, rig.clock, rig.files,
+                      *rig.database, clients,  "/app/",      "2",     true};
 
   Pages() {
     settings.DDFPath = "/data/";
@@ -43,19 +44,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static Pages& p = *new Pages;
   const std::string query(reinterpret_cast<const char*>(data), size);
   const Command command = SplitCommand(query);
-  using Page = std::string (Interface::*)(int, std::string_view);
-  for (const Page page : {&Interface::VisitorsTable, &Interface::VisitorDetailsTable, &Interface::PreviousVisitsTable,
-                          &Interface::AlertsTypeList, &Interface::AlertsTable, &Interface::SpidersTable,
-                          &Interface::ExceptionsTable, &Interface::ReferrersTable}) {
-    const std::string text = Lower((p.pages.*page)(1, command.argument));
+  for (const Page& page : kPages) {
+    if (page.commands[0].empty() || page.build == GetVisitorsList) continue;
+    const std::string text = Lower(page.build(p.context, 1, command.argument));
     if (!text.ends_with("</html>\r\n")) std::abort();
     // Of all scripts only the page's own one for windows may stand there.
     size_t scripts = 0;
     for (size_t at = 0; (at = text.find("<script", at)) != std::string::npos; ++at) ++scripts;
     if (scripts > 1) std::abort();
   }
-  (void)p.pages.GetVisitorsList(command.argument);
-  p.pages.ExtractLogEntriesToFile(command.argument, 1);
+  (void)GetVisitorsList(p.context, 1, command.argument);
+  ExtractLogEntriesToFile(p.context, command.argument, 1);
   p.rig.program_log.clear();
   return 0;
 }

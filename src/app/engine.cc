@@ -34,7 +34,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       alerts_(alert_context_),
       names_(scan_context_, ports_.resolver),
       automation_(
-          {t_, settings_, log_, ports_.clock, ports_.bus, [this]() -> Interface& { return web_.SharedInterface(); }}),
+          {t_, settings_, log_, ports_.clock, ports_.bus, [this]() -> const PageContext& { return web_.Pages(); }}),
       scan_context_{t_,    settings_,   options_.regional, log_,    ports_.clock, files_, ports_.loop, ports_.notices,
                     view_, automation_, exceptions_,       alerts_, history_,     names_, ftp_,        daily_},
       scan_(

@@ -201,7 +201,7 @@ struct LiveTables {
   bool UnknownAgentsDirty = false;
   bool ServiceMode = false;
   bool InTray = false;         // The window is hidden in the tray.
-  int16_t InterfaceCount = 0;  // Live Interface objects; visitor changes are raised as events above 0.
+  int16_t InterfaceCount = 0;  // Above 0 visitor changes are raised as events: somebody asked for pages.
   bool CountryLookup = false;  // The address-to-country table exists.
   std::vector<CountryEntry> Countries;
 

@@ -3,12 +3,15 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/program_log.h"
 #include "core/sinks.h"
 #include "core/tables.h"
+#include "database/stored_visits.h"
 #include "database/table.h"
 #include "database/table_connection.h"
 #include "database/visit_history.h"
@@ -64,6 +67,18 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   // The name of the first record of this address on any site; `name` stays when there is none.
   void GetFriendlyName(std::string_view ip, std::string& name);
 
+  // What is stored, for pages. Ask DatabaseReady first; sites are given by name. A row that is not there is empty and
+  // no failure; lists keep the rows read before a failure.
+  Status ReadVisitor(std::string_view ip, std::string_view site, std::optional<StoredVisitor>& row);
+  // A visit that began on this day.
+  Status ReadVisit(const VisitPlace& place, Day day, std::optional<StoredVisit>& row);
+  // All visits of an address to a site, oldest first.
+  Status ReadVisits(std::string_view ip, std::string_view site, std::vector<StoredVisit>& rows);
+  // The pages of a visit, in the order they were asked for.
+  Status ReadPages(const VisitPlace& place, std::vector<StoredPage>& rows);
+  // The sites that sent at least one visitor to this one, busiest first, no more than `most`.
+  Status ReadReferrers(std::string_view site, size_t most, std::vector<StoredReferrer>& rows);
+
   // Makes all rows durable, those too that FlushDatabase leaves out. Inside a scan they are given to the system alone:
   // waiting for the disk would hold up the port.
   void FlushAll();
@@ -73,7 +88,7 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   TableConnection connection_;
 
  public:
-  // The tables, for those that read history. Ask DatabaseReady before.
+  // Public for tests and benches; pages ask for records.
   Table VAVISITS, VAVIS, VAREF, VAEXP, VAPG, VADL, VADAY, IPCC;
 
  private:

@@ -1,5 +1,6 @@
 #include "platform/automation_objects.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include "core/text_encoding.h"
@@ -7,140 +8,27 @@
 namespace vantry {
 namespace {
 
-using Arguments = AutomationObjects::Arguments;
-using Results = AutomationObjects::Results;
-
-template <auto Get>
-Status OfSite(AutomationCalls& calls, Arguments& in, Results& out) {
-  out.emplace_back((calls.*Get)(in.Short()));
-  return Status::Ok();
-}
-
-template <auto Get>
-Status PlainPage(AutomationCalls& calls, Arguments& in, Results& out) {
-  std::string page;
-  Status status = (calls.*Get)(in.Short(), page);
-  out.emplace_back(std::move(page));
-  return status;
-}
-
-template <auto Get>
-Status DomainPage(AutomationCalls& calls, Arguments& in, Results& out) {
-  std::string page;
-  const int16_t client_no = in.Short();
-  Status status = (calls.*Get)(client_no, in.Text(), page);
-  out.emplace_back(std::move(page));
-  return status;
-}
-
-// The number is returned unchanged: it has no effect on the page.
-template <auto Get>
-Status NumberedPage(AutomationCalls& calls, Arguments& in, Results& out) {
-  Status status = DomainPage<Get>(calls, in, out);
-  out.emplace_back(in.Long());
-  return status;
-}
-
-Status SiteTable(AutomationCalls& calls, Arguments& in, Results& out) {
-  std::string page;
-  const int16_t client_no = in.Short();
-  Status status = calls.SiteTable(client_no, in.Short(), page);
-  out.emplace_back(std::move(page));
-  return status;
-}
-
-Status HTMLHeader(AutomationCalls& calls, Arguments& in, Results& out) {
-  const std::string_view title = in.Text();
-  const bool no_refresh = in.Flag();
-  std::string back_colour(in.Text());
-  out.emplace_back(calls.HTMLHeader(title, no_refresh, back_colour));
-  out.emplace_back(std::move(back_colour));
-  return Status::Ok();
-}
-
-Status HTMLFooter(AutomationCalls& calls, Arguments&, Results& out) {
-  out.emplace_back(calls.HTMLFooter());
-  return Status::Ok();
-}
-
-Status VisitorsList(AutomationCalls& calls, Arguments& in, Results& out) {
-  out.emplace_back(calls.GetVisitorsList(in.Text()));
-  return Status::Ok();
-}
-
-Status ExtractLog(AutomationCalls& calls, Arguments& in, Results& out) {
-  std::string name;
-  const std::string_view key = in.Text();
-  Status status = calls.ExtractLogEntriesToFile(key, in.Short(), name);
-  out.emplace_back(std::move(name));
-  return status;
-}
-
-template <AutomationObjects::Body body>
 int Method(sd_bus_message* message, void* objects, sd_bus_error*) {
-  return static_cast<AutomationObjects*>(objects)->Take(message, body);
+  return static_cast<AutomationObjects*>(objects)->Take(message);
 }
 
 int GetInterface(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply, void*, sd_bus_error*) {
   return sd_bus_message_append_basic(reply, SD_BUS_TYPE_OBJECT_PATH, kInterfacePath);
 }
 
-int GetNumberOfSites(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply, void* objects,
-                     sd_bus_error*) {
-  const int16_t count = static_cast<AutomationObjects*>(objects)->Calls().NumberOfSites();
-  return sd_bus_message_append_basic(reply, SD_BUS_TYPE_INT16, &count);
+int GetProperty(sd_bus*, const char*, const char*, const char* name, sd_bus_message* reply, void* objects,
+                sd_bus_error*) {
+  return static_cast<AutomationObjects*>(objects)->AppendProperty(name, reply);
 }
 
 // Who may call is the policy of the bus.
 constexpr uint64_t kOpen = SD_BUS_VTABLE_UNPRIVILEGED;
-using C = AutomationCalls;
 
 const sd_bus_vtable kConnectorTable[] = {
     SD_BUS_VTABLE_START(0), SD_BUS_PROPERTY("Interface", "o", GetInterface, 0, SD_BUS_VTABLE_PROPERTY_CONST),
     SD_BUS_VTABLE_END};
 
-#define DOMAIN_PAGE(name, argument)                                                                   \
-  SD_BUS_METHOD_WITH_ARGS(#name, SD_BUS_ARGS("n", ClientNo, "s", argument), SD_BUS_RESULT("s", Page), \
-                          Method<DomainPage<&C::name>>, kOpen)
-#define PLAIN_PAGE(name)                                                                                            \
-  SD_BUS_METHOD_WITH_ARGS(#name, SD_BUS_ARGS("n", ClientNo), SD_BUS_RESULT("s", Page), Method<PlainPage<&C::name>>, \
-                          kOpen)
-#define OF_SITE(name, type, result)                                                                                   \
-  SD_BUS_METHOD_WITH_ARGS(#name, SD_BUS_ARGS("n", SiteNumber), SD_BUS_RESULT(type, result), Method<OfSite<&C::name>>, \
-                          kOpen)
-
-// Programs may rely on this order of the operations.
-const sd_bus_vtable kInterfaceTable[] = {
-    SD_BUS_VTABLE_START(0),
-    OF_SITE(LogFileName, "s", Name),
-    OF_SITE(LogFileDomain, "s", Domain),
-    OF_SITE(LogFileCurrentVisitors, "i", Count),
-    OF_SITE(LogFileTotalSpiders, "i", Count),
-    OF_SITE(LogFileTotalVisitors, "i", Count),
-    OF_SITE(LogFileTotalAlerts, "i", Count),
-    SD_BUS_PROPERTY("NumberOfSites", "n", GetNumberOfSites, 0, 0),
-    DOMAIN_PAGE(VisitorsTable, Domain),
-    SD_BUS_METHOD_WITH_ARGS("SiteTable", SD_BUS_ARGS("n", ClientNo, "n", LogNo), SD_BUS_RESULT("s", Page),
-                            Method<SiteTable>, kOpen),
-    DOMAIN_PAGE(VisitorDetailsTable, DomainVisitor),
-    DOMAIN_PAGE(PreviousVisitsTable, DomainVisitor),
-    PLAIN_PAGE(SitesTable),
-    DOMAIN_PAGE(AlertsTypeList, Domain),
-    SD_BUS_METHOD_WITH_ARGS("AlertsTable", SD_BUS_ARGS("n", ClientNo, "s", Domain, "i", StartNo),
-                            SD_BUS_RESULT("s", Page, "i", StartNo), Method<NumberedPage<&C::AlertsTable>>, kOpen),
-    DOMAIN_PAGE(SpidersTable, Domain),
-    DOMAIN_PAGE(ExceptionsTable, Domain),
-    PLAIN_PAGE(LoginTable),
-    PLAIN_PAGE(InvalidLogin),
-    SD_BUS_METHOD_WITH_ARGS("ReferrersTable", SD_BUS_ARGS("n", ClientNo, "s", Domain, "i", PageNo),
-                            SD_BUS_RESULT("s", Page, "i", PageNo), Method<NumberedPage<&C::ReferrersTable>>, kOpen),
-    SD_BUS_METHOD_WITH_ARGS("HTMLHeader", SD_BUS_ARGS("s", Title, "b", NoRefreshStop, "s", BackColour),
-                            SD_BUS_RESULT("s", Page, "s", BackColour), Method<HTMLHeader>, kOpen),
-    SD_BUS_METHOD_WITH_ARGS("HTMLFooter", SD_BUS_NO_ARGS, SD_BUS_RESULT("s", Page), Method<HTMLFooter>, kOpen),
-    SD_BUS_METHOD_WITH_ARGS("GetVisitorsList", SD_BUS_ARGS("s", Domain), SD_BUS_RESULT("s", List), Method<VisitorsList>,
-                            kOpen),
-    SD_BUS_METHOD_WITH_ARGS("ExtractLogEntriesToFile", SD_BUS_ARGS("s", VisitorKey, "n", ClientNo),
-                            SD_BUS_RESULT("s", FileName), Method<ExtractLog>, kOpen),
+const sd_bus_vtable kEvents[] = {
     SD_BUS_SIGNAL_WITH_ARGS("VisitorArrived",
                             SD_BUS_ARGS("s", Domain, "s", IPAddress, "s", StartTime, "s", StartPage, "s", Browser, "s",
                                         Spider, "s", Referrer, "b", Alert),
@@ -148,8 +36,35 @@ const sd_bus_vtable kInterfaceTable[] = {
     SD_BUS_SIGNAL_WITH_ARGS("DNSResolved", SD_BUS_ARGS("s", IPAddress, "s", DNS), 0),
     SD_BUS_SIGNAL_WITH_ARGS("VisitorPageMove", SD_BUS_ARGS("s", Domain, "s", IPAddress, "s", MoveTime, "s", NewPage),
                             0),
-    SD_BUS_SIGNAL_WITH_ARGS("VisitorLeft", SD_BUS_ARGS("s", Domain, "s", IPAddress), 0),
-    SD_BUS_VTABLE_END};
+    SD_BUS_SIGNAL_WITH_ARGS("VisitorLeft", SD_BUS_ARGS("s", Domain, "s", IPAddress), 0), SD_BUS_VTABLE_END};
+
+std::string Types(const std::vector<BusArgument>& arguments) {
+  std::string types;
+  for (const BusArgument& argument : arguments) types += argument.type;
+  return types;
+}
+
+// One of a call's arguments; false for one that is not what it claims to be, such as a text that is not UTF-8.
+bool ReadValue(sd_bus_message* message, char type, BusValues& values) {
+  if (type == SD_BUS_TYPE_STRING) {
+    const char* text = nullptr;
+    if (sd_bus_message_read_basic(message, type, &text) <= 0) return false;
+    values.emplace_back(std::string(text));
+    return true;
+  }
+  int16_t small = 0;
+  int32_t number = 0;
+  const bool is_small = type == SD_BUS_TYPE_INT16;
+  if (sd_bus_message_read_basic(message, type, is_small ? static_cast<void*>(&small) : &number) <= 0) return false;
+  values.emplace_back(is_small ? int32_t{small} : number);
+  return true;
+}
+
+int AppendNumber(sd_bus_message* message, char type, int32_t number) {
+  const auto small = static_cast<int16_t>(number);
+  return sd_bus_message_append_basic(message, type,
+                                     type == SD_BUS_TYPE_INT16 ? static_cast<const void*>(&small) : &number);
+}
 
 size_t ReplyError(sd_bus_message* call, const char* name, const std::string& text) {
   const sd_bus_error error{name, text.c_str(), 0};
@@ -159,17 +74,48 @@ size_t ReplyError(sd_bus_message* call, const char* name, const std::string& tex
 
 }  // namespace
 
-int AutomationObjects::AddTo(sd_bus* bus) {
-  const int result = sd_bus_add_object_vtable(bus, nullptr, kConnectorPath, kConnectorInterface, kConnectorTable, this);
-  return result < 0
-             ? result
-             : sd_bus_add_object_vtable(bus, nullptr, kInterfacePath, kInterfaceInterface, kInterfaceTable, this);
+AutomationObjects::AutomationObjects(AutomationCalls& calls, size_t max_text, std::function<void()> call_waits)
+    : calls_(calls), max_text_(max_text), call_waits_(std::move(call_waits)) {
+  table_.push_back(SD_BUS_VTABLE_START(0));
+  for (const BusOperation& operation : calls.Operations()) {
+    const char* gives = texts_.emplace_back(Types(operation.gives)).c_str();
+    if (operation.property) {
+      table_.push_back(SD_BUS_PROPERTY(operation.name, gives, GetProperty, 0, 0));
+      continue;
+    }
+    const char* takes = texts_.emplace_back(Types(operation.takes)).c_str();
+    std::string& names = texts_.emplace_back();
+    for (const auto* arguments : {&operation.takes, &operation.gives}) {
+      for (const BusArgument& argument : *arguments) names.append(argument.name).append(1, '\0');
+    }
+    table_.push_back(SD_BUS_METHOD_WITH_NAMES(operation.name, takes, names.c_str(), gives, , Method, kOpen));
+  }
+  table_.insert(table_.end(), std::begin(kEvents), std::end(kEvents));
 }
 
-int AutomationObjects::Take(sd_bus_message* message, Body body) {
+int AutomationObjects::AddTo(sd_bus* bus) {
+  const int result = sd_bus_add_object_vtable(bus, nullptr, kConnectorPath, kConnectorInterface, kConnectorTable, this);
+  return result < 0 ? result
+                    : sd_bus_add_object_vtable(bus, nullptr, kInterfacePath, kInterfaceInterface, table_.data(), this);
+}
+
+size_t AutomationObjects::Place(std::string_view name) const {
+  const std::vector<BusOperation>& all = calls_.Operations();
+  return static_cast<size_t>(std::ranges::find(all, name, &BusOperation::name) - all.begin());
+}
+
+int AutomationObjects::AppendProperty(std::string_view name, sd_bus_message* reply) {
+  const size_t place = Place(name);
+  BusValues values;
+  const Status status = Attempt([&] { return calls_.Call(place, {}, values); });
+  if (!status.ok()) return -EIO;
+  return AppendNumber(reply, calls_.Operations()[place].gives[0].type, std::get<int32_t>(values[0]));
+}
+
+int AutomationObjects::Take(sd_bus_message* message) {
   const Status taken = Attempt([&] {
     if (waiting_.size() >= kMaxWaiting) return Status::Error(Fail::kRefused, "Too many calls wait for their answers.");
-    waiting_.push_back({BusMessage(sd_bus_message_ref(message)), body});
+    waiting_.emplace_back(sd_bus_message_ref(message));
     call_waits_();
     return Status::Ok();
   });
@@ -178,30 +124,36 @@ int AutomationObjects::Take(sd_bus_message* message, Body body) {
 }
 
 size_t AutomationObjects::ServeOne() {
-  const Call call = std::move(waiting_.front());
+  const BusMessage call = std::move(waiting_.front());
   waiting_.pop_front();
-  Arguments in(call.message.get());
-  Results results;
-  Status status = Attempt([&] { return call.body(calls_, in, results); });
-  if (in.Unreadable()) status = Status::Error(Fail::kBadData, "An argument can't be read.");
-  if (status.ok()) return Answer(call.message.get(), results);
+  const size_t place = Place(sd_bus_message_get_member(call.get()));
+  BusValues results;
+  const Status status = Attempt([&] {
+    BusValues values;
+    for (const BusArgument& argument : calls_.Operations()[place].takes) {
+      if (!ReadValue(call.get(), argument.type, values)) {
+        return Status::Error(Fail::kBadData, "An argument can't be read.");
+      }
+    }
+    return calls_.Call(place, values, results);
+  });
+  if (status.ok()) return Answer(call.get(), place, results);
   const bool bad = status.fail == Fail::kBadData;
-  return ReplyError(call.message.get(), bad ? SD_BUS_ERROR_INVALID_ARGS : SD_BUS_ERROR_FAILED, RepairUtf8(status.text));
+  return ReplyError(call.get(), bad ? SD_BUS_ERROR_INVALID_ARGS : SD_BUS_ERROR_FAILED, RepairUtf8(status.text));
 }
 
-size_t AutomationObjects::Answer(sd_bus_message* call, const Results& results) {
+size_t AutomationObjects::Answer(sd_bus_message* call, size_t place, const BusValues& results) {
   if (sd_bus_message_get_expect_reply(call) <= 0) return 0;
   sd_bus_message* created = nullptr;
   int result = sd_bus_message_new_method_return(call, &created);
   const BusMessage reply(created);
   size_t size = 0;
-  for (const auto& value : results) {
-    if (result < 0) break;
-    if (const auto* number = std::get_if<int32_t>(&value)) {
-      result = sd_bus_message_append_basic(created, SD_BUS_TYPE_INT32, number);
+  for (size_t i = 0; i < results.size() && result >= 0; ++i) {
+    if (const auto* number = std::get_if<int32_t>(&results[i])) {
+      result = AppendNumber(created, calls_.Operations()[place].gives[i].type, *number);
       continue;
     }
-    const std::string text = RepairUtf8(std::get<std::string>(value));
+    const std::string text = RepairUtf8(std::get<std::string>(results[i]));
     size += text.size();
     // The bus disconnects a client that sends more than it carries.
     if (size > max_text_) {

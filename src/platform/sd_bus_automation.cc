@@ -75,8 +75,8 @@ void SdBusAutomation::Drop() {
   readable_.reset();
   writable_.reset();
   watched_fd_ = -1;
-  objects_.reset();
   bus_.reset();
+  objects_.reset();  // After the bus, which looks at the operations once more when it goes.
 }
 
 std::string SdBusAutomation::BusText() const {

@@ -4,14 +4,30 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <variant>
+#include <vector>
 
 #include "core/status.h"
 
 namespace vantry {
 
-// What other programs may ask. Calls come from the loop alone, one after the other. Texts are bytes as logs and files
-// hold them. Client numbers are those of the connection table, and 0 for a file: any other number is a failure, and the
-// result stays as it is.
+// Types are 's' for text, 'n' and 'i' for whole numbers of 16 and 32 bits, 'b' for true or false.
+struct BusArgument {
+  char type = 0;
+  const char* name = nullptr;
+};
+
+struct BusOperation {
+  const char* name;
+  std::vector<BusArgument> takes, gives;
+  bool property = false;  // Takes nothing, gives one value and is read only.
+};
+
+// Texts are bytes as logs and files hold them; everything else is a number.
+using BusValue = std::variant<int32_t, std::string>;
+using BusValues = std::vector<BusValue>;
+
+// What other programs may ask. Calls come from the loop alone, one after the other.
 class AutomationCalls {
  public:
   virtual ~AutomationCalls() = default;
@@ -20,33 +36,11 @@ class AutomationCalls {
   virtual void BusReady() = 0;
   // What happened to the bus and what to do about it, in one line. Once for each change.
   virtual void BusNote(std::string_view text) = 0;
-
-  // Nothing for a number that is no site's.
-  virtual std::string LogFileName(int16_t site) = 0;
-  virtual std::string LogFileDomain(int16_t site) = 0;
-  virtual int32_t LogFileCurrentVisitors(int16_t site) = 0;
-  virtual int32_t LogFileTotalSpiders(int16_t site) = 0;
-  virtual int32_t LogFileTotalVisitors(int16_t site) = 0;
-  virtual int32_t LogFileTotalAlerts(int16_t site) = 0;
-  virtual int16_t NumberOfSites() = 0;
-
-  virtual Status VisitorsTable(int16_t client_no, std::string_view domain, std::string& page) = 0;
-  virtual Status SiteTable(int16_t client_no, int16_t site, std::string& page) = 0;
-  virtual Status VisitorDetailsTable(int16_t client_no, std::string_view domain_visitor, std::string& page) = 0;
-  virtual Status PreviousVisitsTable(int16_t client_no, std::string_view domain_visitor, std::string& page) = 0;
-  virtual Status SitesTable(int16_t client_no, std::string& page) = 0;
-  virtual Status AlertsTypeList(int16_t client_no, std::string_view domain, std::string& page) = 0;
-  virtual Status AlertsTable(int16_t client_no, std::string_view domain, std::string& page) = 0;
-  virtual Status SpidersTable(int16_t client_no, std::string_view domain, std::string& page) = 0;
-  virtual Status ExceptionsTable(int16_t client_no, std::string_view domain, std::string& page) = 0;
-  virtual Status LoginTable(int16_t client_no, std::string& page) = 0;
-  virtual Status InvalidLogin(int16_t client_no, std::string& page) = 0;
-  virtual Status ReferrersTable(int16_t client_no, std::string_view domain, std::string& page) = 0;
-  // A page's head. An empty title is the usual one; an empty colour is chosen here.
-  virtual std::string HTMLHeader(std::string_view title, bool no_refresh, std::string& back_colour) = 0;
-  virtual std::string HTMLFooter() = 0;
-  virtual std::string GetVisitorsList(std::string_view domain) = 0;
-  virtual Status ExtractLogEntriesToFile(std::string_view visitor_key, int16_t client_no, std::string& name) = 0;
+  // All operations, in the order in which programs see them. The same at every call.
+  virtual const std::vector<BusOperation>& Operations() const = 0;
+  // Runs the operation at this place of the list. `in` has the values that it takes; on success `out` has those that it
+  // gives. Bad arguments are a failure of the kind kBadData.
+  virtual Status Call(size_t operation, const BusValues& in, BusValues& out) = 0;
 };
 
 struct VisitorArrival {

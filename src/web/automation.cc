@@ -2,11 +2,13 @@
 
 #include "core/text.h"
 #include "core/text_encoding.h"
+#include "web/log_extract.h"
+#include "web/page_text.h"
 
 namespace vantry {
 namespace {
 
-Status CheckClient(int16_t client_no) {
+Status CheckClient(int32_t client_no) {
   if (client_no >= 1 && client_no <= kMaxConnections) return Status::Ok();
   return Status::Error(Fail::kBadData, "ClientNo " + std::to_string(client_no) +
                                            " is no place in the connection table: 1 to " +
@@ -19,9 +21,111 @@ std::string TimeText(LogTime time) {
          FormatTime(SecondOfDay(time));
 }
 
+bool OfClient(const Page& page) {
+  return page.takes[0].type == kClientNo.type;
+}
+
 }  // namespace
 
-// A domain that is no UTF-8 reached the caller in another form than the tables have it in.
+Automation::Automation(AutomationContext c) : c_(std::move(c)) {
+  AddOfSite("LogFileName", "Name", &SiteRec::Name);
+  AddOfSite("LogFileDomain", "Domain", &SiteRec::Domain);
+  AddOfSite("LogFileCurrentVisitors", "Count", &SiteRec::CurrentVisitors);
+  AddOfSite("LogFileTotalSpiders", "Count", &SiteRec::TotalSpiders);
+  AddOfSite("LogFileTotalVisitors", "Count", &SiteRec::TotalVisitors);
+  AddOfSite("LogFileTotalAlerts", "Count", &SiteRec::TotalAlerts);
+  Add({"NumberOfSites", {}, {{'n', "Count"}}, true}, [this](const BusValues&, BusValues& out) {
+    out = {c_.t.SiteCount()};
+    return Status::Ok();
+  });
+  // The frame of pages comes before what belongs to no client.
+  for (const Page& page : kPages) {
+    if (OfClient(page)) AddPage(page);
+  }
+  AddFrame();
+  for (const Page& page : kPages) {
+    if (!OfClient(page)) AddPage(page);
+  }
+  AddExtract();
+}
+
+void Automation::Add(BusOperation operation, Answer answer) {
+  operations_.push_back(std::move(operation));
+  answers_.push_back(std::move(answer));
+}
+
+// Gives nothing for a number that is not a site's.
+template <class T>
+void Automation::AddOfSite(const char* name, const char* gives, T SiteRec::*field) {
+  constexpr bool kText = std::is_same_v<T, std::string>;
+  Add({name, {{'n', "SiteNumber"}}, {{kText ? 's' : 'i', gives}}}, [this, field](const BusValues& in, BusValues& out) {
+    const auto site = std::get<int32_t>(in[0]);
+    out = {site < 1 || site > c_.t.SiteCount() ? T{} : c_.t.Site(static_cast<int16_t>(site)).*field};
+    return Status::Ok();
+  });
+}
+
+void Automation::AddPage(const Page& page) {
+  BusOperation operation{page.operation, {}, {{'s', page.gives}}};
+  for (const BusArgument& argument : page.takes) {
+    if (argument.type != 0) operation.takes.push_back(argument);
+    if (argument.type == 'i') operation.gives.push_back(argument);
+  }
+  Add(std::move(operation), [this, &page](const BusValues& in, BusValues& out) {
+    size_t at = 0;
+    int client_no = 0;
+    if (OfClient(page)) {
+      client_no = std::get<int32_t>(in[at++]);
+      if (Status status = CheckClient(client_no); !status.ok()) return status;
+    }
+    std::string argument;
+    if (at < in.size()) {
+      const auto* number = std::get_if<int32_t>(&in[at]);
+      argument = number ? std::to_string(*number) : FromBus(std::get<std::string>(in[at]));
+      ++at;
+    }
+    out = {page.build(c_.pages(), client_no, argument)};
+    out.insert(out.end(), in.begin() + static_cast<ptrdiff_t>(at), in.end());
+    return Status::Ok();
+  });
+}
+// An empty title is the usual one, an empty colour the one of the settings.
+void Automation::AddFrame() {
+  Add({"HTMLHeader",
+       {{'s', "Title"}, {'b', "NoRefreshStop"}, {'s', "BackColour"}},
+       {{'s', "Page"}, {'s', "BackColour"}}},
+      [this](const BusValues& in, BusValues& out) {
+        const auto& title = std::get<std::string>(in[0]);
+        auto back_colour = std::get<std::string>(in[2]);
+        PageText page(c_.settings);
+        page.HTMLHeader(title.empty() ? kDefaultTitle : title, std::get<int32_t>(in[1]) != 0, back_colour);
+        out = {page.Take(), back_colour};
+        return Status::Ok();
+      });
+  Add({"HTMLFooter", {}, {{'s', "Page"}}}, [this](const BusValues&, BusValues& out) {
+    PageText page(c_.settings);
+    page.HTMLFooter();
+    out = {page.Take()};
+    return Status::Ok();
+  });
+}
+
+void Automation::AddExtract() {
+  Add({"ExtractLogEntriesToFile", {{'s', "VisitorKey"}, kClientNo}, {{'s', "FileName"}}},
+      [this](const BusValues& in, BusValues& out) {
+        // The number only tells files apart; 0 stands for none.
+        const auto client_no = std::get<int32_t>(in[1]);
+        if (Status status = CheckClient(client_no); client_no != 0 && !status.ok()) return status;
+        out = {ExtractLogEntriesToFile(c_.pages(), std::get<std::string>(in[0]), client_no)};
+        return Status::Ok();
+      });
+}
+
+Status Automation::Call(size_t operation, const BusValues& in, BusValues& out) {
+  return answers_[operation](in, out);
+}
+
+// A domain that is not UTF-8 reached the caller in another form than the tables have it in.
 std::string Automation::FromBus(std::string_view text) const {
   for (const SiteRec& site : c_.t.Sites) {
     if (IsUtf8(site.Domain)) continue;
@@ -29,91 +133,6 @@ std::string Automation::FromBus(std::string_view text) const {
     if (StartsWith(text, shown)) return site.Domain + std::string(text.substr(shown.size()));
   }
   return std::string(text);
-}
-
-Status Automation::Page(int16_t client_no, DomainPage build, std::string_view domain, std::string& page) {
-  Status status = CheckClient(client_no);
-  if (status.ok()) page = (c_.interface().*build)(client_no, FromBus(domain));
-  return status;
-}
-
-Status Automation::Page(int16_t client_no, PlainPage build, std::string& page) {
-  Status status = CheckClient(client_no);
-  if (status.ok()) page = (c_.interface().*build)(client_no);
-  return status;
-}
-
-Status Automation::VisitorsTable(int16_t client_no, std::string_view domain, std::string& page) {
-  return Page(client_no, &Interface::VisitorsTable, domain, page);
-}
-
-Status Automation::SiteTable(int16_t client_no, int16_t site, std::string& page) {
-  Status status = CheckClient(client_no);
-  if (status.ok()) page = c_.interface().SiteTable(client_no, site);
-  return status;
-}
-
-Status Automation::VisitorDetailsTable(int16_t client_no, std::string_view domain_visitor, std::string& page) {
-  return Page(client_no, &Interface::VisitorDetailsTable, domain_visitor, page);
-}
-
-Status Automation::PreviousVisitsTable(int16_t client_no, std::string_view domain_visitor, std::string& page) {
-  return Page(client_no, &Interface::PreviousVisitsTable, domain_visitor, page);
-}
-
-Status Automation::SitesTable(int16_t client_no, std::string& page) {
-  return Page(client_no, &Interface::SitesTable, page);
-}
-
-Status Automation::AlertsTypeList(int16_t client_no, std::string_view domain, std::string& page) {
-  return Page(client_no, &Interface::AlertsTypeList, domain, page);
-}
-
-Status Automation::AlertsTable(int16_t client_no, std::string_view domain, std::string& page) {
-  return Page(client_no, &Interface::AlertsTable, domain, page);
-}
-
-Status Automation::SpidersTable(int16_t client_no, std::string_view domain, std::string& page) {
-  return Page(client_no, &Interface::SpidersTable, domain, page);
-}
-
-Status Automation::ExceptionsTable(int16_t client_no, std::string_view domain, std::string& page) {
-  return Page(client_no, &Interface::ExceptionsTable, domain, page);
-}
-
-Status Automation::LoginTable(int16_t client_no, std::string& page) {
-  return Page(client_no, &Interface::LoginTable, page);
-}
-
-Status Automation::InvalidLogin(int16_t client_no, std::string& page) {
-  return Page(client_no, &Interface::InvalidLogin, page);
-}
-
-Status Automation::ReferrersTable(int16_t client_no, std::string_view domain, std::string& page) {
-  return Page(client_no, &Interface::ReferrersTable, domain, page);
-}
-
-std::string Automation::HTMLHeader(std::string_view title, bool no_refresh, std::string& back_colour) {
-  PageText page(c_.settings);
-  page.HTMLHeader(title.empty() ? kDefaultTitle : title, no_refresh, back_colour);
-  return page.Take();
-}
-
-std::string Automation::HTMLFooter() {
-  PageText page(c_.settings);
-  page.HTMLFooter();
-  return page.Take();
-}
-
-std::string Automation::GetVisitorsList(std::string_view domain) {
-  return c_.interface().GetVisitorsList(FromBus(domain));
-}
-
-Status Automation::ExtractLogEntriesToFile(std::string_view visitor_key, int16_t client_no, std::string& name) {
-  // The number only tells files apart; 0 stands for none.
-  Status status = client_no == 0 ? Status::Ok() : CheckClient(client_no);
-  if (status.ok()) name = c_.interface().ExtractLogEntriesToFile(visitor_key, client_no);
-  return status;
 }
 
 bool Automation::Wanted() {

@@ -1,6 +1,8 @@
 // The list of sites and the tables of current visitors.
 #include "core/text.h"
-#include "web/interface.h"
+#include "web/page_parts.h"
+#include "web/pages.h"
+#include "web/wap_deck.h"
 
 namespace vantry {
 namespace {
@@ -17,43 +19,29 @@ void AddNumber(PageText& page, int64_t number) {
   page.AddCell(std::to_string(number), {.align = Align::kRight});
 }
 
-}  // namespace
+// Read at each page, so that a change shows at once.
+std::string WebFooterFile(const PageContext& c) {
+  std::string bytes, out;
+  if (!c.files.Read(c.app_path + "webfooter.htm", bytes).ok()) return out;
+  for (const std::string_view line : TextLines(bytes)) out.append(line).append("\r\n");
+  return out;
+}
 
-bool Interface::MaySee(int client_no, const SiteRec& site) const {
-  const WebClient& client = clients_[client_no];
+bool MaySee(const PageContext& c, int client_no, const SiteRec& site) {
+  const WebClient& client = c.clients[client_no];
   return client.AllSites ||
          (Upper(Trim(site.WebUserName)) == client.UserName && Upper(Trim(site.WebPassword)) == client.Password);
 }
 
-std::string Interface::SitesTable(int client_no) {
-  return Build("Interface.SitesTable", [&](PageText& page) {
-    if (clients_[client_no].IsWAP) {
-      WapDeck(page);
-      return Status::Ok();
-    }
-    const std::string path(Show(clients_[client_no].Path));
-    page.HTMLHeader();
-    HeaderBar(page, client_no);
-    SitesHead(page);
-    Sums sums;
-    for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
-      if (t_.Site(n).WebAccess && MaySee(client_no, t_.Site(n))) SiteRow(page, n, path, sums);
-    }
-    SitesTotal(page, sums);
-    page.AddHeaderRow("Click a site to view active visitors. Click site Totals to view today's details. ",
-                      SiteColumns(c_.settings), false, PageText::Row::kGrey);
-    page << "</table></center><p>" << WebFooterFile();
-    page.ProductFooter(c_.version);
-    page.HTMLFooter();
-    return Status::Ok();
-  });
-}
+struct Sums {  // Of the sites that are shown.
+  int64_t current = 0, today = 0, alerts = 0, exceptions = 0, spiders = 0;
+};
 
-void Interface::SitesHead(PageText& page) const {
+void SitesHead(const PageContext& c, PageText& page) {
   page << "<p>&nbsp;<center><table border=\"1\" bgcolor=\"#FFFFFF\" cellspacing=\"0\" cellpadding=\"3\" "
           "bordercolorlight=\"#808080\" bordercolordark=\"#FFFFFF\" "
        << page.WebStyle() << "> \r\n";
-  page.AddHeaderRow("Sites Being Monitored On This Server", SiteColumns(c_.settings), true);
+  page.AddHeaderRow("Sites Being Monitored On This Server", SiteColumns(c.settings), true);
   page << "<tr>";
   page.AddHeading("No");
   page.AddHeading("Site");
@@ -62,13 +50,13 @@ void Interface::SitesHead(PageText& page) const {
   page.AddHeading("Last Access", Align::kCentre);
   page.AddHeading("Today's Alerts", Align::kRight);
   page.AddHeading("Exceptions", Align::kRight);
-  if (!c_.settings.NoSpiders) page.AddHeading("Spiders", Align::kRight);
+  if (!c.settings.NoSpiders) page.AddHeading("Spiders", Align::kRight);
   page << "</tr>\r\n";
 }
 
-void Interface::SiteRow(PageText& page, int16_t n, std::string_view path, Sums& sums) const {
-  const SiteRec& site = t_.Site(n);
-  const std::string domain(Show(site.Domain));
+void SiteRow(const PageContext& c, PageText& page, int16_t n, std::string_view path, Sums& sums) {
+  const SiteRec& site = c.t.Site(n);
+  const std::string domain(page.Show(site.Domain));
   const auto url = [&](std::string_view command) {
     return std::string(path).append("?").append(command).append("&site=").append(domain);
   };
@@ -85,10 +73,10 @@ void Interface::SiteRow(PageText& page, int16_t n, std::string_view path, Sums& 
     AddNumber(page, site.CurrentVisitors);
   }
   AddNumber(page, site.TodayVisitors);
-  page.AddCell(c_.regional.General(site.LastReadDateTime), {.align = Align::kCentre});
+  page.AddCell(c.regional.General(site.LastReadDateTime), {.align = Align::kCentre});
   count("ALERTS", site.TodayAlerts, "Click To View Today's Alerts");
   count("EXCEPT", site.TodayExceptions, "Click To View Exceptions Raised Today");
-  if (!c_.settings.NoSpiders) count("SPIDERS", site.TodaySpiders, "Click To View Today's Spiders");
+  if (!c.settings.NoSpiders) count("SPIDERS", site.TodaySpiders, "Click To View Today's Spiders");
   page << "</tr>\r\n";
   sums.current += site.CurrentVisitors;
   sums.today += site.TodayVisitors;
@@ -97,7 +85,7 @@ void Interface::SiteRow(PageText& page, int16_t n, std::string_view path, Sums& 
   sums.spiders += site.TodaySpiders;
 }
 
-void Interface::SitesTotal(PageText& page, const Sums& sums) const {
+void SitesTotal(const PageContext& c, PageText& page, const Sums& sums) {
   page << "<tr>";
   page.AddCell("");
   page.AddCell("Total");
@@ -106,89 +94,12 @@ void Interface::SitesTotal(PageText& page, const Sums& sums) const {
   page.AddCell("");
   AddNumber(page, sums.alerts);
   AddNumber(page, sums.exceptions);
-  if (!c_.settings.NoSpiders) AddNumber(page, sums.spiders);
+  if (!c.settings.NoSpiders) AddNumber(page, sums.spiders);
   page << "</tr>\r\n";
 }
 
-std::string Interface::VisitorsTable(int client_no, std::string_view domain) {
-  return Build("Interface.VisitorsTable", [&](PageText& page) {
-    const std::string title = "Vantry: " + std::string(Show(domain));
-    page.HTMLHeader(title);
-    HeaderBar(page, client_no);
-    if (EqualsNoCase(Trim(domain), "ALL")) {
-      AddSiteTable(page, client_no, 0);
-    } else if (domain.empty()) {
-      for (int16_t n = 1; n <= t_.SiteCount(); ++n) AddSiteTable(page, client_no, n);
-    } else {
-      int16_t found = 0;
-      for (int16_t n = 1; n <= t_.SiteCount() && found == 0; ++n) {
-        const SiteRec& site = t_.Site(n);
-        if (site.WebAccess && EqualsNoCase(Trim(site.Domain), Trim(domain))) found = n;
-      }
-      if (found > 0) {
-        AddSiteTable(page, client_no, found);
-      } else {
-        page << NotMonitoredPage(domain);
-      }
-    }
-    page.PopupScript();
-    page.HTMLFooter();
-    return Status::Ok();
-  });
-}
-
-std::string Interface::SiteTable(int client_no, int16_t site) {
-  return Build("Interface.SiteTable", [&](PageText& page) {
-    if (site > t_.SiteCount() || site < 0)
-      return Status::Error(Fail::kNotFound, "There is no site " + std::to_string(site) + ".");
-    AddSiteTable(page, client_no, site);
-    return Status::Ok();
-  });
-}
-
-void Interface::AddSiteTable(PageText& page, int client_no, int16_t n) {
-  const std::string path(client_no > 0 ? Show(clients_[client_no].Path) : Show(""));
-  if (client_no > 0) {
-    page.BackToSites(path);
-    page << "<center>\r\n";
-  }
-  page << "<table border=\"1\" cellspacing=\"0\" cellpadding=\"3\"  bgcolor=\"" << c_.settings.WebColGridBack
-       << "\" bordercolorlight=\"" << c_.settings.WebColGrid << "\" bordercolordark=\"#FFFFFF\" " << page.WebStyle()
-       << "> \r\n";
-  if (n > 0) {
-    const SiteRec& site = t_.Site(n);
-    SiteHead(page, site);
-    VisitorRows(page, n);
-    std::string text = std::to_string(site.CurrentVisitors) + " Active Visitors.";
-    if (client_no > 0) {
-      text += " Click the Visitor Number to view details of pages viewed so far. ";
-      if (site.WebReferrers) {
-        text += page.AddButton("Top Referrers", path + "?REFER&domain=" + std::string(Show(site.Domain)));
-      }
-    }
-    page.AddHeaderRow(text, kVisitorColumns, false, PageText::Row::kGrey);
-  } else {
-    int64_t sum = 0;
-    for (int16_t i = 1; i <= t_.SiteCount(); ++i) {
-      const SiteRec& site = t_.Site(i);
-      SiteHead(page, site);
-      VisitorRows(page, i);
-      page.AddHeaderRow(std::to_string(site.CurrentVisitors) + " Active Visitors", kVisitorColumns, false,
-                        PageText::Row::kWhite);
-      sum += site.CurrentVisitors;
-    }
-    page.AddHeaderRow(std::to_string(sum) + " Total Active Visitors", kVisitorColumns, true, PageText::Row::kGrey);
-    page << "</table>";
-  }
-  page << "</table></center>";
-  if (client_no > 0) {
-    page.BackToSites(path);
-    page << "\r\n";
-  }
-}
-
-void Interface::SiteHead(PageText& page, const SiteRec& site) const {
-  page.AddHeaderRow(PageText::ProductLink() + ":" + UrlForm(Show(site.Domain)) +
+void SiteHead(PageText& page, const SiteRec& site) {
+  page.AddHeaderRow(PageText::ProductLink() + ":" + UrlForm(page.Show(site.Domain)) +
                         " [Total Visitors Today:" + std::to_string(site.TodayVisitors) + "]",
                     kVisitorColumns, true);
   page << "<tr>";
@@ -204,30 +115,135 @@ void Interface::SiteHead(PageText& page, const SiteRec& site) const {
   page << "</tr>\r\n";
 }
 
-void Interface::VisitorRows(PageText& page, int16_t n) const {
-  const SiteRec& site = t_.Site(n);
+void VisitorRow(PageText& page, const VisitorRec& v, const SiteRec& site) {
+  const std::string visit = std::to_string(v.VisitCount);
+  page << "<tr>";
+  page.AddCell(page.PopupLink({"VISITOR", site.Domain, v.IP + "!" + visit, "Click To View Visit Details"},
+                              std::to_string(v.VisitNo)),
+               {.mouse_over = true});
+  page.AddCell(page.PopupLink({"PREVIOUS", site.Domain, v.IP, "Click To View Previous Visits"}, visit),
+               {.align = Align::kRight, .mouse_over = true});
+  const std::string& name = !v.KnownName.empty() ? v.KnownName : !v.GroupMask.empty() ? v.GroupMask : v.DNS;
+  page.AddCell(page.Show(std::string_view(name).substr(0, kMaxName)), {.font_colour = v.Idle ? "#FF0000" : ""});
+  page.AddCell(page.PageLink(site.Domain, v.Page), {.back_colour = v.Status == 404 ? "Red" : "", .mouse_over = true});
+  page.AddCell(FormatTime(SecondOfDay(v.StartTime)), {.align = Align::kCentre});
+  page.AddCell(FormatTime(SecondOfDay(v.LastHitTime)), {.align = Align::kCentre});
+  page.AddCell(page.Show(v.IsSpider ? std::string_view("Spider") : std::string_view(v.Browser)));
+  page.AddCell(page.Show(v.CountryCode));
+  page.AddCell(page.LinkTo(v.Referrer, v.Referrer), {.mouse_over = true});
+  page << "</tr>\r\n";
+}
+
+void VisitorRows(const PageContext& c, PageText& page, int16_t n) {
+  const SiteRec& site = c.t.Site(n);
   page.Expect(static_cast<size_t>(std::max(site.CurrentVisitors, 0)) * kUsualRowBytes);
-  t_.Visitors.ForEach([&](int32_t, const VisitorRec& v) {
+  c.t.Visitors.ForEach([&](int32_t, const VisitorRec& v) {
     if (v.Site == n) VisitorRow(page, v, site);
   });
 }
 
-void Interface::VisitorRow(PageText& page, const VisitorRec& v, const SiteRec& site) const {
-  const std::string visit = std::to_string(v.VisitCount);
-  page << "<tr>";
-  page.AddCell(PopupLink("VISITOR", site, v.IP + "!" + visit, std::to_string(v.VisitNo), "Click To View Visit Details"),
-               {.mouse_over = true});
-  page.AddCell(PopupLink("PREVIOUS", site, v.IP, visit, "Click To View Previous Visits"),
-               {.align = Align::kRight, .mouse_over = true});
-  const std::string& name = !v.KnownName.empty() ? v.KnownName : !v.GroupMask.empty() ? v.GroupMask : v.DNS;
-  page.AddCell(Show(std::string_view(name).substr(0, kMaxName)), {.font_colour = v.Idle ? "#FF0000" : ""});
-  page.AddCell(PageLink(site, v.Page), {.back_colour = v.Status == 404 ? "Red" : "", .mouse_over = true});
-  page.AddCell(FormatTime(SecondOfDay(v.StartTime)), {.align = Align::kCentre});
-  page.AddCell(FormatTime(SecondOfDay(v.LastHitTime)), {.align = Align::kCentre});
-  page.AddCell(Show(v.IsSpider ? std::string_view("Spider") : std::string_view(v.Browser)));
-  page.AddCell(Show(v.CountryCode));
-  page.AddCell(LinkTo(v.Referrer, v.Referrer), {.mouse_over = true});
-  page << "</tr>\r\n";
+void AddSiteTable(const PageContext& c, PageText& page, int client_no, int16_t n) {
+  const std::string path(client_no > 0 ? page.Show(c.clients[client_no].Path) : page.Show(""));
+  if (client_no > 0) {
+    page.BackToSites(path);
+    page << "<center>\r\n";
+  }
+  page << "<table border=\"1\" cellspacing=\"0\" cellpadding=\"3\"  bgcolor=\"" << c.settings.WebColGridBack
+       << "\" bordercolorlight=\"" << c.settings.WebColGrid << "\" bordercolordark=\"#FFFFFF\" " << page.WebStyle()
+       << "> \r\n";
+  if (n > 0) {
+    const SiteRec& site = c.t.Site(n);
+    SiteHead(page, site);
+    VisitorRows(c, page, n);
+    std::string text = std::to_string(site.CurrentVisitors) + " Active Visitors.";
+    if (client_no > 0) {
+      text += " Click the Visitor Number to view details of pages viewed so far. ";
+      if (site.WebReferrers) {
+        text += page.AddButton("Top Referrers", path + "?REFER&domain=" + std::string(page.Show(site.Domain)));
+      }
+    }
+    page.AddHeaderRow(text, kVisitorColumns, false, PageText::Row::kGrey);
+  } else {
+    int64_t sum = 0;
+    for (int16_t i = 1; i <= c.t.SiteCount(); ++i) {
+      const SiteRec& site = c.t.Site(i);
+      SiteHead(page, site);
+      VisitorRows(c, page, i);
+      page.AddHeaderRow(std::to_string(site.CurrentVisitors) + " Active Visitors", kVisitorColumns, false,
+                        PageText::Row::kWhite);
+      sum += site.CurrentVisitors;
+    }
+    page.AddHeaderRow(std::to_string(sum) + " Total Active Visitors", kVisitorColumns, true, PageText::Row::kGrey);
+    page << "</table>";
+  }
+  page << "</table></center>";
+  if (client_no > 0) {
+    page.BackToSites(path);
+    page << "\r\n";
+  }
+}
+
+}  // namespace
+
+std::string SitesTable(const PageContext& c, int client_no, std::string_view) {
+  return BuildPage(c, "Interface.SitesTable", [&](PageText& page) {
+    if (c.clients[client_no].IsWAP) {
+      WapDeck(c, page);
+      return Status::Ok();
+    }
+    const std::string path(page.Show(c.clients[client_no].Path));
+    page.HTMLHeader();
+    HeaderBar(c, page, client_no);
+    SitesHead(c, page);
+    Sums sums;
+    for (int16_t n = 1; n <= c.t.SiteCount(); ++n) {
+      if (c.t.Site(n).WebAccess && MaySee(c, client_no, c.t.Site(n))) SiteRow(c, page, n, path, sums);
+    }
+    SitesTotal(c, page, sums);
+    page.AddHeaderRow("Click a site to view active visitors. Click site Totals to view today's details. ",
+                      SiteColumns(c.settings), false, PageText::Row::kGrey);
+    page << "</table></center><p>" << WebFooterFile(c);
+    page.ProductFooter(c.version);
+    page.HTMLFooter();
+    return Status::Ok();
+  });
+}
+
+std::string VisitorsTable(const PageContext& c, int client_no, std::string_view domain) {
+  return BuildPage(c, "Interface.VisitorsTable", [&](PageText& page) {
+    const std::string title = "Vantry: " + std::string(page.Show(domain));
+    page.HTMLHeader(title);
+    HeaderBar(c, page, client_no);
+    if (EqualsNoCase(Trim(domain), "ALL")) {
+      AddSiteTable(c, page, client_no, 0);
+    } else if (domain.empty()) {
+      for (int16_t n = 1; n <= c.t.SiteCount(); ++n) AddSiteTable(c, page, client_no, n);
+    } else {
+      int16_t found = 0;
+      for (int16_t n = 1; n <= c.t.SiteCount() && found == 0; ++n) {
+        const SiteRec& site = c.t.Site(n);
+        if (site.WebAccess && EqualsNoCase(Trim(site.Domain), Trim(domain))) found = n;
+      }
+      if (found > 0) {
+        AddSiteTable(c, page, client_no, found);
+      } else {
+        page << NotMonitoredPage(c, domain);
+      }
+    }
+    page.PopupScript();
+    page.HTMLFooter();
+    return Status::Ok();
+  });
+}
+
+std::string SiteTable(const PageContext& c, int client_no, std::string_view site_number) {
+  return BuildPage(c, "Interface.SiteTable", [&](PageText& page) {
+    const int32_t site = LeadingNumber(site_number);
+    if (site > c.t.SiteCount() || site < 0)
+      return Status::Error(Fail::kNotFound, "There is no site " + std::to_string(site) + ".");
+    AddSiteTable(c, page, client_no, static_cast<int16_t>(site));
+    return Status::Ok();
+  });
 }
 
 }  // namespace vantry

@@ -1,9 +1,10 @@
 // One visitor's lines of the log, copied to a text file for people to look at.
+#include "web/log_extract.h"
+
 #include <algorithm>
 
 #include "core/text.h"
 #include "scan/line_reader.h"
-#include "web/interface.h"
 
 namespace vantry {
 namespace {
@@ -34,39 +35,23 @@ class TextOutput {
   Status status_;
 };
 
-}  // namespace
-
-std::string Interface::ExtractLogEntriesToFile(std::string_view visitor_key, int client_no) {
-  std::string name;
-  c_.log.Guard("Interface.ExtractLogEntriesToFile", [&] {
-    const size_t colon = visitor_key.find(':');
-    const int32_t number = LeadingNumber(visitor_key.substr(0, colon));
-    if (colon == std::string_view::npos || number < 1 || number > t_.SiteCount()) return Status::Ok();
-    const auto site = static_cast<int16_t>(number);
-    const VisitorRec* v = t_.Visitors.Lookup(site, visitor_key.substr(colon + 1));
-    if (!v) return Status::Ok();
-    return ExtractLogEntries(t_.Site(site), *v, c_.settings.DDFPath + "Temp/", client_no, name);
-  });
-  return name;
-}
-
-Status Interface::ExtractLogEntries(const SiteRec& site, const VisitorRec& v, const std::string& folder, int client_no,
-                                    std::string& name) {
+Status Extract(const PageContext& c, const SiteRec& site, const VisitorRec& v, int client_no, std::string& name) {
   std::unique_ptr<LogFile> log;
-  if (Status status = c_.files.OpenLog(site.LastLogFile, log); !status.ok()) return status;
+  if (Status status = c.files.OpenLog(site.LastLogFile, log); !status.ok()) return status;
+  const std::string folder = c.settings.DDFPath + "Temp/";
   const std::string path = folder + "tmplog" + std::to_string(client_no) + ".txt";
-  if (Status status = c_.files.MakeFolder(folder); !status.ok()) return status;
-  if (Status status = c_.files.Remove(path); !status.ok()) return status;
+  if (Status status = c.files.MakeFolder(folder); !status.ok()) return status;
+  if (Status status = c.files.Remove(path); !status.ok()) return status;
   name = path;
 
-  TextOutput out(c_.files, path);
+  TextOutput out(c.files, path);
   out.Item("Log File:", site.LastLogFile);
   out.Item("Log Entries For:", v.IP);
   if (v.DNS != v.IP) out.Item("DNS:", v.DNS);
   out.Item("Browser:", v.Browser);
   out.Item("Referrer:", v.Referrer);
   if (v.IsSpider) out.Item("Spider:", "Yes");
-  out.Item("Started:", c_.regional.General(v.StartTime));
+  out.Item("Started:", c.regional.General(v.StartTime));
   out.Line(" ");
 
   std::vector<char> buffer;
@@ -78,12 +63,28 @@ Status Interface::ExtractLogEntries(const SiteRec& site, const VisitorRec& v, co
       ++copied;
     }
     // Looks at the scan's line, not at the one just read.
-    if (lines >= kLinesWithoutScan && t_.Hit.CurLine.empty()) break;
+    if (lines >= kLinesWithoutScan && c.t.Hit.CurLine.empty()) break;
   }
   out.Line(" ");
   out.Line(std::to_string(copied) + " Log Entries");
   const Status& written = out.WriteOut();
   return written.ok() ? reader.Error() : written;
+}
+
+}  // namespace
+
+std::string ExtractLogEntriesToFile(const PageContext& c, std::string_view visitor_key, int client_no) {
+  std::string name;
+  c.log.Guard("Interface.ExtractLogEntriesToFile", [&] {
+    const size_t colon = visitor_key.find(':');
+    const int32_t number = LeadingNumber(visitor_key.substr(0, colon));
+    if (colon == std::string_view::npos || number < 1 || number > c.t.SiteCount()) return Status::Ok();
+    const auto site = static_cast<int16_t>(number);
+    const VisitorRec* v = c.t.Visitors.Lookup(site, visitor_key.substr(colon + 1));
+    if (!v) return Status::Ok();
+    return Extract(c, c.t.Site(site), *v, client_no, name);
+  });
+  return name;
 }
 
 }  // namespace vantry

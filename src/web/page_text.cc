@@ -23,7 +23,33 @@ bool BeginsLike(std::string_view text, std::string_view start) {
 
 }  // namespace
 
-PageText::PageText(const Settings& settings) : settings_(settings) {
+Shown::Shown(std::string_view text, bool escape) : text_(text) {
+  if (!escape || text.find_first_of("&<>\"'") == std::string_view::npos) return;
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        changed_ += "&amp;";
+        break;
+      case '<':
+        changed_ += "&lt;";
+        break;
+      case '>':
+        changed_ += "&gt;";
+        break;
+      case '"':
+        changed_ += "&quot;";
+        break;
+      case '\'':
+        changed_ += "&#39;";
+        break;
+      default:
+        changed_ += c;
+    }
+  }
+  text_ = changed_;
+}
+
+PageText::PageText(const Settings& settings, bool escape) : settings_(settings), escape_(escape) {
   const std::string &light = settings.WebColLiteBorder, &dark = settings.WebColDarkBorder;
   style_ = "style=\"border-left:2px solid " + light + "; border-right:2px solid " + dark + "; border-top:2px solid " +
            light + "; border-bottom:2px solid " + dark +
@@ -136,12 +162,37 @@ std::string PageText::AddLink(std::string_view url, std::string_view text, const
   return link.append(">").append(text).append("</a>");
 }
 
+// A log can name any scheme, and a click on some of them runs what follows.
+std::string PageText::LinkTo(std::string_view url, std::string_view text) const {
+  const Shown shown = Show(text);
+  if (escape_ && !BeginsLike(url, "http://") && !BeginsLike(url, "https://")) return std::string(shown);
+  return AddLink(Show(url), shown);
+}
+
+std::string PageText::PageLink(std::string_view domain, std::string_view page) const {
+  return AddLink(Show(SiteUrl(domain, page)), Show(page));
+}
+
+std::string PageText::PopupLink(const Popup& popup, std::string_view text) const {
+  std::string url = "javascript:openUIWindow('?";
+  // Quotes end the script's text, escaped for HTML or not.
+  const std::string safe = escape_ ? ReplaceAll(std::string(popup.argument), "'", "") : std::string(popup.argument);
+  url.append(popup.command).append("&domain=").append(Show(popup.domain)).append(":").append(Show(safe)).append("')");
+  return AddLink(url, text, {.title = popup.title});
+}
+
 std::string PageText::AddButton(std::string_view caption, std::string_view url) const {
   return "<table border=\"1\" cellpadding=\"2\" cellspacing=\"0\" style=\"border:1px solid " +
          settings_.WebColButtonBorder +
          "; border-collapse: collapse; font-family:Tahoma; font-size:8pt\" width=\"85\">\r\n<tr>\r\n<td bgcolor=" +
          Quoted(settings_.WebColButtonFace) + MouseOverAttributes({}) + " align=\"center\">\r\n" +
          AddLink(url, caption, {.no_underline = true}) + "</td>\r\n</tr>\r\n</table>\r\n";
+}
+
+void PageText::OpenTable() {
+  *this << "<center><table border=\"1\" cellspacing=\"0\" cellpadding=\"3\" bordercolorlight=\"#808080\" "
+           "bordercolordark=\"#FFFFFF\" "
+        << style_ << "> \r\n";
 }
 
 void PageText::BackToSites(std::string_view path) {

@@ -31,10 +31,24 @@ struct LinkLook {
   bool new_window = false;
 };
 
+// A text from a log as a page shows it: escaped, or as it is and then without a copy.
+class Shown {
+ public:
+  Shown(std::string_view text, bool escape);
+  Shown(const Shown&) = delete;
+  Shown& operator=(const Shown&) = delete;
+  operator std::string_view() const { return text_; }
+
+ private:
+  std::string changed_;
+  std::string_view text_;
+};
+
 // One page as it grows. The colours are those of the settings at the moment it is made.
 class PageText {
  public:
-  explicit PageText(const Settings& settings);
+  // `escape`: texts that go through Show and the links below can't form tags, attributes or scripts.
+  explicit PageText(const Settings& settings, bool escape = false);
 
   PageText& operator<<(std::string_view text) {
     text_ += text;
@@ -45,6 +59,8 @@ class PageText {
   std::string Take() { return std::move(text_); }
   const std::string& Text() const { return text_; }
   const Settings& Colours() const { return settings_; }
+
+  Shown Show(std::string_view text) const { return {text, escape_}; }
 
   // The page's head and the opening of its body. Reloads itself every 30 seconds unless told not to.
   void HTMLHeader(std::string_view title = kDefaultTitle, bool no_refresh = false);
@@ -68,8 +84,19 @@ class PageText {
   void AddLabelRow(std::string_view label, std::string_view value, bool mouse_over = false);
   // A link as text; nothing without a URL, and a "0" can't be seen.
   static std::string AddLink(std::string_view url, std::string_view text = {}, const LinkLook& look = {});
+  // A link to an address that came from a log.
+  std::string LinkTo(std::string_view url, std::string_view text) const;
+  // A link to a page of the site that is watched.
+  std::string PageLink(std::string_view domain, std::string_view page) const;
+  // A link that opens a window with the page of this command.
+  struct Popup {
+    std::string_view command, domain, argument, title;
+  };
+  std::string PopupLink(const Popup& popup, std::string_view text) const;
   // A table of one cell that looks like a button.
   std::string AddButton(std::string_view caption, std::string_view url) const;
+  // The opening of the table on most pages.
+  void OpenTable();
   // The "Back" buttons; `path` is the path of the client's slot.
   void BackToSites(std::string_view path);
   void BackToSite(std::string_view path, std::string_view domain);
@@ -82,6 +109,7 @@ class PageText {
   std::string MouseOverAttributes(std::string_view restore_colour) const;
 
   const Settings& settings_;
+  const bool escape_;
   std::string text_;
   std::string style_, grid_back_, mouse_over_grid_;  // Attributes that nearly every cell has.
 };

@@ -1,46 +1,49 @@
 // The deck for WAP phones: a card with all sites and a card for each, so that moving between them needs no request.
-#include "web/interface.h"
+#include "web/wap_deck.h"
 
 namespace vantry {
+namespace {
 
-void Interface::WapDeck(PageText& page) const {
+void WapCard(const PageContext& c, PageText& page, int16_t n) {
+  const SiteRec& site = c.t.Site(n);
+  page << "<card id=\"site" << std::to_string(n) << "\" title=\"" << page.Show(site.Name)
+       << "\">\r\n<do type=\"accept\" label=\"Sites\" >\r\n<go href=\"#sites\" />\r\n</do>\r\n";
+  if (site.CurrentVisitors < 1) {
+    page << "<p>No current visitors since " << c.regional.Stamp(site.LastReadDateTime) << "\r\n";
+  } else {
+    page << "<p align=\"left\" mode=\"nowrap\">\r\n<small>\r\n<table title=\"Current Visitors\" columns=\"3\">\r\n"
+            "<tr><td>No.</td><td>DNS</td><td>Page</td></tr>\r\n";
+    c.t.Visitors.ForEach([&](int32_t, const VisitorRec& v) {
+      if (v.Site != n) return;
+      page << "<tr>\r\n<td>" << std::to_string(v.VisitNo) << "</td>\r\n<td>" << page.Show(v.DNS) << "</td>\r\n<td>"
+           << page.Show(v.Page) << "</td>\r\n</tr>\r\n";
+    });
+    page << "</table>\r\n</small>\r\n";
+  }
+  page << "</p>\r\n</card>\r\n\r\n";
+}
+
+}  // namespace
+
+void WapDeck(const PageContext& c, PageText& page) {
   page.WMLHeader();
   page << "<card id=\"sites\" title=\"Vantry WAP\"> \r\n";
-  if (!c_.settings.WAPAccess) {
+  if (!c.settings.WAPAccess) {
     page << "<p>Vantry WAP access is not enabled on this server.</p>\r\n</card>\r\n";
     page.WMLFooter();
     return;
   }
   page << "<p align=\"left\" mode=\"nowrap\">\r\n<small>\r\n<table title=\"Monitored Sites\" columns=\"3\">\r\n"
           "<tr><td>Site</td><td>Now</td><td>Alerts</td></tr>\r\n";
-  for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
-    const SiteRec& site = t_.Site(n);
-    page << "<tr>\r\n<td><a href=\"#site" << std::to_string(n) << "\">" << Show(site.Name) << "</a></td>\r\n<td>"
+  for (int16_t n = 1; n <= c.t.SiteCount(); ++n) {
+    const SiteRec& site = c.t.Site(n);
+    page << "<tr>\r\n<td><a href=\"#site" << std::to_string(n) << "\">" << page.Show(site.Name) << "</a></td>\r\n<td>"
          << std::to_string(site.CurrentVisitors) << "</td>\r\n<td>" << std::to_string(site.TodayAlerts)
          << "</td>\r\n</tr>\r\n";
   }
   page << "</table>\r\n</small>\r\n</p>\r\n</card>\r\n\r\n";
-  for (int16_t n = 1; n <= t_.SiteCount(); ++n) WapCard(page, n);
+  for (int16_t n = 1; n <= c.t.SiteCount(); ++n) WapCard(c, page, n);
   page.WMLFooter();
-}
-
-void Interface::WapCard(PageText& page, int16_t n) const {
-  const SiteRec& site = t_.Site(n);
-  page << "<card id=\"site" << std::to_string(n) << "\" title=\"" << Show(site.Name)
-       << "\">\r\n<do type=\"accept\" label=\"Sites\" >\r\n<go href=\"#sites\" />\r\n</do>\r\n";
-  if (site.CurrentVisitors < 1) {
-    page << "<p>No current visitors since " << c_.regional.Stamp(site.LastReadDateTime) << "\r\n";
-  } else {
-    page << "<p align=\"left\" mode=\"nowrap\">\r\n<small>\r\n<table title=\"Current Visitors\" columns=\"3\">\r\n"
-            "<tr><td>No.</td><td>DNS</td><td>Page</td></tr>\r\n";
-    t_.Visitors.ForEach([&](int32_t, const VisitorRec& v) {
-      if (v.Site != n) return;
-      page << "<tr>\r\n<td>" << std::to_string(v.VisitNo) << "</td>\r\n<td>" << Show(v.DNS) << "</td>\r\n<td>"
-           << Show(v.Page) << "</td>\r\n</tr>\r\n";
-    });
-    page << "</table>\r\n</small>\r\n";
-  }
-  page << "</p>\r\n</card>\r\n\r\n";
 }
 
 }  // namespace vantry

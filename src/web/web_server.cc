@@ -1,7 +1,5 @@
 #include "web/web_server.h"
 
-#include <map>
-
 #include "core/text.h"
 #include "core/wildcard.h"
 #include "web/request_reader.h"
@@ -28,17 +26,21 @@ std::string OnOneLine(std::string_view sent) {
 
 }  // namespace
 
-WebServer::WebServer(WebContext c, WebSecurity security) : c_(c), security_(std::move(security)) {
+WebServer::WebServer(WebContext c, WebSecurity security)
+    : c_(c), security_(std::move(security)), pages_{c_.t,        c_.settings, c_.regional,          c_.log,
+                                                    c_.clock,    c_.files,    c_.history,           clients_,
+                                                    c_.app_path, c_.version,  security_.escape_html} {
   quiet_timer_ = c_.loop.NewTimer(kQuietMs / 2, [this] { QuietTick(); });
 }
 
-Interface& WebServer::SharedInterface() {
-  if (!interface_)
-    interface_ =
-        std::make_unique<Interface>(InterfaceContext{c_.t, c_.settings, c_.regional, c_.log, c_.clock, c_.files,
-                                                     c_.history, c_.app_path, c_.version, security_.escape_html},
-                                    clients_);
-  return *interface_;
+WebServer::~WebServer() {
+  if (events_raised_) --c_.t.InterfaceCount;
+}
+
+const PageContext& WebServer::Pages() {
+  if (!events_raised_) CountUp(c_.t.InterfaceCount);
+  events_raised_ = true;
+  return pages_;
 }
 
 Status WebServer::StartWebListener() {
@@ -157,7 +159,7 @@ void WebServer::HandleWebRequest(int n) {
   if (!c_.settings.WebAccessControl || client.IsWAP) client.LoggedIn = client.AllSites = true;
   if (!client.LoggedIn && client.CredentialsGiven) {
     if (!CheckCredentials(n)) {
-      SendWebPage(n, SharedInterface().InvalidLogin(n));
+      SendWebPage(n, InvalidLogin(Pages(), n));
       c_.listener.Close(n);
       return;
     }
@@ -170,7 +172,8 @@ void WebServer::AnswerRequest(int n) {
   const WebClient& client = clients_[n];
   const Command command = SplitCommand(client.Query);
   if (c_.settings.WebAccessLog) WriteAccessLog(n);
-  SendWebPage(n, PageFor(n, command.word, command.argument));
+  const PageFunction page = client.LoggedIn ? FindPage(command.word) : LoginTable;
+  SendWebPage(n, page(Pages(), n, command.argument));
   c_.listener.Close(n);
 }
 
@@ -217,21 +220,6 @@ void WebServer::WriteAccessLog(int n) {
                            OnOneLine(client.UserName) + "\r\n";
   // A page is answered whether or not its log line could be written.
   (void)c_.files.Append(c_.settings.DDFPath + "webaccess.log", line);
-}
-
-std::string WebServer::PageFor(int n, const std::string& word, std::string_view argument) {
-  Interface& pages = SharedInterface();
-  if (!clients_[n].LoggedIn) return pages.LoginTable(n);
-  if (word == "LIST") return pages.GetVisitorsList(argument);
-  using Page = std::string (Interface::*)(int client_no, std::string_view argument);
-  static const std::map<std::string_view, Page> kPages = {
-      {"SITE", &Interface::VisitorsTable},           {"TABLE", &Interface::VisitorsTable},
-      {"SITETABLE", &Interface::VisitorsTable},      {"VISITOR", &Interface::VisitorDetailsTable},
-      {"PREVIOUS", &Interface::PreviousVisitsTable}, {"ALERTS", &Interface::AlertsTypeList},
-      {"ALERTSTABLE", &Interface::AlertsTable},      {"SPIDERS", &Interface::SpidersTable},
-      {"EXCEPT", &Interface::ExceptionsTable},       {"REFER", &Interface::ReferrersTable}};
-  const auto page = kPages.find(word);
-  return page == kPages.end() ? pages.SitesTable(n) : (pages.*page->second)(n, argument);
 }
 
 void WebServer::SendWebPage(int n, std::string_view text) {

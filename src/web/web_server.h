@@ -17,8 +17,8 @@
 #include "ports/listener.h"
 #include "ports/loop.h"
 #include "web/connection_table.h"
-#include "web/interface.h"
 #include "web/line_framer.h"
+#include "web/pages.h"
 
 namespace vantry {
 
@@ -72,6 +72,9 @@ class WebServer {
   static constexpr int64_t kQuietMs = 200, kQuietInsideBodyMs = 10'000;
 
   WebServer(WebContext c, WebSecurity security);
+  ~WebServer();
+  WebServer(const WebServer&) = delete;
+  WebServer& operator=(const WebServer&) = delete;
 
   // Listens on WebAccessPort. A failure names the port.
   Status StartWebListener();
@@ -81,8 +84,9 @@ class WebServer {
   // The address a browser on this machine asks; the port is WebAccessPort.
   std::string Address() const { return security_.bind_address.empty() ? "127.0.0.1" : security_.bind_address; }
   WebClientTable& Clients() { return clients_; }
-  // The shared page builder, made at first use.
-  Interface& SharedInterface();
+  // What pages are made from, for the port and the message bus alike. From the first call on, while this lives, visitor
+  // changes are raised as events.
+  const PageContext& Pages();
 
  private:
   struct Pump {  // What a connection's reading needs beside its record.
@@ -116,7 +120,6 @@ class WebServer {
   void MailLogin(int connection);
   void AnswerRequest(int connection);
   void WriteAccessLog(int connection);
-  std::string PageFor(int connection, const std::string& word, std::string_view argument);
   void SendWebPage(int connection, std::string_view text);
   // Answers a control line.
   void SendWebLine(int connection, std::string_view text);
@@ -126,7 +129,8 @@ class WebServer {
   WebClientTable clients_;
   std::array<Pump, kMaxConnections> pumps_;
   uint64_t next_serial_ = 1;
-  std::unique_ptr<Interface> interface_;
+  PageContext pages_;
+  bool events_raised_ = false;
   std::unique_ptr<Timer> quiet_timer_;
 };
 

@@ -51,7 +51,7 @@ TEST_F(EngineTest, GrowingLogRestartAndTheSameListAgain) {
   EXPECT_EQ(engine->Tables().Visitors.Count(), 2);
   Log("12:00:05", "10.0.0.3");
   Run(14);
-  const std::string before = engine->Web().SharedInterface().GetVisitorsList("");
+  const std::string before = GetVisitorsList(engine->Web().Pages(), 1, "");
   EXPECT_EQ(engine->Tables().Visitors.Count(), 3);
   engine->Closing();
   EXPECT_TRUE(loop.quit);
@@ -59,7 +59,7 @@ TEST_F(EngineTest, GrowingLogRestartAndTheSameListAgain) {
   ASSERT_TRUE(Start());
   EXPECT_EQ(engine->Tables().Visitors.Count(), 0);
   Run(6);
-  EXPECT_EQ(engine->Web().SharedInterface().GetVisitorsList(""), before);
+  EXPECT_EQ(GetVisitorsList(engine->Web().Pages(), 1, ""), before);
 }
 
 TEST_F(EngineTest, ClosingSavesEverythingOnce) {
@@ -264,9 +264,9 @@ TEST_F(EngineTest, NamesComeOnTheSideUntilTheProgramCloses) {
   ASSERT_TRUE(Start());
   Run(4);
   ASSERT_EQ(resolver->started, (std::vector<std::string>{"10.0.0.1", "10.0.0.2"}));
-  EXPECT_TRUE(Contains(engine->Web().SharedInterface().GetVisitorsList(""), "\t10.0.0.1\t"));
+  EXPECT_TRUE(Contains(GetVisitorsList(engine->Web().Pages(), 1, ""), "\t10.0.0.1\t"));
   ASSERT_TRUE(resolver->AnswerNext([](const std::string&) { return "one.example"; }));
-  EXPECT_TRUE(Contains(engine->Web().SharedInterface().GetVisitorsList(""), "\tone.example\t"));
+  EXPECT_TRUE(Contains(GetVisitorsList(engine->Web().Pages(), 1, ""), "\tone.example\t"));
   engine->Closing();
   EXPECT_EQ(resolver->Pending(), 0) << "no answer finds a closed database";
   EXPECT_EQ(resolver->Start("10.0.0.3"), 0);
@@ -292,7 +292,7 @@ TEST_F(EngineTest, TheBusHearsOfVisitorsUntilTheEnd) {
   EXPECT_EQ(engine->Tables().InterfaceCount, 0);
   bus.LetIn();
   EXPECT_EQ(engine->Tables().InterfaceCount, 1);
-  EXPECT_EQ(&engine->Web().SharedInterface(), &engine->Web().SharedInterface());
+  (void)engine->Web().Pages();
   EXPECT_EQ(engine->Tables().InterfaceCount, 1) << "it is the one of the web access";
   Run(4);
   EXPECT_TRUE(bus.events.empty()) << "a first scan tells of nobody";
@@ -300,7 +300,11 @@ TEST_F(EngineTest, TheBusHearsOfVisitorsUntilTheEnd) {
   Run(12);
   EXPECT_EQ(bus.events,
             std::vector<std::string>{"arrived|www.d1.example|10.0.0.2|2026-03-05T12:00:02|a.htm|B||-|no alert"});
-  EXPECT_EQ(bus.calls->LogFileCurrentVisitors(1), 2);
+  const auto& operations = bus.calls->Operations();
+  const auto count = std::ranges::find(operations, std::string_view("LogFileCurrentVisitors"), &BusOperation::name);
+  BusValues visitors;
+  ASSERT_TRUE(bus.calls->Call(static_cast<size_t>(count - operations.begin()), {1}, visitors).ok());
+  EXPECT_EQ(visitors, BusValues{2});
   bus.calls->BusNote("The bus is well.");
   EXPECT_TRUE(Contains(files.Get("/home/Data/TRL.LOG"), " The bus is well.\r\n"));
   EXPECT_EQ(bus.closed, 0);

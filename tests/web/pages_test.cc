@@ -1,5 +1,7 @@
 // Every page as it goes out, byte for byte. VANTRY_RENEW=1 writes the files anew; look at what changed before keeping
 // it.
+#include "web/pages.h"
+
 #include <cstdlib>
 #include <fstream>
 
@@ -7,7 +9,7 @@
 
 #include "core/visitor_rows.h"
 #include "support/database_rig.h"
-#include "web/interface.h"
+#include "web/log_extract.h"
 
 namespace vantry {
 namespace {
@@ -36,7 +38,8 @@ struct PagesTest : ::testing::Test {
   LiveTables& t = rig.t;
   Settings settings;
   WebClientTable clients;
-  std::unique_ptr<Interface> pages;
+  PageContext pages{t,         settings,      rig.regional, rig.log, rig.clock,
+                    rig.files, *rig.database, clients,      "/app/", "2.0.000"};
 
   PagesTest() {
     for (int i = 0; i < 2; ++i) {
@@ -47,15 +50,8 @@ struct PagesTest : ::testing::Test {
     }
     clients[1].LoggedIn = clients[1].AllSites = true;
     clients[1].Path = "/";
-    Escape(false);
   }
   LogTime Noon() const { return {rig.clock.now.s}; }
-  void Escape(bool escape) {
-    pages.reset();
-    pages = std::make_unique<Interface>(InterfaceContext{t, settings, rig.regional, rig.log, rig.clock, rig.files,
-                                                         (*rig.database), "/app/", "2.0.000", escape},
-                                        clients);
-  }
   VisitorRec& Visitor(const std::string& ip, int16_t site = 1) {
     VisitorRec& v = *t.Visitors.At(t.Visitors.Add(site, ip));
     SiteRec& rec = t.Site(site);
@@ -83,7 +79,7 @@ struct PagesTest : ::testing::Test {
 };
 
 TEST_F(PagesTest, Sites) {
-  Check("sites_idle.html", pages->SitesTable(1));
+  Check("sites_idle.html", SitesTable(pages, 1));
   Visitor("10.0.0.1");
   Visitor("10.0.0.2");
   Visitor("10.0.0.3", 2);
@@ -92,10 +88,10 @@ TEST_F(PagesTest, Sites) {
   t.Site(2).TodaySpiders = 5;
   t.Site(2).Paused = true;
   rig.files.Put("/app/webfooter.htm", "<p>Our footer</p>\nsecond line");
-  Check("sites_busy_with_footer.html", pages->SitesTable(1));
+  Check("sites_busy_with_footer.html", SitesTable(pages, 1));
   settings.NoSpiders = true;
   settings.WebColTableHeading = "";
-  Check("sites_without_spiders.html", pages->SitesTable(1));
+  Check("sites_without_spiders.html", SitesTable(pages, 1));
 }
 
 TEST_F(PagesTest, SitesOfOneUser) {
@@ -104,15 +100,15 @@ TEST_F(PagesTest, SitesOfOneUser) {
   clients[1].AllSites = false;
   clients[1].UserName = "BOB";
   clients[1].Password = "PW";
-  Check("sites_of_bob.html", pages->SitesTable(1));
+  Check("sites_of_bob.html", SitesTable(pages, 1));
   t.Site(2).WebAccess = false;
-  Check("sites_none.html", pages->SitesTable(1));
+  Check("sites_none.html", SitesTable(pages, 1));
 }
 
 TEST_F(PagesTest, Visitors) {
-  Check("visitors_none.html", pages->VisitorsTable(1, "www.one.example"));
+  Check("visitors_none.html", VisitorsTable(pages, 1, "www.one.example"));
   Visitor("10.0.0.1");
-  Check("visitors_one.html", pages->VisitorsTable(1, " WWW.ONE.EXAMPLE "));
+  Check("visitors_one.html", VisitorsTable(pages, 1, " WWW.ONE.EXAMPLE "));
   VisitorRec& idle = Visitor("10.0.0.2");
   idle.Idle = true;
   idle.DNS = std::string(60, 'n');
@@ -125,27 +121,29 @@ TEST_F(PagesTest, Visitors) {
   spider.GroupMask = "*.crawler.example";
   spider.VisitCount = 7;
   t.Site(1).WebReferrers = true;
-  Check("visitors_of_every_kind.html", pages->VisitorsTable(1, "www.one.example"));
+  Check("visitors_of_every_kind.html", VisitorsTable(pages, 1, "www.one.example"));
   Visitor("10.9.9.9", 2);
   t.Site(2).WebAccess = false;
-  Check("visitors_of_all_sites.html", pages->VisitorsTable(1, "all"));
-  Check("visitors_of_each_site.html", pages->VisitorsTable(1, ""));
-  Check("visitors_of_a_site_without_web_access.html", pages->VisitorsTable(1, "two.example"));
+  Check("visitors_of_all_sites.html", VisitorsTable(pages, 1, "all"));
+  Check("visitors_of_each_site.html", VisitorsTable(pages, 1, ""));
+  Check("visitors_of_a_site_without_web_access.html", VisitorsTable(pages, 1, "two.example"));
 }
 
 TEST_F(PagesTest, UnknownDomains) {
-  for (auto page : {&Interface::AlertsTypeList, &Interface::SpidersTable, &Interface::ExceptionsTable}) {
-    EXPECT_TRUE(Contains((*pages.*page)(1, "no.example"), "<p>The Domain: <b>no.example</b> is not being monitored"));
+  for (const Page& page : kPages) {
+    if (page.commands[0].empty() || page.takes[1].type != 's') continue;
+    EXPECT_TRUE(Contains(page.build(pages, 1, "no.example"), "<p>The Domain: <b>no.example</b> is not being monitored"))
+        << page.operation;
   }
-  Check("alerts_of_no_site.html", pages->AlertsTable(1, "no.example"));
-  Check("referrers_of_no_site.html", pages->ReferrersTable(1, "no.example"));
-  Check("not_monitored.html", pages->VisitorDetailsTable(1, "no.example:10.0.0.1!1"));
-  Check("not_monitored.html", pages->PreviousVisitsTable(1, "no.example:10.0.0.1"));
+  Check("alerts_of_no_site.html", AlertsTable(pages, 1, "no.example"));
+  Check("referrers_of_no_site.html", ReferrersTable(pages, 1, "no.example"));
+  Check("not_monitored.html", VisitorDetailsTable(pages, 1, "no.example:10.0.0.1!1"));
+  Check("not_monitored.html", PreviousVisitsTable(pages, 1, "no.example:10.0.0.1"));
 }
 
 TEST_F(PagesTest, TheDomainOfAVisitorEndsAtTheLastColon) {
   const auto heading = [&](std::string_view argument) {
-    const std::string page = pages->PreviousVisitsTable(1, argument);
+    const std::string page = PreviousVisitsTable(pages, 1, argument);
     if (Contains(page, "Previous Visits For  On two.example<")) return std::string("known");
     const size_t begin = page.find("<p>The Domain: <b>") + 18;
     return page.substr(begin, page.find("</b>", begin) - begin);
@@ -163,7 +161,7 @@ TEST_F(PagesTest, TheDomainOfAVisitorEndsAtTheLastColon) {
   EXPECT_EQ(heading(":::"), "::");
   EXPECT_EQ(heading(""), "");
   t.Site(2).Domain = "two.example:8080";
-  EXPECT_TRUE(Contains(pages->PreviousVisitsTable(1, "two.example:8080:10.0.0.1"), " On two.example:8080<"));
+  EXPECT_TRUE(Contains(PreviousVisitsTable(pages, 1, "two.example:8080:10.0.0.1"), " On two.example:8080<"));
 }
 
 TEST_F(PagesTest, VisitsThatAreStored) {
@@ -186,20 +184,20 @@ TEST_F(PagesTest, VisitsThatAreStored) {
   spider.IsSpider = true;
   spider.SpiderName = "Crawler";
   rig.database->AddVisitToDatabase(spider, "a.htm");
-  Check("visit_details.html", pages->VisitorDetailsTable(1, "www.one.example:10.0.0.1!1"));
-  Check("visit_details_unknown.html", pages->VisitorDetailsTable(1, "www.one.example:10.9.9.9!1"));
-  Check("visit_details_spider.html", pages->VisitorDetailsTable(1, "www.one.example:10.0.0.2!1"));
-  Check("previous_visits.html", pages->PreviousVisitsTable(1, "www.one.example:10.0.0.1"));
-  Check("previous_visits_none.html", pages->PreviousVisitsTable(1, "www.one.example:10.9.9.9"));
+  Check("visit_details.html", VisitorDetailsTable(pages, 1, "www.one.example:10.0.0.1!1"));
+  Check("visit_details_unknown.html", VisitorDetailsTable(pages, 1, "www.one.example:10.9.9.9!1"));
+  Check("visit_details_spider.html", VisitorDetailsTable(pages, 1, "www.one.example:10.0.0.2!1"));
+  Check("previous_visits.html", PreviousVisitsTable(pages, 1, "www.one.example:10.0.0.1"));
+  Check("previous_visits_none.html", PreviousVisitsTable(pages, 1, "www.one.example:10.9.9.9"));
   rig.clock.Advance(86400);
-  const std::string later = pages->VisitorDetailsTable(1, "www.one.example:10.0.0.1!1");
+  const std::string later = VisitorDetailsTable(pages, 1, "www.one.example:10.0.0.1!1");
   EXPECT_TRUE(Contains(later, "news/today.htm")) << "pages are found by the visit's number alone";
   EXPECT_FALSE(Contains(later, "11:00:00</td></tr>\r\n<tr><td bgcolor=\"#ECE9D8\" >Browser"))
       << "its row is another day's";
 }
 
 TEST_F(PagesTest, Referrers) {
-  Check("referrers_none.html", pages->ReferrersTable(1, "two.example"));
+  Check("referrers_none.html", ReferrersTable(pages, 1, "two.example"));
   for (int i = 0; i < 3; ++i) {
     for (int visit = 0; visit <= i; ++visit) {
       VisitorRec v = rig.Visitor("10.0." + std::to_string(i) + "." + std::to_string(visit),
@@ -208,14 +206,14 @@ TEST_F(PagesTest, Referrers) {
       rig.database->UpdateVisitor(v, false);
     }
   }
-  Check("referrers_three.html", pages->ReferrersTable(1, "two.example"));
+  Check("referrers_three.html", ReferrersTable(pages, 1, "two.example"));
   for (int i = 0; i < 250; ++i) {
     VisitorRec v = rig.Visitor("10.1.0." + std::to_string(i), "05:00:00", 2);
     v.Referrer = "http://many" + std::to_string(i) + ".example/";
     rig.database->UpdateVisitor(v, false);
   }
-  EXPECT_TRUE(Contains(pages->ReferrersTable(1, "two.example"), "200 Referring Sites"));
-  EXPECT_TRUE(Contains(pages->ReferrersTable(1, "www.one.example"), "0 Referring Sites"));
+  EXPECT_TRUE(Contains(ReferrersTable(pages, 1, "two.example"), "200 Referring Sites"));
+  EXPECT_TRUE(Contains(ReferrersTable(pages, 1, "www.one.example"), "0 Referring Sites"));
 }
 
 struct DayPagesTest : PagesTest {
@@ -241,39 +239,39 @@ struct DayPagesTest : PagesTest {
 
 TEST_F(DayPagesTest, Alerts) {
   t.Site(1).AlertDefinitions = 1;
-  const std::string none = pages->AlertsTable(1, "www.one.example");
+  const std::string none = AlertsTable(pages, 1, "www.one.example");
   Check("alerts_none.html", none);
-  EXPECT_EQ(pages->AlertsTypeList(1, "www.one.example"), none) << "one definition has no list";
+  EXPECT_EQ(AlertsTypeList(pages, 1, "www.one.example"), none) << "one definition has no list";
   AddAlerts();
-  Check("alerts_types.html", pages->AlertsTypeList(1, "www.one.example"));
-  Check("alerts_all.html", pages->AlertsTable(1, "www.one.example"));
-  Check("alerts_of_one_type.html", pages->AlertsTable(1, "www.one.example&alertno=20"));
+  Check("alerts_types.html", AlertsTypeList(pages, 1, "www.one.example"));
+  Check("alerts_all.html", AlertsTable(pages, 1, "www.one.example"));
+  Check("alerts_of_one_type.html", AlertsTable(pages, 1, "www.one.example&alertno=20"));
 }
 
 TEST_F(DayPagesTest, Spiders) {
-  Check("spiders_none.html", pages->SpidersTable(1, "www.one.example"));
+  Check("spiders_none.html", SpidersTable(pages, 1, "www.one.example"));
   VisitorRec& v = Visitor("10.0.0.1");
   v.IsSpider = true;
   v.SpiderName = "Crawler";
   AddSpider(t, v, rig.regional);
   v.StartTime.s -= 86400;
   AddSpider(t, v, rig.regional);
-  Check("spiders_one.html", pages->SpidersTable(1, "www.one.example"));
+  Check("spiders_one.html", SpidersTable(pages, 1, "www.one.example"));
 }
 
 TEST_F(DayPagesTest, Exceptions) {
-  Check("exceptions_none.html", pages->ExceptionsTable(1, "www.one.example"));
+  Check("exceptions_none.html", ExceptionsTable(pages, 1, "www.one.example"));
   for (int16_t site : {1, 2, 0}) t.exGrid.Add({{Noon(), site}, 404, 1, "HTTP Page a.htm not found 404 error"});
   t.exGrid.Add({{{Noon().s - 86400}, 1}, 404, 1, "yesterday"});
   t.Site(1).TodayExceptions = 1;
-  Check("exceptions_one.html", pages->ExceptionsTable(1, "www.one.example"));
+  Check("exceptions_one.html", ExceptionsTable(pages, 1, "www.one.example"));
 }
 
 TEST_F(PagesTest, Logins) {
   clients[1].LoggedIn = false;
-  Check("login.html", pages->LoginTable(1));
+  Check("login.html", LoginTable(pages, 1));
   clients[1].CredentialsGiven = true;
-  Check("login_invalid.html", pages->InvalidLogin(1));
+  Check("login_invalid.html", InvalidLogin(pages, 1));
   EXPECT_FALSE(clients[1].CredentialsGiven);
 }
 
@@ -281,12 +279,12 @@ TEST_F(PagesTest, WapDecks) {
   clients[1].IsWAP = true;
   Visitor("10.0.0.1");
   t.Site(2).Paused = true;
-  Check("wap_two_sites.wml", pages->SitesTable(1));
+  Check("wap_two_sites.wml", SitesTable(pages, 1));
   settings.WAPAccess = false;
-  Check("wap_refused.wml", pages->SitesTable(1));
+  Check("wap_refused.wml", SitesTable(pages, 1));
   settings.WAPAccess = true;
   t.Sites.clear();
-  Check("wap_no_sites.wml", pages->SitesTable(1));
+  Check("wap_no_sites.wml", SitesTable(pages, 1));
 }
 
 TEST_F(PagesTest, TextsOfLogsGoOutAsTheyAreUnlessTheyAreEscaped) {
@@ -294,9 +292,9 @@ TEST_F(PagesTest, TextsOfLogsGoOutAsTheyAreUnlessTheyAreEscaped) {
   v.Referrer = "javascript:alert(1)";
   v.Page = "<script>\"x'&.htm";
   v.DNS = "<b>host</b>";
-  EXPECT_TRUE(Contains(pages->VisitorsTable(1, "www.one.example"), "<b>host</b>"));
-  Escape(true);
-  const std::string page = pages->VisitorsTable(1, "www.one.example");
+  EXPECT_TRUE(Contains(VisitorsTable(pages, 1, "www.one.example"), "<b>host</b>"));
+  pages.escape = true;
+  const std::string page = VisitorsTable(pages, 1, "www.one.example");
   EXPECT_FALSE(Contains(page, "<b>host"));
   EXPECT_FALSE(Contains(page, "<script>\""));
   EXPECT_FALSE(Contains(page, "href=\"javascript:alert"));
@@ -315,7 +313,7 @@ struct ExtractTest : PagesTest {
   }
   std::string Extract() {
     rig.files.Put("/log/access.log", lines);
-    const std::string name = pages->ExtractLogEntriesToFile("2:10.0.0.7", 3);
+    const std::string name = ExtractLogEntriesToFile(pages, "2:10.0.0.7", 3);
     EXPECT_EQ(name, "/data/Temp/tmplog3.txt");
     std::string text;
     EXPECT_TRUE(rig.files.Read(name, text).ok());
@@ -362,10 +360,10 @@ TEST_F(ExtractTest, WithoutALineOfTheScanItEndsAfter50Lines) {
 TEST_F(ExtractTest, ABadKeyGivesNoName) {
   for (const char* key : {"", "2", ":", "2:", "2:10.0.0.8", "1:10.0.0.7", "0:10.0.0.7", "3:10.0.0.7", "-1:10.0.0.7",
                           "99999999999:10.0.0.7", "x:10.0.0.7"}) {
-    EXPECT_EQ(pages->ExtractLogEntriesToFile(key, 1), "") << key;
+    EXPECT_EQ(ExtractLogEntriesToFile(pages, key, 1), "") << key;
   }
   EXPECT_EQ(rig.program_log, "");
-  EXPECT_EQ(pages->ExtractLogEntriesToFile("2:10.0.0.7", 1), "") << "there is no log";
+  EXPECT_EQ(ExtractLogEntriesToFile(pages, "2:10.0.0.7", 1), "") << "there is no log";
   EXPECT_TRUE(Contains(rig.program_log, "Interface.ExtractLogEntriesToFile"));
 }
 
@@ -377,13 +375,12 @@ TEST_F(PagesTest, APageIsCutWhereATableCantBeRead) {
   v.Pages = 1;
   rig.database->AddPageToDatabase(v);
   rig.database->FlushDatabase();
-  using Page = std::string (Interface::*)(int, std::string_view);
-  const std::map<std::string, std::pair<Page, std::string>> all = {
-      {"Interface.VisitorDetailsTable", {&Interface::VisitorDetailsTable, "www.one.example:10.0.0.1!1"}},
-      {"Interface.PreviousVisitsTable", {&Interface::PreviousVisitsTable, "www.one.example:10.0.0.1"}},
-      {"Interface.ReferrersTable", {&Interface::ReferrersTable, "www.one.example"}}};
+  const std::map<std::string, std::pair<PageFunction, std::string>> all = {
+      {"Interface.VisitorDetailsTable", {VisitorDetailsTable, "www.one.example:10.0.0.1!1"}},
+      {"Interface.PreviousVisitsTable", {PreviousVisitsTable, "www.one.example:10.0.0.1"}},
+      {"Interface.ReferrersTable", {ReferrersTable, "www.one.example"}}};
   for (const auto& [name, call] : all) {
-    const std::string whole = (*pages.*call.first)(1, call.second);
+    const std::string whole = call.first(pages, 1, call.second);
     EXPECT_TRUE(whole.ends_with("</HTML>\r\n")) << name;
     // Each look in turn fails once.
     bool failed = true;
@@ -395,7 +392,7 @@ TEST_F(PagesTest, APageIsCutWhereATableCantBeRead) {
       rig.index.fails = [&, looks = 0](const std::string& what) mutable {
         return what == "find" && ++looks == look ? (failed = true) : false;
       };
-      const std::string page = (*pages.*call.first)(1, call.second);
+      const std::string page = call.first(pages, 1, call.second);
       rig.index.fails = {};
       EXPECT_EQ(failed, Contains(rig.program_log, name)) << look << rig.program_log;
       EXPECT_EQ(failed, page != whole) << name << look;
@@ -408,7 +405,7 @@ TEST_F(PagesTest, APageIsCutWhereATableCantBeRead) {
 
 TEST_F(PagesTest, APageWithoutTablesIsCutAndToldOf) {
   rig.disk.breaks = [](const std::string&) { return int64_t{0}; };
-  const std::string page = pages->VisitorDetailsTable(1, "www.one.example:10.0.0.1!1");
+  const std::string page = VisitorDetailsTable(pages, 1, "www.one.example:10.0.0.1!1");
   EXPECT_TRUE(Contains(page, "<TITLE>Visit Details</TITLE>"));
   EXPECT_FALSE(Contains(page, "</HTML>"));
   EXPECT_TRUE(Contains(rig.program_log, "Interface.VisitorDetailsTable"));

@@ -1,0 +1,100 @@
+// What pages ask of the history: rows by address, site and visit, as records.
+#include "core/text.h"
+#include "database/schema.h"
+#include "database/visit_database.h"
+
+namespace vantry {
+namespace {
+
+constexpr size_t kSiteWidth = 20;
+
+std::string VisitNoKey(int32_t visit) {
+  return PadNumber(visit, 5);
+}
+
+// What a search or a step without a row means: the end, or a table that can't be read.
+Status EndOfRows(int found, const Table& table) {
+  return found < 0 ? Status::Error(Fail::kIo, table.Problem()) : Status::Ok();
+}
+
+StoredVisit VisitOf(const Table& t) {
+  using namespace visits;
+  const auto text = [&](Column field) { return std::string(t.Text(field)); };
+  return {.number = text(kVisitNo),
+          .date = t.Date(kVisitDate),
+          .time = text(kVisitTime),
+          .first_page = text(kFirstPage),
+          .last_page = text(kLastPage),
+          .minutes = text(kMinsOn),
+          .pages_seen = t.Number(kPagesSeen),
+          .browser = text(kBrowser),
+          .is_spider = t.Text(kSpider) == "Y",
+          .spider = text(kSpiderT),
+          .referrer = text(kReferrer)};
+}
+
+}  // namespace
+
+Status VisitDatabase::ReadVisitor(std::string_view ip, std::string_view site, std::optional<StoredVisitor>& row) {
+  using namespace visitor;
+  row.reset();
+  const Table& t = VAVIS;
+  const int found = FindVisitor(ip, site);
+  if (found == Table::kOk) {
+    row = {.visits = t.Number(kVisits),
+           .first_date = t.Date(kFirstVDate),
+           .first_time = std::string(t.Text(kFirstVTime)),
+           .dns = std::string(t.Text(kDNS)),
+           .country = std::string(t.Text(kCountry))};
+  }
+  return EndOfRows(found, t);
+}
+
+Status VisitDatabase::ReadVisit(const VisitPlace& place, Day day, std::optional<StoredVisit>& row) {
+  row.reset();
+  Table& t = VAVISITS;
+  const int found = t.FindEqual(t.Key({place.ip, place.site, FormatDayKey(day), VisitNoKey(place.visit)}));
+  if (found == Table::kOk) row = VisitOf(t);
+  return EndOfRows(found, t);
+}
+
+Status VisitDatabase::ReadVisits(std::string_view ip, std::string_view site, std::vector<StoredVisit>& rows) {
+  using namespace visits;
+  Table& t = VAVISITS;
+  const std::string wanted(t.Key({ip, site, "", ""}));
+  int found = t.FindNearest(wanted);
+  for (; found == Table::kOk; found = t.Step(1)) {
+    if (t.Key({t.Text(kIP), t.Text(kSite), "", ""}) != wanted) break;
+    rows.push_back(VisitOf(t));
+  }
+  return EndOfRows(found, t);
+}
+
+Status VisitDatabase::ReadPages(const VisitPlace& place, std::vector<StoredPage>& rows) {
+  using namespace pages;
+  Table& t = VAPG;
+  const std::string wanted(t.Key({place.ip, place.site, VisitNoKey(place.visit), ""}));
+  int found = t.FindNearest(wanted);
+  for (; found == Table::kOk; found = t.Step(1)) {
+    if (t.Key({t.Text(kIP), t.Text(kSite), t.Text(kVisitNo), ""}) != wanted) break;
+    rows.push_back({std::string(t.Text(kPageTime)), std::string(t.Text(kPage)), t.Number(kStatus)});
+  }
+  return EndOfRows(found, t);
+}
+
+// The order of this key is descending, so the site's rows begin at its highest count.
+Status VisitDatabase::ReadReferrers(std::string_view site, size_t most, std::vector<StoredReferrer>& rows) {
+  using namespace referrers;
+  Table& t = VAREF;
+  t.SelectKey(1);
+  const std::string_view stored_name = Trim(site.substr(0, kSiteWidth));
+  int found = t.FindNearest(t.Key({site, "99999"}));
+  for (; found == Table::kOk; found = t.Step(1)) {
+    if (t.Text(kSite) != stored_name || rows.size() == most) break;
+    if (t.Number(kVisits) != 0) rows.push_back({t.Number(kVisits), std::string(t.Text(kName))});
+  }
+  t.SelectKey(0);
+  return EndOfRows(found, t);
+}
+
+}  // namespace vantry

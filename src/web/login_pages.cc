@@ -1,0 +1,36 @@
+// The form that asks for a name and a password, and the refusal.
+#include "web/page_parts.h"
+#include "web/pages.h"
+
+namespace vantry {
+
+std::string LoginTable(const PageContext& c, int client_no, std::string_view) {
+  return BuildPage(c, "Interface.LoginTable", [&](PageText& page) {
+    page.HTMLHeader("Vantry Login", true);
+    HeaderBar(c, page, client_no);
+    page.OpenTable();
+    page.AddHeaderRow("<center>Please Enter Your User Name and Password</center>", 1, false);
+    // The button after the password is a field too: it is what lets the whole password be read.
+    page << "<tr><td>\r\n<form method=\"POST\" action=\"\">\r\n<p>\r\n<br>\r\n<b>User Name:</b><br>\r\n"
+            "<input type=\"text\" name=\"UserName\" size=\"20\"></p>\r\n<p><b>Password:</b><br>\r\n"
+            "<input type=\"password\" name=\"Password\" size=\"10\"></p>\r\n<p align=\"center\"><input type=\"submit\" "
+            "value=\"Submit\" name=\"B1\"><input type=\"reset\" value=\"Reset\" name=\"B2\"></p>\r\n</form>\r\n"
+            "</td></tr>\r\n</table></center>";
+    page.HTMLFooter();
+    return Status::Ok();
+  });
+}
+
+std::string InvalidLogin(const PageContext& c, int client_no, std::string_view) {
+  c.clients[client_no].LoggedIn = false;
+  c.clients[client_no].CredentialsGiven = false;
+  return BuildPage(c, "Interface.InvalidLogin", [&](PageText& page) {
+    page.HTMLHeader("Vantry Login", true);
+    HeaderBar(c, page, client_no);
+    page << "<p>Invalid user name or password. Click Back and try again.";
+    page.HTMLFooter();
+    return Status::Ok();
+  });
+}
+
+}  // namespace vantry

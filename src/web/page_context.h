@@ -1,0 +1,31 @@
+// What web pages are made from.
+#pragma once
+
+#include <string>
+
+#include "config/settings.h"
+#include "core/program_log.h"
+#include "core/regional.h"
+#include "core/tables.h"
+#include "database/visit_database.h"
+#include "ports/clock.h"
+#include "ports/files.h"
+#include "web/connection_table.h"
+
+namespace vantry {
+
+struct PageContext {
+  LiveTables& t;
+  const Settings& settings;
+  const Regional& regional;
+  ProgramLog& log;
+  Clock& clock;
+  Files& files;
+  VisitDatabase& history;
+  WebClientTable& clients;
+  std::string app_path;  // The program's folder, with a separator at its end.
+  std::string version;
+  bool escape = false;  // Texts from logs can't form tags, attributes or scripts.
+};
+
+}  // namespace vantry

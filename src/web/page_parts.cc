@@ -1,0 +1,69 @@
+#include "web/page_parts.h"
+
+#include "core/text.h"
+
+namespace vantry {
+namespace {
+
+std::string UserText(const WebClient& client) {
+  if (!client.LoggedIn) return "Not Logged On";
+  return client.UserName.empty() ? "User: Default" : "User: " + Upper(client.UserName);
+}
+
+}  // namespace
+
+int16_t FindSiteByDomain(const LiveTables& t, std::string_view domain) {
+  for (int16_t n = 1; n <= t.SiteCount(); ++n) {
+    if (EqualsNoCase(Trim(t.Site(n).Domain), Trim(domain))) return n;
+  }
+  return 0;
+}
+
+std::string BuildPage(const PageContext& c, const char* name, const std::function<Status(PageText&)>& body) {
+  PageText page(c.settings, c.escape);
+  c.log.Guard(name, [&] { return body(page); });
+  return page.Take();
+}
+
+Status NeedsHistory(const PageContext& c) {
+  if (c.history.DatabaseReady()) return Status::Ok();
+  return Status::Error(Fail::kIo, "The history tables are not open, so the page was cut.");
+}
+
+void HeaderBar(const PageContext& c, PageText& page, int client_no) {
+  page.WebHeaderBar(c.regional.General(c.clock.Now()), page.Show(UserText(c.clients[client_no])));
+}
+
+std::string NotMonitoredPage(const PageContext& c, std::string_view domain) {
+  PageText page(c.settings, c.escape);
+  page.HTMLHeader();
+  page << "<p>The Domain: <b>" << page.Show(domain) << "</b> is not being monitored by Vantry.";
+  page.HTMLFooter();
+  return page.Take();
+}
+
+std::string LiveTable(const PageContext& c, int client_no, const LivePage& live) {
+  return BuildPage(c, live.name, [&](PageText& page) {
+    page.HTMLHeader("Vantry: " + std::string(page.Show(live.domain)), true);
+    HeaderBar(c, page, client_no);
+    page.BackToSites(page.Show(c.clients[client_no].Path));
+    if (const int16_t site = FindSiteByDomain(c.t, live.domain); site > 0) {
+      page.OpenTable();
+      if (Status status = live.rows(page, site); !status.ok()) return status;
+      page << "</table></center>";
+    } else {
+      page << NotMonitoredPage(c, live.domain);
+    }
+    live.after(page);
+    page.HTMLFooter();
+    return Status::Ok();
+  });
+}
+
+void AddHeadings(PageText& page, std::initializer_list<std::string_view> titles) {
+  page << "<tr>";
+  for (const std::string_view title : titles) page.AddHeading(title);
+  page << "</tr>\r\n";
+}
+
+}  // namespace vantry

@@ -1,0 +1,39 @@
+// What several pages share: frames, the bar on top, and what happens when a page fails.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "web/page_context.h"
+#include "web/page_text.h"
+
+namespace vantry {
+
+// The first site with this domain, compared without blanks and case; 0 for none.
+int16_t FindSiteByDomain(const LiveTables& t, std::string_view domain);
+
+// Returns what `body` has written. Its failure is reported in the program log under `name`.
+std::string BuildPage(const PageContext& c, const char* name, const std::function<Status(PageText&)>& body);
+
+// Opens the history where it is not open yet.
+Status NeedsHistory(const PageContext& c);
+
+void HeaderBar(const PageContext& c, PageText& page, int client_no);
+
+// A whole page that says that this domain is unknown.
+std::string NotMonitoredPage(const PageContext& c, std::string_view domain);
+
+// A page of one table about one site: `rows` fills the table, `after` writes what follows it.
+struct LivePage {
+  const char* name;  // In the program log.
+  std::string_view domain;
+  std::function<Status(PageText&, int16_t site)> rows;
+  std::function<void(PageText&)> after;
+};
+std::string LiveTable(const PageContext& c, int client_no, const LivePage& live);
+
+// A row of column headings.
+void AddHeadings(PageText& page, std::initializer_list<std::string_view> titles);
+
+}  // namespace vantry
