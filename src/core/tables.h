@@ -205,7 +205,7 @@ struct LiveTables {
   bool CountryLookup = false;  // The address-to-country table exists.
   std::vector<CountryEntry> Countries;
 
-  bool ScanInProgress = false;  // One scan at a time in the whole program; ticks wait for it.
+  bool ScanInProgress = false;  // A scan or the pass that ends visits: one at a time in the program; ticks wait for it.
   bool FirstScan = false;       // The scan under way is a site's very first.
   bool RolloverDone = false;
   bool Closing = false;  // The program is on its way out: whoever yielded leaves at once.

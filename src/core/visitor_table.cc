@@ -1,5 +1,7 @@
 #include "core/visitor_table.h"
 
+#include <algorithm>
+
 #include "core/tables.h"
 
 namespace vantry {
@@ -52,7 +54,7 @@ void VisitorTable::ChangeAddress(VisitorRec& visitor, std::string_view ip) {
   index_.Add(HashOf(visitor.Site, visitor.IP), visitor);
 }
 
-void VisitorTable::Remove(const std::vector<int32_t>& numbers, const std::function<void(VisitorRec&)>& leave) {
+void VisitorTable::Remove(std::span<const int32_t> numbers, const std::function<void(VisitorRec&)>& leave) {
   constexpr size_t kAhead = 8;
   for (size_t i = 0; i < numbers.size(); ++i) {
     if (i + kAhead < numbers.size()) WarmPlace(numbers[i + kAhead]);
@@ -62,8 +64,8 @@ void VisitorTable::Remove(const std::vector<int32_t>& numbers, const std::functi
     index_.Remove(HashOf(visitor->Site, visitor->IP), *visitor);
     places_[static_cast<size_t>(numbers[i] - 1)].reset();
     --count_;
+    ++removed_;
   }
-  if (static_cast<size_t>(count_) < places_.size() / 2 || count_ == 0) CloseGaps();
 }
 
 void VisitorTable::WarmPlace(int32_t number) const {
@@ -72,8 +74,26 @@ void VisitorTable::WarmPlace(int32_t number) const {
 }
 
 void VisitorTable::CloseGaps() {
+  if (static_cast<size_t>(count_) >= places_.size() / 2 && count_ != 0) return;
+  std::erase_if(walks_, [](const auto& walk) { return walk.expired(); });
+  for (const auto& weak : walks_) {
+    const auto walk = weak.lock();
+    const auto before = [this](int32_t place) {
+      const auto end = places_.begin() + std::clamp(place, 0, LastNumber());
+      return static_cast<int32_t>(std::count_if(places_.begin(), end, [](const auto& p) { return p != nullptr; }));
+    };
+    walk->next = before(walk->next - 1) + 1;
+    walk->end = before(walk->end);
+  }
   std::erase_if(places_, [](const auto& place) { return !place; });
   for (size_t i = 0; i < places_.size(); ++i) places_[i]->Number = static_cast<int32_t>(i + 1);
+}
+
+std::shared_ptr<VisitorTable::Walk> VisitorTable::NewWalk() {
+  std::erase_if(walks_, [](const auto& walk) { return walk.expired(); });
+  auto walk = std::make_shared<Walk>(Walk{1, LastNumber()});
+  walks_.push_back(walk);
+  return walk;
 }
 
 }  // namespace vantry

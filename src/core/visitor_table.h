@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -40,9 +41,25 @@ class VisitorTable {
   int32_t Add(int16_t site, std::string_view ip);
   // Gives a visitor another address.
   void ChangeAddress(VisitorRec& visitor, std::string_view ip);
-  // Takes out the visitors with these numbers, calling `leave` for each right before. The order of the others stays.
-  // `leave` must not add or remove.
-  void Remove(const std::vector<int32_t>& numbers, const std::function<void(VisitorRec&)>& leave = {});
+  // Takes out the visitors with these numbers, calling `leave` for each right before. The order of the others stays,
+  // and so do all numbers until CloseGaps. `leave` must not add or remove.
+  void Remove(std::span<const int32_t> numbers, const std::function<void(VisitorRec&)>& leave = {});
+  // Gives the visitors new numbers without gaps between them, in one pass, where gaps prevail.
+  void CloseGaps();
+  // How many visitors were ever taken out.
+  uint64_t Removed() const { return removed_; }
+  // The highest number.
+  int32_t LastNumber() const { return static_cast<int32_t>(places_.size()); }
+
+  // A walk through the visitors that may rest while others come and go: it meets each of those that were there when it
+  // began and have not left meanwhile, once and in order. It need not outlive the table, nor the table it.
+  struct Walk {
+    int32_t next = 1, end = 0;
+    bool Done() const { return next > end; }
+  };
+  std::shared_ptr<Walk> NewWalk();
+  // One step on: the visitor there, or null for a gap.
+  VisitorRec* Step(Walk& walk) const { return At(walk.next++); }
 
   // Calls `f(int32_t number, VisitorRec&)` for each visitor in order. `f` must not add or remove.
   template <class F>
@@ -53,12 +70,13 @@ class VisitorTable {
   }
 
  private:
-  void CloseGaps();
   void WarmPlace(int32_t number) const;
 
   std::vector<std::unique_ptr<VisitorRec>> places_;
   PointerIndex<VisitorRec> index_;
+  std::vector<std::weak_ptr<Walk>> walks_;
   int32_t count_ = 0;
+  uint64_t removed_ = 0;
 };
 
 }  // namespace vantry

@@ -1,6 +1,7 @@
 #include "scan/lifecycle.h"
 
 #include <algorithm>
+#include <span>
 
 #include "core/visitor_rows.h"
 
@@ -23,41 +24,75 @@ void Lifecycle::Age(VisitorRec& v, WallTime now) {
 }
 
 void Lifecycle::ScanToRemove() {
+  struct Busy {
+    explicit Busy(bool& flag) : flag_(flag) { flag_ = true; }
+    ~Busy() { flag_ = false; }
+    bool& flag_;
+  } const busy(t_.ScanInProgress);
+  last_yield_ = c_.clock.Steady();
   c_.log.Guard("ScanToRemove", [&] {
-    const WallTime now = c_.clock.Now();
-    t_.Visitors.ForEach([&](int32_t, VisitorRec& v) {
-      Age(v, now);
-      if (v.GridDirty && !v.Remove) UpdateGrid(t_, v);
-    });
+    AgeAll();
     return Status::Ok();
   });
-  if (!marked_.empty()) RemoveInactive();
+  if (!t_.Closing && !marked_.empty()) RemoveMarked(true);
+}
+
+// Nobody comes or goes while this turns the loop, so numbers hold over it; records may change.
+bool Lifecycle::GoOn() {
+  if (c_.clock.Steady().ms - last_yield_.ms >= kYieldMs) {
+    c_.loop.Turn();
+    last_yield_ = c_.clock.Steady();
+  }
+  return !t_.Closing;
+}
+
+void Lifecycle::AgeAll() {
+  const WallTime now = c_.clock.Now();
+  for (int32_t n = 1; n <= t_.Visitors.LastNumber(); ++n) {
+    if (VisitorRec* v = t_.Visitors.At(n)) {
+      Age(*v, now);
+      if (v->GridDirty && !v->Remove) UpdateGrid(t_, *v);
+    }
+    if (n % kVisitorsPerCheck == 0 && !GoOn()) return;
+  }
 }
 
 void Lifecycle::RemoveInactive() {
+  RemoveMarked(false);
+}
+
+void Lifecycle::RemoveMarked(bool yields) {
   std::vector<int32_t> numbers;
   numbers.swap(marked_);
-  const bool done = c_.log.Guard("RemoveInactive", [&] {
-    std::erase_if(numbers, [&](int32_t n) {
-      const VisitorRec* v = t_.Visitors.At(n);
-      return !v || !v->Remove;
-    });
-    std::sort(numbers.begin(), numbers.end());
-    t_.Visitors.Remove(numbers, [this](VisitorRec& v) { Leave(v); });
-    for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
-      if (!t_.Site(n).ViewDirty) continue;
-      c_.view.RefreshSiteNode(n);
-      t_.Site(n).ViewDirty = false;
-    }
-    c_.view.UpdateStatus();
-    return Status::Ok();
-  });
+  const bool done = c_.log.Guard("RemoveInactive", [&] { return RemoveEach(numbers, yields); });
   // Whoever is left after a failure is tried again at the next tick.
   if (!done) {
     for (const int32_t n : numbers) {
       if (t_.Visitors.At(n)) marked_.push_back(n);
     }
   }
+}
+
+Status Lifecycle::RemoveEach(std::vector<int32_t>& numbers, bool yields) {
+  std::erase_if(numbers, [&](int32_t n) {
+    const VisitorRec* v = t_.Visitors.At(n);
+    return !v || !v->Remove;
+  });
+  std::sort(numbers.begin(), numbers.end());
+  for (std::span<const int32_t> rest(numbers); !rest.empty();) {
+    const auto some = rest.first(std::min<size_t>(kVisitorsPerCheck, rest.size()));
+    t_.Visitors.Remove(some, [this](VisitorRec& v) { Leave(v); });
+    rest = rest.subspan(some.size());
+    if (yields && !GoOn()) return Status::Ok();
+  }
+  t_.Visitors.CloseGaps();
+  for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
+    if (!t_.Site(n).ViewDirty) continue;
+    c_.view.RefreshSiteNode(n);
+    t_.Site(n).ViewDirty = false;
+  }
+  c_.view.UpdateStatus();
+  return Status::Ok();
 }
 
 void Lifecycle::Leave(VisitorRec& v) {

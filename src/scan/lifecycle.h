@@ -14,25 +14,37 @@ class Lifecycle {
  public:
   explicit Lifecycle(ScanContext& c) : c_(c), t_(c.t) {}
 
-  // Ages all visitors and removes those whose time is up. Must not run inside a scan.
+  // A pass looks at the clock this often, and turns the loop when it has worked for longer than that.
+  static constexpr int kVisitorsPerCheck = 64;
+  static constexpr int64_t kYieldMs = 5;
+
+  // Ages all visitors and removes those whose time is up. Must not run inside a scan. Where that takes long the loop
+  // turns between two visitors, with ScanInProgress set, so that no other pass begins; a visitor is gone in all
+  // respects or in none. When the program closes meanwhile the pass ends at once.
   void ScanToRemove();
 
   // The visit has ended; the record leaves at the next RemoveInactive unless a page view clears `Remove` before.
   void MarkForRemoval(VisitorRec& visitor);
 
   // Removes all marked visitors: closes their visits, takes them off the grids. Visitor numbers are void afterwards.
+  // The loop does not turn in here.
   void RemoveInactive();
 
   // The length of the visit so far as "hh:mm", or "<1 Minute".
   std::string VisitDuration(const VisitorRec& visitor) const;
 
  private:
+  void AgeAll();
+  void RemoveMarked(bool yields);
+  Status RemoveEach(std::vector<int32_t>& numbers, bool yields);
+  bool GoOn();
   void Age(VisitorRec& visitor, WallTime now);
   void Leave(VisitorRec& visitor);
   void FinishAlertRow(const VisitorRec& visitor);
 
   ScanContext& c_;
   LiveTables& t_;
+  SteadyTime last_yield_;
   std::vector<int32_t> marked_;  // Numbers; removal happens before any of them goes stale.
 };
 

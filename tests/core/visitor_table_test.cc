@@ -29,7 +29,8 @@ TEST(VisitorTable, Find_TellsSitesApart) {
 TEST(VisitorTable, At_IsNullOutsideAndInGaps) {
   VisitorTable table;
   for (int i = 0; i < 10; ++i) table.Add(1, std::to_string(i));
-  table.Remove({4});
+  table.Remove(std::vector<int32_t>{4});
+  table.CloseGaps();
   EXPECT_EQ(table.At(0), nullptr);
   EXPECT_EQ(table.At(-1), nullptr);
   EXPECT_EQ(table.At(11), nullptr);
@@ -44,7 +45,8 @@ TEST(VisitorTable, Find_TakesTheEarlierOfTwoWithOneAddress) {
   table.ChangeAddress(*table.At(second), "a");
   EXPECT_EQ(table.Find(1, "a"), first);
   EXPECT_EQ(table.Find(1, "b"), 0);
-  table.Remove({first});
+  table.Remove(std::vector<int32_t>{first});
+  table.CloseGaps();
   const int32_t left = table.Find(1, "a");
   ASSERT_NE(left, 0);
   EXPECT_EQ(table.At(left)->IP, "a");
@@ -54,7 +56,8 @@ TEST(VisitorTable, Find_TakesTheEarlierOfTwoWithOneAddress) {
 TEST(VisitorTable, Remove_KeepsTheOrderOfTheOthers) {
   VisitorTable table;
   for (int i = 0; i < 10; ++i) table.Add(1, std::to_string(i));
-  table.Remove({1, 2, 3, 5, 7, 9, 9, 42});
+  table.Remove(std::vector<int32_t>{1, 2, 3, 5, 7, 9, 9, 42});
+  table.CloseGaps();
   std::string order;
   table.ForEach([&](int32_t number, VisitorRec& v) {
     order += v.IP;
@@ -68,9 +71,37 @@ TEST(VisitorTable, Remove_KeepsTheOrderOfTheOthers) {
 TEST(VisitorTable, Remove_OfAllLeavesATableThatStartsAtOne) {
   VisitorTable table;
   table.Add(1, "a");
-  table.Remove({1});
+  table.Remove(std::vector<int32_t>{1});
+  table.CloseGaps();
   EXPECT_EQ(table.Count(), 0);
   EXPECT_EQ(table.Add(1, "b"), 1);
+}
+
+TEST(VisitorTable, AWalkMeetsThoseThatStayedOnceAndInOrder) {
+  VisitorTable table;
+  for (int i = 0; i < 20; ++i) table.Add(1, std::to_string(i));
+  const auto walk = table.NewWalk();
+  std::string met;
+  const auto steps = [&](int count) {
+    for (; count > 0 && !walk->Done(); --count) {
+      if (const VisitorRec* v = table.Step(*walk)) met += v->IP + " ";
+    }
+  };
+  steps(5);
+  EXPECT_EQ(table.Removed(), 0u);
+  table.Remove(std::vector<int32_t>{1, 2, 3, 5, 6, 7, 8, 9, 10, 11, 12, 13, 20});
+  EXPECT_EQ(table.Removed(), 13u);
+  table.CloseGaps();
+  EXPECT_EQ(table.LastNumber(), 7);
+  table.Add(1, "late");
+  steps(2);
+  table.Remove(std::vector<int32_t>{1, 2, 3, 6, 8});
+  table.CloseGaps();
+  steps(100);
+  EXPECT_EQ(met, "0 1 2 3 4 13 14 15 16 18 ") << "without those that left, and without whoever came later";
+  table.Remove(std::vector<int32_t>{1, 2, 3, 4, 5, 6, 7, 8});
+  table.CloseGaps();
+  EXPECT_TRUE(walk->Done());
 }
 
 // The table beside a map from order of arrival to (site, address), and for each pair the set of its arrivals.
@@ -98,6 +129,7 @@ class Pair {
     }
     gone_.clear();
     table.Remove(numbers);
+    table.CloseGaps();
   }
   void CheckFind(int16_t site, const std::string& ip) const {
     const auto it = where_.find({site, ip});

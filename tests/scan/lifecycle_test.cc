@@ -149,6 +149,63 @@ TEST_F(LifecycleTest, OrderOfTheOthersStays) {
   EXPECT_EQ(rig.t.VsGrid.RowCount(), expected.size());
 }
 
+// While many leave, the port is served. Whoever looks sees each visitor in all places or in none.
+TEST_F(LifecycleTest, EveryViewHoldsWhileManyLeave) {
+  for (int i = 2; i <= 1000; ++i) rig.Hit("10.0.1." + std::to_string(i), "11:00:01", "/a.htm");
+  rig.clock.Advance(11 * 60);
+  rig.t.Visitors.At(500)->LastClock = rig.t.Visitors.At(600)->LastClock = rig.clock.Now();
+  rig.t.Site(1).LastReadDateTime = rig.t.Visitors.At(500)->LastHitTime;
+  rig.clock.ms_per_look = Lifecycle::kYieldMs;
+  int in_between = 0;
+  int32_t before = 1000;
+  rig.loop.on_turn = [&] {
+    const int32_t now = rig.t.Visitors.Count();
+    EXPECT_LE(now, before);
+    in_between += now < 1000 && now > 2;
+    before = now;
+    EXPECT_EQ(rig.t.Site(1).CurrentVisitors, now);
+    EXPECT_EQ(rig.t.VsGrid.RowCount(), static_cast<size_t>(now));
+    EXPECT_EQ(rig.history.Count("end 1:10.0.1.777"), rig.t.Visitors.Find(1, "10.0.1.777") ? 0 : 1);
+    EXPECT_TRUE(rig.t.ScanInProgress);
+    rig.scan.Timer2Tick();
+    rig.scan.Timer1Tick();
+    EXPECT_EQ(rig.t.Visitors.Count(), now) << "no second pass inside the first";
+  };
+  rig.scan.Timer2Tick();
+  EXPECT_GT(in_between, 10);
+  EXPECT_FALSE(rig.t.ScanInProgress);
+  std::string left;
+  rig.t.Visitors.ForEach([&](int32_t n, VisitorRec& v) { left += std::to_string(n) + " " + v.IP + " "; });
+  EXPECT_EQ(left, "1 10.0.1.500 2 10.0.1.600 ");
+  EXPECT_EQ(rig.view.Count("node 1"), 1) << "told once, at the end";
+}
+
+TEST_F(LifecycleTest, AProgramThatClosesLeavesARemovalAtOnce) {
+  for (int i = 2; i <= 1000; ++i) rig.Hit("10.0.1." + std::to_string(i), "11:00:01", "/a.htm");
+  rig.clock.Advance(11 * 60);
+  rig.clock.ms_per_look = Lifecycle::kYieldMs;
+  int32_t at_close = 0;
+  rig.loop.on_turn = [&] {
+    if (rig.t.Visitors.Count() > 800) return;
+    rig.t.Closing = true;
+    at_close = rig.t.Visitors.Count();
+  };
+  visits.ScanToRemove();
+  EXPECT_GT(at_close, 700);
+  EXPECT_EQ(rig.t.Visitors.Count(), at_close);
+  EXPECT_FALSE(rig.t.ScanInProgress);
+}
+
+TEST_F(LifecycleTest, RemovalInsideAScanDoesNotTurnTheLoop) {
+  rig.clock.ms_per_look = Lifecycle::kYieldMs;
+  for (int i = 2; i <= 200; ++i) rig.Hit("10.0.1." + std::to_string(i), "11:00:01", "/a.htm");
+  rig.t.Visitors.ForEach([&](int32_t, VisitorRec& v) { visits.MarkForRemoval(v); });
+  const int turns = rig.loop.turns;
+  visits.RemoveInactive();
+  EXPECT_EQ(rig.loop.turns, turns);
+  EXPECT_EQ(rig.t.Visitors.Count(), 0);
+}
+
 TEST_F(LifecycleTest, RowOfAVisitorWithAnotherKeyIsFoundBySiteAndName) {
   V().Key = "1:changed";
   visits.MarkForRemoval(V());
