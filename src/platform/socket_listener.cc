@@ -44,7 +44,7 @@ SocketListener::Peer::~Peer() {
   readable.reset();
   writable.reset();
   if (fd < 0) return;
-  if (number == 0 && Waiting() > 0) Reset(fd);
+  if (number == 0 && HasMore()) Reset(fd);
   ::close(fd);
 }
 
@@ -179,7 +179,7 @@ void SocketListener::TakeLowestNumber(Peer& peer) {
   if (other) events_.connected(old);
 }
 
-bool SocketListener::WriteTo(Peer& peer) {
+bool SocketListener::WriteOut(Peer& peer) {
   while (peer.Waiting() > 0) {
     const ssize_t n = ::send(peer.fd, peer.out.data() + peer.sent, peer.Waiting(), MSG_NOSIGNAL);
     if (n < 0 && errno == EINTR) continue;
@@ -195,7 +195,17 @@ bool SocketListener::WriteTo(Peer& peer) {
     peer.out.erase(0, peer.sent);
     peer.sent = 0;
   }
-  peer.writable->setEnabled(peer.Waiting() > 0);
+  return true;
+}
+
+bool SocketListener::WriteTo(Peer& peer) {
+  if (!WriteOut(peer)) return false;
+  // One piece each time the socket has room: others have their turn between two.
+  if (peer.Waiting() == 0 && peer.more) {
+    if (!peer.more(peer.out)) peer.more = nullptr;
+    if (!WriteOut(peer)) return false;
+  }
+  peer.writable->setEnabled(peer.HasMore());
   if (!peer.in_handler && !peer.peer_done) peer.readable->setEnabled(peer.Waiting() < kStopReading);
   return true;
 }
@@ -209,6 +219,13 @@ void SocketListener::Send(int connection, std::string_view bytes) {
   if (owes_too_much || !WriteTo(*peer)) Close(connection, false);
 }
 
+void SocketListener::SendPieces(int connection, PieceSource next) {
+  Peer* peer = Find(connection);
+  if (!peer) return;
+  peer->more = std::move(next);
+  if (!WriteTo(*peer)) Close(connection, false);
+}
+
 void SocketListener::Close(int connection, bool flush) {
   if (!Find(connection)) return;
   const auto peer = std::move(peers_[static_cast<size_t>(connection - 1)]);
@@ -219,7 +236,7 @@ void SocketListener::Close(int connection, bool flush) {
   } else {
     peer->readable->setEnabled(false);
     peer->writable->setEnabled(false);
-    if (peer->Waiting() > 0) Reset(peer->fd);
+    if (peer->HasMore()) Reset(peer->fd);
     ::close(peer->fd);
     peer->fd = -1;
   }
@@ -235,7 +252,7 @@ void SocketListener::Linger(const PeerPtr& peer) {
   for (const auto& p : lingering_) bytes += p->Waiting();
   while (!lingering_.empty() && (lingering_.size() >= kMaxLingering || bytes > kMaxLingeringBytes)) {
     const auto quietest = std::min_element(lingering_.begin(), lingering_.end(), [](const auto& a, const auto& b) {
-      return std::tuple(a->Waiting() > 0, a->last_active_ms) < std::tuple(b->Waiting() > 0, b->last_active_ms);
+      return std::tuple(a->HasMore(), a->last_active_ms) < std::tuple(b->HasMore(), b->last_active_ms);
     });
     bytes -= (*quietest)->Waiting();
     lingering_.erase(quietest);
@@ -254,17 +271,19 @@ void SocketListener::ServeLingering(Peer& peer) {
 // make the system take back what the peer has not read yet, and without us it would not wait long for a slow one.
 bool SocketListener::LingersOn(Peer& peer) {
   if (!WriteTo(peer)) return false;
-  char block[4096];
+  char block[64 * 1024];
   ssize_t n = 0;
-  while ((n = ::recv(peer.fd, block, sizeof block, 0)) > 0) {
+  // Nobody listens any more. Of a flood, what the next turn of the loop can take is left to it.
+  for (int reads = 0; reads < 4 && (n = ::recv(peer.fd, block, sizeof block, 0)) > 0; ++reads) {
   }
+  if (n > 0) return true;
   if (n == 0) {
     peer.peer_done = true;
     peer.readable->setEnabled(false);
   } else if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
     return false;
   }
-  if (peer.Waiting() > 0) return true;
+  if (peer.HasMore()) return true;
   if (!peer.half_closed) ::shutdown(peer.fd, SHUT_WR);
   peer.half_closed = true;
   const int64_t now = clock_.Steady().ms;
@@ -277,7 +296,7 @@ bool SocketListener::LingersOn(Peer& peer) {
 }
 
 void SocketListener::SweepLingering() {
-  lingering_.remove_if([this](const auto& p) { return p->Waiting() == 0 && !LingersOn(*p); });
+  lingering_.remove_if([this](const auto& p) { return !p->HasMore() && !LingersOn(*p); });
 }
 
 void SocketListener::Shutdown() {
@@ -290,7 +309,7 @@ void SocketListener::Shutdown() {
   for (;;) {
     std::vector<pollfd> waiting;
     for (const auto& peer : lingering_) {
-      if (peer->Waiting() > 0) waiting.push_back({peer->fd, POLLOUT, 0});
+      if (peer->HasMore()) waiting.push_back({peer->fd, POLLOUT, 0});
     }
     const int64_t left = deadline - clock_.Steady().ms;
     if (waiting.empty() || left <= 0 || ::poll(waiting.data(), waiting.size(), static_cast<int>(left)) <= 0) break;

@@ -30,6 +30,7 @@ class SocketListener final : public Listener {
 
   Status Listen(const std::string& address, uint16_t port, ListenerEvents events) override;
   void Send(int connection, std::string_view bytes) override;
+  void SendPieces(int connection, PieceSource next) override;
   void Close(int connection, bool flush) override;
   bool IsOpen(int connection) const override { return Find(connection) != nullptr; }
   std::string RemoteHost(int connection) const override;
@@ -50,13 +51,15 @@ class SocketListener final : public Listener {
     std::string host, network;
     int port = 0;
     std::string out;
-    size_t sent = 0;  // Of `out`.
+    size_t sent = 0;   // Of `out`.
+    PieceSource more;  // What comes after `out`.
     Notifier readable, writable;
     bool in_handler = false, peer_done = false, half_closed = false;
     int64_t last_active_ms = 0;
     std::optional<int64_t> first_byte_ms;
     std::optional<int64_t> all_read_ms;  // When a lingering peer's system had everything.
     size_t Waiting() const { return out.size() - sent; }
+    bool HasMore() const { return Waiting() > 0 || more; }
     bool Spoke() const { return first_byte_ms.has_value(); }
   };
   using PeerPtr = std::shared_ptr<Peer>;
@@ -79,6 +82,7 @@ class SocketListener final : public Listener {
   void ReadFrom(Peer& peer);
   void Deliver(const PeerPtr& peer, std::string_view bytes);
   bool WriteTo(Peer& peer);
+  bool WriteOut(Peer& peer);
   void Linger(const PeerPtr& peer);
   void ServeLingering(Peer& peer);
   bool LingersOn(Peer& peer);

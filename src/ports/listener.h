@@ -9,6 +9,10 @@
 
 namespace vantry {
 
+// A long text in pieces: appends the next one, maybe nothing, to `out`. False when that was the last. A call takes a
+// millisecond at most.
+using PieceSource = std::function<bool(std::string& out)>;
+
 inline constexpr int kMaxConnections = 100;
 
 // What speaks for a connection when callers wait for a place.
@@ -40,6 +44,9 @@ class Listener {
   virtual Status Listen(const std::string& address, uint16_t port, ListenerEvents events) = 0;
   // Queues bytes; what a full socket does not take now goes out as the peer reads. Ignored for a closed connection.
   virtual void Send(int connection, std::string_view bytes) = 0;
+  // Sends a text whose pieces are asked for as the peer reads, so that it is never whole in memory. Nothing can be sent
+  // after it; Close lets it go on.
+  virtual void SendPieces(int connection, PieceSource next) = 0;
   // Closes once everything queued has gone out, or at once when `flush` is false. `disconnected` follows.
   virtual void Close(int connection, bool flush = true) = 0;
   virtual bool IsOpen(int connection) const = 0;

@@ -194,6 +194,56 @@ TEST_F(ListenerTest, BigPagesThatNobodyReadsDontFillTheMemory) {
   EXPECT_TRUE(Until([&] { return lazy[2]->Received().size() == page.size() + 5; })) << "the last is sent on";
 }
 
+// 100 MB in pieces of 100,000 bytes.
+TEST_F(ListenerTest, ALongTextIsMadeAsItIsRead) {
+  auto made = std::make_shared<int>(0);
+  on_data = [&](int n, std::string_view bytes) {
+    if (bytes == "small") return listener.Send(n, "ok");
+    listener.SendPieces(n, [made](std::string& out) {
+      if (++*made % 3 == 0) out.append(300'000, static_cast<char>('a' + *made % 23));  // Two of three have nothing.
+      return *made < 1000;
+    });
+    listener.Close(n, true);
+  };
+  Client slow(listener.Port()), quick(listener.Port());
+  slow.Send("big");
+  ASSERT_TRUE(Logged("-1"));
+  for (int i = 0; i < 200; ++i) Turn();
+  const int unread = *made;
+  EXPECT_LT(unread, 200) << "what a socket takes, and no more";
+  quick.Send("small");
+  EXPECT_TRUE(Until([&] { return quick.Received() == "ok"; }));
+  EXPECT_TRUE(Until([&] { return slow.Received().ends_with("<EOF>"); }));
+  EXPECT_EQ(*made, 1000);
+  EXPECT_EQ(slow.Received().size(), 333u * 300'000 + 5);
+  std::string expected;
+  for (int i = 3; i <= 999; i += 3) expected.append(300'000, static_cast<char>('a' + i % 23));
+  EXPECT_EQ(slow.Received(), expected + "<EOF>");
+  EXPECT_EQ(made.use_count(), 1) << "the source is gone";
+}
+
+TEST_F(ListenerTest, ALongTextEndsWithItsReaderOrWithTheListener) {
+  auto source = std::make_shared<int>(0);
+  on_data = [&](int n, std::string_view) {
+    listener.SendPieces(n, [source](std::string& out) { return !out.append(100'000, 'x').empty(); });
+    listener.Close(n, true);
+  };
+  {
+    Client a(listener.Port());
+    a.Send("big");
+    ASSERT_TRUE(Logged("-1"));
+    EXPECT_EQ(source.use_count(), 2);
+  }
+  EXPECT_TRUE(Until([&] { return source.use_count() == 1; }));
+  Client b(listener.Port());
+  b.Send("big");
+  ASSERT_TRUE(Until([&] { return source.use_count() == 2; }));
+  clock.ms_per_look = 100;  // The time for the last bytes passes.
+  listener.Shutdown();
+  EXPECT_EQ(source.use_count(), 1);
+  EXPECT_TRUE(Until([&] { return b.Received().ends_with("<RESET>"); })) << "not like an end";
+}
+
 TEST_F(ListenerTest, SlowReaderIsWaitedForAsLongAsItLives) {
   const std::string page(20u << 20, 'x');
   on_data = [&](int n, std::string_view) {

@@ -26,6 +26,10 @@ struct FakeListener final : Listener {
     return answer;
   }
   void Send(int n, std::string_view bytes) override { peers[n].sent += bytes; }
+  void SendPieces(int n, PieceSource next) override {
+    while (next(peers[n].sent)) {
+    }
+  }
   void Close(int n, bool) override {
     if (!peers[n].open) return;
     peers[n].open = false;
