@@ -38,7 +38,7 @@ class DoNothingAlerts final : public AlertRules {
 class DoNothingHistory final : public VisitHistory {
  public:
   void UpdateVisitor(VisitorRec&, bool) override {}
-  void AddVisitToDatabase(const VisitorRec&, std::string_view) override {}
+  void AddVisitToDatabase(VisitorRec&, std::string_view) override {}
   void AddPageToDatabase(const VisitorRec&) override {}
   void AddDownload(const VisitorRec&) override {}
   void UpdateVisitInDatabase(const VisitorRec&) override {}

@@ -77,11 +77,20 @@ def scans(folder, size):
     ratio = (hundred["seconds"] / lines_many) / (one["seconds"] / lines)
     print(f"a line with 100,000 visitors on the site takes {ratio:.2f} of one with 1,000; "
           f"memory {int(hundred['rss_kb']) / 1024:.1f} MB with 100,000, {int(one['rss_kb']) / 1024:.1f} MB with 1,000")
+    many_visitors(folder, size)
     path = make_log(folder, "ncsa", size, 5000)
     loop = scan("ncsa", path, "0", "loop")
     none = scan("ncsa", path, "0", "no-yield")
     print(f"yielding costs {100 * (loop['seconds'] / none['seconds'] - 1):.1f} % of a scan of old lines "
           f"({loop['turns']} turns)")
+
+
+def many_visitors(folder, size):
+    """200,000 addresses spread over the day: nearly each page view is a visit of its own."""
+    path = make_log(folder, "ncsa", size, 200000)
+    lines, wc = count_lines(path)
+    report("lines of today, 200,000 addresses", lines, scan("ncsa", path, DAY), wc)
+    report("  the same with history", lines, with_history(path, "ncsa", DAY), wc)
 
 
 def with_history(path, kind, day, *words):

@@ -128,6 +128,7 @@ struct alignas(64) VisitorRec {
   std::string CountryCode, CountryName;
   int32_t VisitNo = 0;     // TotalVisitors after this visit was counted.
   int32_t VisitCount = 0;  // Visits of this address to this site.
+  uint32_t VisitRow = 0;   // Row of this visit in the history, 0 while not known.
   int16_t DNSRequestId = 0;
   bool DNSDone = false;
   bool ReadAgain = false;  // An earlier run of the program may have stored this visit already.

@@ -7,6 +7,7 @@ namespace vantry {
 namespace {
 
 constexpr uint32_t kRowsAtOnce = 4096;
+constexpr size_t kWriteTogetherBytes = 64 * 1024;
 
 // Whether `bytes` are a part of this empty table as it was built on some day, with zeros for what is missing: the
 // program or the machine stopped while it was made, so there is no row in it.
@@ -56,7 +57,7 @@ void DbfFile::Close() {
   header_ = {};
   written_ = 0;
   new_rows_.clear();
-  changed_.clear();
+  changed_.Clear();
   stuck_ = unsynced_ = count_stale_ = false;
 }
 
@@ -125,8 +126,8 @@ Status DbfFile::Read(uint32_t number, char* row) const {
     std::memcpy(row, new_rows_.data() + (number - written_ - 1) * RowBytes(), RowBytes());
     return Status::Ok();
   }
-  if (const auto changed = changed_.find(number); changed != changed_.end()) {
-    std::memcpy(row, changed->second.data(), RowBytes());
+  if (const char* changed = changed_.Find(number)) {
+    std::memcpy(row, changed, RowBytes());
     return Status::Ok();
   }
   size_t count = 0;
@@ -145,14 +146,14 @@ Status DbfFile::ReadRows(uint32_t first, uint32_t count, std::string& bytes) con
   size_t read = 0;
   if (Status status = file_->ReadAt(PlaceOf(first), bytes, read); !status.ok()) return status;
   if (read != bytes.size()) return Status::Error(Fail::kIo, path_ + ": the file was cut while it was open");
-  for (auto row = changed_.lower_bound(first); row != changed_.end() && row->first < first + rows; ++row) {
-    bytes.replace((row->first - first) * RowBytes(), RowBytes(), row->second);
+  for (uint32_t i = 0; i < rows && changed_.Count() > 0; ++i) {
+    if (const char* changed = changed_.Find(first + i)) bytes.replace(i * RowBytes(), RowBytes(), changed, RowBytes());
   }
   return Status::Ok();
 }
 
 bool DbfFile::HasRoom() const {
-  return new_rows_.size() + changed_.size() * RowBytes() < kMaxWaitingBytes && Rows() < kMaxRows;
+  return new_rows_.size() + changed_.Count() * RowBytes() < kMaxWaitingBytes && Rows() < kMaxRows;
 }
 
 uint32_t DbfFile::Append(const char* row) {
@@ -164,16 +165,28 @@ void DbfFile::Rewrite(uint32_t number, const char* row) {
   if (number > written_) {
     std::memcpy(new_rows_.data() + (number - written_ - 1) * RowBytes(), row, RowBytes());
   } else {
-    changed_[number].assign(row, RowBytes());
+    changed_.Set(number, {row, RowBytes()});
   }
 }
 
+// Rows that lie side by side are written together.
 Status DbfFile::WriteChangedRows() {
-  for (auto row = changed_.begin(); row != changed_.end();) {
+  if (changed_.Count() == 0) return Status::Ok();
+  const std::vector<ChangedRows::Row> rows = changed_.Sorted();
+  std::string together;
+  for (size_t from = 0, to = 0; from < rows.size(); from = to) {
+    together.clear();
+    for (to = from; to < rows.size() && rows[to].number - rows[from].number == to - from; ++to) {
+      if (to > from && together.size() >= kWriteTogetherBytes) break;
+      together.append(rows[to].bytes);
+    }
     unsynced_ = true;
-    if (Status status = file_->WriteAt(PlaceOf(row->first), row->second); !status.ok()) return status;
-    row = changed_.erase(row);
+    if (Status status = file_->WriteAt(PlaceOf(rows[from].number), together); !status.ok()) {
+      changed_.Keep(rows.data() + from, rows.data() + rows.size());
+      return status;
+    }
   }
+  changed_.Clear();
   return Status::Ok();
 }
 

@@ -6,10 +6,10 @@
 // of the old end mark, then the count follows: each way of reading sees all of them or none.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 
+#include "database/changed_rows.h"
 #include "database/dbf_format.h"
 #include "ports/data_files.h"
 
@@ -49,8 +49,8 @@ class DbfFile {
   void Rewrite(uint32_t number, const char* row);
   // Enough new rows wait that they should be written; never after a failure, so that a full disk is not asked per row.
   bool WantsWriting() const { return new_rows_.size() >= kWriteBytes && !stuck_; }
-  bool Waiting() const { return !new_rows_.empty() || !changed_.empty(); }
-  const std::map<uint32_t, std::string>& ChangedRows() const { return changed_; }
+  bool Waiting() const { return !new_rows_.empty() || changed_.Count() > 0; }
+  const ChangedRows& Rewritten() const { return changed_; }
 
   // Whether something was changed since the last Sync that went well.
   bool Changed() const { return unsynced_ || count_stale_ || Waiting(); }
@@ -81,11 +81,11 @@ class DbfFile {
   std::string path_;
   std::unique_ptr<DataFile> file_;
   TableHeader header_;
-  uint32_t written_ = 0;                     // Rows in the file.
-  std::string new_rows_;                     // Behind those.
-  std::map<uint32_t, std::string> changed_;  // Of those in the file.
-  bool stuck_ = false;                       // The last writing of new rows failed: WriteNewRows alone tries again.
-  bool unsynced_ = false;                    // Written since the last Sync.
+  uint32_t written_ = 0;   // Rows in the file.
+  std::string new_rows_;   // Behind those.
+  ChangedRows changed_;    // Of those in the file.
+  bool stuck_ = false;     // The last writing of new rows failed: WriteNewRows alone tries again.
+  bool unsynced_ = false;  // Written since the last Sync.
   bool count_stale_ = false;
 };
 

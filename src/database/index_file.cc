@@ -88,6 +88,29 @@ Status IndexFile::Find(int tree, Seek how, std::string_view key, FoundKey& found
   return status;
 }
 
+Status IndexFile::FindBeginning(int tree, std::string_view beginning, FoundKey& found) {
+  if (!IsOpen(tree)) return Closed();
+  Tree& t = *trees_[static_cast<size_t>(tree)];
+  const auto begins = [&](std::string_view key) { return key.substr(0, beginning.size()) == beginning; };
+  if (!t.waiting.GroupBy(beginning.size()) || !t.moving.GroupBy(beginning.size())) {
+    Status status = Find(tree, Seek::kAtOrAfter, beginning, found);
+    return status.ok() && !begins(found.key) ? Status::Error(Fail::kNotFound, "") : status;
+  }
+  IndexEntry entry;
+  Status status = store_.Find(t.number, Seek::kAtOrAfter, beginning, entry);
+  if (!status.ok() && status.fail != Fail::kNotFound) return status;
+  bool any = status.ok() && begins(entry.key);
+  if (any) found = {std::string(entry.key), entry.row};
+  // Of a key that is in several of these the newest row counts.
+  for (const PendingKeys* keys : {&t.moving, &t.waiting}) {
+    const auto first = keys->FirstOfGroup(beginning);
+    if (!first || (any && keys->KeyAt(*first) > found.key)) continue;
+    found = {std::string(keys->KeyAt(*first)), keys->ChangeAt(*first).row};
+    any = true;
+  }
+  return any ? Status::Ok() : Status::Error(Fail::kNotFound, "");
+}
+
 Status IndexFile::Apply(Tree& tree) {
   if (held_ && tree.moving.Count() + tree.waiting.Count() > 0) {
     return Status::Error(Fail::kIo, "the index waits for the tables");

@@ -52,6 +52,38 @@ std::vector<uint32_t> PendingKeys::Sorted() const {
   return order;
 }
 
+void PendingKeys::Set(std::string_view key, Change change) {
+  const size_t place = FixedKeyMap::Set(key, change);
+  erases_ = erases_ || change.erase;
+  if (groups_.KeyBytes() > 0) NoteGroup(place);
+}
+
+void PendingKeys::Clear() {
+  FixedKeyMap::Clear();
+  groups_.Clear();
+  erases_ = false;
+}
+
+bool PendingKeys::GroupBy(size_t bytes) {
+  if (erases_ || bytes == 0 || bytes > KeyBytes()) return false;
+  if (groups_.KeyBytes() != bytes) {
+    groups_ = FixedKeyMap<uint32_t>(bytes);
+    for (size_t i = 0; i < Count(); ++i) NoteGroup(i);
+  }
+  return true;
+}
+
+void PendingKeys::NoteGroup(size_t place) {
+  const std::string_view key = KeyAt(place), beginning = key.substr(0, groups_.KeyBytes());
+  const auto first = groups_.Find(beginning);
+  if (!first || key < KeyAt(*first)) groups_.Set(beginning, static_cast<uint32_t>(place));
+}
+
+std::optional<size_t> PendingKeys::FirstOfGroup(std::string_view beginning) const {
+  const auto first = groups_.Find(beginning);
+  return first ? std::optional<size_t>(*first) : std::nullopt;
+}
+
 bool KnownEnds::Absent(std::string_view key) const {
   if (key.size() <= kCountedBytes) return false;
   const std::optional<uint64_t> absent = first_absent_.Find(RunOf(key));
@@ -59,7 +91,7 @@ bool KnownEnds::Absent(std::string_view key) const {
 }
 
 void KnownEnds::Learn(std::string_view key) {
-  if (unknown_added_ || unknown_taken_ || key.size() <= kCountedBytes || first_absent_.Count() >= kMaxRuns) return;
+  if (unknown_added_ || unknown_taken_ || key.size() <= kCountedBytes || first_absent_.Count() >= max_runs_) return;
   // Of a run that is known more is known than the index has: keys that were added may wait.
   if (!first_absent_.Find(RunOf(key))) first_absent_.Set(RunOf(key), CountOf(key));
 }
@@ -88,7 +120,7 @@ void KnownEnds::Taken() {
 
 void KnownEnds::Applied() {
   unknown_taken_ = false;
-  if (first_absent_.Count() < kMaxRuns) return;
+  if (first_absent_.Count() < max_runs_) return;
   first_absent_.Clear();
   unknown_added_ = any_added_;
 }

@@ -30,9 +30,12 @@ class FixedKeyMap {
 
   // Asks the memory for a key ahead of its use: in the order of keys each stands elsewhere.
   void Warm(size_t i) const { __builtin_prefetch(entries_.data() + i * EntryBytes()); }
-  // The newest value of a key counts.
-  void Set(std::string_view key, Value value) {
-    if (last_ != 0 && KeyAt(last_ - 1) == key) return SetValue(last_ - 1, value);
+  // The newest value of a key counts. Returns its place.
+  size_t Set(std::string_view key, Value value) {
+    if (last_ != 0 && KeyAt(last_ - 1) == key) {
+      SetValue(last_ - 1, value);
+      return last_ - 1;
+    }
     if ((count_ + 1) * 2 > slots_.size()) Grow();
     const uint32_t hash = HashOf(key);
     Slot& slot = slots_[SlotOf(key, hash)];
@@ -43,6 +46,7 @@ class FixedKeyMap {
     }
     last_ = slot.place;
     SetValue(last_ - 1, value);
+    return last_ - 1;
   }
   std::optional<Value> Find(std::string_view key) const {
     const size_t place = key.size() == key_bytes_ ? Place(key) : 0;
@@ -112,17 +116,32 @@ class PendingKeys : public FixedKeyMap<KeyChange> {
   using Change = KeyChange;
   using FixedKeyMap::FixedKeyMap;
   Change ChangeAt(size_t i) const { return ValueAt(i); }
+  void Set(std::string_view key, Change change);
+  void Clear();
   // The places of all changes, in the order of their keys.
   std::vector<uint32_t> Sorted() const;
+
+  // Whether FirstOfGroup can tell about beginnings of this length: not while keys are to be erased, since what the
+  // index has would hide behind them. The first question of a length costs a look at all keys.
+  bool GroupBy(size_t bytes);
+  // The place of the first key that begins with this text of the length given to GroupBy.
+  std::optional<size_t> FirstOfGroup(std::string_view beginning) const;
+
+ private:
+  void NoteGroup(size_t place);
+  FixedKeyMap<uint32_t> groups_{0};  // By beginning: the place of the first key.
+  bool erases_ = false;
 };
 
 // Keys that are counted up at their end, as the pages of a visit are: behind the last key of such a run nothing needs
 // to be looked for. Of a key all but the last four bytes name the run.
 class KnownEnds {
  public:
-  static constexpr size_t kCountedBytes = 8, kMaxRuns = 128 * 1024;
+  static constexpr size_t kCountedBytes = 8, kMaxRuns = 512 * 1024;
 
-  explicit KnownEnds(size_t key_bytes) : first_absent_(key_bytes - std::min(key_bytes, kCountedBytes)) {}
+  // Of more runs than `max_runs` nothing is remembered.
+  explicit KnownEnds(size_t key_bytes, size_t max_runs = kMaxRuns)
+      : first_absent_(key_bytes - std::min(key_bytes, kCountedBytes)), max_runs_(max_runs) {}
 
   // Whether it is known that there is no such key.
   bool Absent(std::string_view key) const;
@@ -139,6 +158,7 @@ class KnownEnds {
 
  private:
   FixedKeyMap<uint64_t> first_absent_;  // By run: the counted bytes, as a number.
+  size_t max_runs_;
   // Keys of unknown runs were added that the index does not have yet.
   bool unknown_added_ = false, unknown_taken_ = false;
   bool any_added_ = false;  // Since Taken.

@@ -30,8 +30,7 @@ LogTime Joined(std::optional<Day> day, std::string_view time) {
 // The first record of the address on any site becomes the current one, if there is one. An address longer than the
 // field leads to the first record of all that begin like it.
 bool FindAddress(Table& table, std::string_view ip) {
-  if (table.FindNearest(table.Key({ip, ""})) != Table::kOk) return false;
-  return table.Text(visitor::kIP) == Trim(table.Key({ip}));
+  return table.FindBeginning(table.Key({ip})) == Table::kOk;
 }
 
 Status Result(int result, const Table& table) {
@@ -64,19 +63,23 @@ const std::string& VisitDatabase::SiteName(const VisitorRec& visitor) const {
 }
 
 int VisitDatabase::FindVisit(const VisitorRec& v) {
-  return VAVISITS.FindEqual(VAVISITS.Key({v.IP, SiteName(v), FormatDayKey(DayOf(v.StartTime)), VisitNo(v)}));
+  return VAVISITS.FindEqual(VAVISITS.Key({v.IP, SiteName(v), FormatDayKey(DayOf(v.StartTime)), VisitNo(v)}),
+                            v.VisitRow);
 }
 
 int VisitDatabase::FindVisitor(std::string_view ip, std::string_view site) {
   return VAVIS.FindEqual(VAVIS.Key({ip, site}));
 }
 
-void VisitDatabase::AddVisitToDatabase(const VisitorRec& v, std::string_view first_page) {
+void VisitDatabase::AddVisitToDatabase(VisitorRec& v, std::string_view first_page) {
   using namespace visits;
   if (!DatabaseReady()) return;
   Guard("F.AddVisitToDatabase", [&] {
-    if (const int found = FindVisit(v); found <= 0) return Result(found, VAVISITS);
     Table& t = VAVISITS;
+    if (const int found = FindVisit(v); found <= 0) {
+      if (found == Table::kOk) v.VisitRow = t.CurrentRow();
+      return Result(found, t);
+    }
     t.ClearRecord();
     t.SetText(kIP, v.IP);
     t.SetText(kSite, SiteName(v));
@@ -93,7 +96,9 @@ void VisitDatabase::AddVisitToDatabase(const VisitorRec& v, std::string_view fir
     t.SetText(kReferrer, CutReferrer(v.Referrer));
     t.SetNumber(kPagesSeen, 1);
     t.SetText(kActive, "Y");
-    return Result(t.Insert(), t);
+    const int inserted = t.Insert();
+    if (inserted == Table::kOk) v.VisitRow = t.CurrentRow();
+    return Result(inserted, t);
   });
 }
 

@@ -67,6 +67,7 @@ void Table::CreateTable(const std::string& folder, OpenMode mode, const std::vec
   current_ = 0;
   selected_ = 0;
   missing_.clear();
+  absent_.clear();
   if (next_record_ > kAlmostFull)
     connection_.Tell(name_ + " is almost full: it stops at " + std::to_string(kLastRecord) + " records.");
   Done(kOk);
@@ -249,6 +250,10 @@ std::string_view Table::Key(std::initializer_list<std::string_view> parts) {
 // The row must have the key that led to it; otherwise the index is not of this table. After a failure the current
 // record and the buffer are as they were.
 Status Table::Load(const FoundKey& found) {
+  if (found.row == current_ && found.key == position_) {
+    row_ = old_row_;
+    return Status::Ok();
+  }
   read_row_.resize(file_.Layout().row_bytes);
   Status status = file_.Read(found.row, read_row_.data());
   if (status.fail == Fail::kNotFound) status.fail = Fail::kBadData;
@@ -261,13 +266,14 @@ Status Table::Load(const FoundKey& found) {
   return status;
 }
 
-// Finds an entry that begins with `prefix` and makes its row the current record.
+// Finds an entry, the first one that begins with `prefix` if there is one, and makes its row the current record.
 int Table::Search(Seek how, const std::string& stored, std::string_view prefix) {
   if (!IsOpen()) return Failed(Status::Error(Fail::kIo, name_ + " is not open"));
   Status status;
   for (int attempt = 1; attempt <= 2; ++attempt) {
-    status = connection_.Index().Find(keys_[selected_].tree, how, stored, found_);
-    if (status.ok() && !StartsWith(found_.key, prefix)) return Done(kNotFound);
+    const int tree = keys_[selected_].tree;
+    status = prefix.empty() ? connection_.Index().Find(tree, how, stored, found_)
+                            : connection_.Index().FindBeginning(tree, prefix, found_);
     if (status.ok()) status = Load(found_);
     if (status.fail != Fail::kBadData || attempt == 2) break;
     if (Status built = connection_.BuildAnew(); !built.ok()) return Failed(std::move(built));
@@ -276,7 +282,20 @@ int Table::Search(Seek how, const std::string& stored, std::string_view prefix) 
   return status.ok() ? Done(kOk) : Failed(std::move(status));
 }
 
-int Table::FindEqual(std::string_view text) {
+// Makes this row the current record if it has this stored key, which no other row can have.
+bool Table::LoadFrom(uint32_t row, const std::string& stored) {
+  read_row_.resize(file_.Layout().row_bytes);
+  if (row == 0 || row > file_.Rows() || !file_.Read(row, read_row_.data()).ok()) return false;
+  if (read_row_[0] != dbf::kLiving) return false;
+  StoredKey(keys_[selected_], read_row_.data(), row, scratch_);
+  if (scratch_ != stored) return false;
+  row_ = old_row_ = read_row_;
+  current_ = row;
+  position_ = stored;
+  return true;
+}
+
+int Table::FindEqual(std::string_view text, uint32_t row) {
   missing_.clear();
   if (!IsOpen()) return Search(Seek::kEqual, {});
   const TableKey& key = keys_[selected_];
@@ -288,7 +307,19 @@ int Table::FindEqual(std::string_view text) {
     row_ = old_row_;
     return Done(kOk);
   }
+  if (selected_ == 0 && !absent_.empty() && StartsWith(sought_, absent_)) {
+    missing_ = sought_;
+    return Done(kNotFound);
+  }
+  if (LoadFrom(row, sought_)) return Done(kOk);
   if (Search(Seek::kEqual, sought_) == kNotFound && selected_ == 0) missing_ = sought_;
+  return last_status_;
+}
+
+int Table::FindBeginning(std::string_view text) {
+  if (!IsOpen()) return Search(Seek::kAtOrAfter, {});
+  StoredText(keys_[selected_], text, sought_);
+  if (Search(Seek::kAtOrAfter, sought_, sought_) == kNotFound && selected_ == 0) absent_ = sought_;
   return last_status_;
 }
 
@@ -344,6 +375,7 @@ int Table::Insert() {
   }
   connection_.BeforeChange();
   missing_.clear();
+  absent_.clear();
   if (++next_record_ == kAlmostFull)
     connection_.Tell(name_ + " is almost full: it stops at " + std::to_string(kLastRecord) + " records.");
   current_ = file_.Append(row_.data());
@@ -370,6 +402,7 @@ int Table::Update() {
   }
   connection_.BeforeChange();
   missing_.clear();
+  absent_.clear();
   for (const TableKey& key : keys_) {
     StoredKey(key, old_row_.data(), current_, before);
     StoredKey(key, row_.data(), current_, scratch_);
@@ -387,6 +420,7 @@ int Table::Delete() {
   if (current_ == 0) return Done(kNotFound);
   connection_.BeforeChange();
   missing_.clear();
+  absent_.clear();
   for (const TableKey& key : keys_) {
     StoredKey(key, old_row_.data(), current_, scratch_);
     connection_.Index().Erase(key.tree, scratch_);
@@ -402,10 +436,10 @@ int Table::Delete() {
 void Table::Rewrite() {
   old_row_ = row_;
   file_.Rewrite(current_, row_.data());
-  const size_t waiting = file_.ChangedRows().size();
+  const size_t waiting = file_.Rewritten().Count();
   if (waiting < changed_limit_) return;
   TellFailure(connection_.WriteChangedRows(*this));
-  changed_limit_ = file_.ChangedRows().size() + DbfFile::kMaxChangedRows;
+  changed_limit_ = file_.Rewritten().Count() + DbfFile::kMaxChangedRows;
 }
 
 void Table::TellFailure(const Status& status) {

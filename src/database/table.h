@@ -52,8 +52,13 @@ class Table {
   // the next call.
   std::string_view Key(std::initializer_list<std::string_view> parts);
 
-  // Makes the record with exactly this key the current one. The current record stays when there is none.
-  int FindEqual(std::string_view key);
+  // Makes the record with exactly this key the current one. The current record stays when there is none. `row` is where
+  // the record was when it was current last (CurrentRow), 0 when that is not known: a row that has the key needs no
+  // search.
+  int FindEqual(std::string_view key, uint32_t row = 0);
+  // Makes the first record whose key begins with this text the current one. The current record stays when there is
+  // none.
+  int FindBeginning(std::string_view text);
   // Makes the first record at or after the key the current one. Without one the last record becomes current, and the
   // result is kNotFound.
   int FindNearest(std::string_view key);
@@ -82,6 +87,8 @@ class Table {
   int Flush();
 
   uint32_t RowCount() const { return file_.Rows(); }
+  // The row of the current record, 0 for none.
+  uint32_t CurrentRow() const { return current_; }
 
  private:
   friend class TableConnection;
@@ -110,6 +117,7 @@ class Table {
   void StoredText(const TableKey& key, std::string_view text, std::string& stored) const;
   int Search(Seek how, const std::string& stored, std::string_view prefix = {});
   Status Load(const FoundKey& found);
+  bool LoadFrom(uint32_t row, const std::string& stored);
   Status FindTaken(const TableKey& key, const std::string& stored);
   void Rewrite();
   void HasFlushed();
@@ -130,6 +138,7 @@ class Table {
   uint32_t current_ = 0;  // Row number of the current record, 0 for none.
   std::string position_;  // Its stored key in the selected order.
   std::string missing_;   // Stored first key that the last FindEqual did not find, while nothing was inserted since.
+  std::string absent_;    // No stored first key begins with this, likewise; empty when nothing is known.
   std::string key_text_, sought_, scratch_, old_row_, read_row_;
   FoundKey found_;
   int last_status_ = kNotFound;

@@ -205,7 +205,7 @@ Status TableConnection::WriteOut(std::span<Table* const> tables) {
   for (Table* table : tables) {
     if (!table->file_.Waiting()) continue;
     failure.Keep(table->file_.CheckName());
-    if (!table->file_.ChangedRows().empty()) failure.Keep(WriteChangedRows(*table));
+    if (table->file_.Rewritten().Count() > 0) failure.Keep(WriteChangedRows(*table));
     failure.Keep(table->file_.WriteNewRows(Today()));
   }
   return failure.Take();
@@ -226,7 +226,9 @@ Status TableConnection::WriteRedo(std::span<Table* const> tables) {
   if (Status status = FinishRedo(); !status.ok()) return status;
   std::vector<RedoRow> rows = redo_;
   for (const Table* table : tables) {
-    for (const auto& [number, bytes] : table->file_.ChangedRows()) rows.push_back({table->Name(), number, bytes});
+    for (const ChangedRows::Row& row : table->file_.Rewritten().Sorted()) {
+      rows.push_back({table->Name(), row.number, std::string(row.bytes)});
+    }
   }
   if (rows.size() == redo_.size()) return Status::Ok();
   if (Status status = redo_file_->WriteAt(0, BuildRedo(rows)); !status.ok()) return status;

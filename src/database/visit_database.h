@@ -50,7 +50,7 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   bool IsOpen() const { return open_; }
 
   void UpdateVisitor(VisitorRec& visitor, bool skip_referrer) override;
-  void AddVisitToDatabase(const VisitorRec& visitor, std::string_view first_page) override;
+  void AddVisitToDatabase(VisitorRec& visitor, std::string_view first_page) override;
   void AddPageToDatabase(const VisitorRec& visitor) override;
   void AddDownload(const VisitorRec& visitor) override;
   void UpdateVisitInDatabase(const VisitorRec& visitor) override;

@@ -17,7 +17,8 @@ class VisitHistory {
   // `skip_referrer` only the name of a visit has arrived: the address's row alone. Both set VisitCount, KnownName and
   // FirstVisited of the visitor.
   virtual void UpdateVisitor(VisitorRec& visitor, bool skip_referrer) = 0;
-  virtual void AddVisitToDatabase(const VisitorRec& visitor, std::string_view first_page) = 0;
+  // Sets VisitRow of the visitor.
+  virtual void AddVisitToDatabase(VisitorRec& visitor, std::string_view first_page) = 0;
   virtual void AddPageToDatabase(const VisitorRec& visitor) = 0;
   virtual void AddDownload(const VisitorRec& visitor) = 0;
   // The visit ended: its closing values.

@@ -300,23 +300,45 @@ TEST(DbfWriting, ChangedRowsThatCouldNotBeWrittenStayChanged) {
   for (int broken = 1; broken <= 3; ++broken) {
     WriteRig rig;
     ASSERT_TRUE(rig.Open().ok());
-    rig.Append(4, 'A');
+    rig.Append(7, 'A');
     ASSERT_TRUE(rig.Flush().ok());
-    for (uint32_t i = 2; i <= 4; ++i) rig.file->Rewrite(i, FlushRow(i).data());
+    for (uint32_t i = 2; i <= 6; i += 2) rig.file->Rewrite(i, FlushRow(i).data());
     int calls = 0;
     rig.disk.breaks = [&](const std::string& call) { return ++calls == broken ? PartOf(3, call) : kWhole; };
     EXPECT_FALSE(rig.file->WriteChangedRows().ok());
-    EXPECT_EQ(rig.file->ChangedRows().size(), static_cast<size_t>(4 - broken));
+    EXPECT_EQ(rig.file->Rewritten().Count(), static_cast<size_t>(4 - broken));
     std::string row(FlushLayout().row_bytes, ' ');
-    for (uint32_t i = 2; i <= 4; ++i) {
+    for (uint32_t i = 2; i <= 6; i += 2) {
       ASSERT_TRUE(rig.file->Read(i, row.data()).ok());
       EXPECT_EQ(row, FlushRow(i));
     }
     EXPECT_TRUE(rig.file->WriteChangedRows().ok());
     EXPECT_TRUE(rig.file->Sync().ok());
     EXPECT_EQ(OtherReaders(rig.disk.Get(kFlushPath)).by_count,
-              (std::vector<std::string>{FlushRow(1, 'A'), FlushRow(2), FlushRow(3), FlushRow(4)}));
+              (std::vector<std::string>{FlushRow(1, 'A'), FlushRow(2), FlushRow(3, 'A'), FlushRow(4), FlushRow(5, 'A'),
+                                        FlushRow(6), FlushRow(7, 'A')}));
   }
+}
+
+// Rows side by side reach the file in one piece.
+TEST(DbfWriting, ChangedRowsSideBySideAreWrittenTogether) {
+  WriteRig rig;
+  ASSERT_TRUE(rig.Open().ok());
+  rig.Append(9, 'A');
+  ASSERT_TRUE(rig.Flush().ok());
+  for (const uint32_t i : {7u, 3u, 2u, 8u, 4u}) rig.file->Rewrite(i, FlushRow(i, 'B').data());
+  rig.file->Rewrite(3, FlushRow(3, 'C').data());
+  int calls = 0;
+  rig.disk.breaks = [&](const std::string&) {
+    ++calls;
+    return kWhole;
+  };
+  EXPECT_TRUE(rig.file->WriteChangedRows().ok());
+  EXPECT_EQ(calls, 2);
+  EXPECT_EQ(OtherReaders(rig.disk.Get(kFlushPath)).by_count,
+            (std::vector<std::string>{FlushRow(1, 'A'), FlushRow(2, 'B'), FlushRow(3, 'C'), FlushRow(4, 'B'),
+                                      FlushRow(5, 'A'), FlushRow(6, 'A'), FlushRow(7, 'B'), FlushRow(8, 'B'),
+                                      FlushRow(9, 'A')}));
 }
 
 }  // namespace

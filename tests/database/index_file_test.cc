@@ -71,6 +71,18 @@ struct IndexRig {
     ASSERT_EQ(found.key, at->first);
     ASSERT_EQ(found.row, at->second);
   }
+  void FindBeginning(int tree, const std::string& beginning) {
+    FoundKey found;
+    const int failed_before = failed;
+    const Status status = index.FindBeginning(tree, beginning, found);
+    if (failed > failed_before && status.fail == Fail::kIo) return;
+    const auto at = model[tree].lower_bound(beginning);
+    const bool there = at != model[tree].end() && at->first.starts_with(beginning);
+    ASSERT_EQ(status.fail, there ? Fail::kNone : Fail::kNotFound) << beginning << ": " << status.text;
+    if (!there) return;
+    ASSERT_EQ(found.key, at->first);
+    ASSERT_EQ(found.row, at->second);
+  }
   void Commit() {
     const int failed_before = failed;
     const bool durable = random() % 2 == 0;
@@ -90,7 +102,10 @@ struct IndexRig {
   void Step() {
     const int tree = static_cast<int>(random() % 2);
     const std::string key = Key();
-    switch (random() % 12) {
+    switch (random() % 14) {
+      case 12:
+      case 13:
+        return FindBeginning(tree, key.substr(0, 2));
       case 0:
         return Commit();
       case 1:
@@ -165,6 +180,24 @@ TEST(IndexFile, KeysOfALengthThatCantBeIndexedAreRefused) {
   int again = 0;
   EXPECT_TRUE(rig.index.OpenTree("just", IndexStore::kMaxKeyBytes, again).ok());
   EXPECT_EQ(again, tree);
+}
+
+// Who asks for the first key of a beginning, as for each new address, leaves the batch as it is.
+TEST(IndexFile, LookingForABeginningAppliesNothing) {
+  IndexRig rig;
+  ASSERT_NO_FATAL_FAILURE(rig.Open(1000));
+  rig.Set(0, "ab0000000004", 4);
+  rig.Set(0, "ad0000000007", 7);
+  ASSERT_NO_FATAL_FAILURE(rig.Commit());
+  rig.Set(0, "ab0000000003", 3);
+  rig.Set(0, "ac0000000009", 9);
+  rig.Set(0, "ad0000000007", 8);
+  for (const char* beginning : {"aa", "ab", "ac", "ad", "ae", "a", "ac0000000009"}) {
+    ASSERT_NO_FATAL_FAILURE(rig.FindBeginning(0, beginning));
+  }
+  EXPECT_EQ(rig.store.stored["/index"]["tree0"].size(), 2u);
+  rig.Erase(0, "ab0000000003");
+  ASSERT_NO_FATAL_FAILURE(rig.FindBeginning(0, "ab"));
 }
 
 TEST(IndexFile, BehavesAsAMapWhateverTheBatch) {

@@ -67,6 +67,39 @@ TEST(PendingKeys, HoldAndSortAsAMapDoes) {
   }
 }
 
+TEST(PendingKeys, TheFirstKeyOfABeginningIsKnown) {
+  std::mt19937 random(9);
+  PendingKeys keys(5);
+  std::map<std::string, Change> model;
+  const auto expect = [&](const std::string& beginning) {
+    ASSERT_TRUE(keys.GroupBy(beginning.size()));
+    const auto first = keys.FirstOfGroup(beginning);
+    const auto expected = model.lower_bound(beginning);
+    ASSERT_EQ(first.has_value(), expected != model.end() && expected->first.starts_with(beginning));
+    if (!first) return;
+    ASSERT_EQ(keys.KeyAt(*first), expected->first);
+    ASSERT_EQ(keys.ChangeAt(*first).row, expected->second.row);
+  };
+  for (uint32_t i = 0; i < 3000; ++i) {
+    const std::string key = RandomKey(random, 5, 4);
+    keys.Set(key, {i, false});
+    model[key] = {i, false};
+    // Beginnings of another length are learned from the keys that wait already.
+    const size_t bytes = i < 1500 ? 2 : 3;
+    ASSERT_NO_FATAL_FAILURE(expect(RandomKey(random, bytes, 5))) << i;
+    if (i % 700 != 0) continue;
+    keys.Clear();
+    model.clear();
+  }
+  EXPECT_FALSE(keys.GroupBy(0));
+  EXPECT_FALSE(keys.GroupBy(6));
+  keys.Set("abcde", {0, true});
+  EXPECT_FALSE(keys.GroupBy(3)) << "the index may have what is to be erased";
+  keys.Clear();
+  EXPECT_TRUE(keys.GroupBy(3));
+  EXPECT_FALSE(keys.FirstOfGroup("abc"));
+}
+
 constexpr size_t kCounted = KnownEnds::kCountedBytes;
 
 // A key of a run, counted by its last bytes.
@@ -132,7 +165,7 @@ struct Ends {
   KnownEnds ends;
   std::set<std::string> index, moving, waiting;
   size_t known = 0;
-  explicit Ends(size_t bytes) : key_bytes(bytes), ends(bytes) {}
+  explicit Ends(size_t bytes, size_t max_runs = KnownEnds::kMaxRuns) : key_bytes(bytes), ends(bytes, max_runs) {}
 
   void Look(const std::string& key) {
     const bool there = index.contains(key) || moving.contains(key) || waiting.contains(key);
@@ -210,8 +243,9 @@ TEST(KnownEnds, NeverCallAKeyAbsentThatIsThere) {
 
 // Pages of more visits than are remembered, counted up.
 TEST(KnownEnds, MoreRunsThanAreRemembered) {
-  Ends model(4 + kCounted);
-  const size_t runs = KnownEnds::kMaxRuns * 2 / 3;
+  constexpr size_t kMaxRuns = 128 * 1024;
+  Ends model(4 + kCounted, kMaxRuns);
+  const size_t runs = kMaxRuns * 2 / 3;
   for (uint64_t round = 0; round < 4; ++round) {
     for (size_t run = 0; run < runs; ++run) {
       std::string name = "0000";

@@ -259,6 +259,40 @@ TEST_F(RecordTest, ReferrersAreCutToSchemeAndHost) {
   }
 }
 
+// The end of a visit finds its row again, also when the number of the visit has changed or the tables were opened anew.
+TEST_F(RecordTest, AVisitKnowsItsRow) {
+  VisitorRec first = rig.Visit("10.0.0.1"), second = rig.Visit("10.0.0.2");
+  EXPECT_EQ(first.VisitRow, 1u);
+  EXPECT_EQ(second.VisitRow, 2u);
+  Db().AddVisitToDatabase(first, "other.html");
+  EXPECT_EQ(first.VisitRow, 1u);
+  rig.Restart();
+  second.Page = "last.html";
+  second.VisitRow = 1;
+  Db().UpdateVisitor(second, true);
+  Db().UpdateVisitInDatabase(second);
+  VisitorRec unknown = rig.Visitor("10.0.0.3");
+  unknown.VisitRow = 1;
+  Db().UpdateVisitInDatabase(unknown);
+  const PlainTable table = rig.Flushed("Visits");
+  ASSERT_EQ(table.rows.size(), 2u);
+  EXPECT_EQ(table.rows[0].at("Active"), "Y");
+  EXPECT_EQ(table.rows[1].at("LastPage"), "last.html");
+}
+
+// A name is looked for at each new address: what waits for the index goes on waiting, so that it is applied in order.
+TEST_F(RecordTest, LookingForANameAppliesNothing) {
+  rig.Visit("10.0.0.1");
+  rig.Visit("10.0.0.2");
+  VisitorRec named = rig.Visit("10.0.0.3");
+  named.DNS = "host.example";
+  Db().UpdateVisitor(named, true);
+  EXPECT_EQ(Db().LookupDNS("10.0.0.9", nullptr), "");
+  EXPECT_EQ(Db().LookupDNS("10.0.0.3", nullptr), "host.example");
+  EXPECT_EQ(Db().LookupDNS("10.0.0.", nullptr), "") << "the beginning of an address is not an address";
+  EXPECT_TRUE(rig.index.stored["/data/Vantry.idx"]["Visitor.key0"].empty());
+}
+
 TEST_F(RecordTest, ReferrersCountVisitsBySite) {
   const auto visit = [&](const char* ip, const char* time, int16_t site, const char* referrer, bool skip) {
     VisitorRec v = rig.Visitor(ip, time, site);

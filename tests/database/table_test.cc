@@ -288,5 +288,56 @@ TEST_F(TableTest, TextsReadAheadOfAFlushAndBehindIt) {
   }
 }
 
+TEST_F(TableTest, TheFirstRecordOfABeginningBecomesCurrent) {
+  for (const char* name : {"ac2", "ab2", "ab1"}) ASSERT_EQ(rig.Add(name), Table::kOk);
+  T().SelectKey(TableRig::kByName);
+  EXPECT_EQ(T().FindBeginning("ab"), Table::kOk);
+  EXPECT_EQ(T().Text(TableRig::kName), "ab1");
+  EXPECT_EQ(T().FindBeginning("ad"), Table::kNotFound);
+  EXPECT_EQ(T().Text(TableRig::kName), "ab1") << "the current record stays";
+  EXPECT_EQ(rig.Find("ad1"), Table::kNotFound);
+  EXPECT_EQ(rig.Find("ac2"), Table::kOk);
+  // What was not there may have come meanwhile.
+  EXPECT_EQ(T().FindBeginning("ad"), Table::kNotFound);
+  ASSERT_EQ(rig.Add("ad1"), Table::kOk);
+  EXPECT_EQ(rig.Find("ad1"), Table::kOk);
+  EXPECT_EQ(rig.Add("ad1"), Table::kDuplicate);
+  EXPECT_EQ(T().FindBeginning("ae"), Table::kNotFound);
+  ASSERT_EQ(rig.Find("ab1"), Table::kOk);
+  T().SetText(TableRig::kName, "ae9");
+  ASSERT_EQ(T().Update(), Table::kOk);
+  EXPECT_EQ(rig.Find("ac2"), Table::kOk);
+  EXPECT_EQ(rig.Find("ae9"), Table::kOk);
+}
+
+// A row that is remembered from before is taken when it still has the key, and searched for otherwise.
+TEST_F(TableTest, ARememberedRowIsTakenWhileItHasTheKey) {
+  std::vector<uint32_t> rows;
+  for (const char* name : {"ann", "bob", "cid"}) {
+    ASSERT_EQ(rig.Add(name), Table::kOk);
+    rows.push_back(T().CurrentRow());
+  }
+  ASSERT_EQ(T().Flush(), Table::kOk);
+  T().SelectKey(TableRig::kByName);
+  const auto find = [&](const char* name, uint32_t row) { return T().FindEqual(T().Key({name}), row); };
+  rig.index.fails = [](const std::string& call) { return call == "find"; };
+  EXPECT_EQ(find("ann", rows[0]), Table::kOk);
+  EXPECT_EQ(T().Text(TableRig::kName), "ann");
+  EXPECT_EQ(T().CurrentRow(), rows[0]);
+  EXPECT_EQ(find("bob", rows[0]), Table::kFailed) << "it is another record's row";
+  rig.index.fails = nullptr;
+  for (const uint32_t row : {0u, rows[0], rows[1], rows[2], 4u, 0xFFFF'FFFFu}) {
+    ASSERT_EQ(find("bob", row), Table::kOk) << row;
+    EXPECT_EQ(T().CurrentRow(), rows[1]);
+  }
+  T().SetText(TableRig::kCode, "new");
+  ASSERT_EQ(T().Update(), Table::kOk);
+  ASSERT_EQ(rig.Find("ann"), Table::kOk);
+  ASSERT_EQ(find("bob", rows[1]), Table::kOk);
+  EXPECT_EQ(T().Text(TableRig::kCode), "new") << "also while the change waits";
+  ASSERT_EQ(T().Delete(), Table::kOk);
+  EXPECT_EQ(find("bob", rows[1]), Table::kNotFound);
+}
+
 }  // namespace
 }  // namespace vantry

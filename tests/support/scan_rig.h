@@ -49,7 +49,7 @@ struct RecordingHistory final : VisitHistory {
     if (broken) throw std::runtime_error("no memory");
     calls.push_back("visitor " + v.Key + (skip_referrer ? " " + v.DNS : std::string()));
   }
-  void AddVisitToDatabase(const VisitorRec& v, std::string_view page) override {
+  void AddVisitToDatabase(VisitorRec& v, std::string_view page) override {
     calls.push_back("visit " + v.Key + " " + std::string(page));
   }
   void AddPageToDatabase(const VisitorRec& v) override { calls.push_back("page " + v.Key + " " + v.Page); }
