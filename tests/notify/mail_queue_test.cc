@@ -236,6 +236,21 @@ TEST_F(MailQueueTest, TheEndSendsWhatIsPendingInOneStretchOfTime) {
   EXPECT_EQ(rig.mail.UnderWayCount(), 0u);
 }
 
+TEST_F(MailQueueTest, WhatIsNotOutInTheLastStretchIsReportedMailByMail) {
+  rig.settings.EmailSendTo = "all@example";
+  rig.mail.silent = true;
+  for (const char* to : {"a@example", "b@example", ""}) queue.SendEmail("text", 0, to);
+  queue.Close();
+  std::string expected;
+  for (const char* to : {"a@example", "b@example", "all@example"}) {
+    const std::string why = "mail.example: the time for sending mail is up";
+    expected += "3/5/2026 12:00:00 PM SMTP: " + why + "\r\n3/5/2026 12:00:00 PM " + why +
+                " From *Email notification to: " + to + " failed.\r\n";
+  }
+  EXPECT_EQ(rig.program_log, expected);
+  EXPECT_EQ(rig.mail.sent.size(), 1u) << "nothing is begun any more";
+}
+
 TEST_F(MailQueueTest, TenThousandMessagesAreOneMail) {
   rig.settings.EmailSendTo = "all@example";
   for (int i = 0; i < 10'000; ++i) queue.SendEmail("message " + std::to_string(i), 1, "");

@@ -16,16 +16,17 @@ class FakeMail final : public Mail {
   std::vector<MailMessage> sent;    // Every message handed over, in order, whatever came of it.
   std::deque<Status> answers;       // How the next ones end.
   Status answer;                    // How they end when there are no more of these.
+  bool silent = false;              // At the end nobody has answered.
   std::optional<int64_t> finished;  // The time given for the end.
 
   void Send(MailMessage message, MailDone done) override {
-    const bool late = finished && *finished <= 0;
+    const bool late = finished && (*finished <= 0 || silent);
     if (!late) sent.push_back(message);
     under_way_.push_back({std::move(message), std::move(done), late});
   }
   void Finish(int64_t ms) override {
     finished = ms;
-    for (UnderWay& mail : under_way_) mail.late = mail.late || ms <= 0;
+    for (UnderWay& mail : under_way_) mail.late = mail.late || ms <= 0 || silent;
     Turn();
   }
   // The servers answer, until nothing is under way.
