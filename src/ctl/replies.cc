@@ -36,6 +36,52 @@ bool ParseSiteRecord(std::string_view record, SiteStatus& site) {
          Count(parts[first + 2], site.spiders) && Count(parts[first + 3], site.exceptions);
 }
 
+// "hh:mm:ss"
+bool IsTime(std::string_view text) {
+  if (text.size() != 8) return false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (i == 2 || i == 5 ? text[i] != ':' : !IsDigit(text[i])) return false;
+  }
+  return true;
+}
+
+// A row of the list, whose page and referrer are what a visitor sent and may hold tabs and line ends: the two times
+// that follow the page show where it ends.
+bool ReadRow(std::string_view row, ListedVisitor& v) {
+  const auto f = Split(row, '\t');
+  constexpr size_t kCount = ListedVisitor::kFieldCount, kPage = 3;
+  if (f.size() < kCount + 1 || !f.back().empty()) return false;
+  size_t start = kPage + 1;
+  if (f.size() > kCount + 1) {
+    while (start + 4 < f.size() && !(IsTime(f[start]) && IsTime(f[start + 1]))) ++start;
+    if (start + 4 >= f.size()) return false;
+  }
+  const auto joined = [&](size_t from, size_t to) {
+    const char* end = f[to].data() + f[to].size();
+    return std::string(f[from].data(), static_cast<size_t>(end - f[from].data()));
+  };
+  const auto text = [&](size_t i) { return std::string(f[i]); };
+  v = {text(0),     text(1),         text(2),         joined(kPage, start - 1),
+       text(start), text(start + 1), text(start + 2), joined(start + 3, f.size() - 2)};
+  return true;
+}
+
+// Takes the row at the beginning of the list. Returns its size with its line end, 0 when there is no whole row.
+size_t TakeRow(std::string_view list, std::vector<ListedVisitor>& visitors) {
+  constexpr int kMaxLines = 100;  // More than any line of a log that is worth showing holds.
+  size_t end = 0;
+  for (int line = 0; line < kMaxLines; ++line) {
+    const size_t at = list.find('\n', end);
+    if (at == std::string_view::npos) return 0;
+    end = at + 1;
+    ListedVisitor visitor;
+    if (!ReadRow(list.substr(0, at), visitor)) continue;
+    visitors.push_back(std::move(visitor));
+    return end;
+  }
+  return 0;
+}
+
 // What an answer that is no list says.
 Status ExplainText(std::string_view body) {
   const bool page = StartsWith(Trim(body), "<") || Contains(Lower(body), "<form");
@@ -84,14 +130,9 @@ Status ParseListReply(std::string_view reply, std::vector<ListedVisitor>& visito
   if (!Contains(body, "\t") && body != "\r\n") return ExplainText(body);
   if (StartsWith(body, "<")) return ExplainText(body);
   while (body != "\r\n") {
-    const size_t end = body.find('\n');
-    const auto f = Split(body.substr(0, end), '\t');
-    if (end == std::string_view::npos || f.size() != ListedVisitor::kFieldCount + 1 || !f.back().empty()) {
-      return Strange("The list is damaged or cut off", body.substr(0, end));
-    }
-    const auto text = [&](size_t i) { return std::string(f[i]); };
-    visitors.push_back({text(0), text(1), text(2), text(3), text(4), text(5), text(6), text(7)});
-    body.remove_prefix(end + 1);
+    const size_t size = TakeRow(body, visitors);
+    if (size == 0) return Strange("The list is damaged or cut off", body.substr(0, body.find('\n')));
+    body.remove_prefix(size);
   }
   return Status::Ok();
 }

@@ -18,8 +18,6 @@
 namespace vantry {
 namespace {
 
-constexpr int kPeriodMs = 2'000;
-
 int stop_pipe[2] = {-1, -1};
 
 extern "C" void OnStopSignal(int) {
@@ -146,7 +144,7 @@ std::vector<std::string> ComposeFrame(const WatchView& view, int width, int heig
   return frame;
 }
 
-int RunWatch(Endpoint endpoint, bool once) {
+int RunWatch(Endpoint endpoint, bool once, int period_ms) {
   if (!CatchStopSignals()) {
     std::fputs("vantryctl: signals can't be caught\n", stderr);
     return 1;
@@ -159,7 +157,7 @@ int RunWatch(Endpoint endpoint, bool once) {
     if (once) screen.is_terminal = false;
     Draw(view, screen, !drawn);
     drawn = true;
-    if (once || std::ferror(stdout) || Sleep(kPeriodMs)) break;
+    if (once || std::ferror(stdout) || Sleep(period_ms)) break;
   }
   if (drawn && !once && ReadScreen().is_terminal) {
     std::fputs("\x1b[?25h\n", stdout);

@@ -24,7 +24,7 @@ struct WatchView {
 // their last hit, newest first.
 std::vector<std::string> ComposeFrame(const WatchView& view, int width, int height);
 
-// Draws on standard output until a signal ends it, or once. Returns the exit code.
-int RunWatch(Endpoint endpoint, bool once);
+// Draws on standard output every `period_ms` until a signal ends it, or once. Returns the exit code.
+int RunWatch(Endpoint endpoint, bool once, int period_ms = 2'000);
 
 }  // namespace vantry

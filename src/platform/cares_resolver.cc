@@ -2,12 +2,12 @@
 
 #include <QCoreApplication>
 #include <QEvent>
-#include <memory>
 
 #include <arpa/inet.h>
 #include <arpa/nameser.h>
-#include <netdb.h>
 #include <sys/stat.h>
+
+#include "platform/dns_answer.h"
 
 namespace vantry {
 namespace {
@@ -39,16 +39,6 @@ std::string Describe(int status) {
     if (row.status == status) return std::string(row.word) + ": " + ares_strerror(status);
   }
   return ares_strerror(status);
-}
-
-// The first name of an answer, as it was sent; c-ares itself returns the last one.
-int FirstName(const unsigned char* bytes, int size, std::string& name) {
-  const in_addr unused{};
-  hostent* host = nullptr;
-  const int status = ares_parse_ptr_reply(bytes, size, &unused, sizeof unused, AF_INET, &host);
-  const std::unique_ptr<hostent, decltype(&ares_free_hostent)> owner(host, &ares_free_hostent);
-  if (status == ARES_SUCCESS) name = host->h_aliases[0] ? host->h_aliases[0] : host->h_name;
-  return status;
 }
 
 }  // namespace
@@ -181,16 +171,10 @@ void CaresResolver::SetTimer() {
 
 void CaresResolver::PutAside(Request& request, int status, const unsigned char* bytes, int size) {
   ResolverAnswer& answer = request.answer;
-  std::string name;
-  if (status == ARES_SUCCESS) status = FirstName(bytes, size, name);
+  if (status == ARES_SUCCESS) status = ReadHostName({bytes, static_cast<size_t>(size)}, answer.name);
   answer.status = status;
   if (status != ARES_SUCCESS) {
-    answer.description = Describe(status);
-  } else if (IsHostName(name)) {
-    answer.name = std::move(name);
-  } else {
-    answer.status = ARES_EBADNAME;
-    answer.description = "The answer is no host name";
+    answer.description = status == ARES_EBADNAME ? "The answer is no host name" : Describe(status);
   }
   answered_.push_back(answer.id);
   delivery_.start(0);

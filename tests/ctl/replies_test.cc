@@ -118,6 +118,31 @@ TEST(ParseListReply, ALookAlikeInAVisitorsTextIsAVisitor) {
   EXPECT_EQ(visitors.size(), 1u);
 }
 
+TEST(ParseListReply, TabsAndLineEndsOfAVisitorStayInTheirField) {
+  struct Sent {
+    const char *page, *referrer;
+  };
+  for (const Sent& c : {Sent{"a\tb", "-"},
+                        {"\ta\t\tb\t", "x\ty"},
+                        {"a\nb", "-"},
+                        {"a\n\t\n", "x\n"},
+                        {"-", "\t\t\t"},
+                        {"12:00:00\tx", "10:00:00\t10:00:00"}}) {
+    SCOPED_TRACE(c.page);
+    const std::string row =
+        std::string("d.example\t7\tpc1\t") + c.page + "\t10:00:00\t10:00:09\tIE6\t" + c.referrer + "\t\n";
+    std::vector<ListedVisitor> visitors;
+    ASSERT_TRUE(ParseListReply(kOk + row + kRow + "\r\n", visitors).ok());
+    ASSERT_EQ(visitors.size(), 2u);
+    EXPECT_EQ(visitors[0].page, c.page);
+    EXPECT_EQ(visitors[0].start_time, "10:00:00");
+    EXPECT_EQ(visitors[0].last_time, "10:00:09");
+    EXPECT_EQ(visitors[0].browser, "IE6");
+    EXPECT_EQ(visitors[0].referrer, c.referrer);
+    EXPECT_EQ(visitors[1].dns, "pc1.example");
+  }
+}
+
 TEST(ParseListReply, RefusesOtherServers) {
   std::vector<ListedVisitor> visitors;
   EXPECT_EQ(ParseListReply("SSH-2.0-x\r\n", visitors).fail, Fail::kBadData);
