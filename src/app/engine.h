@@ -102,6 +102,15 @@ class Engine final : public RemoteControl, public LoginMailer {
   std::string Doors() const { return DescribeDoors(security_, settings_); }
 
  private:
+  // What each module is given, by name.
+  SmsContext ForSms();
+  MailQueueContext ForMail();
+  VisitDatabaseContext ForHistory();
+  AlertContext ForAlerts();
+  AutomationContext ForAutomation();
+  ScanContext ForScan();
+  WebContext ForWeb();
+
   void InitEngine();
   void ReadRegistry();
   void ChooseDataFolder();

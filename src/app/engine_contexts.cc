@@ -1,0 +1,96 @@
+// What each module of the engine is given. The references may name members that are made later: nobody looks before.
+#include "app/engine.h"
+
+namespace vantry {
+
+SmsContext Engine::ForSms() {
+  return {.settings = settings_,
+          .regional = options_.regional,
+          .clock = ports_.clock,
+          .files = files_,
+          .log = log_,
+          .client = ports_.sms,
+          .version = AppVersion()};
+}
+
+MailQueueContext Engine::ForMail() {
+  return {.t = t_,
+          .settings = settings_,
+          .log = log_,
+          .clock = ports_.clock,
+          .view = view_,
+          .mail = ports_.mail,
+          .sms = sms_};
+}
+
+VisitDatabaseContext Engine::ForHistory() {
+  return {.t = t_,
+          .ddfpath = settings_.DDFPath,
+          .log = log_,
+          .clock = ports_.clock,
+          .registry = registry_,
+          .exceptions = exceptions_,
+          .files = ports_.data_files,
+          .index = ports_.index};
+}
+
+AlertContext Engine::ForAlerts() {
+  return {.t = t_,
+          .settings = settings_,
+          .regional = options_.regional,
+          .log = log_,
+          .clock = ports_.clock,
+          .files = files_,
+          .notices = ports_.notices,
+          .view = view_,
+          .programs = ports_.programs,
+          .history = history_,
+          .mail = mail_,
+          .sms = sms_};
+}
+
+AutomationContext Engine::ForAutomation() {
+  return {.t = t_,
+          .settings = settings_,
+          .log = log_,
+          .clock = ports_.clock,
+          .bus = ports_.bus,
+          .pages = [this]() -> const PageContext& { return web_.Pages(); }};
+}
+
+ScanContext Engine::ForScan() {
+  return {.t = t_,
+          .settings = settings_,
+          .regional = options_.regional,
+          .log = log_,
+          .clock = ports_.clock,
+          .files = files_,
+          .loop = ports_.loop,
+          .notices = ports_.notices,
+          .view = view_,
+          .events = automation_,
+          .exceptions = exceptions_,
+          .alerts = alerts_,
+          .history = history_,
+          .names = names_,
+          .ftp = ftp_,
+          .daily = daily_};
+}
+
+WebContext Engine::ForWeb() {
+  return {.t = t_,
+          .settings = settings_,
+          .regional = options_.regional,
+          .log = log_,
+          .clock = ports_.clock,
+          .files = files_,
+          .loop = ports_.loop,
+          .listener = ports_.listener,
+          .control = *this,
+          .mailer = *this,
+          .history = history_,
+          .app_path = options_.app_path,
+          .version = AppVersion()};
+}
+
+}  // namespace vantry
