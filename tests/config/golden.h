@@ -1,15 +1,29 @@
 // Files under tests/data that an output must equal byte for byte.
 #pragma once
 
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <string>
+
+#include <gtest/gtest.h>
 
 namespace vantry {
 
 inline std::string Golden(const std::string& name) {
   std::ifstream in(std::string(VANTRY_TEST_DATA) + "/config/" + name, std::ios::binary);
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+inline std::string FirstDifference(const std::string& got, const std::string& want);
+
+// Checks a text against its file. VANTRY_RENEW=1 writes the file anew instead; look at what changed before keeping it.
+inline void CheckGolden(const std::string& name, const std::string& got) {
+  if (std::getenv("VANTRY_RENEW")) {
+    std::ofstream(std::string(VANTRY_TEST_DATA) + "/config/" + name, std::ios::binary) << got;
+    return;
+  }
+  EXPECT_EQ(FirstDifference(got, Golden(name)), "") << name;
 }
 
 // The first line in which two texts differ, for a failure that can be read.

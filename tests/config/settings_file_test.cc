@@ -46,8 +46,8 @@ TEST(SettingsFile, Defaults_AreWrittenByteForByte) {
   EXPECT_EQ(b.Read(), std::nullopt);
   b.files.calls.clear();
   EXPECT_TRUE(WriteSettingsINI(b.files, "/p/", b.settings).ok());
-  EXPECT_EQ(FirstDifference(b.files.Get("/p/SETTINGS.INI"), Golden("settings_default.ini")), "");
-  EXPECT_EQ(FirstDifference(b.files.Get("/p/EXTYPES.INI"), Golden("extypes_default.ini")), "");
+  CheckGolden("settings_default.ini", b.files.Get("/p/SETTINGS.INI"));
+  CheckGolden("extypes_default.ini", b.files.Get("/p/EXTYPES.INI"));
   const std::vector<std::string> calls = {"replace /p/SETTINGS.INI", "replace /p/EXTYPES.INI"};
   EXPECT_EQ(b.files.calls, calls);
 }
@@ -58,8 +58,8 @@ TEST(SettingsFile, WrittenFiles_AreReadBackTheSame) {
   b.files.Put("/p/EXTYPES.INI", Golden("extypes_default.ini"));
   EXPECT_EQ(b.Read(), std::nullopt);
   EXPECT_TRUE(WriteSettingsINI(b.files, "/p/", b.settings).ok());
-  EXPECT_EQ(FirstDifference(b.files.Get("/p/SETTINGS.INI"), Golden("settings_default.ini")), "");
-  EXPECT_EQ(FirstDifference(b.files.Get("/p/EXTYPES.INI"), Golden("extypes_default.ini")), "");
+  CheckGolden("settings_default.ini", b.files.Get("/p/SETTINGS.INI"));
+  CheckGolden("extypes_default.ini", b.files.Get("/p/EXTYPES.INI"));
 }
 
 TEST(SettingsFile, ExtensionLines_ReplaceTheDefaults) {

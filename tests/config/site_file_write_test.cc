@@ -92,7 +92,7 @@ void Fill(LiveTables& t) {
 TEST(SiteFileWrite, TwoSitesWithAlerts_AreWrittenByteForByte) {
   LiveTables t;
   Fill(t);
-  EXPECT_EQ(FirstDifference(FormatSites(kSiteRegional, t), Golden("two_sites.ini")), "");
+  CheckGolden("two_sites.ini", FormatSites(kSiteRegional, t));
 }
 
 TEST(SiteFileWrite, GoldenFile_IsReadAndWrittenBackTheSame) {
@@ -101,7 +101,7 @@ TEST(SiteFileWrite, GoldenFile_IsReadAndWrittenBackTheSame) {
   ASSERT_EQ(t.SiteCount(), 2);
   EXPECT_EQ(t.Site(2).AlertDefinitions, 2);
   EXPECT_TRUE(t.Site(2).FieldsKnown);
-  EXPECT_EQ(FirstDifference(FormatSites(kSiteRegional, t), Golden("two_sites.ini")), "");
+  CheckGolden("two_sites.ini", FormatSites(kSiteRegional, t));
 }
 
 // The lines of the second site, each with what it holds when it stands alone. Two keys that were mixed up in the reader
