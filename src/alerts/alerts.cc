@@ -71,7 +71,7 @@ void Alerts::AddAlert(VisitorRec& v, int32_t place) {
     ++c_.t.TotalAlertCount;
     ++c_.t.TodayAlertCount;
     ++alert.AlertHits;
-    AddRow(v, alert, site);
+    AddRow(v, alert);
     ++site.TotalAlerts;
     ++site.TodayAlerts;
     // What a first scan finds happened while the program did not run: it is listed in silence.
@@ -83,15 +83,13 @@ void Alerts::AddAlert(VisitorRec& v, int32_t place) {
   });
 }
 
-void Alerts::AddRow(const VisitorRec& v, const AlertRec& alert, const SiteRec& site) {
-  GridRow& row = c_.t.logGrid.AddRow(v.Key);
-  row.site = v.Site;
-  row.when = v.StartTime;
-  row.row_colour = static_cast<uint32_t>(alert.Color);
+void Alerts::AddRow(const VisitorRec& v, const AlertRec& alert) {
+  AlertRow row;
+  FillDayRow(c_.t, v, row);
   row.hidden = !ShowsAlert(c_.t, v.Site, alert.AlertNo);
-  row.SetTexts({std::to_string(v.Site), site.Name, std::to_string(v.VisitNo), std::to_string(alert.AlertNo),
-                std::to_string(v.VisitCount), v.DNS, c_.regional.General(v.StartTime), v.Page, "", v.CountryCode,
-                v.Referrer});
+  row.alert_no = alert.AlertNo;
+  row.alert_colour = static_cast<uint32_t>(alert.Color);
+  c_.t.logGrid.Add(std::move(row));
 }
 
 void Alerts::PlayAlertSound(const AlertRec& alert) {

@@ -22,7 +22,7 @@ class Alerts final : public AlertRules {
   void AddAlert(VisitorRec& visitor, int32_t alert) override;
 
  private:
-  void AddRow(const VisitorRec& visitor, const AlertRec& alert, const SiteRec& site);
+  void AddRow(const VisitorRec& visitor, const AlertRec& alert);
   void PlayAlertSound(const AlertRec& alert);
   std::string MailText(const VisitorRec& visitor, const AlertRec& alert, const SiteRec& site) const;
 

@@ -65,13 +65,13 @@ const SiteRow kSiteRows[] = {
 };
 
 using AlertRef = std::variant<std::string AlertRec::*, bool AlertRec::*, int32_t AlertRec::*, int16_t AlertRec::*>;
-struct AlertRow {
+struct AlertKey {
   std::string_view key;
   AlertRef field;
 };
 
 // The single-valued keys of an alert block after `Alert`, in the order in which they are written.
-const AlertRow kAlertRows[] = {
+const AlertKey kAlertKeys[] = {
     {"AlertNo", &AlertRec::AlertNo},
     {"AlertEnabled", &AlertRec::Enabled},
     {"AlertColor", &AlertRec::Color},
@@ -146,7 +146,7 @@ Problem StoreSiteField(SiteRec& site, const SiteRow& row, std::string_view value
   return std::nullopt;
 }
 
-Problem StoreAlertField(AlertRec& alert, const AlertRow& row, std::string_view value) {
+Problem StoreAlertField(AlertRec& alert, const AlertKey& row, std::string_view value) {
   if (auto* text = std::get_if<std::string AlertRec::*>(&row.field)) {
     alert.*(*text) = value;
   } else if (auto* flag = std::get_if<bool AlertRec::*>(&row.field)) {
@@ -188,7 +188,7 @@ class SiteReader {
       if (t_.Sites.empty()) return BeforeSection(pair);
       return StoreSite(pair, row);
     }
-    for (const AlertRow& row : kAlertRows) {
+    for (const AlertKey& row : kAlertKeys) {
       if (!EqualsNoCase(pair.key, row.key)) continue;
       if (t_.Alerts.empty()) return pair.key + " stands before the first Alert";
       return StoreAlertField(t_.Alerts.back(), row, pair.value);
@@ -250,7 +250,7 @@ std::string SiteValue(const SiteRec& site, const SiteRow& row, const Regional& r
   return std::to_string(static_cast<int>(site.*std::get<FileChoice SiteRec::*>(row.field)));
 }
 
-std::string AlertValue(const AlertRec& alert, const AlertRow& row) {
+std::string AlertValue(const AlertRec& alert, const AlertKey& row) {
   if (auto* text = std::get_if<std::string AlertRec::*>(&row.field)) return alert.*(*text);
   if (auto* flag = std::get_if<bool AlertRec::*>(&row.field)) return std::string(BoolText(alert.*(*flag)));
   if (auto* small = std::get_if<int16_t AlertRec::*>(&row.field)) return std::to_string(alert.*(*small));
@@ -266,7 +266,7 @@ void AppendLine(std::string& out, std::string_view key, std::string_view value) 
 void AppendAlert(std::string& out, const AlertRec& alert, int& dns_count) {
   out += "\r\n";
   AppendLine(out, "Alert", alert.Name);
-  for (const AlertRow& row : kAlertRows) AppendLine(out, row.key, AlertValue(alert, row));
+  for (const AlertKey& row : kAlertKeys) AppendLine(out, row.key, AlertValue(alert, row));
   for (const ListRow& row : kListRows) {
     const bool engines = row.list == &AlertRec::Engine;
     if (engines) AppendLine(out, "AlertENGINEALL", alert.EngineAll ? "Y" : "N");

@@ -8,12 +8,15 @@
 #include <string_view>
 
 #include "core/day_list.h"
-#include "core/grid.h"
+#include "core/look.h"
 #include "core/regional.h"
 
 namespace vantry {
 
 struct LiveTables;
+struct PageRow;
+struct TraceRow;
+struct VisitorRec;
 
 // What texts are made with beside the record.
 struct ListTexts {
@@ -42,9 +45,30 @@ struct ListDescription {
   }
 };
 
+// The visitors on line are the rows of their list themselves.
+namespace vs_grid {
+enum Column { kSite, kKey, kNo, kVisit, kDns, kOnPage, kStartTime, kLastTime, kBrowser, kLoc, kReferrer, kCount };
+extern const ListDescription<VisitorRec> kList;
+}  // namespace vs_grid
+namespace log_grid {
+enum Column { kSn, kSite, kNo, kAlert, kVisit, kDns, kDateTime, kPage, kMinsOnSite, kLoc, kReferrer, kCount };
+extern const ListDescription<AlertRow> kList;
+}  // namespace log_grid
+namespace spider_grid {
+enum Column { kSn, kSite, kNo, kVisit, kDns, kEngine, kDateTime, kPage, kLoc, kReferrer, kCount };
+extern const ListDescription<SpiderRow> kList;
+}  // namespace spider_grid
 namespace ex_grid {
 enum Column { kSn, kSite, kNo, kNumber, kDateTime, kDetails, kCount };
 extern const ListDescription<ExceptionRow> kList;
 }  // namespace ex_grid
+namespace page_grid {
+enum Column { kNo, kPage, kTime, kCount };
+extern const ListDescription<PageRow> kList;
+}  // namespace page_grid
+namespace trace_grid {
+enum Column { kSite, kPosition, kText, kCount };
+extern const ListDescription<TraceRow> kList;
+}  // namespace trace_grid
 
 }  // namespace vantry

@@ -6,10 +6,6 @@
 
 namespace vantry {
 
-namespace page_grid {
-const GridColumn kColumns[kCount] = {{"No", Align::kRight}, {"Page"}, {"Time", Align::kCentre}};
-}  // namespace page_grid
-
 void PageRows::AddRow(VisitorRec& visitor, int16_t no, std::string_view page, std::string_view query,
                       int32_t second_of_day) {
   std::string text;  // Of the row that goes, so that a full list asks for no more memory.

@@ -1,23 +1,15 @@
-// `pageGrid` and `TraceGrid`: the two lists that take a row per page view. A log of any size passes through them, so
-// both are bounded, and their rows are small.
+// `pageGrid` and `TraceGrid`: the two lists that take a row per page view. Only a window shows them, so they are kept
+// only where one is. A log of any size passes through them: both are bounded, and their rows are small.
 #pragma once
 
 #include <cstdint>
 #include <deque>
-#include <span>
 #include <string>
 #include <string_view>
-
-#include "core/grid.h"
 
 namespace vantry {
 
 struct VisitorRec;
-
-namespace page_grid {
-enum Column { kNo, kPage, kTime, kCount };
-extern const GridColumn kColumns[kCount];
-}  // namespace page_grid
 
 struct PageRow {
   std::string page;       // Page with its query.
@@ -26,8 +18,6 @@ struct PageRow {
   int32_t second_of_day;  // Log time of the view.
   int16_t no;             // The visitor's page count at that view.
   bool hidden = true;     // Shown when its visitor is selected in the window.
-
-  std::string Time() const { return FormatTime(second_of_day); }
 };
 
 // The pages of all listed visitors, in order of arrival. Holds the newest views, up to kMaxRows of them with up to

@@ -33,7 +33,7 @@ void ProgramLog::AddLogEvent(std::string_view text, EventLevel level) {
 }
 
 void ProgramLog::AddTrace(int16_t site, std::string_view text) {
-  if (site < 1 || site > tables_.SiteCount()) return;
+  if (!tables_.HasWindow || site < 1 || site > tables_.SiteCount()) return;
   const SiteRec& s = tables_.Site(site);
   tables_.TraceGrid.AddRow(s.Name, s.LastReadPos, text);
 }

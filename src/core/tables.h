@@ -10,7 +10,6 @@
 #include "core/bounded_queue.h"
 #include "core/date_time.h"
 #include "core/day_list.h"
-#include "core/grid.h"
 #include "core/page_grid.h"
 #include "core/visitor_table.h"
 
@@ -109,13 +108,15 @@ struct alignas(64) VisitorRec {
   int16_t Pages = 0;          // Counted page views; stays full at 32,767.
   int16_t NotFoundCount = 0;  // 404 hits since the last exception 161.
   int16_t HackCount = 0;      // Suspicion score.
-  bool Idle = false, Remove = false, GridDirty = false;
+  bool Idle = false, Remove = false;
+  bool GridDirty = false;  // Something that a list shows has changed; whoever shows it clears this.
   bool HackRaised = false, PagesRaised = false, LongVisitRaised = false;
   bool AlertPending = false, SpiderPending = false;
   std::string Query, Method;
 
   int32_t Number = 0;  // The visitor's own place in the table; kept by the table.
   bool IsSpider = false;
+  bool Hidden = false;    // Not shown in the current view.
   std::string DNS;        // Host name, or the address while unresolved.
   std::string GroupMask;  // DNS mask through which hits of other addresses join this visitor.
   std::string KnownName;  // Friendly name, shown in place of DNS.
@@ -124,7 +125,7 @@ struct alignas(64) VisitorRec {
   std::string UserAgent;
   std::string SpiderName;
   std::string UserName;
-  std::string Key;  // Site number, ":", address: the row key in every grid.
+  std::string Key;  // Site number, ":", address: the row key in every list.
   std::string CountryCode, CountryName;
   int32_t VisitNo = 0;     // TotalVisitors after this visit was counted.
   int32_t VisitCount = 0;  // Visits of this address to this site.
@@ -211,10 +212,10 @@ struct LiveTables {
   bool RolloverDone = false;
   bool Closing = false;  // The program is on its way out: whoever yielded leaves at once.
 
-  Grid VsGrid{vs_grid::kColumns};
-  Grid logGrid{log_grid::kColumns};
-  Grid spiderGrid{spider_grid::kColumns};
+  DayList<AlertRow> logGrid;
+  DayList<SpiderRow> spiderGrid;
   DayList<ExceptionRow> exGrid;
+  bool HasWindow = false;  // Something shows pageGrid and TraceGrid; without it nothing is added to them.
   PageRows pageGrid;
   TraceRows TraceGrid;
 };

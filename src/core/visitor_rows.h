@@ -1,37 +1,28 @@
-// How visitors stand in the grids: the rows that engine routines add, redraw and delete, and the hidden flags that make
-// a view of one site out of grids that always hold all sites.
+// How visitors and what they do get into the lists, and the hidden flags that make a view of one site out of lists that
+// always hold all sites.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
-#include <string_view>
 
-#include "core/regional.h"
 #include "core/tables.h"
 
 namespace vantry {
 
-// Adds the row of a new visitor to VsGrid, hidden when another site is shown.
+// Makes the new visitor a row of the list of visitors, hidden when another site is shown. The visitor is its own row:
+// what is shown of it is made of its record when it is shown.
 void AddToGrid(LiveTables& t, VisitorRec& visitor);
 
-// Redraws the visitor's row in VsGrid and clears GridDirty. Nothing happens for a visitor without a row.
-void UpdateGrid(LiveTables& t, VisitorRec& visitor);
-
-// Redraws every row whose visitor changed since. A hit only marks its visitor (`GridDirty`), because a log of a million
-// lines changes rows far more often than anyone looks; so call this before reading rows of VsGrid.
-void UpdateDirtyRows(LiveTables& t);
-
-// Deletes the rows of this visitor's pages from pageGrid.
-void RemoveFromGrid(LiveTables& t, VisitorRec& visitor);
-
-// Deletes every row of VsGrid with this site and DNS text: the fallback for a visitor whose key has no row.
-void RemoveRowBySite(LiveTables& t, int16_t site, std::string_view dns);
+// Takes over what the rows of alerts and spiders show of a visitor; hidden when another site is shown.
+void FillDayRow(const LiveTables& t, const VisitorRec& visitor, VisitorDayRow& row);
 
 // Adds the visitor's row to spiderGrid, counts it in the day's and the run's spiders, clears SpiderPending.
-void AddSpider(LiveTables& t, VisitorRec& visitor, const Regional& regional);
+void AddSpider(LiveTables& t, VisitorRec& visitor);
 
-// Sets the hidden flag of every row of the four view grids for CurrentView. `exception_number` gives the number of the
-// exception type at a 1-based place of the type table, 0 for none, for a site that shows one type alone.
+// Sets the hidden flag of every visitor and of every row of the day's lists for CurrentView. `exception_number` gives
+// the number of the exception type at a 1-based place of the type table, 0 for none, for a site that shows one type
+// alone.
 void HideRowsOutsideView(LiveTables& t, const std::function<int(int16_t place)>& exception_number);
 
 // Whether rows of this site show in the current view.
@@ -47,8 +38,8 @@ int ExceptionFilter(const LiveTables& t, const std::function<int(int16_t place)>
 // every view.
 bool ShowsException(const LiveTables& t, const ExceptionRow& row, int filter);
 
-// Seconds from first to last hit as minutes, ":" and two-digit seconds; up to 60 seconds read "0:" and the seconds.
-std::string MinutesOnSite(const VisitorRec& visitor);
+// Seconds as minutes, ":" and two-digit seconds; up to 60 seconds read "0:" and the seconds.
+std::string MinutesText(int64_t seconds);
 
 // Text of a site in the tree: name and count, or name and " (Paused)".
 std::string SiteNodeText(const SiteRec& site);

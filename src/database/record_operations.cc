@@ -152,7 +152,7 @@ void VisitDatabase::UpdateVisitInDatabase(const VisitorRec& v) {
     Table& t = VAVISITS;
     t.SetText(kLastPage, v.Page);
     t.SetNumber(kPagesSeen, v.Pages);
-    t.SetText(kMinsOn, MinutesOnSite(v));
+    t.SetText(kMinsOn, MinutesText(v.LastHitTime.s - v.StartTime.s));
     t.SetText(kActive, "N");
     t.SetText(kHackRaised, YesNo(v.HackRaised));
     t.SetText(kFlags, std::string(YesNo(!v.KnownName.empty())) + YesNo(!v.GroupMask.empty()));

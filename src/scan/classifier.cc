@@ -7,12 +7,12 @@
 namespace vantry {
 namespace {
 
-struct SpiderRow {
+struct BuiltInSpider {
   std::string_view token;  // Upper case.
   std::string_view name;   // Empty: the agent text unchanged.
 };
 
-constexpr SpiderRow kSpiders[] = {
+constexpr BuiltInSpider kSpiders[] = {
     {"SCOOTER", "AltaVista"},
     {"MERCATOR", "AltaVista"},
     {"SLURP", "Inktomi"},
@@ -99,7 +99,7 @@ std::string SelectBrowser(std::string_view agent) {
 
 std::string KnownSpider(std::string_view agent) {
   const std::string u = Upper(agent);
-  for (const SpiderRow& row : kSpiders) {
+  for (const BuiltInSpider& row : kSpiders) {
     if (Contains(u, row.token)) return std::string(row.name.empty() ? agent : row.name);
   }
   return {};

@@ -49,10 +49,7 @@ bool Lifecycle::GoOn() {
 void Lifecycle::AgeAll() {
   const WallTime now = c_.clock.Now();
   for (int32_t n = 1; n <= t_.Visitors.LastNumber(); ++n) {
-    if (VisitorRec* v = t_.Visitors.At(n)) {
-      Age(*v, now);
-      if (v->GridDirty && !v->Remove) UpdateGrid(t_, *v);
-    }
+    if (VisitorRec* v = t_.Visitors.At(n)) Age(*v, now);
     if (n % kVisitorsPerCheck == 0 && !GoOn()) return;
   }
 }
@@ -102,26 +99,20 @@ void Lifecycle::Leave(VisitorRec& v) {
   site.LastTime = v.LastHitTime;
   if (site.CurrentVisitors > 0) --site.CurrentVisitors;
   site.ViewDirty = true;
-  if (GridRow* row = t_.VsGrid.FindRow(v.Key)) {
-    t_.VsGrid.DeleteRow(*row);
-  } else {
-    RemoveRowBySite(t_, v.Site, v.DNS);
-  }
-  RemoveFromGrid(t_, v);
+  t_.pageGrid.DeleteRows(v);
   FinishAlertRow(v);
   if (t_.InterfaceCount > 0) c_.events.VisitorLeft(site.Domain, v);
   c_.history.UpdateVisitInDatabase(v);
 }
 
 void Lifecycle::FinishAlertRow(const VisitorRec& v) {
-  // An address that came back has a row for each visit under one key.
-  GridRow* row = t_.logGrid.FindRow(v.Key, log_grid::kNo, std::to_string(v.VisitNo));
+  // An address that came back has a row for each visit.
+  AlertRow* row = t_.logGrid.FindFirst(AlertRow::VisitHash(v.IP, v.Site, v.VisitNo), [&](const AlertRow& r) {
+    return r.site == v.Site && r.visit_no == v.VisitNo && r.ip == v.IP;
+  });
   if (!row) return;
-  row->SetText(log_grid::kMinsOnSite, MinutesOnSite(v));
-  if (v.HackCount > 3) {
-    row->row_icon = kIconSuspect;
-    row->row_colour = kColourAlarm;
-  }
+  row->seconds_on_site = v.LastHitTime.s - v.StartTime.s;
+  if (v.HackCount > 3) row->suspect = true;
 }
 
 std::string Lifecycle::VisitDuration(const VisitorRec& v) const {

@@ -1,7 +1,6 @@
 #include "scan/resolver_queue.h"
 
 #include "core/text.h"
-#include "core/visitor_rows.h"
 
 namespace vantry {
 
@@ -50,8 +49,8 @@ void ResolverQueue::RequestComplete(const ResolverAnswer& answer) {
     } else {
       c_.history.UpdateDNS(answer.address, answer.name);
     }
-    NameFirstRow(c_.t.logGrid, log_grid::kDns, answer);
-    NameFirstRow(c_.t.spiderGrid, spider_grid::kDns, answer);
+    c_.t.logGrid.NameFirst(answer.address, answer.name);
+    c_.t.spiderGrid.NameFirst(answer.address, answer.name);
     if (c_.t.InterfaceCount > 0) c_.events.DNSResolved(answer.address, answer.name);
     return Status::Ok();
   });
@@ -76,18 +75,7 @@ void ResolverQueue::NameVisitor(VisitorRec& v, const ResolverAnswer& answer) {
     v.DNS = answer.name;
     c_.history.UpdateVisitor(v, true);
   }
-  UpdateGrid(c_.t, v);
-}
-
-// Rows have the key of their visitor, which is made of site and address, so a row that shows the address is found among
-// the rows of these keys. Going through a day's list for each answer would cost milliseconds where it is long.
-void ResolverQueue::NameFirstRow(Grid& grid, size_t column, const ResolverAnswer& answer) const {
-  GridRow* first = nullptr;
-  for (int16_t site = 1; site <= c_.t.SiteCount(); ++site) {
-    GridRow* row = grid.FindRow(std::to_string(site) + ":" + answer.address, column, answer.address);
-    if (row && (!first || row->Arrival() < first->Arrival())) first = row;
-  }
-  if (first) first->SetText(column, answer.name);
+  v.GridDirty = true;
 }
 
 }  // namespace vantry

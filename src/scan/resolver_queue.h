@@ -36,7 +36,6 @@ class ResolverQueue final : public VisitorNames {
   void ShowPending();
   VisitorRec* FindAsker(const ResolverAnswer& answer) const;
   void NameVisitor(VisitorRec& visitor, const ResolverAnswer& answer);
-  void NameFirstRow(Grid& grid, size_t column, const ResolverAnswer& answer) const;
 
   ScanContext& c_;
   Resolver& resolver_;

@@ -131,6 +131,8 @@ void ScanCycle::Rollover() {
 }
 
 void ScanCycle::TellDroppedRows(bool day_is_over) {
+  TellDropped(c_.log, t_.logGrid, "alerts", day_is_over);
+  TellDropped(c_.log, t_.spiderGrid, "spiders", day_is_over);
   TellDropped(c_.log, t_.exGrid, "exceptions", day_is_over);
 }
 

@@ -69,7 +69,7 @@ void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit
   v->PageHash = page_hash;
   CountPage(*v, line, hit);
   if (v->AlertPending) c_.alerts.AddAlert(*v, alert);
-  if (v->SpiderPending) AddSpider(t_, *v, c_.regional);
+  if (v->SpiderPending) AddSpider(t_, *v);
 }
 
 VisitorRec* HitProcessor::FindVisitor(int16_t number, LogTime hit, bool& drop) {
@@ -297,7 +297,7 @@ void HitProcessor::ScoreVisit(VisitorRec& v, LogTime hit) {
 void HitProcessor::StorePage(VisitorRec& v) {
   const std::string& page = t_.Hit.HitPage;
   if (t_.InterfaceCount > 0 && v.Pages >= 2) c_.events.VisitorPageMove(t_.Site(line_site_).Domain, v);
-  t_.pageGrid.AddRow(v, v.Pages, page, v.Query, SecondOfDay(v.LastPageTime));
+  if (t_.HasWindow) t_.pageGrid.AddRow(v, v.Pages, page, v.Query, SecondOfDay(v.LastPageTime));
   c_.history.AddPageToDatabase(v);
 }
 

@@ -1,4 +1,4 @@
-// Today's lists: alerts, spiders and exceptions, as the grids hold them.
+// Today's lists: alerts, spiders and exceptions.
 #include "core/lists.h"
 #include "core/text.h"
 #include "web/page_parts.h"
@@ -29,23 +29,21 @@ bool IsToday(const PageContext& c, LogTime when) {
   return DayOf(when).n == DayOf(c.clock.Now()).n;
 }
 
-void AlertRow(PageText& page, const GridRow& row, const SiteRec& site) {
+void AddAlertRow(PageText& page, const AlertRow& row, const SiteRec& site, const ListTexts& with) {
   using namespace log_grid;
-  // The key is the site's number, a colon and the address.
-  const std::string ip = row.Key().substr(std::min(row.Key().find(':') + 1, row.Key().size()));
-  const std::string visit(row.Text(kVisit));
+  const std::string visit = kList.Text(row, kVisit, with);
   page << "<tr>";
-  page.AddCell(page.PopupLink({"VISITOR", site.Domain, ip + "!" + visit, "Click To View Visit Details"}, row.Text(kNo)),
+  page.AddCell(page.PopupLink({"VISITOR", site.Domain, row.ip + "!" + visit, "Click To View Visit Details"},
+                              kList.Text(row, kNo, with)),
                {.mouse_over = true});
-  page.AddCell(page.PopupLink({"PREVIOUS", site.Domain, ip, "Click To View Previous Visits"}, visit),
+  page.AddCell(page.PopupLink({"PREVIOUS", site.Domain, row.ip, "Click To View Previous Visits"}, visit),
                {.mouse_over = true});
   page.AddCell(FormatTime(SecondOfDay(row.when)));
-  const bool alarm = row.row_colour == kColourAlarm || row.ColourOf(kPage) == kColourAlarm;
-  page.AddCell(page.Show(row.Text(kPage)), {.back_colour = alarm ? "Red" : ""});
-  page.AddCell(page.Show(row.Text(kDns)));
-  page.AddCell(page.Show(row.Text(kMinsOnSite)));
-  page.AddCell(page.Show(row.Text(kLoc)));
-  page.AddCell(page.LinkTo(row.Text(kReferrer), row.Text(kReferrer)), {.mouse_over = true});
+  page.AddCell(page.Show(row.page), {.back_colour = kList.colour(row) == kColourAlarm ? "Red" : ""});
+  page.AddCell(page.Show(row.dns));
+  page.AddCell(kList.Text(row, kMinsOnSite, with));
+  page.AddCell(page.Show(row.country));
+  page.AddCell(page.LinkTo(row.referrer, row.referrer), {.mouse_over = true});
   page << "</tr>\r\n";
 }
 
@@ -103,12 +101,11 @@ std::string AlertsTable(const PageContext& c, int client_no, std::string_view ar
     page.AddHeaderRow(heading, kAlertColumns, true);
     AddHeadings(page, {"No", "Visit", "Start Time", "Start Page", "DNS", "Mins On Site", "Loc", "Referrer"});
     int count = 0;
-    const std::string only = choice.number ? std::to_string(*choice.number) : "";
-    c.t.logGrid.ForEach([&](const GridRow& row) {
-      if (row.site != n || !IsToday(c, row.when) || (choice.number && row.Text(log_grid::kAlert) != only)) return;
-      AlertRow(page, row, site);
+    for (const AlertRow& row : c.t.logGrid) {
+      if (row.site != n || !IsToday(c, row.when) || (choice.number && row.alert_no != *choice.number)) continue;
+      AddAlertRow(page, row, site, {c.t, c.regional});
       ++count;
-    });
+    }
     page.AddHeaderRow(std::to_string(count) + " Alerts Raised Today. Click a Visit Number to view the visit details.",
                       kAlertColumns, false, PageText::Row::kGrey);
     return Status::Ok();
@@ -121,27 +118,25 @@ std::string AlertsTable(const PageContext& c, int client_no, std::string_view ar
 
 std::string SpidersTable(const PageContext& c, int client_no, std::string_view domain) {
   const auto rows = [&](PageText& page, int16_t n) {
-    using namespace spider_grid;
     const SiteRec& site = c.t.Site(n);
     page.AddHeaderRow(
         "Spiders Spotted Today For: " + UrlForm(page.Show(site.Domain)) + Count("Total Today:", site.TodaySpiders),
         kSpiderColumns, true);
     AddHeadings(page, {"No", "DNS", "Search Engine", "Time", "Page Scanned", "Loc", "Referrer"});
     int count = 0;
-    c.t.spiderGrid.ForEach([&](const GridRow& row) {
-      if (row.site != n || !IsToday(c, row.when)) return;
+    for (const SpiderRow& row : c.t.spiderGrid) {
+      if (row.site != n || !IsToday(c, row.when)) continue;
       page << "<tr>";
-      page.AddCell(row.Text(spider_grid::kNo));
-      page.AddCell(page.Show(row.Text(spider_grid::kDns)));
-      page.AddCell(page.Show(row.Text(kEngine)));
+      page.AddCell(spider_grid::kList.Text(row, spider_grid::kNo, {c.t, c.regional}));
+      page.AddCell(page.Show(row.dns));
+      page.AddCell(page.Show(row.engine));
       page.AddCell(FormatTime(SecondOfDay(row.when)));
-      page.AddCell(page.Show(row.Text(spider_grid::kPage)));
-      page.AddCell(page.Show(row.Text(spider_grid::kLoc)));
-      page.AddCell(page.LinkTo(row.Text(spider_grid::kReferrer), row.Text(spider_grid::kReferrer)),
-                   {.mouse_over = true});
+      page.AddCell(page.Show(row.page));
+      page.AddCell(page.Show(row.country));
+      page.AddCell(page.LinkTo(row.referrer, row.referrer), {.mouse_over = true});
       page << "</tr>\r\n";
       ++count;
-    });
+    }
     page.AddHeaderRow(std::to_string(count) + " Spiders Spotted Today", kSpiderColumns, false, PageText::Row::kGrey);
     return Status::Ok();
   };

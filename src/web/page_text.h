@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "config/settings.h"
-#include "core/grid.h"
+#include "core/look.h"
 
 namespace vantry {
 

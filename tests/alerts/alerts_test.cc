@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "core/lists.h"
 #include "support/alert_rig.h"
 
 namespace vantry {
@@ -151,11 +152,7 @@ struct RaisedAlertTest : AlertTest {
     visitor.StartTime = rig.Noon();
   }
   void Raise() { rig.alerts.AddAlert(visitor, 1); }
-  const GridRow& Row() {
-    const GridRow* last = nullptr;
-    rig.t.logGrid.ForEach([&](const GridRow& row) { last = &row; });
-    return *last;
-  }
+  const AlertRow& Row() { return *(rig.t.logGrid.end() - 1); }
 };
 
 TEST_F(RaisedAlertTest, IsListedAndCounted) {
@@ -163,10 +160,10 @@ TEST_F(RaisedAlertTest, IsListedAndCounted) {
   Raise();
   EXPECT_FALSE(visitor.AlertPending);
   std::string texts;
-  for (size_t c = 0; c < log_grid::kCount; ++c) texts += std::string(Row().Text(c)) + "|";
+  for (size_t c = 0; c < log_grid::kCount; ++c) texts += log_grid::kList.Text(Row(), c, {rig.t, rig.regional}) + "|";
   EXPECT_EQ(texts, "1|One|12|10|3|10.1.2.3|3/5/2026 12:00:00 PM|shop.htm||DE|http://a.example|");
-  EXPECT_EQ(Row().Key(), "1:10.1.2.3");
-  EXPECT_EQ(Row().row_colour, 0x00FF00u);
+  EXPECT_EQ(Row().ip, "10.1.2.3");
+  EXPECT_EQ(log_grid::kList.colour(Row()), 0x00FF00u);
   EXPECT_EQ(alert->AlertHits, 1);
   EXPECT_EQ(rig.t.TotalAlertCount + rig.t.TodayAlertCount + rig.t.Site(1).TotalAlerts + rig.t.Site(1).TodayAlerts, 4);
 }

@@ -42,30 +42,67 @@ TEST(DayList, Add_BeyondTheBytesOfTextDropsTheOldest) {
   EXPECT_EQ(list.begin()->no, 65);
 }
 
-TEST(DayList, At_FindsARowByItsNumberUntilItIsGone) {
-  Exceptions list;
-  const uint64_t first = list.Add(Exception(1));
-  const uint64_t second = list.Add(Exception(2));
-  ASSERT_NE(list.At(second), nullptr);
-  EXPECT_EQ(list.At(first)->no, 1);
-  EXPECT_EQ(list.At(second)->no, 2);
-  EXPECT_EQ(list.At(second + 1), nullptr);
-  for (size_t i = 1; i < Exceptions::kMaxRows; ++i) list.Add(Exception(3));
-  EXPECT_EQ(list.At(first), nullptr);
-  EXPECT_EQ(list.At(second)->no, 2);
-}
-
-TEST(DayList, Clear_ForgetsRowsAndCountsButNeverANumber) {
+TEST(DayList, Clear_ForgetsRowsAndCounts) {
   Exceptions list;
   for (size_t i = 0; i <= Exceptions::kMaxRows; ++i) list.Add(Exception(1));
-  const uint64_t last = list.Add(Exception(1));
+  list.told = true;
   list.Clear();
   EXPECT_EQ(list.RowCount(), 0u);
   EXPECT_EQ(list.Dropped(), 0u);
-  EXPECT_EQ(list.At(last), nullptr);
-  EXPECT_GT(list.Add(Exception(2)), last);
-  EXPECT_EQ(list.At(last), nullptr);
+  EXPECT_FALSE(list.told);
+  list.Add(Exception(2));
   EXPECT_EQ(list.begin()->no, 2);
+}
+
+AlertRow Alert(const std::string& ip, int32_t visit_no) {
+  AlertRow row;
+  row.site = 1;
+  row.ip = row.dns = ip;
+  row.visit_no = visit_no;
+  return row;
+}
+
+struct Alerts : DayList<AlertRow> {
+  AlertRow* Find(const std::string& ip, int32_t visit_no) {
+    return FindFirst(AlertRow::VisitHash(ip, 1, visit_no),
+                     [&](const AlertRow& row) { return row.ip == ip && row.visit_no == visit_no; });
+  }
+};
+
+TEST(DayList, FindFirst_FindsTheRowOfAVisitUntilItIsDropped) {
+  Alerts list;
+  for (int32_t no = 1; no <= 3; ++no) list.Add(Alert("10.0.0.1", no));
+  list.Add(Alert("10.0.0.2", 4));
+  list.Add(Alert("10.0.0.1", 2));
+  EXPECT_EQ(list.Find("10.0.0.1", 2), &*(list.begin() + 1)) << "the first of two";
+  EXPECT_EQ(list.Find("10.0.0.2", 2), nullptr);
+  for (size_t i = 5; i < Alerts::kMaxRows + 2; ++i) list.Add(Alert("10.0.0.3", 0));
+  EXPECT_EQ(list.Find("10.0.0.1", 1), nullptr);
+  EXPECT_EQ(list.Find("10.0.0.1", 3), &*list.begin());
+  EXPECT_EQ(list.Find("10.0.0.1", 2), &*(list.begin() + 2));
+  list.Clear();
+  EXPECT_EQ(list.Find("10.0.0.1", 3), nullptr);
+}
+
+TEST(DayList, NameFirst_NamesOneRowAfterTheOther) {
+  Alerts list;
+  for (const char* ip : {"10.0.0.1", "10.0.0.2", "10.0.0.1"}) list.Add(Alert(ip, 0));
+  const auto names = [&] {
+    std::string out;
+    for (const AlertRow& row : list) out += row.dns + " ";
+    return out;
+  };
+  list.NameFirst("10.0.0.1", "one");
+  EXPECT_EQ(names(), "one 10.0.0.2 10.0.0.1 ");
+  list.NameFirst("one", "uno");
+  list.NameFirst("10.0.0.1", "two");
+  list.NameFirst("10.0.0.1", "three");
+  EXPECT_EQ(names(), "uno 10.0.0.2 two ");
+  for (size_t i = 3; i < Alerts::kMaxRows + 1; ++i) list.Add(Alert("10.0.0.4", 0));
+  list.NameFirst("uno", "gone");
+  list.NameFirst("two", "kept");
+  EXPECT_EQ(list.begin()->dns, "10.0.0.2");
+  EXPECT_EQ((list.begin() + 1)->dns, "kept");
 }
 
 }  // namespace

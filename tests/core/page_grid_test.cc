@@ -22,7 +22,7 @@ TEST(PageRows, AddRow_IsHiddenAndHoldsPageWithQuery) {
     ++seen;
     EXPECT_EQ(row.page, "/a.asp?b=1");
     EXPECT_EQ(row.no, 3);
-    EXPECT_EQ(row.Time(), "01:01:01");
+    EXPECT_EQ(row.second_of_day, 3'661);
     EXPECT_EQ(row.visitor, &v);
     EXPECT_TRUE(row.hidden);
   });

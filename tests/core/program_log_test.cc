@@ -102,6 +102,9 @@ TEST(ProgramLog, AddTrace_TakesNameAndPositionOfTheSite) {
   b.tables.Site(2).Name = "Shop";
   b.tables.Site(2).LastReadPos = 4'000'000'000;
   b.log.AddTrace(2, "GET\t/");
+  EXPECT_EQ(b.tables.TraceGrid.RowCount(), 0u) << "nothing shows it";
+  b.tables.HasWindow = true;
+  b.log.AddTrace(2, "GET\t/");
   ASSERT_EQ(b.tables.TraceGrid.RowCount(), 1u);
   EXPECT_EQ(b.tables.TraceGrid.Row(0).site, "Shop");
   EXPECT_EQ(b.tables.TraceGrid.Row(0).position, 4'000'000'000);
@@ -110,6 +113,7 @@ TEST(ProgramLog, AddTrace_TakesNameAndPositionOfTheSite) {
 
 TEST(ProgramLog, AddTrace_LeavesQuietlyWithoutASite) {
   Bench b;
+  b.tables.HasWindow = true;
   b.log.AddTrace(0, "x");
   b.log.AddTrace(1, "x");
   b.log.AddTrace(-1, "x");

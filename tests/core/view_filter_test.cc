@@ -7,7 +7,7 @@
 namespace vantry {
 namespace {
 
-// Rows of two sites in all four grids. The key of a row is its site; alert and exception rows add their number.
+// Rows of two sites in all four lists, shown as their site; alerts and exceptions add their number.
 struct FourGrids {
   LiveTables t;
 
@@ -17,34 +17,41 @@ struct FourGrids {
     t.Site(2).Name = "News";
     for (int16_t site = 0; site <= 2; ++site) {
       if (site > 0) {
-        GridRow& row = Add(t.VsGrid, site, "");
-        row.SetText(vs_grid::kSite, t.Site(site).Name);
-        Add(t.spiderGrid, site, "");
-        for (const char* alert : {"1", "2"}) Add(t.logGrid, site, alert).SetText(log_grid::kAlert, alert);
+        t.Visitors.At(t.Visitors.Add(site, "a"))->Site = site;
+        SpiderRow spider;
+        spider.site = site;
+        t.spiderGrid.Add(spider);
+        for (const int16_t alert_no : {1, 2}) {
+          AlertRow alert;
+          alert.site = site;
+          alert.alert_no = alert_no;
+          t.logGrid.Add(alert);
+        }
       }
       for (const int16_t number : {130, 404}) t.exGrid.Add({{{}, site}, number, 1, ""});
     }
   }
-  static GridRow& Add(Grid& grid, int16_t site, const std::string& behind) {
-    GridRow& row = grid.AddRow(std::to_string(site) + (behind.empty() ? "" : ":" + behind));
-    row.site = site;
-    return row;
-  }
   void Apply() {
     HideRowsOutsideView(t, [](int16_t place) { return place == 2 ? 404 : 130; });
   }
-  static std::string Shown(const Grid& grid) {
+  static std::string Name(const SpiderRow& row) { return std::to_string(row.site); }
+  static std::string Name(const AlertRow& row) { return std::to_string(row.site) + ":" + std::to_string(row.alert_no); }
+  static std::string Name(const ExceptionRow& row) {
+    return std::to_string(row.site) + ":" + std::to_string(row.number);
+  }
+  template <class Row>
+  static std::string Shown(const DayList<Row>& list) {
     std::string out;
-    grid.ForEach([&](const GridRow& row) {
-      if (!row.hidden) out += row.Key() + " ";
-    });
+    for (const Row& row : list) {
+      if (!row.hidden) out += Name(row) + " ";
+    }
     return out;
   }
-  static std::string Shown(const DayList<ExceptionRow>& list) {
+  static std::string Shown(const VisitorTable& visitors) {
     std::string out;
-    for (const ExceptionRow& row : list) {
-      if (!row.hidden) out += std::to_string(row.site) + ":" + std::to_string(row.number) + " ";
-    }
+    visitors.ForEach([&](int32_t, const VisitorRec& v) {
+      if (!v.Hidden) out += std::to_string(v.Site) + " ";
+    });
     return out;
   }
 };
@@ -54,7 +61,7 @@ TEST(ViewFilter, AllSites_ShowsEverything) {
   b.t.Site(1).AlertView = 2;
   b.t.Site(1).ExceptionView = 2;
   b.Apply();
-  EXPECT_EQ(FourGrids::Shown(b.t.VsGrid), "1 2 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.Visitors), "1 2 ");
   EXPECT_EQ(FourGrids::Shown(b.t.logGrid), "1:1 1:2 2:1 2:2 ");
   EXPECT_EQ(FourGrids::Shown(b.t.spiderGrid), "1 2 ");
   EXPECT_EQ(FourGrids::Shown(b.t.exGrid), "0:130 0:404 1:130 1:404 2:130 2:404 ");
@@ -64,7 +71,7 @@ TEST(ViewFilter, OneSite_ShowsItsRowsAndExceptionsOfNoSite) {
   FourGrids b;
   b.t.CurrentView = 2;
   b.Apply();
-  EXPECT_EQ(FourGrids::Shown(b.t.VsGrid), "2 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.Visitors), "2 ");
   EXPECT_EQ(FourGrids::Shown(b.t.logGrid), "2:1 2:2 ");
   EXPECT_EQ(FourGrids::Shown(b.t.spiderGrid), "2 ");
   EXPECT_EQ(FourGrids::Shown(b.t.exGrid), "0:130 0:404 2:130 2:404 ");
@@ -78,7 +85,7 @@ TEST(ViewFilter, OneAlertAndOneExceptionType_NarrowTheSiteAlone) {
   b.Apply();
   EXPECT_EQ(FourGrids::Shown(b.t.logGrid), "1:2 ");
   EXPECT_EQ(FourGrids::Shown(b.t.exGrid), "0:130 0:404 1:404 ");
-  EXPECT_EQ(FourGrids::Shown(b.t.VsGrid), "1 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.Visitors), "1 ");
 }
 
 TEST(ViewFilter, EachSite_KeepsItsOwnFilter) {
@@ -99,10 +106,9 @@ TEST(ViewFilter, EachSite_KeepsItsOwnFilter) {
 TEST(ViewFilter, VisitorsOfTwoSitesWithOneName_ShowTogether) {
   FourGrids b;
   b.t.Site(2).Name = "Shop";
-  b.t.VsGrid.FindRow("2")->SetText(vs_grid::kSite, "Shop");
   b.t.CurrentView = 1;
   b.Apply();
-  EXPECT_EQ(FourGrids::Shown(b.t.VsGrid), "1 2 ");
+  EXPECT_EQ(FourGrids::Shown(b.t.Visitors), "1 2 ");
   EXPECT_EQ(FourGrids::Shown(b.t.spiderGrid), "1 ");
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "core/exception_numbers.h"
+#include "core/lists.h"
 #include "core/visitor_rows.h"
 #include "support/scan_rig.h"
 
@@ -95,7 +96,6 @@ TEST_F(HitTest, NewVisitorIsFilledAndCounted) {
   EXPECT_EQ(V().LastClock, rig.clock.Now());
   EXPECT_EQ(rig.history.calls,
             (std::vector<std::string>{"visitor 1:10.0.0.1", "visit 1:10.0.0.1 a.htm", "page 1:10.0.0.1 a.htm"}));
-  ASSERT_NE(rig.t.VsGrid.FindRow("1:10.0.0.1"), nullptr);
 }
 
 TEST_F(HitTest, ReferrerIsKeptWhenItComesFromOutside) {
@@ -168,8 +168,6 @@ TEST_F(HitTest, SameAddressOnTwoSitesIsTwoVisitors) {
   rig.Hit("10.0.0.1", "11:00:00", "/a.htm");
   rig.Line(ScanRig::Ncsa("10.0.0.1", "11:00:00", "/a.htm"), 2);
   EXPECT_EQ(rig.t.Visitors.Count(), 2);
-  EXPECT_NE(rig.t.VsGrid.FindRow("1:10.0.0.1"), nullptr);
-  EXPECT_NE(rig.t.VsGrid.FindRow("2:10.0.0.1"), nullptr);
 }
 
 TEST_F(HitTest, RemovedVisitorDoesNotComeBackWithHitsOfItsLastSecond) {
@@ -317,7 +315,6 @@ TEST_F(HitTest, ReplayMutesPageRowsAndEventsButNotExceptions) {
   EXPECT_EQ(rig.history.Count("download "), 1);
   EXPECT_EQ(rig.exceptions.Count(404), 1);
   EXPECT_TRUE(rig.events.calls.empty());
-  ASSERT_NE(rig.t.VsGrid.FindRow("1:10.0.0.1"), nullptr);
   rig.t.Hit.CurPos = 1001;
   rig.Hit("10.0.0.1", "11:00:02", "/c.htm");
   EXPECT_EQ(rig.t.pageGrid.RowCount(), 1u);
@@ -395,7 +392,8 @@ TEST_F(HitTest, PageRowsCarryNumberPageAndTime) {
   rig.Hit("10.0.0.1", "11:00:05", "/b.htm");
   std::vector<std::string> rows;
   rig.t.pageGrid.ForEach([&](PageRow& row) {
-    rows.push_back(std::to_string(row.no) + " " + row.page + " " + row.Time() + (row.hidden ? " hidden" : ""));
+    rows.push_back(std::to_string(row.no) + " " + row.page + " " + FormatTime(row.second_of_day) +
+                   (row.hidden ? " hidden" : ""));
     EXPECT_EQ(row.visitor->Key, "1:10.0.0.1");
   });
   EXPECT_EQ(rows, (std::vector<std::string>{"1 a.htm 11:00:00 hidden", "2 b.htm 11:00:05 hidden"}));
@@ -410,17 +408,28 @@ TEST_F(HitTest, TraceTakesCountedPagesWhileItIsOn) {
   EXPECT_EQ(rig.t.TraceGrid.Row(0).site, "Site 1");
 }
 
-TEST_F(HitTest, RowsAreRedrawnBeforeTheyAreRead) {
+TEST_F(HitTest, WithoutAWindowNoPagesAndNoTraceAreKept) {
+  rig.t.HasWindow = false;
   rig.Hit("10.0.0.1", "11:00:00", "/a.htm");
-  rig.Hit("10.0.0.1", "11:00:05", "/b.htm", 404);
-  UpdateDirtyRows(rig.t);
-  const GridRow* row = rig.t.VsGrid.FindRow("1:10.0.0.1");
-  EXPECT_EQ(row->Text(vs_grid::kOnPage), "b.htm");
-  EXPECT_EQ(row->Text(vs_grid::kLastTime), "11:00:05");
-  EXPECT_EQ(row->IconOf(vs_grid::kOnPage), kIconFailedRequest);
-  rig.Hit("10.0.0.1", "11:00:06", "/c.htm", 400);
-  UpdateDirtyRows(rig.t);
-  EXPECT_EQ(row->IconOf(vs_grid::kOnPage), kIconNone);
+  rig.log.AddTrace(1, "FTP ERROR: none");
+  EXPECT_EQ(rig.t.pageGrid.RowCount(), 0u);
+  EXPECT_EQ(rig.t.TraceGrid.RowCount(), 0u);
+  rig.t.HasWindow = true;
+  rig.Hit("10.0.0.1", "11:00:01", "/b.htm");
+  EXPECT_EQ(rig.t.pageGrid.RowCount(), 1u);
+  EXPECT_EQ(rig.t.TraceGrid.RowCount(), 1u);
+}
+
+TEST_F(HitTest, AVisitorThatMovesIsToBeShownAnew) {
+  rig.Hit("10.0.0.1", "11:00:00", "/a.htm");
+  V().GridDirty = false;
+  rig.Hit("10.0.0.1", "11:00:05", "/image.gif");
+  EXPECT_FALSE(V().GridDirty);
+  rig.Hit("10.0.0.1", "11:00:06", "/b.htm", 404);
+  EXPECT_TRUE(V().GridDirty);
+  const auto shown = [&](size_t column) { return vs_grid::kList.Text(V(), column, {rig.t, rig.regional}); };
+  EXPECT_EQ(shown(vs_grid::kOnPage), "b.htm");
+  EXPECT_EQ(shown(vs_grid::kLastTime), "11:00:06");
 }
 
 TEST_F(HitTest, MethodStandsForAnAgentThatIsOnlyADash) {

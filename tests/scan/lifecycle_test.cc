@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "core/lists.h"
 #include "core/visitor_rows.h"
 #include "support/scan_rig.h"
 
@@ -17,6 +18,16 @@ struct LifecycleTest : ::testing::Test {
     rig.Hit("10.0.0.1", "11:00:00", "/a.htm");
   }
   VisitorRec& V() { return *rig.Visitor("10.0.0.1"); }
+  void AddAlertRow(int32_t visit_no) {
+    AlertRow row;
+    row.site = 1;
+    row.ip = "10.0.0.1";
+    row.visit_no = visit_no;
+    rig.t.logGrid.Add(std::move(row));
+  }
+  std::string Minutes(const AlertRow& row) const {
+    return log_grid::kList.Text(row, log_grid::kMinsOnSite, {rig.t, rig.regional});
+  }
 };
 
 TEST_F(LifecycleTest, IdleAtHalfOfTheLimitAndGoneAboveIt) {
@@ -26,7 +37,7 @@ TEST_F(LifecycleTest, IdleAtHalfOfTheLimitAndGoneAboveIt) {
   rig.clock.Advance(1);
   visits.ScanToRemove();
   EXPECT_TRUE(V().Idle);
-  EXPECT_EQ(rig.t.VsGrid.FindRow("1:10.0.0.1")->IconOf(vs_grid::kKey), kIconIdle);
+  EXPECT_EQ(vs_grid::kList.columns[vs_grid::kKey].icon(V()), kIconIdle);
   rig.clock.Advance(5 * 60 + 59);  // 10:59, ten whole minutes.
   visits.ScanToRemove();
   EXPECT_EQ(rig.t.Visitors.Count(), 1);
@@ -75,8 +86,7 @@ TEST_F(LifecycleTest, ViewBetweenMarkAndRemovalKeepsTheVisit) {
 TEST_F(LifecycleTest, LeavingClosesTheVisitEverywhere) {
   rig.t.InterfaceCount = 1;
   rig.Hit("10.0.0.1", "11:01:05", "/b.htm");
-  GridRow& alert = rig.t.logGrid.AddRow("1:10.0.0.1");
-  alert.SetText(log_grid::kNo, "1");
+  AddAlertRow(1);
   V().HackCount = 4;
   visits.MarkForRemoval(V());
   visits.RemoveInactive();
@@ -87,43 +97,39 @@ TEST_F(LifecycleTest, LeavingClosesTheVisitEverywhere) {
   EXPECT_EQ(site.CurrentVisitors, 0);
   EXPECT_FALSE(site.ViewDirty);
   EXPECT_EQ(rig.view.Count("node 1"), 1);
-  EXPECT_EQ(rig.t.VsGrid.RowCount(), 0u);
   EXPECT_EQ(rig.t.pageGrid.RowCount(), 0u);
-  EXPECT_EQ(alert.Text(log_grid::kMinsOnSite), "1:05");
-  EXPECT_EQ(alert.row_icon, kIconSuspect);
-  EXPECT_EQ(alert.row_colour, kColourAlarm);
+  const AlertRow& alert = *rig.t.logGrid.begin();
+  EXPECT_EQ(Minutes(alert), "1:05");
+  EXPECT_EQ(log_grid::kList.icon(alert), kIconSuspect);
+  EXPECT_EQ(log_grid::kList.colour(alert), kColourAlarm);
   EXPECT_EQ(rig.history.Count("end 1:10.0.0.1"), 1);
   EXPECT_EQ(rig.events.calls.back(), "left www.own.example 10.0.0.1");
 }
 
 TEST_F(LifecycleTest, EachVisitFinishesItsOwnAlertRow) {
-  const auto add_row = [this](const char* number) {
-    GridRow& row = rig.t.logGrid.AddRow("1:10.0.0.1");
-    row.SetText(log_grid::kNo, number);
-    return &row;
-  };
-  const GridRow* first = add_row("1");
+  AddAlertRow(1);
   rig.Hit("10.0.0.1", "11:01:05", "/b.htm");
   visits.MarkForRemoval(V());
   visits.RemoveInactive();
   rig.Hit("10.0.0.1", "11:30:00", "/c.htm");
-  const GridRow* second = add_row("2");
+  AddAlertRow(2);
   rig.Hit("10.0.0.1", "11:32:07", "/d.htm");
   V().HackCount = 4;
   visits.MarkForRemoval(V());
   visits.RemoveInactive();
-  EXPECT_EQ(first->Text(log_grid::kMinsOnSite), "1:05");
-  EXPECT_EQ(first->row_icon, kIconNone);
-  EXPECT_EQ(second->Text(log_grid::kMinsOnSite), "2:07");
-  EXPECT_EQ(second->row_icon, kIconSuspect);
+  const AlertRow& first = *rig.t.logGrid.begin();
+  const AlertRow& second = *(rig.t.logGrid.end() - 1);
+  EXPECT_EQ(Minutes(first), "1:05");
+  EXPECT_EQ(log_grid::kList.icon(first), kIconNone);
+  EXPECT_EQ(Minutes(second), "2:07");
+  EXPECT_EQ(log_grid::kList.icon(second), kIconSuspect);
 }
 
 TEST_F(LifecycleTest, VisitWithoutAnAlertLeavesTheRowsOfEarlierOnes) {
-  GridRow& row = rig.t.logGrid.AddRow("1:10.0.0.1");
-  row.SetText(log_grid::kNo, "7");
+  AddAlertRow(7);
   visits.MarkForRemoval(V());
   visits.RemoveInactive();
-  EXPECT_EQ(row.Text(log_grid::kMinsOnSite), "");
+  EXPECT_EQ(Minutes(*rig.t.logGrid.begin()), "");
 }
 
 TEST_F(LifecycleTest, CountOfTheSiteDoesNotGoBelowZero) {
@@ -146,7 +152,6 @@ TEST_F(LifecycleTest, OrderOfTheOthersStays) {
   std::vector<std::string> left;
   rig.t.Visitors.ForEach([&](int32_t, VisitorRec& v) { left.push_back(v.IP); });
   EXPECT_EQ(left, expected);
-  EXPECT_EQ(rig.t.VsGrid.RowCount(), expected.size());
 }
 
 // While many leave, the port is served. Whoever looks sees each visitor in all places or in none.
@@ -164,7 +169,6 @@ TEST_F(LifecycleTest, EveryViewHoldsWhileManyLeave) {
     in_between += now < 1000 && now > 2;
     before = now;
     EXPECT_EQ(rig.t.Site(1).CurrentVisitors, now);
-    EXPECT_EQ(rig.t.VsGrid.RowCount(), static_cast<size_t>(now));
     EXPECT_EQ(rig.history.Count("end 1:10.0.1.777"), rig.t.Visitors.Find(1, "10.0.1.777") ? 0 : 1);
     EXPECT_TRUE(rig.t.ScanInProgress);
     rig.scan.Timer2Tick();
@@ -210,7 +214,6 @@ TEST_F(LifecycleTest, RowOfAVisitorWithAnotherKeyIsFoundBySiteAndName) {
   V().Key = "1:changed";
   visits.MarkForRemoval(V());
   visits.RemoveInactive();
-  EXPECT_EQ(rig.t.VsGrid.RowCount(), 0u);
 }
 
 TEST_F(LifecycleTest, LaterLineOfTheSameAddressIsANewVisit) {
@@ -220,12 +223,10 @@ TEST_F(LifecycleTest, LaterLineOfTheSameAddressIsANewVisit) {
   EXPECT_EQ(V().VisitNo, 2);
 }
 
-TEST(MinutesOnSite, ExactlyAMinuteStillReadsAsSeconds) {
-  VisitorRec v;
+TEST(MinutesText, ExactlyAMinuteStillReadsAsSeconds) {
   for (const auto& [seconds, text] : std::vector<std::pair<int, std::string>>{
            {0, "0:00"}, {9, "0:09"}, {59, "0:59"}, {60, "0:60"}, {61, "1:01"}, {3661, "61:01"}}) {
-    v.LastHitTime.s = v.StartTime.s + seconds;
-    EXPECT_EQ(MinutesOnSite(v), text);
+    EXPECT_EQ(MinutesText(seconds), text);
   }
 }
 

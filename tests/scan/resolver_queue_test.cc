@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "core/lists.h"
 #include "core/visitor_rows.h"
 #include "support/fake_resolver.h"
 #include "support/scan_rig.h"
@@ -39,16 +40,18 @@ struct ResolverQueueTest : ::testing::Test {
     scan.Visits().MarkForRemoval(v);
     scan.Visits().RemoveInactive();
   }
-  std::string Shown(const VisitorRec& v) { return std::string(t.VsGrid.FindRow(v.Key)->Text(vs_grid::kDns)); }
-  GridRow& AlertRow(const std::string& key, const std::string& dns) {
-    GridRow& row = t.logGrid.AddRow(key);
-    row.SetText(log_grid::kDns, dns);
-    return row;
+  std::string Shown(const VisitorRec& v) { return vs_grid::kList.Text(v, vs_grid::kDns, {t, rig.regional}); }
+  AlertRow& AddAlert(const std::string& dns) {
+    AlertRow row;
+    row.dns = dns;
+    t.logGrid.Add(std::move(row));
+    return *(t.logGrid.end() - 1);
   }
-  GridRow& SpiderRow(const std::string& key, const std::string& dns) {
-    GridRow& row = t.spiderGrid.AddRow(key);
-    row.SetText(spider_grid::kDns, dns);
-    return row;
+  SpiderRow& AddSpiderRow(const std::string& dns) {
+    SpiderRow row;
+    row.dns = dns;
+    t.spiderGrid.Add(std::move(row));
+    return *(t.spiderGrid.end() - 1);
   }
   // The last text of the status item.
   std::string DnsStatus() const {
@@ -135,16 +138,16 @@ TEST_F(ResolverQueueTest, PlaceOfAnAnsweredRequestIsFreeAgain) {
 TEST_F(ResolverQueueTest, AnswerNamesTheVisitorEverywhere) {
   t.InterfaceCount = 1;
   VisitorRec& v = Hit("10.0.0.1");
-  GridRow& alert = AlertRow(v.Key, v.DNS);
-  GridRow& spider = SpiderRow(v.Key, v.DNS);
+  const AlertRow& alert = AddAlert(v.DNS);
+  const SpiderRow& spider = AddSpiderRow(v.DNS);
   rig.history.calls.clear();
   resolver.Answer(v.DNSRequestId, "one.example");
   EXPECT_EQ(v.DNS, "one.example");
   EXPECT_EQ(v.IP, "10.0.0.1");
   EXPECT_TRUE(v.DNSDone);
   EXPECT_EQ(Shown(v), "one.example");
-  EXPECT_EQ(alert.Text(log_grid::kDns), "one.example");
-  EXPECT_EQ(spider.Text(spider_grid::kDns), "one.example");
+  EXPECT_EQ(alert.dns, "one.example");
+  EXPECT_EQ(spider.dns, "one.example");
   EXPECT_EQ(rig.history.calls, std::vector<std::string>{"visitor 1:10.0.0.1 one.example"})
       << "with the referrer left alone, and no second store of the name";
   EXPECT_EQ(rig.events.calls.back(), "resolved 10.0.0.1 one.example");
@@ -165,13 +168,13 @@ TEST_F(ResolverQueueTest, StatusCountsDownWithEachAnswer) {
 TEST_F(ResolverQueueTest, AnswerWithoutANameChangesNothing) {
   t.InterfaceCount = 1;
   VisitorRec& v = Hit("10.0.0.1");
-  GridRow& alert = AlertRow(v.Key, v.DNS);
+  const AlertRow& alert = AddAlert(v.DNS);
   const auto history = rig.history.calls;
   const auto events = rig.events.calls;
   resolver.Answer(v.DNSRequestId, "", 4, "NXDOMAIN");
   EXPECT_EQ(v.DNS, "10.0.0.1");
   EXPECT_FALSE(v.DNSDone);
-  EXPECT_EQ(alert.Text(log_grid::kDns), "10.0.0.1");
+  EXPECT_EQ(alert.dns, "10.0.0.1");
   EXPECT_EQ(rig.history.calls, history);
   EXPECT_EQ(rig.events.calls, events);
   EXPECT_EQ(rig.program_log, "");
@@ -190,14 +193,14 @@ TEST_F(ResolverQueueTest, SuccessWithoutANameChangesNothingEither) {
 TEST_F(ResolverQueueTest, FailureThatHasANameMarksTheAddress) {
   t.InterfaceCount = 1;
   VisitorRec& v = Hit("10.0.0.1");
-  GridRow& alert = AlertRow(v.Key, v.DNS);
+  const AlertRow& alert = AddAlert(v.DNS);
   rig.history.calls.clear();
   resolver.Answer(v.DNSRequestId, "doubtful.example", 2, "broken");
   EXPECT_EQ(v.DNS, "10.0.0.1 ?");
   EXPECT_TRUE(v.DNSDone);
   EXPECT_EQ(Shown(v), "10.0.0.1 ?");
   EXPECT_TRUE(rig.history.calls.empty()) << "neither the visitor nor the name is stored";
-  EXPECT_EQ(alert.Text(log_grid::kDns), "doubtful.example");
+  EXPECT_EQ(alert.dns, "doubtful.example");
   EXPECT_EQ(rig.events.calls.back(), "resolved 10.0.0.1 doubtful.example");
   EXPECT_EQ(rig.program_log, "");
   EXPECT_EQ(resolver.started.size(), 1u);
@@ -207,13 +210,13 @@ TEST_F(ResolverQueueTest, AnswerAfterTheVisitIsStoredAndStillChangesTheRows) {
   t.InterfaceCount = 1;
   VisitorRec& v = Hit("10.0.0.1");
   const int16_t id = v.DNSRequestId;
-  GridRow& alert = AlertRow(v.Key, v.DNS);
-  GridRow& spider = SpiderRow(v.Key, v.DNS);
+  const AlertRow& alert = AddAlert(v.DNS);
+  const SpiderRow& spider = AddSpiderRow(v.DNS);
   End(v);
   resolver.Answer(id, "one.example");
   EXPECT_EQ(rig.history.calls.back(), "dns 10.0.0.1 one.example");
-  EXPECT_EQ(alert.Text(log_grid::kDns), "one.example");
-  EXPECT_EQ(spider.Text(spider_grid::kDns), "one.example");
+  EXPECT_EQ(alert.dns, "one.example");
+  EXPECT_EQ(spider.dns, "one.example");
   EXPECT_EQ(rig.events.calls.back(), "resolved 10.0.0.1 one.example");
 }
 
@@ -265,18 +268,18 @@ TEST_F(ResolverQueueTest, NumberThatComesAgainNamesNoVisitorOfLongAgo) {
 
 TEST_F(ResolverQueueTest, OnlyTheFirstRowThatShowsTheAddressIsRenamed) {
   VisitorRec& two = Hit("10.0.0.1", 2);
-  GridRow& named = AlertRow("1:10.0.0.1", "older.example");
-  GridRow& other = AlertRow("1:10.0.0.10", "10.0.0.10");
-  GridRow& first = AlertRow("2:10.0.0.1", "10.0.0.1");
-  GridRow& second = AlertRow("1:10.0.0.1", "10.0.0.1");
+  const AlertRow& named = AddAlert("older.example");
+  const AlertRow& other = AddAlert("10.0.0.10");
+  const AlertRow& first = AddAlert("10.0.0.1");
+  const AlertRow& second = AddAlert("10.0.0.1");
   resolver.Answer(two.DNSRequestId, "two.example");
-  EXPECT_EQ(named.Text(log_grid::kDns), "older.example");
-  EXPECT_EQ(other.Text(log_grid::kDns), "10.0.0.10");
-  EXPECT_EQ(first.Text(log_grid::kDns), "two.example");
-  EXPECT_EQ(second.Text(log_grid::kDns), "10.0.0.1");
+  EXPECT_EQ(named.dns, "older.example");
+  EXPECT_EQ(other.dns, "10.0.0.10");
+  EXPECT_EQ(first.dns, "two.example");
+  EXPECT_EQ(second.dns, "10.0.0.1");
   resolver.Answer(Hit("10.0.0.1", 1).DNSRequestId, "one.example");
-  EXPECT_EQ(first.Text(log_grid::kDns), "two.example");
-  EXPECT_EQ(second.Text(log_grid::kDns), "one.example");
+  EXPECT_EQ(first.dns, "two.example");
+  EXPECT_EQ(second.dns, "one.example");
 }
 
 // The same row as a walk through the whole list finds, over rows as spiders leave them.
@@ -290,24 +293,24 @@ TEST_F(ResolverQueueTest, RenamedRowIsTheOneAWalkWouldFind) {
     v.IP = "10.0.0." + std::to_string(next(20));
     v.Key = std::to_string(v.Site) + ":" + v.IP;
     v.DNS = queue.ResolveVisitor(v);
-    AddSpider(t, v, rig.regional);
+    AddSpider(t, v);
     if (next(3) != 0) continue;
-    GridRow* expected = nullptr;
+    const SpiderRow* expected = nullptr;
     std::string address;
     resolver.AnswerNext([&](const std::string& ip) {
-      t.spiderGrid.ForEach([&](GridRow& row) {
-        if (!expected && row.Text(spider_grid::kDns) == ip) expected = &row;
-      });
+      for (const SpiderRow& row : t.spiderGrid) {
+        if (!expected && row.dns == ip) expected = &row;
+      }
       address = ip;
       return "host" + std::to_string(step) + ".example";
     });
     if (expected) {
-      ASSERT_EQ(expected->Text(spider_grid::kDns), "host" + std::to_string(step) + ".example") << step;
+      ASSERT_EQ(expected->dns, "host" + std::to_string(step) + ".example") << step;
     }
     size_t renamed = 0;
-    t.spiderGrid.ForEach([&](GridRow& row) {
-      renamed += row.Text(spider_grid::kDns) == "host" + std::to_string(step) + ".example" ? 1 : 0;
-    });
+    for (const SpiderRow& row : t.spiderGrid) {
+      renamed += row.dns == "host" + std::to_string(step) + ".example" ? 1 : 0;
+    }
     ASSERT_EQ(renamed, expected ? 1u : 0u) << step << " " << address;
   }
 }

@@ -193,8 +193,8 @@ TEST_F(TickTest, RolloverRunsOnceInTheMinute0001) {
   rig.t.CurrentView = 1;
   rig.t.Alerts.push_back({});
   rig.t.Alerts[0].AlertHits = 4;
-  rig.t.logGrid.AddRow("1:x");
-  rig.t.spiderGrid.AddRow("1:x");
+  rig.t.logGrid.Add({});
+  rig.t.spiderGrid.Add({});
   rig.t.exGrid.Add({{{}, 1}, 404, 1, "x"});
   for (SiteRec& site : rig.t.Sites) site.TodayAlerts = site.TodayDownloads = site.PeakToday = 5;
   rig.history.on_summaries = [&] {

@@ -158,6 +158,7 @@ struct ScanRig {
   ScanRig() {
     settings.Extension = Settings::DefaultExtensions();
     t.Today = DayOf(clock.Now());
+    t.HasWindow = true;
   }
 
   // A site of this type that has caught up, with the thresholds of the built-in exception types.

@@ -227,12 +227,19 @@ struct DayPagesTest : PagesTest {
     }
     t.Site(1).AlertDefinitions = 2;
     t.Site(1).TodayAlerts = 2;
-    for (const char* no : {"10", "20", "10"}) {
-      GridRow& row = t.logGrid.AddRow("1:10.0.0.1");
-      row.site = 1;
-      row.when = {Noon().s - (t.logGrid.RowCount() == 3 ? 86400 : 60)};
-      row.SetTexts({"1", "One", "12", no, "3", "host.example", "date", "page.htm", "1:05", "DE", "http://a.example"});
-      if (*no == '2') row.row_colour = kColourAlarm;
+    for (const int16_t no : {10, 20, 10}) {
+      AlertRow row{{{{Noon().s - (t.logGrid.RowCount() == 2 ? 86400 : 60)}, 1},
+                    12,
+                    3,
+                    "10.0.0.1",
+                    "host.example",
+                    "page.htm",
+                    "DE",
+                    "http://a.example"}};
+      row.alert_no = no;
+      row.seconds_on_site = 65;
+      if (no == 20) row.alert_colour = kColourAlarm;
+      t.logGrid.Add(std::move(row));
     }
   }
 };
@@ -253,9 +260,9 @@ TEST_F(DayPagesTest, Spiders) {
   VisitorRec& v = Visitor("10.0.0.1");
   v.IsSpider = true;
   v.SpiderName = "Crawler";
-  AddSpider(t, v, rig.regional);
+  AddSpider(t, v);
   v.StartTime.s -= 86400;
-  AddSpider(t, v, rig.regional);
+  AddSpider(t, v);
   Check("spiders_one.html", SpidersTable(pages, 1, "www.one.example"));
 }
 
