@@ -9,7 +9,11 @@
 
 #include <lmdb.h>
 #include <sys/mman.h>
+#include <time.h>
 #include <unistd.h>
+
+#include "platform/map_guard.h"
+#include "platform/posix_support.h"
 
 namespace vantry {
 namespace {
@@ -21,6 +25,25 @@ constexpr int kLooksBetweenChecks = 64 * 1024, kLooksOfAChange = 64;
 
 MDB_val ValueOf(std::string_view bytes) {
   return {bytes.size(), const_cast<char*>(bytes.data())};
+}
+
+// The entry is copied: it may be gone from the file when the caller reads it.
+int Look(MDB_cursor* cursor, Seek how, std::string_view key, std::span<char> found, IndexEntry& entry) {
+  MDB_val k = ValueOf(key), value{};
+  // LMDB takes no empty text.
+  const MDB_cursor_op op = key.empty() ? MDB_FIRST : how == Seek::kEqual ? MDB_SET_KEY : MDB_SET_RANGE;
+  int code = mdb_cursor_get(cursor, &k, &value, op);
+  if (how == Seek::kAfter && code == 0 && std::string_view(static_cast<char*>(k.mv_data), k.mv_size) == key) {
+    code = mdb_cursor_get(cursor, &k, &value, MDB_NEXT);
+  } else if (how == Seek::kBefore && (code == 0 || code == MDB_NOTFOUND)) {
+    code = mdb_cursor_get(cursor, &k, &value, code == 0 ? MDB_PREV : MDB_LAST);
+  }
+  if (code != 0) return code;
+  if (value.mv_size != sizeof entry.row || k.mv_size > found.size()) return MDB_CORRUPTED;
+  std::memcpy(found.data(), k.mv_data, k.mv_size);
+  std::memcpy(&entry.row, value.mv_data, sizeof entry.row);
+  entry.key = {found.data(), k.mv_size};
+  return 0;
 }
 
 }  // namespace
@@ -40,6 +63,9 @@ Status LmdbIndex::Failure(int code) const {
     case MDB_CORRUPTED:
     case MDB_PAGE_NOTFOUND:
     case MDB_PANIC:
+    case MDB_MAP_RESIZED:  // A last page that lies beyond any map: not one that was written here.
+    case MDB_CURSOR_FULL:
+    case MDB_PAGE_FULL:
     case MDB_INCOMPATIBLE:
     case MDB_BAD_TXN:  // What an earlier failure left of a transaction.
     case MDB_BAD_DBI:
@@ -47,6 +73,37 @@ Status LmdbIndex::Failure(int code) const {
     default:
       return Status::Error(Fail::kIo, path_ + ": " + mdb_strerror(code));
   }
+}
+
+template <class Call>
+int LmdbIndex::Ask(Call&& call) {
+  if (damaged_ || !FileIsOurs(false)) return MDB_CORRUPTED;
+  int code = MDB_CORRUPTED;
+  damaged_ = !Guarded([&] { code = call(); });
+  return damaged_ ? MDB_CORRUPTED : code;
+}
+
+// The file is private to this program, but anybody may write into it. LMDB trusts what it reads: pages that it did not
+// write can lead it beyond its own memory, so they must not be given to it.
+bool LmdbIndex::FileIsOurs(bool now) {
+  timespec clock{};
+  ::clock_gettime(CLOCK_MONOTONIC_COARSE, &clock);
+  const int64_t tick_ns = int64_t{clock.tv_sec} * 1'000'000'000 + clock.tv_nsec;
+  if (!now && tick_ns == tick_ns_) return true;
+  tick_ns_ = tick_ns;
+  int fd = -1;
+  struct stat info {};
+  const bool known = mdb_env_get_fd(env_, &fd) == 0 && ::fstat(fd, &info) == 0;
+  damaged_ = damaged_ || !known || info.st_size != known_bytes_ || WrittenNs(info) != known_written_ns_;
+  return !damaged_;
+}
+
+void LmdbIndex::KnowFile() {
+  int fd = -1;
+  struct stat info {};
+  if (mdb_env_get_fd(env_, &fd) != 0 || ::fstat(fd, &info) != 0) return;
+  known_bytes_ = info.st_size;
+  known_written_ns_ = WrittenNs(info);
 }
 
 // The map is address space and no memory, so it is made far larger than any index; where the address space is limited
@@ -58,13 +115,15 @@ Status LmdbIndex::Open(const std::string& path) {
   for (size_t map_bytes = size_t{256} << 30; map_bytes >= size_t{64} << 20; map_bytes /= 4) {
     status = OpenEnvironment(map_bytes);
     if (status.ok()) {
+      KnowFile();
       FindMap();
       return status;
     }
     Close();
     if (status.fail != Fail::kRefused) return status;
   }
-  status.fail = Fail::kIo;
+  // Or a damaged file asks for a map that no address space holds; made anew it would fit.
+  status.fail = Fail::kBadData;
   return status;
 }
 
@@ -73,15 +132,25 @@ Status LmdbIndex::OpenEnvironment(size_t map_bytes) {
   if (const int code = mdb_env_create(&env_); code != 0) return Failure(code);
   if (const int code = mdb_env_set_maxdbs(env_, kMaxTrees); code != 0) return Failure(code);
   if (const int code = mdb_env_set_mapsize(env_, map_bytes); code != 0) return Failure(code);
-  const int code = mdb_env_open(env_, path_.c_str(), MDB_NOSUBDIR | MDB_NOSYNC | MDB_NOLOCK | MDB_NOTLS, 0644);
+  mdb_env_set_assert(env_, [](MDB_env*, const char*) { BreakOffGuarded(); });
+  int code = MDB_CORRUPTED;
+  constexpr unsigned kFlags = MDB_NOSUBDIR | MDB_NOSYNC | MDB_NOLOCK | MDB_NOTLS;
+  damaged_ = !Guarded([&] { code = mdb_env_open(env_, path_.c_str(), kFlags, 0644); });
+  if (damaged_) code = MDB_CORRUPTED;
   Status status = Failure(code);
   if (code == ENOMEM) status.fail = Fail::kRefused;
   return status;
 }
 
 void LmdbIndex::Close() {
-  if (txn_) mdb_txn_abort(txn_);
-  if (env_) mdb_env_close(env_);
+  // Guarded, as what a damaged file has left of them may lead astray as well.
+  (void)Guarded([this] {
+    if (txn_) mdb_txn_abort(txn_);
+  });
+  (void)Guarded([this] {
+    if (env_) mdb_env_close(env_);
+  });
+  damaged_ = false;
   txn_ = nullptr;
   env_ = nullptr;
   map_ = nullptr;
@@ -94,13 +163,14 @@ Status LmdbIndex::Begin() {
   if (txn_) return Status::Ok();
   if (!env_) return Status::Error(Fail::kIo, path_ + ": the index is not open");
   cursors_.assign(trees_.size(), nullptr);
-  return Failure(mdb_txn_begin(env_, nullptr, 0, &txn_));
+  return Failure(Ask([this] { return mdb_txn_begin(env_, nullptr, 0, &txn_); }));
 }
 
 Status LmdbIndex::OpenTree(const std::string& name, int& tree) {
   if (Status status = Begin(); !status.ok()) return status;
   unsigned number = 0;
-  if (const int code = mdb_dbi_open(txn_, name.c_str(), MDB_CREATE, &number); code != 0) return Failure(code);
+  const int code = Ask([&] { return mdb_dbi_open(txn_, name.c_str(), MDB_CREATE, &number); });
+  if (code != 0) return Failure(code);
   // A tree's number is valid for other transactions only when the one that opened it was kept.
   if (Status status = Commit(false); !status.ok()) return status;
   const auto found = std::find(trees_.begin(), trees_.end(), number);
@@ -115,7 +185,8 @@ Status LmdbIndex::CursorOf(int tree, MDB_cursor*& cursor) {
   if (i >= trees_.size()) return Status::Error(Fail::kIo, path_ + ": no such tree");
   cursors_.resize(trees_.size(), nullptr);
   if (!cursors_[i]) {
-    if (const int code = mdb_cursor_open(txn_, trees_[i], &cursors_[i]); code != 0) return Failure(code);
+    const int code = Ask([&] { return mdb_cursor_open(txn_, trees_[i], &cursors_[i]); });
+    if (code != 0) return Failure(code);
   }
   cursor = cursors_[i];
   return Status::Ok();
@@ -126,7 +197,7 @@ Status LmdbIndex::EmptyTree(int tree) {
   if (Status status = CursorOf(tree, cursor); !status.ok()) return status;
   mdb_cursor_close(cursor);
   cursors_[static_cast<size_t>(tree)] = nullptr;
-  return Failure(mdb_drop(txn_, trees_[static_cast<size_t>(tree)], 0));
+  return Failure(Ask([&] { return mdb_drop(txn_, trees_[static_cast<size_t>(tree)], 0); }));
 }
 
 Status LmdbIndex::Put(int tree, std::string_view key, uint32_t row) {
@@ -134,15 +205,17 @@ Status LmdbIndex::Put(int tree, std::string_view key, uint32_t row) {
   if (Status status = CursorOf(tree, cursor); !status.ok()) return status;
   if ((looks_ += kLooksOfAChange) >= kLooksBetweenChecks) BoundMemory();
   MDB_val k = ValueOf(key), value{sizeof row, &row};
-  return Failure(mdb_cursor_put(cursor, &k, &value, 0));
+  return Failure(Ask([&] { return mdb_cursor_put(cursor, &k, &value, 0); }));
 }
 
 Status LmdbIndex::Erase(int tree, std::string_view key) {
   MDB_cursor* cursor = nullptr;
   if (Status status = CursorOf(tree, cursor); !status.ok()) return status;
   MDB_val k = ValueOf(key);
-  int code = mdb_cursor_get(cursor, &k, nullptr, MDB_SET);
-  if (code == 0) code = mdb_cursor_del(cursor, 0);
+  const int code = Ask([&] {
+    const int found = mdb_cursor_get(cursor, &k, nullptr, MDB_SET);
+    return found == 0 ? mdb_cursor_del(cursor, 0) : found;
+  });
   return code == MDB_NOTFOUND ? Status::Ok() : Failure(code);
 }
 
@@ -152,33 +225,24 @@ Status LmdbIndex::Find(int tree, Seek how, std::string_view key, IndexEntry& ent
   if (Status status = CursorOf(tree, cursor); !status.ok()) return status;
   if (++looks_ >= kLooksBetweenChecks) BoundMemory();
   if (key.empty() && (how == Seek::kEqual || how == Seek::kBefore)) return Failure(MDB_NOTFOUND);
-  MDB_val k = ValueOf(key), value{};
-  // LMDB takes no empty text.
-  const MDB_cursor_op op = key.empty() ? MDB_FIRST : how == Seek::kEqual ? MDB_SET_KEY : MDB_SET_RANGE;
-  int code = mdb_cursor_get(cursor, &k, &value, op);
-  if (how == Seek::kAfter && code == 0 && std::string_view(static_cast<char*>(k.mv_data), k.mv_size) == key) {
-    code = mdb_cursor_get(cursor, &k, &value, MDB_NEXT);
-  } else if (how == Seek::kBefore && (code == 0 || code == MDB_NOTFOUND)) {
-    code = mdb_cursor_get(cursor, &k, &value, code == 0 ? MDB_PREV : MDB_LAST);
-  }
+  const int code = Ask([&] { return Look(cursor, how, key, found_key_, entry); });
   if (code != 0) return Failure(code);
-  if (value.mv_size != sizeof entry.row) return Failure(MDB_CORRUPTED);
-  entry.key = {static_cast<char*>(k.mv_data), k.mv_size};
-  std::memcpy(&entry.row, value.mv_data, sizeof entry.row);
   return Status::Ok();
 }
 
 Status LmdbIndex::Commit(bool durable) {
+  if (!env_) return durable ? Status::Error(Fail::kIo, path_ + ": the index is not open") : Status::Ok();
+  // Also when there is nothing to commit: whoever asks takes the file to be whole.
+  if (!FileIsOurs(true)) return Failure(MDB_CORRUPTED);
   if (txn_) {
-    MDB_txn* txn = txn_;
-    txn_ = nullptr;
     cursors_.assign(trees_.size(), nullptr);
-    if (const int code = mdb_txn_commit(txn); code != 0) return Failure(code);
+    const int code = Ask([this] { return mdb_txn_commit(txn_); });
+    if (!damaged_) txn_ = nullptr;
+    KnowFile();
+    if (code != 0) return Failure(code);
   }
   BoundMemory();
-  if (!durable) return Status::Ok();
-  if (!env_) return Status::Error(Fail::kIo, path_ + ": the index is not open");
-  return Failure(mdb_env_sync(env_, 1));
+  return durable ? Failure(mdb_env_sync(env_, 1)) : Status::Ok();
 }
 
 void LmdbIndex::FindMap() {

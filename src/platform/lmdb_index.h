@@ -1,7 +1,10 @@
 // The index store on LMDB: one file without a lock file of its own, since the tables beside it are held already.
-// Written with plain writes, never through the map.
+// Written with plain writes, never through the map. A file that another program cuts or writes into is damaged from
+// then on: calls give kBadData until it is opened anew.
 #pragma once
 
+#include <array>
+#include <string>
 #include <vector>
 
 #include "ports/index_store.h"
@@ -36,6 +39,12 @@ class LmdbIndex final : public IndexStore {
   Status Begin();
   Status CursorOf(int tree, MDB_cursor*& cursor);
   Status Failure(int code) const;
+  // What LMDB answers to `call`; MDB_CORRUPTED when the file is no longer as it was left here.
+  template <class Call>
+  int Ask(Call&& call);
+  // Looked at once a tick of the system's coarse clock, or `now`.
+  bool FileIsOurs(bool now);
+  void KnowFile();
   void FindMap();
   void BoundMemory();
 
@@ -46,7 +55,11 @@ class LmdbIndex final : public IndexStore {
   std::vector<MDB_cursor*> cursors_;  // Of the transaction under way, by tree; null until used.
   char* map_ = nullptr;
   size_t map_bytes_ = 0;
-  int looks_ = 0;  // Finds since the memory was looked at.
+  int looks_ = 0;                                   // Finds since the memory was looked at.
+  bool damaged_ = false;                            // Nothing but closing is left.
+  int64_t known_bytes_ = 0, known_written_ns_ = 0;  // Of the file after our last write.
+  int64_t tick_ns_ = 0;                             // When the file was looked at.
+  std::array<char, kMaxKeyBytes + 12> found_key_;
 };
 
 }  // namespace vantry
