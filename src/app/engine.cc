@@ -41,7 +41,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { scan_.Timer1Tick(); })),
       timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { scan_.Timer2Tick(); })),
       send_timer_(ports_.loop.NewTimer(MailQueue::kSendTimerMs, [this] { mail_.SendTimerTick(); })),
-      flush_timer_(ports_.loop.NewTimer(VisitDatabase::kFlushAllMs, [this] { history_.FlushAll(); })),
+      flush_timer_(ports_.loop.NewTimer(VisitDatabase::kFlushAllMs, [this] { FlushHistory(); })),
       pause_(t_, log_, view_, AppVersion()) {
   pause_.AddTimer(*timer1_);
   pause_.AddTimer(*timer2_);
@@ -77,6 +77,7 @@ bool Engine::Main() {
     if (const Status status = ReadINI(files_, options_.app_path, options_.regional, t_); !status.ok()) {
       KeepUnreadSites(status);
     }
+    for (SiteRec& site : t_.Sites) site.Stored = static_cast<const ReadState&>(site);
     t_.TimeBias = ports_.clock.UtcOffset();
     running = LoadWindow();
     return Status::Ok();
@@ -161,6 +162,7 @@ bool Engine::LoadWindow() {
   // A second start leaves the first running and shows nothing.
   if (options_.acquire_instance && !options_.acquire_instance()) return false;
   for (const std::string& problem : problems_) ports_.notices.Tell(problem);
+  for (const std::string& line : SharedHistories(t_)) ports_.notices.Tell(line);
   view_.SetStatus("Preparing...");
   StaggerSites();
   log_.Guard("Engine.RefreshexceptionConstants",
@@ -234,6 +236,15 @@ void Engine::SendLoginMail(const std::string& to, const std::string& text, std::
   mail_.SendMailAside({to, text}, std::move(done));
 }
 
+// The site file never tells of lines whose rows are not on the disk: the next start would not read them again.
+void Engine::FlushHistory() {
+  if (!history_.FlushAll()) return;
+  for (SiteRec& site : t_.Sites) {
+    // A stop inside a replay saves what the replay began with, and the next start replays the same.
+    if (site.ReplayUntilPos == 0) site.Stored = static_cast<const ReadState&>(site);
+  }
+}
+
 void Engine::Closing() {
   if (t_.Closing) return;
   // A scan that yielded to us leaves at once when it sees this; the position it reached is saved below.
@@ -245,10 +256,10 @@ void Engine::Closing() {
   web_.CloseConnections();
   automation_.Close();
   WriteRegistryValue(registry_, kSettings, "ServiceRunning", "False");
+  // Also before what may take half a minute: a program that is killed meanwhile has lost nothing.
+  FlushHistory();
   SaveSites();
   log_.Guard("WriteRobotsCache", [this] { return WriteRobotsCache(files_, settings_.DDFPath, t_); });
-  // Before what may take half a minute: nothing is lost to whoever ends the program the hard way meanwhile.
-  history_.FlushAll();
   mail_.Close();
   sms_.Close();
   history_.CloseDatabase();

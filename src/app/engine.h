@@ -122,6 +122,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   void StartTimersAndListener();
   void SaveSites();
   void SaveRegistry();
+  void FlushHistory();
   ProgramLogOutlets LogOutlets();
   void AppendToProgramLog(std::string_view bytes);
   int ExceptionNumberAt(int16_t place) const;

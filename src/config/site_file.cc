@@ -312,8 +312,10 @@ std::string FormatSites(const Regional& regional, LiveTables& tables) {
     if (site.Deleted) continue;
     // A pause that only sleep caused never reaches the file.
     if (site.Sleeping && site.Paused) site.Paused = false;
+    SiteRec saved = site;
+    if (site.Stored) static_cast<ReadState&>(saved) = *site.Stored;
     out += "[" + OneLine(site.Name) + "]\r\n";
-    for (const SiteRow& row : kSiteRows) AppendLine(out, row.key, SiteValue(site, row, regional));
+    for (const SiteRow& row : kSiteRows) AppendLine(out, row.key, SiteValue(saved, row, regional));
     for (const AlertRec& alert : tables.Alerts) {
       if (alert.Site == n) AppendAlert(out, alert, dns_count);
     }

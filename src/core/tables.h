@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,15 +26,24 @@ struct PendingTexts : BoundedQueue<std::string> {
   PendingTexts() : BoundedQueue(kMost, kMostBytes) {}
 };
 
+// How far a site's log was read. The site file keeps all of it.
+struct ReadState {
+  std::string LastLogFile;     // Full local path, or the remote file name.
+  int64_t LastReadPos = 0;     // 1-based place in LastLogFile where the next scan starts; 0 from the beginning.
+  int64_t LastReadPosDay = 0;  // Place of the first line read since this day's (or run's) scanning began.
+  std::string LastFields;      // Field list of the last "#FIELDS:" line, upper-cased.
+  LogTime LastReadDateTime;    // Log time of the newest line accepted as today's.
+  std::string LastIP;          // Of the visitor removed last.
+  LogTime LastTime;            // LastHitTime of that visitor.
+};
+
 // A monitored site. "Saved" marks what the site file keeps. A site's number is its 1-based place in `Sites` and stays
 // valid for the whole run: a deleted site keeps its place.
-struct SiteRec {
+struct SiteRec : ReadState {
   int16_t AlertDefinitions = 0;  // Number of alert definitions of this site.
-  int64_t LastReadPos = 0;     // Saved. 1-based place in LastLogFile where the next scan starts; 0 from the beginning.
-  int64_t LastReadPosDay = 0;  // Saved. Place of the first line read since this day's (or run's) scanning began.
+  // What is saved in place of the reading state above: as it was when history last had all its rows on the disk.
+  std::optional<ReadState> Stored;
   int64_t ReplayUntilPos = 0;  // While not 0: old lines up to this place are being replayed, side effects muted.
-  std::string LastFields;      // Saved. Field list of the last "#FIELDS:" line, upper-cased.
-  LogTime LastReadDateTime;    // Saved. Log time of the newest line accepted as today's.
   WallTime LastScanTime;       // End of the last scan.
   WallTime LastLookupTime;     // Last search for the current log file.
   bool Replaying = false;
@@ -50,7 +60,6 @@ struct SiteRec {
   bool Unix = false;                     // Saved. Lines end in LF alone.
   bool ProxyStyle = false;               // The log is of outgoing traffic: no spiders there.
   char FieldSeparator = ' ';
-  std::string LastLogFile;                                   // Saved. Full local path, or the remote file name.
   int64_t LogFileSize = 0;                                   // Bytes, at the last file search.
   std::string Mask;                                          // Saved.
   FileChoice SelectMethod = FileChoice::kByDate;             // Saved.
@@ -69,8 +78,7 @@ struct SiteRec {
   std::string Exclude, ExcludePages;  // Saved.
   std::string Domain, HomePage;       // Saved.
   bool CaughtUp = false;              // The first scan of the run has finished.
-  std::string LastIP, LastPage;       // LastIP saved. Of the visitor removed last.
-  LogTime LastTime;                   // Saved. LastHitTime of that visitor.
+  std::string LastPage;               // Of the visitor removed last.
   bool Deleted = false;
   int32_t ScanCount = 0;                          // Scans started in this run.
   int32_t PagesCounted = 0;                       // Counted page views in this run.

@@ -47,6 +47,7 @@ Status DbfFile::Open(const std::string& path, OpenFor purpose, const RowLayout& 
     repair =
         "the header counts " + std::to_string(header_.rows) + " rows and the file holds " + std::to_string(written_);
   }
+  if (status.ok()) Know();
   if (status.ok() && purpose != OpenFor::kReading) status = PutRight(identity.size_bytes, today);
   if (!status.ok()) Close();
   return status;
@@ -104,9 +105,11 @@ Status DbfFile::PutRight(int64_t size_bytes, Day today) {
   size_t count = 0;
   if (Status status = file_->ReadAt(end, {&mark, 1}, count); !status.ok()) return status;
   if (written_ == header_.rows && size_bytes == end + 1 && mark == dbf::kEndMark) return Status::Ok();
-  if (Status status = EndFileAt(end); !status.ok()) return status;
   count_stale_ = true;
-  return WriteNewRows(today);
+  return WriteOurs([&] {
+    Status status = EndFileAt(end);
+    return status.ok() ? Extend(today) : status;
+  });
 }
 
 // What stands behind must be gone for good before rows are written there: a loss of power could mix the two.
@@ -172,25 +175,32 @@ void DbfFile::Rewrite(uint32_t number, const char* row) {
 // Rows that lie side by side are written together.
 Status DbfFile::WriteChangedRows() {
   if (changed_.Count() == 0) return Status::Ok();
-  const std::vector<ChangedRows::Row> rows = changed_.Sorted();
-  std::string together;
-  for (size_t from = 0, to = 0; from < rows.size(); from = to) {
-    together.clear();
-    for (to = from; to < rows.size() && rows[to].number - rows[from].number == to - from; ++to) {
-      if (to > from && together.size() >= kWriteTogetherBytes) break;
-      together.append(rows[to].bytes);
+  return WriteOurs([this] {
+    const std::vector<ChangedRows::Row> rows = changed_.Sorted();
+    std::string together;
+    for (size_t from = 0, to = 0; from < rows.size(); from = to) {
+      together.clear();
+      for (to = from; to < rows.size() && rows[to].number - rows[from].number == to - from; ++to) {
+        if (to > from && together.size() >= kWriteTogetherBytes) break;
+        together.append(rows[to].bytes);
+      }
+      unsynced_ = true;
+      if (Status status = file_->WriteAt(PlaceOf(rows[from].number), together); !status.ok()) {
+        changed_.Keep(rows.data() + from, rows.data() + rows.size());
+        return status;
+      }
     }
-    unsynced_ = true;
-    if (Status status = file_->WriteAt(PlaceOf(rows[from].number), together); !status.ok()) {
-      changed_.Keep(rows.data() + from, rows.data() + rows.size());
-      return status;
-    }
-  }
-  changed_.Clear();
-  return Status::Ok();
+    changed_.Clear();
+    return Status::Ok();
+  });
 }
 
 Status DbfFile::WriteNewRows(Day today) {
+  if (new_rows_.empty() && !count_stale_) return Status::Ok();
+  return WriteOurs([&] { return Extend(today); });
+}
+
+Status DbfFile::Extend(Day today) {
   if (!new_rows_.empty()) {
     const int64_t end = PlaceOf(written_ + 1);
     if (stuck_) {
@@ -214,8 +224,10 @@ Status DbfFile::WriteNewRows(Day today) {
 
 Status DbfFile::RestoreRow(uint32_t number, std::string_view row) {
   if (number == 0 || number > written_ || row.size() != RowBytes()) return Status::Ok();
-  unsynced_ = true;
-  return file_->WriteAt(PlaceOf(number), row);
+  return WriteOurs([&] {
+    unsynced_ = true;
+    return file_->WriteAt(PlaceOf(number), row);
+  });
 }
 
 Status DbfFile::Sync() {
@@ -225,12 +237,14 @@ Status DbfFile::Sync() {
   return status;
 }
 
-Status DbfFile::CheckName() const {
-  FileIdentity named, held;
-  if (Status status = files_.Identify(path_, named); !status.ok()) return status;
+Status DbfFile::CheckOurs() const {
+  FileIdentity held, named;
   if (Status status = file_->Identify(held); !status.ok()) return status;
+  if (held.size_bytes != known_.size_bytes || held.written_ns != known_.written_ns)
+    return Status::Error(Fail::kRefused, path_ + ": was changed by another program while it was open");
+  if (Status status = files_.Identify(path_, named); !status.ok()) return status;
   if (named.inode == held.inode) return Status::Ok();
-  return Status::Error(Fail::kNotFound, path_ + ": was replaced by another file while it was open");
+  return Status::Error(Fail::kRefused, path_ + ": was replaced by another file while it was open");
 }
 
 }  // namespace vantry

@@ -51,6 +51,7 @@ class DbfFile {
   bool WantsWriting() const { return new_rows_.size() >= kWriteBytes && !stuck_; }
   bool Waiting() const { return !new_rows_.empty() || changed_.Count() > 0; }
   const ChangedRows& Rewritten() const { return changed_; }
+  const std::string& NewRows() const { return new_rows_; }  // One after the other.
 
   // Whether something was changed since the last Sync that went well.
   bool Changed() const { return unsynced_ || count_stale_ || Waiting(); }
@@ -63,8 +64,10 @@ class DbfFile {
   Status Sync();
 
   Status Identify(FileIdentity& identity) const { return file_->Identify(identity); }
-  // kNotFound when the file of this name is another one by now.
-  Status CheckName() const;
+  // kRefused when another program has changed the file since it was last written here, or has put another file in its
+  // place: nothing is written into it any more. kNotFound when the name is gone; the file itself takes rows still.
+  Status CheckOurs() const;
+  bool Ours() const { return CheckOurs().fail != Fail::kRefused; }
 
  private:
   int64_t PlaceOf(uint32_t number) const {
@@ -76,10 +79,22 @@ class DbfFile {
   Status EndFileAt(int64_t end);
   Status CountRows(int64_t size_bytes, uint32_t& rows) const;
   Status PutRight(int64_t size_bytes, Day today);
+  // Runs `writes`, which returns Status, if the file is ours.
+  template <class Writes>
+  Status WriteOurs(Writes&& writes) {
+    if (Status status = CheckOurs(); status.fail == Fail::kRefused) return status;
+    Status status = writes();
+    Know();
+    return status;
+  }
+  // Takes the file as it is now for ours.
+  void Know() { (void)file_->Identify(known_); }
+  Status Extend(Day today);
 
   DataFiles& files_;
   std::string path_;
   std::unique_ptr<DataFile> file_;
+  FileIdentity known_;  // The file after our last write.
   TableHeader header_;
   uint32_t written_ = 0;   // Rows in the file.
   std::string new_rows_;   // Behind those.

@@ -58,6 +58,24 @@ std::string CountryKey(std::string_view ip) {
   return key;
 }
 
+std::vector<std::string> SharedHistories(const LiveTables& t) {
+  std::map<std::string, std::vector<std::string>> groups;
+  for (const SiteRec& site : t.Sites) {
+    std::string stored = site.Name.substr(0, kSiteBytes);
+    stored.resize(kSiteBytes, ' ');
+    groups[stored].push_back('"' + site.Name + '"');
+  }
+  std::vector<std::string> lines;
+  for (const auto& [stored, names] : groups) {
+    if (names.size() < 2) continue;
+    std::string line = "The sites ";
+    for (size_t i = 0; i < names.size(); ++i) line += (i == 0 ? "" : i + 1 < names.size() ? ", " : " and ") + names[i];
+    lines.push_back(line + " share their history, as its tables keep only the first " + std::to_string(kSiteBytes) +
+                    " characters of a site's name. Rename them in VANTRY.INI to tell them apart.");
+  }
+  return lines;
+}
+
 const std::string& VisitDatabase::SiteName(const VisitorRec& visitor) const {
   return c_.t.Site(visitor.Site).Name;
 }
@@ -73,8 +91,8 @@ int VisitDatabase::FindVisitor(std::string_view ip, std::string_view site) {
 
 void VisitDatabase::AddVisitToDatabase(VisitorRec& v, std::string_view first_page) {
   using namespace visits;
-  if (!DatabaseReady()) return;
-  Guard("F.AddVisitToDatabase", [&] {
+  if (!ReadyToStore()) return;
+  Store("F.AddVisitToDatabase", [&] {
     Table& t = VAVISITS;
     if (const int found = FindVisit(v); found <= 0) {
       if (found == Table::kOk) v.VisitRow = t.CurrentRow();
@@ -98,13 +116,13 @@ void VisitDatabase::AddVisitToDatabase(VisitorRec& v, std::string_view first_pag
     t.SetText(kActive, "Y");
     const int inserted = t.Insert();
     if (inserted == Table::kOk) v.VisitRow = t.CurrentRow();
-    return Result(inserted, t);
+    return Stored(inserted, t);
   });
 }
 
 void VisitDatabase::AddPageToDatabase(const VisitorRec& v) {
   using namespace pages;
-  Guard("F.AddPageToDatabase", [&] {
+  Store("F.AddPageToDatabase", [&] {
     if (Status status = NeedsOpen(); !status.ok()) return status;
     Table& t = VAPG;
     const std::string visit = VisitNo(v), page = PadNumber(v.Pages, kPageNoDigits);
@@ -118,7 +136,7 @@ void VisitDatabase::AddPageToDatabase(const VisitorRec& v) {
     t.SetDate(kPageDate, DayOf(v.LastPageTime));
     t.SetText(kPageTime, TimeText(v.LastPageTime));
     t.SetNumber(kStatus, v.Status);
-    return Result(t.Insert(), t);
+    return Stored(t.Insert(), t);
   });
 }
 
@@ -126,7 +144,7 @@ void VisitDatabase::AddPageToDatabase(const VisitorRec& v) {
 void VisitDatabase::AddDownload(const VisitorRec& v) {
   using namespace downloads;
   ++c_.t.Site(v.Site).TodayDownloads;
-  Guard("F.AddDownload", [&] {
+  Store("F.AddDownload", [&] {
     if (Status status = NeedsOpen(); !status.ok()) return status;
     Table& t = VADL;
     std::string_view file = v.Page;
@@ -140,14 +158,14 @@ void VisitDatabase::AddDownload(const VisitorRec& v) {
     t.SetText(kVisitNo, VisitNo(v));
     t.SetText(kDownload, file);
     t.SetNumber(kStatus, v.Status);
-    return Result(t.Insert(), t);
+    return Stored(t.Insert(), t);
   });
 }
 
 void VisitDatabase::UpdateVisitInDatabase(const VisitorRec& v) {
   using namespace visits;
-  if (!DatabaseReady()) return;
-  Guard("F.UpdateVisitInDatabase", [&] {
+  if (!ReadyToStore()) return;
+  Store("F.UpdateVisitInDatabase", [&] {
     if (const int found = FindVisit(v); found != Table::kOk) return Result(found, VAVISITS);
     Table& t = VAVISITS;
     t.SetText(kLastPage, v.Page);
@@ -156,13 +174,13 @@ void VisitDatabase::UpdateVisitInDatabase(const VisitorRec& v) {
     t.SetText(kActive, "N");
     t.SetText(kHackRaised, YesNo(v.HackRaised));
     t.SetText(kFlags, std::string(YesNo(!v.KnownName.empty())) + YesNo(!v.GroupMask.empty()));
-    return Result(t.Update(), t);
+    return Stored(t.Update(), t);
   });
 }
 
 void VisitDatabase::UpdateVisitor(VisitorRec& v, bool skip_referrer) {
-  if (!DatabaseReady()) return;
-  Guard("F.UpdateVisitor", [&] {
+  if (!ReadyToStore()) return;
+  Store("F.UpdateVisitor", [&] {
     if (Status status = WriteVisitor(v, !skip_referrer); !status.ok()) return status;
     return skip_referrer ? Status::Ok() : WriteReferrer(v);
   });
@@ -220,7 +238,7 @@ Status VisitDatabase::WriteVisitor(VisitorRec& v, bool new_visit) {
   if (v.ReadAgain && v.StartTime < last) v.VisitCount = StoredVisitNo(v).value_or(v.VisitCount);
   v.KnownName = Trim(t.Text(kName));
   v.FirstVisited = Joined(t.Date(kFirstVDate), t.Text(kFirstVTime));
-  const Status status = Result(found > 0 ? t.Insert() : t.Update(), t);
+  const Status status = Stored(found > 0 ? t.Insert() : t.Update(), t);
   if (new_visit && v.VisitCount >= c_.t.Site(v.Site).ExValue133 && !v.IsSpider) {
     c_.exceptions.AddException(v.Site, kExManyVisits, v.LastPageTime, std::to_string(v.VisitCount), v.DNS,
                                v.VisitCount);
@@ -248,12 +266,12 @@ Status VisitDatabase::WriteReferrer(const VisitorRec& v) {
     t.SetDate(kLastVDate, DayOf(v.StartTime));
     t.SetText(kLastVTime, TimeText(v.StartTime));
   }
-  return Result(found > 0 ? t.Insert() : t.Update(), t);
+  return Stored(found > 0 ? t.Insert() : t.Update(), t);
 }
 
 void VisitDatabase::AddExceptionToDatabase(const ExceptionRecord& record) {
   using namespace exceptions;
-  if (!open_) return;
+  if (!open_) return Miss();
   Table& t = VAEXP;
   t.ClearRecord();
   t.SetText(kSite, record.site_text);
@@ -263,17 +281,17 @@ void VisitDatabase::AddExceptionToDatabase(const ExceptionRecord& record) {
   t.SetText(kIP, record.address);
   t.SetText(kVisitNo, PadNumber(record.visit_number, kVisitNoDigits));
   t.SetText(kValue, record.value);
-  t.Insert();
+  (void)Stored(t.Insert(), t);
 }
 
 void VisitDatabase::UpdateHackCount(VisitorRec& v) {
-  Guard("F.UpdateHackCount", [&] {
+  Store("F.UpdateHackCount", [&] {
     if (Status status = NeedsOpen(); !status.ok()) return status;
     if (const int found = FindVisitor(v.IP, SiteName(v)); found != Table::kOk) return Result(found, VAVIS);
     const int64_t count = VAVIS.Number(visitor::kHackCount) + 1;
     VAVIS.SetNumber(visitor::kHackCount, count);
     v.StoredHackCount = Clamp16(static_cast<int32_t>(count));
-    return Result(VAVIS.Update(), VAVIS);
+    return Stored(VAVIS.Update(), VAVIS);
   });
 }
 
@@ -282,7 +300,7 @@ void VisitDatabase::ChangeFriendlyName(std::string_view ip, std::string_view sit
   Guard("F.ChangeFriendlyName", [&] {
     if (const int found = FindVisitor(ip, site); found != Table::kOk) return Result(found, VAVIS);
     VAVIS.SetText(visitor::kName, name);
-    return Result(VAVIS.Update(), VAVIS);
+    return Stored(VAVIS.Update(), VAVIS);
   });
 }
 

@@ -155,7 +155,8 @@ Status Table::OpenTrees() {
 TableStamp Table::Stamp() const {
   TableStamp stamp{name_, !Changed(), durable_rows_, next_record_, {}, key_texts_};
   if (!Changed()) stamp.rows = file_.Rows();
-  stamp.fits = stamp.fits && file_.Identify(stamp.file).ok();
+  // What another program made of the table is not in the index.
+  stamp.fits = stamp.fits && file_.Ours() && file_.Identify(stamp.file).ok();
   return stamp;
 }
 
@@ -440,6 +441,17 @@ void Table::Rewrite() {
   if (waiting < changed_limit_) return;
   TellFailure(connection_.WriteChangedRows(*this));
   changed_limit_ = file_.Rewritten().Count() + DbfFile::kMaxChangedRows;
+}
+
+bool Table::AddRows(std::string_view rows) {
+  bool all = true;
+  for (const size_t bytes = row_.size(); IsOpen() && rows.size() >= bytes; rows.remove_prefix(bytes)) {
+    row_ = rows.substr(0, bytes);
+    if (row_[0] != dbf::kLiving) continue;
+    const int result = Insert();
+    all = all && (result == kOk || result == kDuplicate);
+  }
+  return all && IsOpen();
 }
 
 void Table::TellFailure(const Status& status) {

@@ -89,6 +89,17 @@ class Table {
   uint32_t RowCount() const { return file_.Rows(); }
   // The row of the current record, 0 for none.
   uint32_t CurrentRow() const { return current_; }
+  // Rows are in memory alone, and would be gone with the program.
+  bool RowsWait() const { return file_.Waiting(); }
+  // New rows that are in memory alone, and adding them as new records, all but those whose unique keys are taken. False
+  // when some were not taken.
+  const std::string& NewRows() const { return file_.NewRows(); }
+  bool AddRows(std::string_view rows);
+  bool HasChangedRows() const { return file_.Rewritten().Count() > 0; }
+  // Whether the table's file is still the one that is open, as it was left here; see DbfFile.
+  Status CheckOurs() const { return file_.CheckOurs(); }
+  // Something is not durable.
+  bool Changed() const { return file_.Changed(); }
 
  private:
   friend class TableConnection;
@@ -110,7 +121,6 @@ class Table {
   uint32_t IndexRows(uint32_t first, std::string& rows, uint32_t& torn);
   void ApplyRedo(uint32_t number, std::string_view bytes);
   TableStamp Stamp() const;
-  bool Changed() const { return file_.Changed(); }
 
   const TableField& FieldAt(size_t field) const { return file_.Layout().fields[field]; }
   void StoredKey(const TableKey& key, const char* row, uint32_t number, std::string& stored) const;

@@ -98,10 +98,10 @@ Status TableConnection::OpenIndex(bool trusted) {
   return status;
 }
 
-void TableConnection::Close() {
+void TableConnection::Close(bool whole) {
   if (!IsOpen()) return;
   // What fails here costs nothing but an index to build at the next start.
-  const bool written = index_.Commit(true).ok() && WriteStamp(true).ok();
+  const bool written = index_.Commit(true).ok() && (whole ? WriteStamp(true) : OpenStamp()).ok();
   if (written && closed_ && stamp_file_->Sync().ok()) (void)redo_file_->Truncate(0);
   index_.Close();
   stamp_file_.reset();
@@ -178,10 +178,12 @@ Status TableConnection::Flush(std::span<Table* const> tables) {
   if (!IsOpen() || (!changed && !index_.Changed() && whole_)) return Status::Ok();
   if (Status status = OpenStamp(); !status.ok()) return status;
   FirstFailure failure;
-  const bool redo = failure.Keep(WriteRedo(tables));
+  std::vector<Table*> ours;
   for (Table* table : tables) {
-    if (!table->Changed()) continue;
-    failure.Keep(table->file_.CheckName());
+    if (table->Changed() && (failure.Keep(table->file_.CheckOurs()) || table->file_.Ours())) ours.push_back(table);
+  }
+  const bool redo = failure.Keep(WriteRedo(ours));
+  for (Table* table : ours) {
     const bool rewritten = redo && failure.Keep(table->file_.WriteChangedRows());
     const bool added = failure.Keep(table->file_.WriteNewRows(Today()));
     const bool synced = failure.Keep(table->file_.Sync());
@@ -197,6 +199,20 @@ Status TableConnection::Flush(std::span<Table* const> tables) {
   return failure.Take();
 }
 
+Status TableConnection::CheckOurs(std::span<Table* const> tables) {
+  for (const Table* table : tables) {
+    if (Status status = table->file_.CheckOurs(); status.fail == Fail::kRefused) return status;
+  }
+  return Status::Ok();
+}
+
+Status TableConnection::CheckIndexName() const {
+  FileIdentity named;
+  if (Status status = files_.Identify(IndexPath(), named); !status.ok()) return status;
+  if (named.inode == index_inode_) return Status::Ok();
+  return Status::Error(Fail::kNotFound, IndexPath() + ": was replaced by another file while it was open");
+}
+
 Status TableConnection::WriteOut(std::span<Table* const> tables) {
   if (std::none_of(tables.begin(), tables.end(), [](const Table* t) { return t->file_.Waiting(); }))
     return Status::Ok();
@@ -204,7 +220,7 @@ Status TableConnection::WriteOut(std::span<Table* const> tables) {
   FirstFailure failure;
   for (Table* table : tables) {
     if (!table->file_.Waiting()) continue;
-    failure.Keep(table->file_.CheckName());
+    failure.Keep(table->file_.CheckOurs());
     if (table->file_.Rewritten().Count() > 0) failure.Keep(WriteChangedRows(*table));
     failure.Keep(table->file_.WriteNewRows(Today()));
   }
@@ -214,7 +230,9 @@ Status TableConnection::WriteOut(std::span<Table* const> tables) {
 // A redo file of the next rows takes the place of this one, so these rows must be durable before.
 Status TableConnection::WriteChangedRows(Table& table) {
   Table* const one = &table;
-  Status status = OpenStamp();
+  Status status = table.file_.CheckOurs();
+  if (status.fail == Fail::kRefused) return status;
+  status = OpenStamp();
   if (status.ok()) status = WriteRedo({&one, 1});
   if (status.ok()) status = table.file_.WriteChangedRows();
   if (status.ok()) status = table.file_.Sync();
@@ -247,7 +265,8 @@ Status TableConnection::FinishRedo() {
       status = table->file_.RestoreRow(row->number, row->bytes);
     }
     if (status.ok() && !rows.empty()) status = table->file_.Sync();
-    if (!status.ok()) return status;
+    // Rows of a table that is no longer ours have nowhere to go.
+    if (!status.ok() && status.fail != Fail::kRefused) return status;
     DropRedo(table->Name());
   }
   return Status::Ok();
@@ -260,9 +279,8 @@ Status TableConnection::WriteStamp(bool closed) {
   if (Status status = OpenStamp(); !status.ok()) return status;
   for (const Table* table : tables_) StampLine(table->Name()) = table->Stamp();
   if (closed) {
+    if (Status status = CheckIndexName(); !status.ok()) return status;
     if (Status status = files_.Identify(IndexPath(), stamp_.index); !status.ok()) return status;
-    if (stamp_.index.inode != index_inode_)
-      return Status::Error(Fail::kNotFound, IndexPath() + ": was replaced by another file while it was open");
   }
   stamp_.closed = closed;
   ++stamp_.turn;

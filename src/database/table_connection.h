@@ -41,8 +41,9 @@ class TableConnection {
   // it is open.
   Status Open(const std::string& folder);
   bool IsOpen() const { return stamp_file_ != nullptr; }
-  // Writes the stamp. Tables are closed before.
-  void Close();
+  // Writes the stamp. Tables are closed before. `whole` tells that no row is missing; otherwise the stamp stays open,
+  // so that the next start knows that lines are read again whose rows may be here.
+  void Close(bool whole = true);
 
   DataFiles& Files() { return files_; }
   IndexFile& Index() { return index_; }
@@ -77,6 +78,9 @@ class TableConnection {
   // see them; a loss of power may take them until the next Flush. Waits for the disk for changed rows alone.
   Status WriteOut(std::span<Table* const> tables);
 
+  // kRefused when another program has changed or replaced one of these tables.
+  static Status CheckOurs(std::span<Table* const> tables);
+
   // Writes the changed rows of this table over the old ones, for good; nothing else waits less long for it.
   Status WriteChangedRows(Table& table);
 
@@ -86,6 +90,7 @@ class TableConnection {
 
  private:
   std::string IndexPath() const { return folder_ + std::string(kIndexName); }
+  Status CheckIndexName() const;
   Status OpenStamp();
   Status ReadStamp(bool& trusted);
   Status ReadRedo();

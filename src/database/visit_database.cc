@@ -1,6 +1,9 @@
 // Opening, closing and upkeep. The record operations stand in record_operations.cc.
 #include "database/visit_database.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "config/registry_store.h"
 #include "core/text.h"
 #include "database/schema.h"
@@ -101,17 +104,73 @@ void VisitDatabase::FlushDatabase() {
   if (open_) AfterWriting(Attempt([&] { return connection_.Flush(tables); }));
 }
 
-void VisitDatabase::FlushAll() {
+bool VisitDatabase::FlushAll() {
   Table* const tables[] = {&VAREF, &VAVIS, &VAVISITS, &VAEXP, &VAPG, &VADL, &VADAY};
-  if (!open_) return;
-  AfterWriting(Attempt([&] { return c_.t.ScanInProgress ? connection_.WriteOut(tables) : connection_.Flush(tables); }));
+  const bool write_out = c_.t.ScanInProgress && !c_.t.Closing;
+  if (open_) {
+    AfterWriting(Attempt([&] {
+      // Also when nothing waits: whoever only looks into the tables must not look into others.
+      if (Status changed = connection_.CheckOurs(tables); !changed.ok()) return changed;
+      return write_out ? connection_.WriteOut(tables) : connection_.Flush(tables);
+    }));
+  }
+  const auto waits = [&](const Table* table) { return write_out ? table->RowsWait() : table->Changed(); };
+  return missed_on_ != c_.t.Today && std::none_of(std::begin(tables), std::end(tables), waits);
+}
+
+bool VisitDatabase::ReadyToStore() {
+  if (DatabaseReady()) return true;
+  Miss();
+  return false;
+}
+
+// What could not be stored may have met a table that others have changed.
+void VisitDatabase::HasMissed(std::string_view label, const Status& status) {
+  Miss();
+  Complain(label, status.text);
+  Table* const tables[] = {&VAREF, &VAVIS, &VAVISITS, &VAEXP, &VAPG, &VADL, &VADAY};
+  if (open_) AfterWriting(Attempt([&] { return connection_.CheckOurs(tables); }));
+}
+
+Status VisitDatabase::Stored(int result, const Table& table) {
+  if (result < 0 || result == Table::kNoRoom) Miss();
+  return result < 0 ? Status::Error(Fail::kIo, table.Problem()) : Status::Ok();
 }
 
 void VisitDatabase::AfterWriting(const Status& status) {
-  if (status.ok()) return;
-  Complain("F.FlushDatabase", status.text + ". What was not written waits in memory and is tried again.");
-  // A folder that is gone or was exchanged: what follows must not go into files that nobody can find.
-  if (status.fail == Fail::kNotFound) CloseTables();
+  // A folder or table that is gone, was exchanged or changed: what follows must not go where nobody finds it, or into
+  // what others have made of it.
+  if (status.fail == Fail::kNotFound || status.fail == Fail::kRefused) {
+    OpenAnew(status);
+  } else if (!status.ok()) {
+    Complain("F.FlushDatabase", status.text + ". What was not written waits in memory and is tried again.");
+  }
+}
+
+// At once, unless a table is gone: it may come back until the next visit asks for it.
+void VisitDatabase::OpenAnew(const Status& why) {
+  const auto tell = [this](const Status& what) {
+    Complain("F.FlushDatabase", what.text +
+                                    ". The tables are opened anew as they are now. Stop Vantry before other "
+                                    "programs change its files.");
+  };
+  if (why.fail == Fail::kNotFound) tell(why);
+  bool gone = false;
+  std::vector<std::pair<Table*, std::string>> waiting;
+  for (Table* table : {&VAREF, &VAVIS, &VAVISITS, &VAEXP, &VAPG, &VADL, &VADAY}) {
+    const Status ours = table->IsOpen() ? table->CheckOurs() : Status::Ok();
+    if (ours.ok()) continue;
+    if (ours.fail == Fail::kRefused) tell(ours);
+    waiting.emplace_back(table, table->NewRows());
+    // A file that is gone has taken its rows along, and a changed row has lost its place.
+    gone = gone || ours.fail == Fail::kNotFound;
+    if (gone || table->HasChangedRows()) Miss();
+  }
+  CloseTables(false);
+  const bool open = !gone && !c_.t.Closing && DatabaseReady();
+  for (const auto& [table, rows] : waiting) {
+    if (!rows.empty() && (!open || !table->AddRows(rows))) Miss();
+  }
 }
 
 void VisitDatabase::UpdateDaySummaries() {
@@ -137,19 +196,21 @@ void VisitDatabase::UpdateDaySummaries() {
 
 void VisitDatabase::CloseDatabase() {
   if (open_) UpdateDaySummaries();
-  CloseTables();
+  CloseTables(true);
 }
 
-void VisitDatabase::CloseTables() {
+void VisitDatabase::CloseTables(bool tell) {
   open_ = false;
   c_.t.CountryLookup = false;
+  bool whole = missed_on_ != c_.t.Today;
   for (Table* table : {&VAREF, &VAVIS, &VAVISITS, &VAEXP, &VAPG, &IPCC, &VADL, &VADAY}) {
     if (!table->IsOpen()) continue;
     table->CloseTable();
-    if (table->LastStatus() < 0)
-      Complain("F.CloseDatabase", table->Problem() + ": what still waited in memory is lost.");
+    whole = whole && table->LastStatus() >= 0;
+    if (tell && table->LastStatus() < 0)
+      Complain("F.CloseDatabase", table->Problem() + ": what still waited in memory was not written.");
   }
-  connection_.Close();
+  connection_.Close(whole || !c_.t.Closing);
 }
 
 }  // namespace vantry

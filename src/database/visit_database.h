@@ -80,8 +80,9 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   Status ReadReferrers(std::string_view site, size_t most, std::vector<StoredReferrer>& rows);
 
   // Makes all rows durable, those too that FlushDatabase leaves out. Inside a scan they are given to the system alone:
-  // waiting for the disk would hold up the port.
-  void FlushAll();
+  // waiting for the disk would hold up the port. Returns whether the tables have every row of today that they were
+  // given: none waits, and none was missed.
+  bool FlushAll();
 
  private:
   VisitDatabaseContext c_;
@@ -95,14 +96,26 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   bool InitDatabase();
   Status CreateDatabase();
   void OpenCountries();
-  void CloseTables();
+  void CloseTables(bool tell);
   void AfterWriting(const Status& status);
+  void OpenAnew(const Status& why);
   // Runs `body` (returning Status) and reports its failure under the label.
   template <class Body>
   void Guard(std::string_view label, Body&& body) {
     const Status status = Attempt(body);
     if (!status.ok()) Complain(label, status.text);
   }
+  // The same for a body that stores what a line of a log told.
+  template <class Body>
+  void Store(std::string_view label, Body&& body) {
+    const Status status = Attempt(body);
+    if (!status.ok()) HasMissed(label, status);
+  }
+  void HasMissed(std::string_view label, const Status& status);
+  bool ReadyToStore();
+  // To be called with the result of each Insert and Update.
+  Status Stored(int result, const Table& table);
+  void Miss() { missed_on_ = c_.t.Today; }
   void Complain(std::string_view label, std::string_view text);
   bool FirstThisMinute(const std::string& text);
   Status NeedsOpen() const;
@@ -116,10 +129,18 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   const std::string& SiteName(const VisitorRec& visitor) const;
 
   bool open_ = false;
+  // Something of this day could not be stored. Lines of days before are not read again, so their rows don't count.
+  std::optional<Day> missed_on_;
   std::optional<SteadyTime> failed_at_;                // The last attempt to open the tables.
   std::map<std::string, WallTime, std::less<>> told_;  // Texts and when they were told last.
   std::string last_dns_ip_, last_dns_;                 // Last question to LookupDNS and its answer.
 };
+
+// The tables know a site by this many bytes of its name.
+inline constexpr size_t kSiteBytes = 20;
+
+// One line for each group of sites that the tables can't tell apart, for the operator.
+std::vector<std::string> SharedHistories(const LiveTables& t);
 
 // A referrer as it is stored: blanks off at both ends, scheme and host alone.
 std::string_view CutReferrer(std::string_view referrer);

@@ -27,6 +27,9 @@ std::string ScanCycle::NewestLocalFile(int16_t n) {
   // A log that shrank under its name is taken up at its end.
   if (found.LastReadPos > found.LogFileSize && found.LogFileSize >= 1) {
     found.LastReadPos = found.LastReadPosDay = found.LogFileSize;
+    if (found.Stored && found.Stored->LastLogFile == name) {
+      found.Stored->LastReadPos = found.Stored->LastReadPosDay = found.LogFileSize;
+    }
   }
   return name;
 }

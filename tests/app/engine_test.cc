@@ -211,6 +211,20 @@ TEST_F(EngineTest, ADamagedRegistryClosesItsDoorsAndStaysSo) {
   }
 }
 
+TEST_F(EngineTest, SitesThatTheTablesCantTellApartAreTold) {
+  files.Put("/home/VANTRY.INI",
+            "[A name of 20 letters]\r\n[A name of 20 letters, too]\r\n[A name of 20 Letters]\r\n[Short]\r\n[Short ]\r\n"
+            "[A name of 20 letters!]\r\n[A name of 20 lette]\r\n\r\n");
+  ASSERT_TRUE(Start());
+  ASSERT_EQ(notices.told.size(), 2u);
+  EXPECT_EQ(
+      notices.told[0],
+      "The sites \"A name of 20 letters\", \"A name of 20 letters, too\" and \"A name of 20 letters!\" share their "
+      "history, as its tables keep only the first 20 characters of a site's name. Rename them in VANTRY.INI to tell "
+      "them apart.");
+  EXPECT_TRUE(StartsWith(notices.told[1], "The sites \"Short\" and \"Short \" share")) << notices.told[1];
+}
+
 TEST_F(EngineTest, TakenPortIsToldAndTheScanGoesOn) {
   Sites(1);
   Log("11:59:00", "10.0.0.1");

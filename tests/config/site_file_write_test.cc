@@ -113,7 +113,7 @@ TEST(SiteFileWrite, EveryKey_FillsItsOwnFieldAlone) {
   const SiteRec full = FullSite();
   const SiteRec empty;
   int keys = 0, differing = 0;
-  const auto compare = [&](const auto SiteRec::*field, const SiteRec& got) {
+  const auto compare = [&](const auto field, const SiteRec& got) {
     differing += !(got.*field == empty.*field);
     return got.*field == full.*field;
   };
@@ -261,6 +261,21 @@ TEST(SiteFileWrite, LineEndsInTexts_MakeNoLinesOfTheirOwn) {
   ASSERT_EQ(again.SiteCount(), 1);
   EXPECT_EQ(again.Site(1).Name, "a  b");
   EXPECT_FALSE(again.Site(1).Paused);
+}
+
+TEST(SiteFileWrite, WhatHistoryHasOnTheDisk_IsSavedInPlaceOfWhatWasRead) {
+  LiveTables t;
+  Fill(t);
+  const std::string before = FormatSites(kSiteRegional, t);
+  SiteRec& site = t.Site(1);
+  site.Stored = static_cast<const ReadState&>(site);
+  site.LastLogFile = "/var/log/web/ex2.log";
+  site.LastReadPos = site.LastReadPosDay = 6'000'000'000;
+  site.LastFields = "TIME";
+  site.LastReadDateTime = site.LastTime = MakeLogTime(*MakeDay(2005, 1, 1), 1);
+  site.LastIP = "10.0.0.8";
+  EXPECT_EQ(FormatSites(kSiteRegional, t), before);
+  EXPECT_EQ(site.LastReadPos, 6'000'000'000);
 }
 
 TEST(SiteFileWrite, NoSiteLeft_RemovesTheFile) {

@@ -263,16 +263,44 @@ TEST_F(DbfTest, AFileThatWasCutWhileItWasOpenIsToldWhenItIsRead) {
 
 TEST_F(DbfTest, AFileOfThisNameThatIsAnotherIsNoticed) {
   ASSERT_TRUE(Open().ok());
-  EXPECT_TRUE(file.CheckName().ok());
+  EXPECT_TRUE(file.CheckOurs().ok());
   const auto kept = disk.entries[kPath];
   disk.entries.erase(kPath);
-  EXPECT_EQ(file.CheckName().fail, Fail::kNotFound);
+  EXPECT_EQ(file.CheckOurs().fail, Fail::kNotFound);
   disk.Put(kPath, kept->now);
-  const Status status = file.CheckName();
-  EXPECT_EQ(status.fail, Fail::kNotFound);
+  const Status status = file.CheckOurs();
+  EXPECT_EQ(status.fail, Fail::kRefused);
   EXPECT_EQ(status.text, "/t.dbf: was replaced by another file while it was open");
   disk.entries[kPath] = kept;
-  EXPECT_TRUE(file.CheckName().ok());
+  EXPECT_TRUE(file.CheckOurs().ok());
+}
+
+TEST_F(DbfTest, NothingIsWrittenIntoWhatOthersHaveMadeOfTheFile) {
+  disk.Put(kPath, Header(3) + Rows(1, 3) + dbf::kEndMark);
+  ASSERT_TRUE(Open().ok());
+  // Our own writes are no news.
+  file.Append(RowOf(4).data());
+  file.Rewrite(1, RowOf(9).data());
+  EXPECT_TRUE(file.WriteChangedRows().ok());
+  EXPECT_TRUE(file.WriteNewRows({}).ok());
+  EXPECT_TRUE(file.CheckOurs().ok());
+  const std::string ours = disk.Get(kPath);
+  const std::string theirs[] = {Header(2) + Rows(1, 2) + dbf::kEndMark, ours.substr(0, ours.size() - 5), "",
+                                ours.substr(0, ours.size() - 2) + "x" + dbf::kEndMark};
+  for (const std::string& bytes : theirs) {
+    disk.Put(kPath, bytes);
+    file.Append(RowOf(5).data());
+    file.Rewrite(2, RowOf(8).data());
+    for (const Status& status :
+         {file.CheckOurs(), file.WriteChangedRows(), file.WriteNewRows({}), file.RestoreRow(1, RowOf(7))}) {
+      EXPECT_EQ(status.fail, Fail::kRefused);
+      EXPECT_EQ(status.text, "/t.dbf: was changed by another program while it was open");
+    }
+    EXPECT_EQ(disk.Get(kPath), bytes);
+    EXPECT_TRUE(file.Waiting());
+    disk.Put(kPath, ours);
+    ASSERT_TRUE(Open().ok());
+  }
 }
 
 }  // namespace

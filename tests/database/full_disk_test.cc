@@ -213,7 +213,7 @@ TEST_F(FullDiskTest, AnIndexThatTakesNothingLosesNothing) {
 TEST_F(FullDiskTest, AStopMeanwhileTellsThatRowsAreLost) {
   AddPages(3);
   rig.Restart();
-  EXPECT_TRUE(Contains(rig.program_log, "what still waited in memory is lost")) << rig.program_log;
+  EXPECT_TRUE(Contains(rig.program_log, "what still waited in memory was not written")) << rig.program_log;
   full = false;
   rig.clock.Advance(1);
   ASSERT_TRUE(Db().DatabaseReady()) << rig.program_log;

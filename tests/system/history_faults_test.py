@@ -72,12 +72,60 @@ class TablesTest(TroubleTest):
                    os.path.getsize(tables.path_of(data, "Visits")) > 0 and  # It is made, then written.
                    [row.IP for row in tables.dump(data, "Visits")] == ["192.0.2.3"])
         vantry.stop()
-        # Those who were missed meanwhile come back with the lines of the day, all but their pages.
+        # Those who were missed meanwhile come back with the lines of the day.
         vantry = self.start(home)
         wait_until(lambda: len(vantry.list()) == 3)
         vantry.stop()
         self.assertEqual([row.IP for row in tables.read_both(data, "Visits")],
                          ["192.0.2.3", "192.0.2.1", "192.0.2.2"])
+        self.assertEqual(len(tables.read_both(data, "Pages")), 4)
+
+    def test_tables_that_are_changed_while_the_program_runs_are_opened_anew(self):
+        home, model = self.one_site()
+        data = home.file("Data")
+        log = b"".join(busy_lines(300))
+        write_file(home.log("access.log"), log)
+        vantry = self.start(home)
+        vantry.errors_expected = True
+        model.scan(model.sites[0], log)
+        self.wait_live(vantry, model)
+        self.wait_rows(data, model)
+        # Packed under its name; exchanged for another file; cut, with the header's count as it was.
+        pages = model.tables["Pages"]
+        pages.rows = [row for i, row in enumerate(pages.rows) if i % 3]
+        pages.places.clear()
+        tables.rewrite(data, "Pages", pages.result())
+        self.visit(home, model, "01:00:00", "192.0.2.77")
+        self.wait_told(home, tables.path_of(data, "Pages"), "was changed by another program")
+        self.wait_live(vantry, model)
+
+        def written(name):
+            # A row that waited has another number than the model gives it.
+            return [row[1:] for row in tables.stripped(tables.read(data, name))] == [
+                row[1:] for row in model.expected()[name]]
+        wait_until(lambda: written("Pages") and written("Visits"), what=lambda: self.told(home))
+        referrers = model.tables["Referrers"]
+        del referrers.rows[5:]
+        referrers.places.clear()
+        tables.rewrite(data, "Referrers", referrers.result())
+        shutil.copy(tables.path_of(data, "Referrers"), home.file("copy"))
+        os.replace(home.file("copy"), tables.path_of(data, "Referrers"))
+        visits = model.tables["Visits"]
+        visits.rows.pop()
+        visits.places.clear()
+        with open(tables.path_of(data, "Visits"), "r+b") as f:
+            f.truncate(os.path.getsize(f.name) - 20)
+        self.wait_told(home, tables.path_of(data, "Referrers"), "by another")
+        self.wait_told(home, tables.path_of(data, "Visits"), "was changed by another program")
+        self.visit(home, model, "01:00:01", "192.0.2.78", "/b.html")
+        self.wait_live(vantry, model)
+        vantry.stop()
+        model.stop()
+        rows, expected = tables.read_all(data), model.expected()
+        for name in ("Pages", "Visitor", "Visits"):
+            self.assertEqual([row[1:] for row in rows[name]], [row[1:] for row in expected[name]], name)
+        for name in ("Pages", "Visits"):
+            self.assertEqual(len(self.told(home, tables.path_of(data, name), "was changed")), 1, self.told(home))
 
     def test_tables_cut_or_miscounted_are_put_right(self):
         home, model = self.first_run()
@@ -200,6 +248,34 @@ class IndexTest(TroubleTest):
                 self.assertEqual(built, 0 if name in (None, "Vantry.redo") else len(filled), self.told(home))
                 self.check_rows(home.file("Data"), model)
                 self.check_files(home.file("Data"), model)
+
+
+    def test_an_index_that_is_damaged_while_it_is_open_is_built_anew(self):
+        """Each harm in turn, under one program that goes on reading."""
+        def meta_pages(path):
+            with open(path, "r+b") as f:
+                f.write(os.urandom(8192))
+        home, model = self.one_site()
+        data, index = home.file("Data"), home.file("Data/Vantry.idx")
+        lines = busy_lines(300 * 6)
+        write_file(home.log("access.log"), b"".join(lines[:300]))
+        vantry = self.start(home)
+        vantry.errors_expected = True
+        for i, harm in enumerate((lambda path: truncate(path, 0), garbage, meta_pages, os.unlink,
+                                  lambda path: truncate(path, os.path.getsize(path) // 2))):
+            model.scan(model.sites[0], b"".join(lines[:300 * (i + 1)]))
+            self.wait_live(vantry, model)
+            self.wait_rows(data, model)
+            since = os.path.getsize(home.file("Data/TRL.LOG"))
+            harm(index)
+            append(home.log("access.log"), b"".join(lines[300 * (i + 1):300 * (i + 2)]))
+            wait_until(lambda: self.told(home, "built anew", since=since), what=lambda: (i, self.told(home)))
+        model.scan(model.sites[0], b"".join(lines))
+        self.wait_live(vantry, model)
+        self.wait_rows(data, model)
+        vantry.stop()
+        model.stop()
+        self.check_rows(data, model)
 
 
 class FolderTest(TroubleTest):
