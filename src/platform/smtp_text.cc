@@ -58,7 +58,8 @@ Status ReadMailServer(std::string_view text, MailServer& server) {
   }
   if (place.ends_with('/') && place.size() < Trim(text).size()) place.remove_suffix(1);
   if (ReadPlace(place, server)) return Status::Ok();
-  return Status::Error(Fail::kBadData, "'" + std::string(Cut(ToOneLine(text), kMaxServerWords)) + "' is no mail server");
+  return Status::Error(Fail::kBadData,
+                       "'" + std::string(Cut(ToOneLine(text), kMaxServerWords)) + "' is no mail server");
 }
 
 void SmtpDialogue::Sent(std::string_view bytes) {

@@ -81,8 +81,7 @@ class HitProcessor {
   void ScorePageAndMethod(VisitorRec& v, LogTime hit);
   void ScoreVisit(VisitorRec& v, LogTime hit);
   void StorePage(VisitorRec& v);
-  void Raise(const VisitorRec& v, int number, LogTime hit, std::optional<std::string_view> value,
-             std::string_view who);
+  void Raise(const VisitorRec& v, int number, LogTime hit, std::optional<std::string_view> value, std::string_view who);
 
   ScanContext& c_;
   LiveTables& t_;

@@ -2,9 +2,11 @@
 
 import os
 import re
+import shutil
 import signal
 import subprocess
 import unittest
+import unittest.mock
 
 from harness import SystemTest, vantry_binary
 
@@ -57,7 +59,9 @@ class StartTest(SystemTest):
             before = f.read()
         os.chmod(path, 0)
         drop = None
-        if os.getuid() == 0:  # Who may read everything must become somebody who may not.
+        if os.getuid() == 0:  # Who may read everything must become somebody who may not, nor enter the build folder.
+            shutil.copy(vantry_binary(), home.base)
+            self.enterContext(unittest.mock.patch.dict(os.environ, VANTRY_BIN=home.base))
             for folder, _, names in os.walk(home.base):
                 for name in [folder, *(os.path.join(folder, n) for n in names)]:
                     os.chown(name, NOBODY, NOBODY)
