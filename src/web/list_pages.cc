@@ -1,6 +1,7 @@
 // The list of sites and the tables of current visitors.
 #include "core/text.h"
 #include "web/page_parts.h"
+#include "web/page_pieces.h"
 #include "web/pages.h"
 #include "web/wap_deck.h"
 
@@ -9,7 +10,6 @@ namespace {
 
 constexpr size_t kMaxName = 50;
 constexpr int kVisitorColumns = 9;
-constexpr size_t kUsualRowBytes = 1500;
 
 int SiteColumns(const Settings& settings) {
   return settings.NoSpiders ? 7 : 8;
@@ -134,53 +134,107 @@ void VisitorRow(PageText& page, const VisitorRec& v, const SiteRec& site) {
   page << "</tr>\r\n";
 }
 
-void VisitorRows(const PageContext& c, PageText& page, int16_t n) {
-  const SiteRec& site = c.t.Site(n);
-  page.Expect(static_cast<size_t>(std::max(site.CurrentVisitors, 0)) * kUsualRowBytes);
-  c.t.Visitors.ForEach([&](int32_t, const VisitorRec& v) {
-    if (v.Site == n) VisitorRow(page, v, site);
+// The rows of one site's visitors, with its heading above and, below, what `end` makes of their number.
+void AddVisitorRows(const PageContext& c, PagePieces& page, int16_t n,
+                    std::function<void(PageText&, const SiteRec&, int32_t count)> end) {
+  page.Add([&c, n](PageText& text) {
+    SiteHead(text, c.t.Site(n));
+    return false;
+  });
+  const auto visitors = std::make_shared<SiteVisitors>(c.t, n);
+  page.Add([&c, n, visitors](PageText& text) {
+    return visitors->Some(text, [&](const VisitorRec& v) { VisitorRow(text, v, c.t.Site(n)); });
+  });
+  page.Add([&c, n, visitors, end = std::move(end)](PageText& text) {
+    end(text, c.t.Site(n), visitors->Count());
+    return false;
   });
 }
 
-void AddSiteTable(const PageContext& c, PageText& page, int client_no, int16_t n) {
-  const std::string path(client_no > 0 ? page.Show(c.clients[client_no].Path) : page.Show(""));
-  if (client_no > 0) {
-    page.BackToSites(path);
-    page << "<center>\r\n";
-  }
-  page << "<table border=\"1\" cellspacing=\"0\" cellpadding=\"3\"  bgcolor=\"" << c.settings.WebColGridBack
-       << "\" bordercolorlight=\"" << c.settings.WebColGrid << "\" bordercolordark=\"#FFFFFF\" " << page.WebStyle()
-       << "> \r\n";
-  if (n > 0) {
-    const SiteRec& site = c.t.Site(n);
-    SiteHead(page, site);
-    VisitorRows(c, page, n);
-    std::string text = std::to_string(site.CurrentVisitors) + " Active Visitors.";
-    if (client_no > 0) {
-      text += " Click the Visitor Number to view details of pages viewed so far. ";
+void AddRowsOfOneSite(const PageContext& c, PagePieces& page, const std::string& path, bool has_client, int16_t n) {
+  AddVisitorRows(c, page, n, [path, has_client](PageText& text, const SiteRec& site, int32_t count) {
+    std::string line = std::to_string(count) + " Active Visitors.";
+    if (has_client) {
+      line += " Click the Visitor Number to view details of pages viewed so far. ";
       if (site.WebReferrers) {
-        text += page.AddButton("Top Referrers", path + "?REFER&domain=" + std::string(page.Show(site.Domain)));
+        line += text.AddButton("Top Referrers", path + "?REFER&domain=" + std::string(text.Show(site.Domain)));
       }
     }
-    page.AddHeaderRow(text, kVisitorColumns, false, PageText::Row::kGrey);
-  } else {
-    int64_t sum = 0;
-    for (int16_t i = 1; i <= c.t.SiteCount(); ++i) {
-      const SiteRec& site = c.t.Site(i);
-      SiteHead(page, site);
-      VisitorRows(c, page, i);
-      page.AddHeaderRow(std::to_string(site.CurrentVisitors) + " Active Visitors", kVisitorColumns, false,
-                        PageText::Row::kWhite);
-      sum += site.CurrentVisitors;
+    text.AddHeaderRow(line, kVisitorColumns, false, PageText::Row::kGrey);
+  });
+}
+
+void AddRowsOfAllSites(const PageContext& c, PagePieces& page) {
+  const auto sum = std::make_shared<int64_t>(0);
+  for (int16_t n = 1; n <= c.t.SiteCount(); ++n) {
+    AddVisitorRows(c, page, n, [sum](PageText& text, const SiteRec&, int32_t count) {
+      text.AddHeaderRow(std::to_string(count) + " Active Visitors", kVisitorColumns, false, PageText::Row::kWhite);
+      *sum += count;
+    });
+  }
+  page.Add([sum](PageText& text) {
+    text.AddHeaderRow(std::to_string(*sum) + " Total Active Visitors", kVisitorColumns, true, PageText::Row::kGrey);
+    text << "</table>";
+    return false;
+  });
+}
+
+// Site 0 is all sites.
+void AddSiteTable(const PageContext& c, PagePieces& page, int client_no, int16_t n) {
+  const bool has_client = client_no > 0;
+  // The slot may have another client when the end of the page is written.
+  const std::string path(has_client ? page.Text().Show(c.clients[client_no].Path) : page.Text().Show(""));
+  page.Add([&c, path, has_client](PageText& text) {
+    if (has_client) {
+      text.BackToSites(path);
+      text << "<center>\r\n";
     }
-    page.AddHeaderRow(std::to_string(sum) + " Total Active Visitors", kVisitorColumns, true, PageText::Row::kGrey);
-    page << "</table>";
+    text << "<table border=\"1\" cellspacing=\"0\" cellpadding=\"3\"  bgcolor=\"" << c.settings.WebColGridBack
+         << "\" bordercolorlight=\"" << c.settings.WebColGrid << "\" bordercolordark=\"#FFFFFF\" " << text.WebStyle()
+         << "> \r\n";
+    return false;
+  });
+  if (n > 0) {
+    AddRowsOfOneSite(c, page, path, has_client, n);
+  } else {
+    AddRowsOfAllSites(c, page);
   }
-  page << "</table></center>";
-  if (client_no > 0) {
-    page.BackToSites(path);
-    page << "\r\n";
+  page.Add([path, has_client](PageText& text) {
+    text << "</table></center>";
+    if (has_client) {
+      text.BackToSites(path);
+      text << "\r\n";
+    }
+    return false;
+  });
+}
+
+PagePiecesPtr VisitorsPage(const PageContext& c, int client_no, std::string_view domain) {
+  auto page = std::make_shared<PagePieces>(c, "Interface.VisitorsTable");
+  page->Text().HTMLHeader("Vantry: " + std::string(page->Text().Show(domain)));
+  HeaderBar(c, page->Text(), client_no);
+  if (EqualsNoCase(Trim(domain), "ALL")) {
+    AddSiteTable(c, *page, client_no, 0);
+  } else if (domain.empty()) {
+    for (int16_t n = 1; n <= c.t.SiteCount(); ++n) AddSiteTable(c, *page, client_no, n);
+  } else {
+    int16_t found = 0;
+    for (int16_t n = 1; n <= c.t.SiteCount() && found == 0; ++n) {
+      const SiteRec& site = c.t.Site(n);
+      if (site.WebAccess && EqualsNoCase(Trim(site.Domain), Trim(domain))) found = n;
+    }
+    if (found > 0) {
+      AddSiteTable(c, *page, client_no, found);
+    } else {
+      page->Text() << NotMonitoredPage(c, domain);
+    }
   }
+  page->Add([](PageText& text) {
+    text.PopupScript();
+    text.HTMLFooter();
+    return false;
+  });
+  return page;
 }
 
 }  // namespace
@@ -210,40 +264,24 @@ std::string SitesTable(const PageContext& c, int client_no, std::string_view) {
 }
 
 std::string VisitorsTable(const PageContext& c, int client_no, std::string_view domain) {
-  return BuildPage(c, "Interface.VisitorsTable", [&](PageText& page) {
-    const std::string title = "Vantry: " + std::string(page.Show(domain));
-    page.HTMLHeader(title);
-    HeaderBar(c, page, client_no);
-    if (EqualsNoCase(Trim(domain), "ALL")) {
-      AddSiteTable(c, page, client_no, 0);
-    } else if (domain.empty()) {
-      for (int16_t n = 1; n <= c.t.SiteCount(); ++n) AddSiteTable(c, page, client_no, n);
-    } else {
-      int16_t found = 0;
-      for (int16_t n = 1; n <= c.t.SiteCount() && found == 0; ++n) {
-        const SiteRec& site = c.t.Site(n);
-        if (site.WebAccess && EqualsNoCase(Trim(site.Domain), Trim(domain))) found = n;
-      }
-      if (found > 0) {
-        AddSiteTable(c, page, client_no, found);
-      } else {
-        page << NotMonitoredPage(c, domain);
-      }
-    }
-    page.PopupScript();
-    page.HTMLFooter();
-    return Status::Ok();
-  });
+  return WholeText(*VisitorsPage(c, client_no, domain));
+}
+
+PieceSource VisitorsTablePieces(const PageContext& c, int client_no, std::string_view domain) {
+  return SourceOf(VisitorsPage(c, client_no, domain));
 }
 
 std::string SiteTable(const PageContext& c, int client_no, std::string_view site_number) {
-  return BuildPage(c, "Interface.SiteTable", [&](PageText& page) {
-    const int32_t site = LeadingNumber(site_number);
-    if (site > c.t.SiteCount() || site < 0)
+  constexpr char kName[] = "Interface.SiteTable";
+  const int32_t site = LeadingNumber(site_number);
+  if (site > c.t.SiteCount() || site < 0) {
+    return BuildPage(c, kName, [&](PageText&) {
       return Status::Error(Fail::kNotFound, "There is no site " + std::to_string(site) + ".");
-    AddSiteTable(c, page, client_no, static_cast<int16_t>(site));
-    return Status::Ok();
-  });
+    });
+  }
+  PagePieces page(c, kName);
+  AddSiteTable(c, page, client_no, static_cast<int16_t>(site));
+  return WholeText(page);
 }
 
 }  // namespace vantry

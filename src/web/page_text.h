@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "config/settings.h"
 #include "core/look.h"
@@ -54,9 +55,8 @@ class PageText {
     text_ += text;
     return *this;
   }
-  // Makes room for this many bytes more, so that a long page does not move while it grows.
-  void Expect(size_t bytes) { text_.reserve(text_.size() + bytes); }
-  std::string Take() { return std::move(text_); }
+  // What has been written since the last time.
+  std::string Take() { return std::exchange(text_, {}); }
   const std::string& Text() const { return text_; }
   const Settings& Colours() const { return settings_; }
 

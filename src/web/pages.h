@@ -1,7 +1,8 @@
 // Every page, and the one table that the port, the message bus and the tests walk. To add a page, write its routine,
 // declare it here and give it a row.
 //
-// A page is one text, built whole from the live tables, the day's lists and the history as they are at that moment. A
+// A page is one text, built whole from the live tables, the day's lists and the history as they are at that moment.
+// Those of all visitors can be long: the port sends them in pieces, built as the client reads (page_pieces.h). A
 // routine reports its failure in the program log under its own name and returns the part built so far.
 #pragma once
 
@@ -10,6 +11,7 @@
 #include <string_view>
 
 #include "ports/automation.h"
+#include "ports/listener.h"
 #include "web/page_context.h"
 
 namespace vantry {
@@ -20,9 +22,12 @@ inline constexpr int kMaxReferrers = 200;
 // Client numbers are those of the connection table. Domains are compared without blanks and case.
 using PageFunction = std::string (*)(const PageContext& c, int client_no, std::string_view argument);
 
+using PieceFunction = PieceSource (*)(const PageContext& c, int client_no, std::string_view argument);
+
 std::string SitesTable(const PageContext& c, int client_no, std::string_view none = {});
 // "ALL" shows all sites in one table, an empty text one table for each.
 std::string VisitorsTable(const PageContext& c, int client_no, std::string_view domain);
+PieceSource VisitorsTablePieces(const PageContext& c, int client_no, std::string_view domain);
 // The table of current visitors of the site with this number, or for 0 of all sites, without a page around it.
 std::string SiteTable(const PageContext& c, int client_no, std::string_view site_number);
 // "domain:address!visit number".
@@ -41,6 +46,7 @@ std::string InvalidLogin(const PageContext& c, int client_no, std::string_view n
 // The visitors of a domain's first site, or of all sites for an empty domain, as plain text: a line for each with
 // tab-separated fields (domain, visit number, DNS, page, start, last hit, browser, referrer), a tab and LF.
 std::string GetVisitorsList(const PageContext& c, int client_no, std::string_view domain);
+PieceSource VisitorsListPieces(const PageContext& c, int client_no, std::string_view domain);
 
 // What one page is called from outside.
 struct Page {
@@ -49,13 +55,14 @@ struct Page {
   std::array<BusArgument, 3> takes;
   PageFunction build;
   const char* gives = "Page";
+  PieceFunction pieces = nullptr;  // The same page in pieces, where it can be long.
 };
 
 inline constexpr BusArgument kClientNo{'n', "ClientNo"}, kDomain{'s', "Domain"}, kDomainVisitor{'s', "DomainVisitor"};
 
 // Programs may rely on the order of the operations. Numbers of 32 bits come back as they went in.
 inline constexpr Page kPages[] = {
-    {{"SITETABLE", "SITE", "TABLE"}, "VisitorsTable", {kClientNo, kDomain}, VisitorsTable},
+    {{"SITETABLE", "SITE", "TABLE"}, "VisitorsTable", {kClientNo, kDomain}, VisitorsTable, "Page", VisitorsTablePieces},
     {{}, "SiteTable", {kClientNo, {'n', "LogNo"}}, SiteTable},
     {{"VISITOR"}, "VisitorDetailsTable", {kClientNo, kDomainVisitor}, VisitorDetailsTable},
     {{"PREVIOUS"}, "PreviousVisitsTable", {kClientNo, kDomainVisitor}, PreviousVisitsTable},
@@ -67,10 +74,10 @@ inline constexpr Page kPages[] = {
     {{}, "LoginTable", {kClientNo}, LoginTable},
     {{}, "InvalidLogin", {kClientNo}, InvalidLogin},
     {{"REFER"}, "ReferrersTable", {kClientNo, kDomain, {'i', "PageNo"}}, ReferrersTable},
-    {{"LIST"}, "GetVisitorsList", {kDomain}, GetVisitorsList, "List"},
+    {{"LIST"}, "GetVisitorsList", {kDomain}, GetVisitorsList, "List", VisitorsListPieces},
 };
 
 // The page of a command; the list of sites for every unknown one.
-PageFunction FindPage(std::string_view command);
+const Page& FindPage(std::string_view command);
 
 }  // namespace vantry

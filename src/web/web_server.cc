@@ -172,8 +172,13 @@ void WebServer::AnswerRequest(int n) {
   const WebClient& client = clients_[n];
   const Command command = SplitCommand(client.Query);
   if (c_.settings.WebAccessLog) WriteAccessLog(n);
-  const PageFunction page = client.LoggedIn ? FindPage(command.word) : LoginTable;
-  SendWebPage(n, page(Pages(), n, command.argument));
+  if (!client.LoggedIn) {
+    SendWebPage(n, LoginTable(Pages(), n));
+  } else if (const Page& page = FindPage(command.word); page.pieces) {
+    SendPieces(n, page.pieces(Pages(), n, command.argument));
+  } else {
+    SendWebPage(n, page.build(Pages(), n, command.argument));
+  }
   c_.listener.Close(n);
 }
 
@@ -222,17 +227,30 @@ void WebServer::WriteAccessLog(int n) {
   (void)c_.files.Append(c_.settings.DDFPath + "webaccess.log", line);
 }
 
-void WebServer::SendWebPage(int n, std::string_view text) {
+std::string_view WebServer::HeadFor(int n) {
   // WAP gateways get no status line and no empty line.
   constexpr std::string_view kWapHead =
       "Content-Type: text/vnd.wap.wml\r\nCache-Control: no-cache\r\n"
       "<?xml version=\"1.0\"?>\r<!DOCTYPE wml PUBLIC \"-//WAPFORUM//DTD WML 1.1//EN\" "
       "\"http://www.wapforum.org/DTD/wml_1.1.xml\">\r\n";
   constexpr std::string_view kHead = "HTTP/1.0 200 OK\r\nContent-Type: text/html\r\n\r\n";
-  const std::string_view head = clients_[n].IsWAP ? kWapHead : kHead;
+  return clients_[n].IsWAP ? kWapHead : kHead;
+}
+
+void WebServer::SendWebPage(int n, std::string_view text) {
+  const std::string_view head = HeadFor(n);
   std::string all;
   all.reserve(head.size() + text.size() + 2);
   c_.listener.Send(n, all.append(head).append(text).append("\r\n"));
+}
+
+void WebServer::SendPieces(int n, PieceSource page) {
+  c_.listener.SendPieces(n, [head = HeadFor(n), page = std::move(page)](std::string& out) mutable {
+    out += std::exchange(head, {});
+    const bool more = page(out);
+    if (!more) out += "\r\n";
+    return more;
+  });
 }
 
 void WebServer::SendWebLine(int n, std::string_view text) {

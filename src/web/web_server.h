@@ -120,7 +120,9 @@ class WebServer {
   void MailLogin(int connection);
   void AnswerRequest(int connection);
   void WriteAccessLog(int connection);
+  std::string_view HeadFor(int connection);
   void SendWebPage(int connection, std::string_view text);
+  void SendPieces(int connection, PieceSource page);
   // Answers a control line.
   void SendWebLine(int connection, std::string_view text);
 

@@ -26,7 +26,13 @@ struct FakeListener final : Listener {
     return answer;
   }
   void Send(int n, std::string_view bytes) override { peers[n].sent += bytes; }
+  bool keep_pieces = false;
+  PieceSource kept;
   void SendPieces(int n, PieceSource next) override {
+    if (keep_pieces) {
+      kept = std::move(next);
+      return;
+    }
     while (next(peers[n].sent)) {
     }
   }
@@ -146,6 +152,23 @@ TEST_F(WebTest, ListGivesVisitorsOfOneDomainOrAll) {
   EXPECT_EQ(Get("/?LIST"), "The Domain: LIST is not being monitored by Vantry.\r\n");
   EXPECT_EQ(Get("/?LIST&domain=my_site"), "The Domain: my site is not being monitored by Vantry.\r\n");
   EXPECT_FALSE(listener.IsOpen(1));
+}
+
+TEST_F(WebTest, LongListGoesOutInPieces) {
+  AddSite("www.one.example");
+  for (int i = 0; i < 20'000; ++i) AddVisitor(1, std::to_string(i));
+  std::string expected;
+  for (int i = 0; i < 20'000; ++i) expected += kLine;
+  listener.keep_pieces = true;
+  EXPECT_EQ(Get("/?LIST&"), "");
+  EXPECT_FALSE(listener.IsOpen(1)) << "its number is free for the next request";
+  listener.keep_pieces = false;
+  EXPECT_EQ(Get("/?SITES").substr(0, 6), "<HTML>");
+  std::string sent;
+  int pieces = 0;
+  for (bool more = true; more; ++pieces) more = listener.kept(sent);
+  EXPECT_EQ(sent, "HTTP/1.0 200 OK\r\nContent-Type: text/html\r\n\r\n" + expected + "\r\n");
+  EXPECT_GT(pieces, 5);
 }
 
 TEST_F(WebTest, CommandsChooseTheirPages) {

@@ -1,0 +1,46 @@
+#include "web/page_pieces.h"
+
+namespace vantry {
+
+bool PagePieces::Next(std::string& out) {
+  bool more = false;
+  c_.log.Guard(name_, [&] {
+    for (int turns = 0; place_ < parts_.size() && turns < kTurnsAPiece && text_.Text().size() < kPieceBytes; ++turns) {
+      const bool again = parts_[place_](text_);
+      if (again) break;  // It has used up its time.
+      parts_[place_++] = nullptr;
+    }
+    more = place_ < parts_.size();
+    return Status::Ok();
+  });
+  out += text_.Take();
+  return more;
+}
+
+PieceSource SourceOf(PagePiecesPtr page) {
+  return [page = std::move(page)](std::string& out) { return page->Next(out); };
+}
+
+std::string WholeText(PagePieces& page) {
+  std::string text;
+  while (page.Next(text)) {
+  }
+  return text;
+}
+
+bool SiteVisitors::Some(PageText& page, const std::function<void(const VisitorRec&)>& row) {
+  if (!walk_) {
+    walk_ = t_.Visitors.NewWalk();
+    removed_ = t_.Visitors.Removed();
+    count_ = t_.Site(site_).CurrentVisitors;
+  }
+  for (int steps = 0; steps < kStepsATurn && !walk_->Done() && page.Text().size() < PagePieces::kPieceBytes; ++steps) {
+    const VisitorRec* v = t_.Visitors.Step(*walk_);
+    if (!v || v->Site != site_) continue;
+    row(*v);
+    ++shown_;
+  }
+  return !walk_->Done();
+}
+
+}  // namespace vantry

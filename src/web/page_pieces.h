@@ -1,0 +1,70 @@
+// Pages that can be long: written part by part while the client reads, so that one is never whole in memory and others
+// are answered in between. Visitors may come and go between two pieces.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ports/listener.h"
+#include "web/page_context.h"
+#include "web/page_text.h"
+
+namespace vantry {
+
+class PagePieces {
+ public:
+  // A piece ends when it has this size.
+  static constexpr size_t kPieceBytes = 128 * 1024;
+
+  // Writes a stretch of its part of the page. True when it wants another turn: the page is then maybe long enough for
+  // a piece, and tables may have changed at its next turn.
+  using Part = std::function<bool(PageText& page)>;
+
+  // The context outlives the page. A failure is reported under `name` and ends the page.
+  PagePieces(const PageContext& c, const char* name) : c_(c), name_(name), text_(c.settings, c.escape) {}
+
+  // For what is known at once, such as who asks.
+  PageText& Text() { return text_; }
+  void Add(Part part) { parts_.push_back(std::move(part)); }
+
+  // As a PieceSource.
+  bool Next(std::string& out);
+
+ private:
+  static constexpr int kTurnsAPiece = 16;
+
+  const PageContext& c_;
+  const char* name_;
+  PageText text_;
+  std::vector<Part> parts_;
+  size_t place_ = 0;
+};
+
+using PagePiecesPtr = std::shared_ptr<PagePieces>;
+PieceSource SourceOf(PagePiecesPtr page);
+std::string WholeText(PagePieces& page);
+
+// The visitors of one site in a page. Those who are there when it comes to them are shown; whoever leaves before, or
+// comes after its table has begun, is not.
+class SiteVisitors {
+ public:
+  SiteVisitors(LiveTables& t, int16_t site) : t_(t), site_(site) {}
+
+  // Calls `row` for the next visitors, as far as a piece goes. False when there are no more.
+  bool Some(PageText& page, const std::function<void(const VisitorRec&)>& row);
+  // How many there are: the site's count, or those who were shown when somebody left meanwhile.
+  int32_t Count() const { return t_.Visitors.Removed() == removed_ ? count_ : shown_; }
+
+ private:
+  static constexpr int kStepsATurn = 2000;
+
+  LiveTables& t_;
+  int16_t site_;
+  std::shared_ptr<VisitorTable::Walk> walk_;
+  uint64_t removed_ = 0;
+  int32_t count_ = 0, shown_ = 0;
+};
+
+}  // namespace vantry

@@ -1,0 +1,134 @@
+#include "web/page_pieces.h"
+
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "support/database_rig.h"
+#include "web/pages.h"
+
+namespace vantry {
+namespace {
+
+struct PiecesTest : ::testing::Test {
+  DatabaseRig rig;
+  Settings settings;
+  WebClientTable clients;
+  PageContext pages{rig.t,         settings, rig.regional, rig.log, rig.clock, rig.files,
+                    *rig.database, clients,  "/app/",      "2.0",   false};
+  int next = 0;
+
+  PiecesTest() {
+    rig.t.Site(1).Domain = "www.one.example";
+    rig.t.Site(2).Domain = "two.example";
+    rig.t.Site(1).WebAccess = true;
+    clients[1].LoggedIn = clients[1].AllSites = true;
+    clients[1].Path = "/path";
+  }
+  void Come(int16_t site, int count) {
+    for (int i = 0; i < count; ++i) {
+      VisitorRec& v = *rig.t.Visitors.At(rig.t.Visitors.Add(site, "ip" + std::to_string(++next)));
+      v.DNS = "<" + v.IP + ">";
+      v.Referrer = std::string(500, 'r');
+      ++rig.t.Site(site).CurrentVisitors;
+    }
+  }
+  // Those of the numbers from `first` on leave.
+  void Leave(int32_t first, int32_t count) {
+    std::vector<int32_t> numbers;
+    for (int32_t n = first; n < first + count; ++n) numbers.push_back(n);
+    rig.t.Visitors.Remove(numbers, [&](VisitorRec& v) { --rig.t.Site(v.Site).CurrentVisitors; });
+    rig.t.Visitors.CloseGaps();
+  }
+  static std::string Rest(const PieceSource& source) {
+    std::string text;
+    while (source(text)) {
+    }
+    return text;
+  }
+  static size_t Times(std::string_view text, std::string_view what) {
+    size_t times = 0;
+    for (size_t at = 0; (at = text.find(what, at)) != std::string_view::npos; at += what.size()) ++times;
+    return times;
+  }
+};
+
+TEST_F(PiecesTest, PiecesAreShortAndTogetherTheWholePage) {
+  Come(2, 20'000);
+  Come(1, 1000);
+  for (const Page& page : kPages) {
+    if (!page.pieces) continue;
+    for (const char* domain : {"", "ALL", "www.one.example", "two.example", "no.example"}) {
+      const PieceSource source = page.pieces(pages, 1, domain);
+      std::string text, piece;
+      size_t longest = 0;
+      for (bool more = true; more; text += piece) {
+        piece.clear();
+        more = source(piece);
+        longest = std::max(longest, piece.size());
+      }
+      EXPECT_EQ(text, page.build(pages, 1, domain)) << page.operation << " " << domain;
+      EXPECT_LT(longest, PagePieces::kPieceBytes + 10'000);
+    }
+  }
+}
+
+TEST_F(PiecesTest, WhoComesOrGoesMeanwhileLeavesThePageWhole) {
+  Come(1, 5000);
+  const PieceSource source = VisitorsTablePieces(pages, 1, "ALL");
+  std::string page;
+  EXPECT_TRUE(source(page));
+  const size_t rows = Times(page, "><ip");
+  EXPECT_GT(rows, 20u);
+  EXPECT_LT(rows, 500u);
+  Leave(1, 4000);  // Most of them unseen.
+  Come(1, 300);
+  clients[1] = {};  // The slot has another client by now.
+  page += Rest(source);
+  EXPECT_EQ(Times(page, "><ip"), rows + 1000);
+  EXPECT_EQ(Times(page, "<ip5000>"), 1u);
+  EXPECT_EQ(Times(page, "<ip5001>"), 0u) << "came after its table had begun";
+  const std::string count = std::to_string(rows + 1000);
+  EXPECT_TRUE(Contains(page, count + " Active Visitors</font>")) << "as many as are shown";
+  EXPECT_TRUE(Contains(page, count + " Total Active Visitors"));
+  EXPECT_EQ(Times(page, "\"/path?SITES\""), 2u);
+  EXPECT_TRUE(page.ends_with("</HTML>\r\n"));
+}
+
+TEST_F(PiecesTest, ThoseWhoComeAreNotShownAndNotCounted) {
+  Come(1, 5000);
+  const PieceSource source = VisitorsTablePieces(pages, 1, "www.one.example");
+  std::string page;
+  EXPECT_TRUE(source(page));
+  Come(1, 10);
+  page += Rest(source);
+  EXPECT_EQ(Times(page, "><ip"), 5000u);
+  EXPECT_TRUE(Contains(page, "5000 Active Visitors."));
+}
+
+TEST_F(PiecesTest, AListOfManyWhoAllLeaveEnds) {
+  Come(1, 5000);
+  const PieceSource source = VisitorsListPieces(pages, 1, "");
+  std::string list;
+  EXPECT_TRUE(source(list));
+  const size_t lines = Times(list, "\n");
+  Leave(1, 5000);
+  Come(1, 10'000);
+  list += Rest(source);
+  EXPECT_EQ(Times(list, "\n"), lines);
+}
+
+TEST_F(PiecesTest, AFailureIsToldAndEndsThePage) {
+  PagePieces page(pages, "Interface.Test");
+  page.Text() << "head ";
+  page.Add([](PageText&) -> bool { throw std::runtime_error("no memory"); });
+  page.Add([](PageText& text) {
+    text << "end";
+    return false;
+  });
+  EXPECT_EQ(WholeText(page), "head ");
+  EXPECT_TRUE(Contains(rig.program_log, "Interface.Test"));
+}
+
+}  // namespace
+}  // namespace vantry
