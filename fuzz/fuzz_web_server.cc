@@ -164,7 +164,7 @@ class Run {
   }
   void Check() {
     for (int n = 1; n <= kConnections; ++n) {
-      const WebClient& client = server_->Clients()[n];
+      const WebClient& client = server_->Pages().clients[n];
       Require(client.HeaderCount <= WebClient::kMaxHeaders);
       Require(peers_.IsOpen(n) == (client.State != WebState::kIdle));
       Require(peers_.events.claim(n) != Claim::kConsole || n != kConnections);

@@ -1,5 +1,7 @@
 #include "web/page_text.h"
 
+#include <algorithm>
+
 #include "core/text.h"
 
 namespace vantry {
@@ -17,6 +19,16 @@ std::string Quoted(std::string_view text) {
   return "\"" + std::string(text) + "\"";
 }
 
+// A page names no character set, and a browser that finds ESC in it may take it for one in which the quote after an
+// address is half a character.
+bool IsControl(char c) {
+  return static_cast<unsigned char>(c) < ' ' || c == '\x7F';
+}
+
+bool NeedsEscape(char c) {
+  return c == '&' || c == '<' || c == '>' || c == '"' || c == '\'' || IsControl(c);
+}
+
 bool BeginsLike(std::string_view text, std::string_view start) {
   return EqualsNoCase(text.substr(0, start.size()), start);
 }
@@ -24,7 +36,7 @@ bool BeginsLike(std::string_view text, std::string_view start) {
 }  // namespace
 
 Shown::Shown(std::string_view text, bool escape) : text_(text) {
-  if (!escape || text.find_first_of("&<>\"'") == std::string_view::npos) return;
+  if (!escape || std::ranges::none_of(text, NeedsEscape)) return;
   for (const char c : text) {
     switch (c) {
       case '&':
@@ -43,7 +55,7 @@ Shown::Shown(std::string_view text, bool escape) : text_(text) {
         changed_ += "&#39;";
         break;
       default:
-        changed_ += c;
+        changed_ += IsControl(c) ? ' ' : c;
     }
   }
   text_ = changed_;
@@ -174,11 +186,11 @@ std::string PageText::PageLink(std::string_view domain, std::string_view page) c
 }
 
 std::string PageText::PopupLink(const Popup& popup, std::string_view text) const {
-  std::string url = "javascript:openUIWindow('?";
-  // Quotes end the script's text, escaped for HTML or not.
-  const std::string safe = escape_ ? ReplaceAll(std::string(popup.argument), "'", "") : std::string(popup.argument);
-  url.append(popup.command).append("&domain=").append(Show(popup.domain)).append(":").append(Show(safe)).append("')");
-  return AddLink(url, text, {.title = popup.title});
+  std::string query = "?";
+  query.append(popup.command).append("&domain=").append(Show(popup.domain)).append(":").append(Show(popup.argument));
+  // Browsers decode percent signs before they run a link's script, so no escaping holds inside one.
+  if (escape_) return AddLink(query, Show(text), {.title = popup.title, .new_window = true});
+  return AddLink("javascript:openUIWindow('" + query + "')", text, {.title = popup.title});
 }
 
 std::string PageText::AddButton(std::string_view caption, std::string_view url) const {
@@ -205,6 +217,7 @@ void PageText::BackToSite(std::string_view path, std::string_view domain) {
 }
 
 void PageText::PopupScript(std::string_view window, int width) {
+  if (escape_) return;
   *this
       << "<script language=\"JavaScript\">\r\n<!--\r\nfunction openUIWindow(NewPage)\r\n{\r\n"
       << window << " = window.open(\"\"," << Quoted(window) << ",\"top=50px,left=25px,width=" << std::to_string(width)

@@ -58,7 +58,6 @@ class PageText {
   // What has been written since the last time.
   std::string Take() { return std::exchange(text_, {}); }
   const std::string& Text() const { return text_; }
-  const Settings& Colours() const { return settings_; }
 
   Shown Show(std::string_view text) const { return {text, escape_}; }
 
@@ -88,7 +87,8 @@ class PageText {
   std::string LinkTo(std::string_view url, std::string_view text) const;
   // A link to a page of the site that is watched.
   std::string PageLink(std::string_view domain, std::string_view page) const;
-  // A link that opens a window with the page of this command.
+  // A link that opens a window with the page of this command: by the page's script, or without one when texts are
+  // escaped.
   struct Popup {
     std::string_view command, domain, argument, title;
   };
@@ -100,7 +100,7 @@ class PageText {
   // The "Back" buttons; `path` is the path of the client's slot.
   void BackToSites(std::string_view path);
   void BackToSite(std::string_view path, std::string_view domain);
-  // The script that opens windows with details.
+  // The script that opens windows with details; nothing when texts are escaped.
   void PopupScript(std::string_view window = "new_win", int width = 650);
   void ProductFooter(std::string_view version);
   static std::string ProductLink();

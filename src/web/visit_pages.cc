@@ -75,11 +75,11 @@ Status DetailRows(const PageContext& c, PageText& page, const VisitPlace& place)
   const StoredVisitor visitor = known.value_or(StoredVisitor{});
   const StoredVisit visit = seen.value_or(StoredVisit{});
   page.AddLabelRow("Number Of Visits", known ? std::to_string(visitor.visits) : "");
-  page.AddLabelRow("First Visit", JoinedStamp(DateText(c.regional, visitor.first_date), visitor.first_time));
+  page.AddLabelRow("First Visit", page.Show(JoinedStamp(DateText(c.regional, visitor.first_date), visitor.first_time)));
   page.AddLabelRow("IP Address", page.Show(place.ip));
   page.AddLabelRow("DNS", page.Show(visitor.dns));
   page.AddLabelRow("Location", page.Show(visitor.country));
-  page.AddLabelRow("Session Started", JoinedStamp(DateText(c.regional, visit.date), visit.time));
+  page.AddLabelRow("Session Started", page.Show(JoinedStamp(DateText(c.regional, visit.date), visit.time)));
   page.AddLabelRow("Browser", page.Show(visit.browser));
   page.AddLabelRow("Referrer", page.LinkTo(visit.referrer, visit.referrer));
   if (visit.is_spider) page.AddLabelRow("Spider", "Yes: " + std::string(page.Show(visit.spider)));

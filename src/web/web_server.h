@@ -83,7 +83,6 @@ class WebServer {
 
   // The address a browser on this machine asks; the port is WebAccessPort.
   std::string Address() const { return security_.bind_address.empty() ? "127.0.0.1" : security_.bind_address; }
-  WebClientTable& Clients() { return clients_; }
   // What pages are made from, for the port and the message bus alike. From the first call on, while this lives, visitor
   // changes are raised as events.
   const PageContext& Pages();

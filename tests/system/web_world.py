@@ -89,7 +89,7 @@ def young_day(needed=900):
     return int(time.time()) % 86400 < needed
 
 
-def fill(home, registry="", **settings):
+def fill(home, registry="", escape=True, **settings):
     """Writes sites, countries and logs; the time of the last hits is now."""
     os.makedirs(home.file("Data"), exist_ok=True)
     source = os.path.join(home.base, "ranges.csv")
@@ -98,7 +98,7 @@ def fill(home, registry="", **settings):
                     tables.path_of(home.file("Data"), "IPCC")], check=True, stdout=subprocess.DEVNULL, timeout=60)
     names = sorted({tuple(line.split(",")[2:4]) for line in RANGES.splitlines()[1:]})
     write_file(home.file("Data/Countries.txt"), "".join("%s,%s\r\n" % name for name in names))
-    home.write("registry.ini", "[Security]\nBindAddress=127.0.0.1\nEscapeHTML=True\n\n" + registry)
+    home.write("registry.ini", "[Security]\nBindAddress=127.0.0.1\nEscapeHTML=%s\n\n" % escape + registry)
     home.write_settings(InactivityMins=" 10", **settings)
     home.write_sites(
         home.section("Garden Shop", home.logs, Mask="shop.log", Domain=SHOP, WebUserName="bob", WebPassword="spade")

@@ -89,6 +89,23 @@ TEST_F(PageTextTest, Links) {
             "<a title=\"T\" href=\"u&\"\" target=\"_blank\" style=\"text-decoration: none\" >t</a>");
 }
 
+TEST_F(PageTextTest, WindowsOpenByAScriptUnlessTextsAreEscaped) {
+  const PageText::Popup popup{"VISITOR", "a.example", "1'%27\"!2", "T"};
+  EXPECT_EQ(PageText(settings).PopupLink(popup, "7"),
+            "<a title=\"T\" href=\"javascript:openUIWindow('?VISITOR&domain=a.example:1'%27\"!2')\">7</a>");
+  EXPECT_EQ(PageText(settings, true).PopupLink(popup, "7"),
+            "<a title=\"T\" href=\"?VISITOR&domain=a.example:1&#39;%27&quot;!2\" target=\"_blank\">7</a>");
+  PageText page(settings, true);
+  page.PopupScript();
+  EXPECT_EQ(page.Take(), "");
+}
+
+TEST_F(PageTextTest, EscapedTextsHoldNoControlCharacters) {
+  const PageText page(settings, true);
+  EXPECT_EQ(std::string(page.Show("a\x1b$@\tb\x7f\xe9<")), "a $@ b \xe9&lt;");
+  EXPECT_EQ(std::string(PageText(settings).Show("a\x1b<")), "a\x1b<");
+}
+
 TEST_F(PageTextTest, ADomainIsALinkWhenItLooksLikeAnAddress) {
   EXPECT_EQ(UrlForm("www.a.example"), "<a href=\"http://www.a.example\">www.a.example</a>");
   EXPECT_EQ(UrlForm("WWW.a.example"), "<a href=\"http://WWW.a.example\">WWW.a.example</a>");

@@ -9,6 +9,8 @@
 
 #include "core/visitor_rows.h"
 #include "support/database_rig.h"
+#include "support/html_shape.h"
+#include "support/page_rig.h"
 #include "web/log_extract.h"
 
 namespace vantry {
@@ -306,6 +308,46 @@ TEST_F(PagesTest, TextsOfLogsGoOutAsTheyAreUnlessTheyAreEscaped) {
   EXPECT_FALSE(Contains(page, "<script>\""));
   EXPECT_FALSE(Contains(page, "href=\"javascript:alert"));
   Check("visitors_escaped.html", page);
+}
+
+// Escaped, a page has the same elements, attributes and scripts whatever a log says.
+TEST(EscapedPages, NoTextOfALogIsMoreThanText) {
+  const std::vector<std::string> hostile = {"8.8.8.8%27+(document.title=%27OWNED%27)+%27",
+                                            "8.8.8.8');document.title='OWNED';('",
+                                            "8.8.8.8&#39;);document.title=&#39;OWNED&#39;;(&#39;",
+                                            "\"><script>document.title='OWNED'</script>",
+                                            "x\" onmouseover=\"document.title='OWNED'",
+                                            "javascript:document.title='OWNED'",
+                                            " \tjava\nscript:document.title='OWNED'",
+                                            "data:text/html,<script>document.title='OWNED'</script>",
+                                            "http://a.example/\"onclick=\"document.title='OWNED'",
+                                            "http://a.example/\x1b$@",
+                                            "<img src=x onerror=document.title='OWNED'>\x1b(B",
+                                            "</title></table><svg/onload=document.title='OWNED'>",
+                                            "--><!--",
+                                            "",
+                                            "-"};
+  int scripts = 0;
+  for (size_t turn = 0; turn < hostile.size(); ++turn) {
+    // Another text comes first in each turn, so that each is everywhere once.
+    std::vector<std::string> texts(hostile.begin() + static_cast<ptrdiff_t>(turn), hostile.end());
+    texts.insert(texts.end(), hostile.begin(), hostile.begin() + static_cast<ptrdiff_t>(turn));
+    PageRig wild, tame;
+    wild.context.escape = tame.context.escape = true;
+    wild.Fill(texts);
+    for (std::string& text : texts) text = Harmless(text);
+    tame.Fill(texts);
+    const auto got = wild.Pages(), want = tame.Pages();
+    for (size_t i = 0; i < got.size(); ++i) {
+      EXPECT_EQ(FindScript(got[i].text), "") << got[i].name;
+      EXPECT_EQ(HtmlShape(got[i].text), HtmlShape(want[i].text)) << got[i].name;
+      EXPECT_FALSE(Contains(got[i].text, "\x1b")) << got[i].name;
+    }
+    EXPECT_FALSE(Contains(GetVisitorsList(wild.context, 1, ""), "<"));
+    wild.context.escape = false;
+    for (const auto& page : wild.Pages()) scripts += FindScript(page.text).empty() ? 0 : 1;
+  }
+  EXPECT_GT(scripts, 3) << "what is looked for is there without the escape";
 }
 
 struct ExtractTest : PagesTest {

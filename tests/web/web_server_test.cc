@@ -330,7 +330,7 @@ TEST_F(WebTest, WrongLoginIsForgottenAndNotLogged) {
   settings.WebUsername = "admin";
   settings.WebPassword = "secret";
   EXPECT_TRUE(Contains(Login("admin", "wrong"), "Invalid user name or password. Click Back and try again."));
-  EXPECT_FALSE(web->Clients()[1].CredentialsGiven);
+  EXPECT_FALSE(web->Pages().clients[1].CredentialsGiven);
   EXPECT_EQ(files.Get("/data/webaccess.log"), "<none>");
 }
 
@@ -349,12 +349,12 @@ TEST_F(WebTest, SiteUserLogsInAndASlotKeepsAllSites) {
   AddSite("x").WebUserName = "Bob";
   t.Sites[0].WebPassword = "pw";
   Login("bob", "PW");
-  EXPECT_FALSE(web->Clients()[1].AllSites);
+  EXPECT_FALSE(web->Pages().clients[1].AllSites);
   Login("admin", "secret");
-  EXPECT_TRUE(web->Clients()[1].AllSites);
+  EXPECT_TRUE(web->Pages().clients[1].AllSites);
   Login("bob", "pw");
-  EXPECT_TRUE(web->Clients()[1].AllSites) << "never taken back";
-  EXPECT_EQ(web->Clients()[1].Path, "");
+  EXPECT_TRUE(web->Pages().clients[1].AllSites) << "never taken back";
+  EXPECT_EQ(web->Pages().clients[1].Path, "");
 }
 
 TEST_F(WebTest, SiteIsOpenedByItsOwnNameAndPasswordTogether) {
@@ -371,7 +371,7 @@ TEST_F(WebTest, SiteIsOpenedByItsOwnNameAndPasswordTogether) {
                                                        {"bob", "secret"}, {"", "pw3"},   {"bobby", "pw"}};
   for (const auto& [user, password] : wrong) {
     EXPECT_TRUE(Contains(Login(user, password), "Invalid user name or password")) << user << "/" << password;
-    EXPECT_FALSE(web->Clients()[1].LoggedIn);
+    EXPECT_FALSE(web->Pages().clients[1].LoggedIn);
   }
   for (const auto& [user, password] : {std::pair{"bob", "pw"}, {"EVE", "PW2"}}) {
     EXPECT_FALSE(Contains(Login(user, password), "Invalid")) << user;
