@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace vantry;
   if (size == 0) return 0;
   ScanRig rig;
-  SiteRec& site = rig.AddSite(static_cast<LogType>(data[0] % 7));
+  SiteRec& site = rig.AddSite(static_cast<LogType>(data[0] % (Formats().size() + 1)));
   site.Unix = (data[0] & 0x40) != 0;
   site.IncludeQuery = (data[0] & 0x80) != 0;
   rig.files.Put("/logs/a.log", std::string(reinterpret_cast<const char*>(data + 1), size - 1));

@@ -7,8 +7,9 @@
 #include "config/value_forms.h"
 #include "core/text.h"
 #include "core/wildcard.h"
-#include "ctl/log_recogniser.h"
 #include "ctl/screen_text.h"
+#include "logs/formats.h"
+#include "logs/recogniser.h"
 
 namespace vantry {
 namespace {
@@ -18,6 +19,10 @@ constexpr int kShownLine = 80;
 
 Status Refuse(std::string text) {
   return Status::Error(Fail::kRefused, std::move(text));
+}
+
+std::string TypeOption() {
+  return "--type N (0 to " + std::to_string(Formats().size() - 1) + ")";
 }
 
 bool HasControls(std::string_view text) {
@@ -52,10 +57,10 @@ Status ChooseType(const std::string& path, std::string_view bytes, std::optional
   const std::string_view line = FirstLine(bytes);
   const std::string shown_path = Printable(path);
   if (line.empty()) {
-    return Refuse(shown_path + " is empty, so the log's type can't be told. Name it with --type N (0 to 5).");
+    return Refuse(shown_path + " is empty, so the log's type can't be told. Name it with " + TypeOption() + ".");
   }
   return Refuse(shown_path + " is no log of a known type. It begins with: " + FitTo(Printable(line), kShownLine) +
-                "\nName its type with --type N (0 to 5) if it is one after all.");
+                "\nName its type with " + TypeOption() + " if it is one after all.");
 }
 
 // A mask has no way to name a star itself; "?" takes it.
@@ -86,7 +91,7 @@ Status FindInFolder(Files& files, std::optional<LogType> forced, LogPlace& place
   if (!newest) {
     newest = NewestFile(entries, "*");
     if (!newest && forced) return ChooseType(place.folder, "", forced, place);
-    if (!newest) return Refuse(Printable(place.folder) + " holds no log. Name its type with --type N (0 to 5).");
+    if (!newest) return Refuse(Printable(place.folder) + " holds no log. Name its type with " + TypeOption() + ".");
     const size_t dot = newest->name.rfind('.');
     place.mask = "*" + (dot == std::string::npos ? "" : MaskOf(newest->name.substr(dot)));
   }

@@ -2,6 +2,7 @@
 
 #include "config/value_forms.h"
 #include "core/text.h"
+#include "logs/formats.h"
 
 namespace vantry {
 namespace {
@@ -31,9 +32,7 @@ constexpr CommandRow kCommands[] = {
      "folder whose newest log counts.\n\n"
      "  --name NAME    the site's name\n"
      "  --domain NAME  the site's domain\n"
-     "  --type N       the log's type, where it can't be told from the log:\n"
-     "                 0 W3C Extended, 1 IIS Log File Format, 2 NCSA Common/Combined,\n"
-     "                 3 MS Proxy Server Log Format, 4 WindowsXP Firewall, 5 MS ISA Server\n",
+     "  --type N       the log's type, where it can't be told from the log:\n",
      2, 2},
 };
 
@@ -53,11 +52,26 @@ Status SetPort(CtlArguments& arguments, const std::string& value) {
 }
 
 Status SetType(CtlArguments& arguments, const std::string& value) {
-  if (value.size() != 1 || value[0] < '0' || value[0] > '5') {
-    return Misuse("--type takes a number from 0 to 5, not '" + value + "'.");
+  const auto last = static_cast<int32_t>(Formats().size() - 1);
+  const auto n = ParseLong(value);
+  if (!n || *n < 0 || *n > last || value != std::to_string(*n)) {
+    return Misuse("--type takes a number from 0 to " + std::to_string(last) + ", not '" + value + "'.");
   }
-  arguments.type = static_cast<LogType>(value[0] - '0');
+  arguments.type = static_cast<LogType>(*n);
   return Status::Ok();
+}
+
+// The types with their names, three in a line, below the text of --type.
+std::string TypeList() {
+  std::string text;
+  const size_t count = Formats().size();
+  for (size_t n = 0; n < count; ++n) {
+    text.append(n % 3 == 0 ? "                 " : " ").append(std::to_string(n)).append(" ");
+    text.append(FormatOf(static_cast<LogType>(n)).name);
+    if (n + 1 < count) text += ',';
+    if (n % 3 == 2 || n + 1 == count) text += '\n';
+  }
+  return text;
 }
 
 // Which commands an option belongs to.
@@ -207,6 +221,7 @@ std::string HelpText(std::optional<CtlCommand> command) {
     if (!row.operands.empty()) text.append(" ").append(row.operands);
     text += std::string("\n\n") + UpperAscii(row.summary[0]);
     text.append(row.summary.substr(1)).append(".\n\n").append(row.details);
+    if (*command == CtlCommand::kAddSite) text += TypeList();
     return network ? text.append(kNetworkHelp) : text;
   }
   std::string text = "Usage: vantryctl [--host HOST] [--port N] COMMAND ...\n\nCommands:\n";

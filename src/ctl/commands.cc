@@ -9,10 +9,10 @@
 #include "core/text.h"
 #include "ctl/add_site.h"
 #include "ctl/client.h"
-#include "ctl/log_recogniser.h"
 #include "ctl/replies.h"
 #include "ctl/screen.h"
 #include "ctl/watch.h"
+#include "logs/formats.h"
 #include "platform/regional_locale.h"
 #include "platform/single_instance.h"
 
@@ -101,7 +101,7 @@ Status AddSiteCommand(Files& files, const CtlArguments& a) {
   Status status = FindLog(files, AbsolutePath(a.operands[1]), a.type, place);
   if (status.ok()) status = files.MakeFolder(home);
   if (!status.ok()) return status;
-  std::cout << (place.recognised ? "Recognised " : "Taken for ") << LogTypeName(place.type) << ", "
+  std::cout << (place.recognised ? "Recognised " : "Taken for ") << FormatOf(place.type).name << ", "
             << (place.unix_lines ? "LF" : "CR LF") << " line ends\n";
   SingleInstance lock(home + "vantry.lock");
   status = lock.Acquire();

@@ -115,11 +115,4 @@ void Lifecycle::FinishAlertRow(const VisitorRec& v) {
   if (v.HackCount > 3) row->suspect = true;
 }
 
-std::string Lifecycle::VisitDuration(const VisitorRec& v) const {
-  // Compared as the clock on the wall, whatever clock the log keeps.
-  const int64_t seconds = c_.clock.Now().s - v.StartTime.s;
-  if (seconds < 60) return "<1 Minute";
-  return FormatTime(static_cast<int32_t>(seconds % kSecondsPerDay)).substr(0, 5);
-}
-
 }  // namespace vantry

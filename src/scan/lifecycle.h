@@ -30,9 +30,6 @@ class Lifecycle {
   // The loop does not turn in here.
   void RemoveInactive();
 
-  // The length of the visit so far as "hh:mm", or "<1 Minute".
-  std::string VisitDuration(const VisitorRec& visitor) const;
-
  private:
   void AgeAll();
   void RemoveMarked(bool yields);

@@ -214,7 +214,7 @@ Status ScanCycle::PrepareScan(int16_t n) {
   }
   SiteRec& site = t_.Site(n);
   // A restart, and every later scan, has the layout without seeing the header again.
-  if (!site.LastFields.empty()) hits_.MapFields(n, site.LastFields);
+  if (!site.LastFields.empty()) hits_.Parser().MapFields(site.LastFields);
   return Status::Ok();
 }
 
@@ -264,8 +264,8 @@ void ScanCycle::StartReplay(SiteRec& site) {
 int64_t ScanCycle::StartReading(SiteRec& site) {
   StartReplay(site);
   t_.Hit.CurPos = site.LastReadPos;
-  if (!site.IncludeQuery) hits_.DropQuery();
-  hits_.ClearFields();
+  if (!site.IncludeQuery) hits_.Parser().DropQuery();
+  hits_.Parser().ClearFields();
   return site.LastReadPos > 0 ? site.LastReadPos - 1 : 0;
 }
 
@@ -331,9 +331,9 @@ void ScanCycle::TakeHeaderLine(int16_t n, std::string_view line) {
   if (!StartsWith(text, "#FIELDS:")) return;
   SiteRec& site = t_.Site(n);
   site.LastFields = text.size() > 9 ? text.substr(9) : "";
-  hits_.MapFields(n, site.LastFields);
+  hits_.Parser().MapFields(site.LastFields);
   site.FieldsKnown = true;
-  if (!site.IncludeQuery) hits_.DropQuery();
+  if (!site.IncludeQuery) hits_.Parser().DropQuery();
 }
 
 void ScanCycle::FailScan(int16_t n, const Status& status) {

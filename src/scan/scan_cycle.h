@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "logs/line_reader.h"
 #include "scan/hit_processor.h"
 #include "scan/lifecycle.h"
-#include "scan/line_reader.h"
 #include "scan/scan_context.h"
 
 namespace vantry {

@@ -1,4 +1,4 @@
-// Second half of `SplitLine`: from the hit to the counted page.
+// From the hit to the counted page.
 #include <functional>
 
 #include "core/exception_numbers.h"
@@ -50,9 +50,9 @@ bool HitProcessor::KeepExtension() {
 void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit) {
   HitRec& h = t_.Hit;
   line_site_ = number;
-  Take(kClientIp, h.HitIP);
+  parser_.ReadAddress();
   if (ExcludeCheck(h.HitIP, h.HitPage, t_.Site(number))) return;
-  ReadRemainingFields();
+  parser_.ReadRemainingFields();
 
   bool drop = false;
   VisitorRec* v = FindVisitor(number, hit, drop);
@@ -62,7 +62,7 @@ void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit
   if (!v) return;
 
   v->LastHitTime = hit;
-  if (t_.Site(number).Type == LogType::kISA) v->Referrer = h.HitReferrer;
+  if (parser_.Format().one_target) v->Referrer = h.HitReferrer;
   // A repeated request, a frame reload or the re-read last line counts once; so does a second page in one second.
   const auto page_hash = static_cast<uint32_t>(std::hash<std::string>{}(h.HitPage));
   if ((page_hash == v->PageHash && h.HitPage == v->Page) || hit == v->LastPageTime) return;
@@ -85,7 +85,7 @@ VisitorRec* HitProcessor::FindVisitor(int16_t number, LogTime hit, bool& drop) {
   if (!v) return nullptr;
   // A first scan and a replay go through hours of log in seconds, so they cut visits at the gaps in log time.
   const bool gap = site.ScanCount == 1 && MinutesBetween(v->LastHitTime, hit) > c_.settings.InactivityMins;
-  const bool other_target = site.Type == LogType::kISA && v->Referrer != h.HitReferrer;
+  const bool other_target = parser_.Format().one_target && v->Referrer != h.HitReferrer;
   if (!gap && !other_target) return v;
   lifecycle_.MarkForRemoval(*v);
   lifecycle_.RemoveInactive();

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "core/text.h"
-#include "scan/line_reader.h"
+#include "logs/line_reader.h"
 
 namespace vantry {
 namespace {

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "scan/referrer.h"
 #include "support/memory_files.h"
 
 namespace vantry {
@@ -91,11 +90,6 @@ TEST(RobotsCache, IsReadItemByItem) {
   for (const auto& p : pairs) texts.push_back(p.IP + "|" + p.Agent);
   EXPECT_EQ(texts, (std::vector<std::string>{"1.1.1.1|One", "3.3.3.3|quoted, agent", "4.4.4.4|last"}))
       << "a comma cuts an agent; its rest 'Two 2' has an agent of one character";
-}
-
-TEST(CleanQuery, FlattensAUrlIntoWords) {
-  EXPECT_EQ(CleanQuery("http://s.example/?q=red+shoes"), "http   s example  q red shoes");
-  EXPECT_EQ(CleanQuery("a%20b%22c%2Fd[e]_f"), "a b c 2Fd[e  f");
 }
 
 }  // namespace

@@ -47,7 +47,7 @@ TEST_F(HitTest, RootOfAW3cLogIsNoView) {
   ScanRig w3c;
   w3c.AddSite(LogType::kW3C);
   w3c.Ready();
-  w3c.scan.Hits().MapFields(1, "DATE TIME C-IP CS-URI-STEM");
+  w3c.scan.Hits().Parser().MapFields("DATE TIME C-IP CS-URI-STEM");
   w3c.Line("2026-03-05 10:00:00 10.0.0.1 /");
   EXPECT_EQ(w3c.t.Visitors.Count(), 0);
 }
@@ -125,7 +125,7 @@ TEST_F(HitTest, UserNameStandsForAReferrerOfOneCharacter) {
   ScanRig w3c;
   w3c.AddSite(LogType::kW3C);
   w3c.Ready();
-  w3c.scan.Hits().MapFields(1, "DATE TIME C-IP CS-USERNAME CS-URI-STEM CS(REFERER)");
+  w3c.scan.Hits().Parser().MapFields("DATE TIME C-IP CS-USERNAME CS-URI-STEM CS(REFERER)");
   w3c.Line("2026-03-05 10:00:00 10.0.0.1 anna /a.htm -");
   w3c.Line("2026-03-05 10:00:00 10.0.0.2 - /a.htm -");
   EXPECT_EQ(w3c.Visitor("10.0.0.1")->Referrer, "anna");
@@ -154,7 +154,7 @@ TEST_F(HitTest, PageWithoutQueryLeavesTheOldQuery) {
   ScanRig w3c;
   w3c.AddSite(LogType::kW3C).IncludeQuery = true;
   w3c.Ready();
-  w3c.scan.Hits().MapFields(1, "DATE TIME C-IP CS-URI-STEM CS-URI-QUERY");
+  w3c.scan.Hits().Parser().MapFields("DATE TIME C-IP CS-URI-STEM CS-URI-QUERY");
   w3c.Line("2026-03-05 10:00:00 10.0.0.1 /a.htm x=1");
   EXPECT_EQ(w3c.Visitor("10.0.0.1")->Query, "?x=1");
   w3c.Line("2026-03-05 10:00:01 10.0.0.1 /b.htm -");
@@ -350,7 +350,7 @@ TEST_F(HitTest, BehaviourRaisesExceptionsAndScores) {
     ScanRig w3c;
     w3c.AddSite(LogType::kW3C);
     w3c.Ready();
-    w3c.scan.Hits().MapFields(1, "DATE TIME C-IP CS-METHOD CS-URI-STEM SC-STATUS");
+    w3c.scan.Hits().Parser().MapFields("DATE TIME C-IP CS-METHOD CS-URI-STEM SC-STATUS");
     w3c.Line("2026-03-05 10:00:00 10.0.0.1 " + c.method + " " + c.path + " " + std::to_string(c.status));
     std::vector<int> raised;
     for (const std::string& r : w3c.exceptions.raised) raised.push_back(std::stoi(r.substr(2)));
@@ -436,7 +436,7 @@ TEST_F(HitTest, MethodStandsForAnAgentThatIsOnlyADash) {
   ScanRig w3c;
   w3c.AddSite(LogType::kW3C);
   w3c.Ready();
-  w3c.scan.Hits().MapFields(1, "DATE TIME C-IP CS-METHOD CS-URI-STEM CS(USER-AGENT)");
+  w3c.scan.Hits().Parser().MapFields("DATE TIME C-IP CS-METHOD CS-URI-STEM CS(USER-AGENT)");
   w3c.Line("2026-03-05 10:00:00 10.0.0.1 HEAD /a.htm -");
   EXPECT_EQ(w3c.Visitor("10.0.0.1")->Browser, "HEAD");
 }

@@ -230,14 +230,5 @@ TEST(MinutesText, ExactlyAMinuteStillReadsAsSeconds) {
   }
 }
 
-TEST_F(LifecycleTest, VisitDurationReadsHoursAndMinutes) {
-  V().StartTime.s = rig.clock.Now().s - 59;
-  EXPECT_EQ(visits.VisitDuration(V()), "<1 Minute");
-  V().StartTime.s = rig.clock.Now().s - 60;
-  EXPECT_EQ(visits.VisitDuration(V()), "00:01");
-  V().StartTime.s = rig.clock.Now().s - 7325;
-  EXPECT_EQ(visits.VisitDuration(V()), "02:02");
-}
-
 }  // namespace
 }  // namespace vantry

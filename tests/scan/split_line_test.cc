@@ -1,4 +1,4 @@
-// First half of SplitLine: from the line to date, time and page.
+// SplitLine up to the page: which lines of which format get there, and what they move on the way.
 #include <gtest/gtest.h>
 
 #include "support/scan_rig.h"
@@ -20,32 +20,6 @@ TEST(SplitLine, NcsaShiftIsAdded) {
   EXPECT_EQ(rig.t.Hit.HitTime, 13 * 3600 + 55 * 60 + 36);
   EXPECT_EQ(rig.t.HitShift, -25200);
   EXPECT_EQ(rig.t.Site(1).LastReadDateTime, At(2002, 10, 10, 6, 55, 36));
-}
-
-struct ZoneCase {
-  std::string zone;
-  int32_t shift;
-};
-
-TEST(SplitLine, ZoneOfAnNcsaLine) {
-  for (const auto& [zone, shift] : std::vector<ZoneCase>{{"+0100]", 3600},
-                                                         {"-0500]", -18000},
-                                                         {"+0000]", 0},
-                                                         {"+0530]", 18000},
-                                                         {"+0545]", 18000},
-                                                         {"+0550]", 21600},
-                                                         {"+0450]", 14400},
-                                                         {"-0930]", -32400},
-                                                         {"+100", 3600},
-                                                         {"UTC]", 77},
-                                                         {"+9999999]", 3600 * 100}}) {
-    ScanRig rig;
-    rig.AddSite();
-    rig.Ready();
-    rig.t.HitShift = 77;
-    rig.Line("10.0.0.1 - - [05/Mar/2026:12:00:00 " + zone + " \"GET /a.htm HTTP/1.0\" 200 1");
-    EXPECT_EQ(rig.t.HitShift, shift) << zone;
-  }
 }
 
 TEST(SplitLine, LinesOfOtherDaysMoveThePositionAlone) {
@@ -99,7 +73,7 @@ TEST(SplitLine, W3cTimesAreShiftedByTheTimeBias) {
   rig.AddSite(LogType::kW3C);
   rig.t.TimeBias = 2 * 3600;
   rig.Ready();
-  rig.scan.Hits().MapFields(1, "DATE TIME C-IP CS-URI-STEM");
+  rig.scan.Hits().Parser().MapFields("DATE TIME C-IP CS-URI-STEM");
   EXPECT_FALSE(rig.Line("2026-03-05 23:30:00 10.0.0.1 /late.htm"));  // 01:30 of the next day here.
   EXPECT_TRUE(rig.Line("2026-03-04 23:30:00 10.0.0.2 /early.htm"));
   EXPECT_EQ(rig.t.Site(1).LastReadDateTime, At(2026, 3, 5, 1, 30, 0));
@@ -112,7 +86,7 @@ TEST(SplitLine, HeaderWithoutDateMakesEveryHitTodays) {
   ScanRig rig;
   rig.AddSite(LogType::kW3C);
   rig.Ready();
-  rig.scan.Hits().MapFields(1, "C-IP CS-URI-STEM");
+  rig.scan.Hits().Parser().MapFields("C-IP CS-URI-STEM");
   rig.t.Hit.HitTime = 10 * 3600;
   EXPECT_TRUE(rig.Line("10.0.0.1 /a.htm"));
   EXPECT_EQ(rig.Visitor("10.0.0.1")->StartTime, At(2026, 3, 5, 10, 0, 0));
@@ -194,7 +168,7 @@ TEST(SplitLine, IsaLineSplitsHostPageAndQuery) {
     ScanRig rig;
     rig.AddSite(LogType::kISA).IncludeQuery = include;
     rig.Ready();
-    rig.scan.Hits().MapFields(1, "C-IP\tCS-USERNAME\tC-AGENT\tDATE\tTIME\tCS-URI");
+    rig.scan.Hits().Parser().MapFields("C-IP\tCS-USERNAME\tC-AGENT\tDATE\tTIME\tCS-URI");
     rig.Line("10.0.0.9\tanna\tAgent\t2026-03-05\t09:00:00\thttp://site.example/dir/page.asp?a=1");
     ASSERT_NE(rig.Visitor("10.0.0.9"), nullptr);
     EXPECT_EQ(rig.Visitor("10.0.0.9")->Page, "page.asp");
@@ -218,23 +192,6 @@ TEST(SplitLine, TenThousandFieldsAndHostileBytesAreJustALine) {
   EXPECT_TRUE(rig.Line(std::string("\0\xff\xfe \r\n [", 8)));
   rig.Hit("10.0.0.2", "11:00:07", "/b.htm");
   EXPECT_NE(rig.Visitor("10.0.0.2"), nullptr);
-}
-
-TEST(FieldMap, TabsAndBlanksSeparateAlike) {
-  const FieldLayout blanks = FieldMap(LogType::kW3C, "DATE TIME C-IP CS-URI-STEM");
-  const FieldLayout tabs = FieldMap(LogType::kW3C, "date\ttime\tC-IP\tcs-uri-stem");
-  EXPECT_EQ(blanks.ordinal, tabs.ordinal);
-  EXPECT_EQ(blanks[kUriStem], 3);
-  EXPECT_EQ(blanks[kStatus], -1);
-}
-
-TEST(FieldMap, NamesDependOnTheType) {
-  EXPECT_EQ(FieldMap(LogType::kFirewall, "DATE ACTION PROTOCOL DST-IP")[kClientIp], 3);
-  EXPECT_EQ(FieldMap(LogType::kFirewall, "C-IP")[kClientIp], -1);
-  EXPECT_EQ(FieldMap(LogType::kISA, "C-AGENT CS-URI CS(REFERER)")[kUriStem], 1);
-  EXPECT_EQ(FieldMap(LogType::kISA, "C-AGENT CS-URI CS(REFERER)")[kReferer], -1);
-  EXPECT_EQ(FieldMap(LogType::kNCSA, "DATE TIME")[kDate], -1);
-  EXPECT_EQ(FieldMap(LogType::kW3C, "X  DATE")[kDate], 2) << "two blanks make an empty field between them";
 }
 
 }  // namespace

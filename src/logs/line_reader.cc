@@ -1,4 +1,4 @@
-#include "scan/line_reader.h"
+#include "logs/line_reader.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,0 +1,26 @@
+// Tells a log's format from how it begins.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "core/tables.h"
+
+namespace vantry {
+
+struct RecognisedLog {
+  LogType type;
+  bool unix_lines;  // The lines end at LF alone.
+};
+
+// Returns the format of a log that begins with these bytes; empty when it is none that the program reads. Only the
+// first lines are looked at. A line that is cut off counts only when it says enough as it is.
+std::optional<RecognisedLog> RecogniseLog(std::string_view first_bytes);
+
+// Returns whether there is an LF and no CR.
+bool EndsLinesWithLf(std::string_view bytes);
+
+// Returns the first line that is not blank; empty when there is none.
+std::string_view FirstLine(std::string_view bytes);
+
+}  // namespace vantry
