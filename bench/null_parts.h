@@ -35,7 +35,7 @@ class DoNothingAlerts final : public AlertRules {
 };
 
 // Nothing is remembered.
-class DoNothingHistory final : public VisitHistory {
+class DoNothingHistory : public VisitHistory {
  public:
   void UpdateVisitor(VisitorRec&, bool) override {}
   void AddVisitToDatabase(VisitorRec&, std::string_view) override {}

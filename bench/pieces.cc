@@ -67,6 +67,32 @@ void SplitLine_Page(benchmark::State& state) {
 }
 BENCHMARK(SplitLine_Page);
 
+// A line of an address that is no visitor and joins the last of many through a DNS group.
+void SplitLine_GroupMember(benchmark::State& state) {
+  struct ProxyNames final : bench::DoNothingHistory {
+    bool known = false;
+    std::string LookupDNS(std::string_view, VisitorRec*) override { return known ? "99.proxy.example" : std::string(); }
+  } history;
+  bench::Rig rig;
+  rig.Connect(history, rig.exceptions);
+  AddSite(rig);
+  rig.t.Today = *MakeDay(2026, 10, 10);
+  // The visitors stand under their addresses, so the mask fits that of the last one.
+  rig.settings.DNSMask = {"99.*"};
+  const std::string rest(kPageLine.substr(8));
+  for (int64_t i = 1; i < state.range(0); ++i) {
+    const std::string ip =
+        "10." + std::to_string(i / 65536 % 256) + "." + std::to_string(i / 256 % 256) + "." + std::to_string(i % 256);
+    rig.scan->Hits().SplitLine(ip + rest, 1);
+  }
+  rig.scan->Hits().SplitLine("99.1.2.3" + rest, 1);
+  history.known = true;
+  const std::string line = "88.1.2.3" + rest;
+  for (auto _ : state) benchmark::DoNotOptimize(rig.scan->Hits().SplitLine(line, 1));
+  if (rig.t.Visitors.Count() != state.range(0)) state.SkipWithError("the line joined nobody");
+}
+BENCHMARK(SplitLine_GroupMember)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMicrosecond);
+
 // Ends half of the visitors in one pass; the argument is their number before.
 void RemoveInactive_Half(benchmark::State& state) {
   for (auto _ : state) {

@@ -54,6 +54,16 @@ void VisitorTable::ChangeAddress(VisitorRec& visitor, std::string_view ip) {
   index_.Add(HashOf(visitor.Site, visitor.IP), visitor);
 }
 
+void VisitorTable::ChangeName(VisitorRec& visitor, std::string name) {
+  visitor.DNS = std::move(name);
+  names_.NameChanged(visitor);
+}
+
+VisitorRec* VisitorTable::FirstNamed(const std::string& mask) {
+  return names_.First(mask,
+                      [this](const NameIndex::Visit& visit) { ForEach([&](int32_t, VisitorRec& v) { visit(v); }); });
+}
+
 void VisitorTable::Remove(std::span<const int32_t> numbers, const std::function<void(VisitorRec&)>& leave) {
   constexpr size_t kAhead = 8;
   for (size_t i = 0; i < numbers.size(); ++i) {
@@ -62,6 +72,7 @@ void VisitorTable::Remove(std::span<const int32_t> numbers, const std::function<
     if (!visitor) continue;
     if (leave) leave(*visitor);
     index_.Remove(HashOf(visitor->Site, visitor->IP), *visitor);
+    names_.Leaves(*visitor);
     places_[static_cast<size_t>(numbers[i] - 1)].reset();
     --count_;
     ++removed_;

@@ -5,9 +5,11 @@
 #include <functional>
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
+#include "core/name_index.h"
 #include "core/pointer_index.h"
 
 namespace vantry {
@@ -41,6 +43,11 @@ class VisitorTable {
   int32_t Add(int16_t site, std::string_view ip);
   // Gives a visitor another address.
   void ChangeAddress(VisitorRec& visitor, std::string_view ip);
+  // Gives a visitor another DNS. Every change goes through here, or FirstNamed misses it.
+  void ChangeName(VisitorRec& visitor, std::string name);
+  // Returns the first visitor whose DNS fits the mask, null for none. Only a mask's first call goes through all
+  // visitors.
+  VisitorRec* FirstNamed(const std::string& mask);
   // Takes out the visitors with these numbers, calling `leave` for each right before. The order of the others stays,
   // and so do all numbers until CloseGaps. `leave` must not add or remove.
   void Remove(std::span<const int32_t> numbers, const std::function<void(VisitorRec&)>& leave = {});
@@ -74,6 +81,7 @@ class VisitorTable {
 
   std::vector<std::unique_ptr<VisitorRec>> places_;
   PointerIndex<VisitorRec> index_;
+  NameIndex names_;
   std::vector<std::weak_ptr<Walk>> walks_;
   int32_t count_ = 0;
   uint64_t removed_ = 0;

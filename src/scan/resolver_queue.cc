@@ -70,9 +70,9 @@ VisitorRec* ResolverQueue::FindAsker(const ResolverAnswer& answer) const {
 void ResolverQueue::NameVisitor(VisitorRec& v, const ResolverAnswer& answer) {
   v.DNSDone = true;
   if (answer.status != 0) {
-    v.DNS += " ?";
+    c_.t.Visitors.ChangeName(v, v.DNS + " ?");
   } else {
-    v.DNS = answer.name;
+    c_.t.Visitors.ChangeName(v, answer.name);
     c_.history.UpdateVisitor(v, true);
   }
   v.GridDirty = true;

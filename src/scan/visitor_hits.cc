@@ -100,10 +100,7 @@ VisitorRec* HitProcessor::GetVisitorByGroup() {
   for (const std::string& mask : c_.settings.DNSMask) {
     if (mask.empty()) return nullptr;
     if (!Like(name, mask)) continue;
-    VisitorRec* first = nullptr;
-    t_.Visitors.ForEach([&](int32_t, VisitorRec& v) {
-      if (!first && Like(v.DNS, mask)) first = &v;
-    });
+    VisitorRec* first = t_.Visitors.FirstNamed(mask);
     if (!first) continue;
     if (MinutesBetween(first->LastClock, c_.clock.Now()) >= c_.settings.InactivityMins / 2) return nullptr;
     first->GroupMask = mask;
@@ -151,7 +148,7 @@ VisitorRec* HitProcessor::NewVisitor(int16_t number, LogTime hit, int32_t& alert
     v.AlertPending = true;
   }
   v.SpiderPending = v.IsSpider;
-  v.DNS = c_.names.ResolveVisitor(v);
+  t_.Visitors.ChangeName(v, c_.names.ResolveVisitor(v));
   if (t_.CountryLookup) {
     v.CountryCode = c_.history.LookupCountryCode(h.HitIP);
     v.CountryName = c_.names.CountryName(v.CountryCode);

@@ -1,0 +1,37 @@
+// Which visitors have names that fit a mask, so that the first of them is found without a walk through all.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace vantry {
+
+struct VisitorRec;
+
+class NameIndex {
+ public:
+  // Masks that are kept at one time; there are 50 in the settings at most.
+  static constexpr size_t kMostMasks = 64;
+
+  using Visit = std::function<void(VisitorRec&)>;
+  // Returns the first visitor by number whose DNS fits the mask, null when there is none. A mask that is new here costs
+  // one call of `for_each`, which goes through all visitors; from then on its matches are kept.
+  VisitorRec* First(const std::string& mask, const std::function<void(const Visit&)>& for_each);
+
+  // To be called after a visitor's DNS has changed, and before a visitor leaves the table.
+  void NameChanged(VisitorRec& visitor);
+  void Leaves(VisitorRec& visitor);
+
+ private:
+  // Numbers change when gaps are closed, but never their order.
+  struct ByNumber {
+    bool operator()(const VisitorRec* a, const VisitorRec* b) const;
+  };
+  std::map<std::string, std::set<VisitorRec*, ByNumber>> matches_;  // By mask.
+};
+
+}  // namespace vantry
