@@ -34,7 +34,7 @@ SmsQueue::SmsQueue(SmsContext context) : c_(std::move(context)) {
 
 // What a server says may hold anything, and a line of the log is one line.
 void SmsQueue::Log(const std::string& text) {
-  c_.log.WriteProgramLog(WithBlanks(text, '\0'), false);
+  c_.log.WriteProgramLog(WithBlanks(text, ' '), false);
 }
 
 void SmsQueue::SendSMS(std::string_view number, std::string_view message) {

@@ -127,7 +127,7 @@ TEST_F(SmsQueueTest, OtherRepliesAreLoggedAsOneLineAndReleaseTheNextToo) {
   sms.SendSMS("1", "a");
   sms.SendSMS("2", "b");
   client.Take();
-  client.Reply("NO CREDIT\r\n3/5/2026 forged\tline\x7f\x1b[2J");
+  client.Reply(std::string_view("NO CREDIT\r\n3/5/2026 forged\tline\x7f\0[2J", 36));
   client.Reply("ok");
   EXPECT_EQ(client.Take(), (Calls{Sent("1\ta"), Sent("2\tb")}));
   client.Reply("");
