@@ -140,7 +140,7 @@ struct alignas(64) VisitorRec {
   uint32_t VisitRow = 0;   // Row of this visit in the history, 0 while not known.
   int16_t DNSRequestId = 0;
   bool DNSDone = false;
-  bool ReadAgain = false;  // An earlier run of the program may have stored this visit already.
+  bool ReadAgain = false;  // An earlier run of the program has stored this visit already.
   int16_t AlertNo = 0;
   int16_t StoredHackCount = 0;
   int64_t StartPos = 0;  // Log place of the first hit.

@@ -186,7 +186,7 @@ void VisitDatabase::UpdateVisitor(VisitorRec& v, bool skip_referrer) {
   });
 }
 
-std::optional<int32_t> VisitDatabase::StoredVisitNo(const VisitorRec& v) {
+std::optional<VisitDatabase::NumberedVisit> VisitDatabase::FindStoredVisit(const VisitorRec& v) {
   using namespace visits;
   Table& t = VAVISITS;
   const auto first_key = [&](std::string_view ip, std::string_view site, Day day) {
@@ -195,15 +195,17 @@ std::optional<int32_t> VisitDatabase::StoredVisitNo(const VisitorRec& v) {
   const std::string wanted = first_key(v.IP, SiteName(v), DayOf(v.StartTime));
   for (int found = t.FindNearest(wanted); found == Table::kOk; found = t.Step(1)) {
     if (first_key(t.Text(kIP), t.Text(kSite), t.Date(kVisitDate).value_or(Day{})) != wanted) break;
-    if (t.Text(kVisitTime) == TimeText(v.StartTime)) return LeadingNumber(t.Text(kVisitNo));
+    if (t.Text(kVisitTime) == TimeText(v.StartTime))
+      return NumberedVisit{LeadingNumber(t.Text(kVisitNo)), t.CurrentRow()};
   }
   return std::nullopt;
 }
 
-// In a replay, and in the first scan after a hard stop, whose site file has the position of long before.
-bool VisitDatabase::IsReadAgain(const VisitorRec& v) const {
+// In a replay, and in the first scan after a hard stop, which begins where the site file was last written: an earlier
+// run has stored those visits.
+bool VisitDatabase::IsReadAgain(const VisitorRec& v, uint32_t visit_row) const {
   const SiteRec& site = c_.t.Site(v.Site);
-  return site.ReplayUntilPos != 0 || (site.ScanCount == 1 && connection_.MayHaveHoles(visits::Schema().name));
+  return site.ReplayUntilPos != 0 || (site.ScanCount == 1 && visit_row <= visits_before_run_);
 }
 
 Status VisitDatabase::WriteVisitor(VisitorRec& v, bool new_visit) {
@@ -234,8 +236,12 @@ Status VisitDatabase::WriteVisitor(VisitorRec& v, bool new_visit) {
   v.VisitCount = static_cast<int32_t>(t.Number(kVisits));
   // Lines that are read again bring visits from before the last one: each keeps its own rows. Elsewhere such a visit
   // comes from a log whose times run backwards, and has the count of all visits like any other.
-  if (new_visit) v.ReadAgain = IsReadAgain(v);
-  if (v.ReadAgain && v.StartTime < last) v.VisitCount = StoredVisitNo(v).value_or(v.VisitCount);
+  if (new_visit) v.ReadAgain = false;
+  if (v.StartTime < last && (new_visit || v.ReadAgain)) {
+    const auto stored = FindStoredVisit(v);
+    if (new_visit) v.ReadAgain = stored && IsReadAgain(v, stored->row);
+    if (stored && v.ReadAgain) v.VisitCount = stored->visit_no;
+  }
   v.KnownName = Trim(t.Text(kName));
   v.FirstVisited = Joined(t.Date(kFirstVDate), t.Text(kFirstVTime));
   const Status status = Stored(found > 0 ? t.Insert() : t.Update(), t);

@@ -44,6 +44,7 @@ bool VisitDatabase::InitDatabase() {
   OpenCountries();
   if (status.ok()) {
     open_ = true;
+    if (!visits_before_run_) visits_before_run_ = VAVISITS.RowCount();
     return true;
   }
   Complain("CreateDatabase", status.text + " No history is written until this is put right; it is tried again.");

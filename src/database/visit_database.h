@@ -119,16 +119,22 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   void Complain(std::string_view label, std::string_view text);
   bool FirstThisMinute(const std::string& text);
   Status NeedsOpen() const;
-  bool IsReadAgain(const VisitorRec& visitor) const;
+  // A stored visit: its VisitNo and its row.
+  struct NumberedVisit {
+    int32_t visit_no;
+    uint32_t row;
+  };
+  bool IsReadAgain(const VisitorRec& visitor, uint32_t visit_row) const;
   Status WriteVisitor(VisitorRec& visitor, bool new_visit);
-  // The number under which a visit of this address, site and start is stored.
-  std::optional<int32_t> StoredVisitNo(const VisitorRec& visitor);
+  // The stored visit of this address, site and start.
+  std::optional<NumberedVisit> FindStoredVisit(const VisitorRec& visitor);
   Status WriteReferrer(const VisitorRec& visitor);
   int FindVisit(const VisitorRec& visitor);
   int FindVisitor(std::string_view ip, std::string_view site);
   const std::string& SiteName(const VisitorRec& visitor) const;
 
   bool open_ = false;
+  std::optional<uint32_t> visits_before_run_;  // Rows of `Visits` when the tables were first opened.
   // Something of this day could not be stored. Lines of days before are not read again, so their rows don't count.
   std::optional<Day> missed_on_;
   std::optional<SteadyTime> failed_at_;                // The last attempt to open the tables.
