@@ -11,7 +11,7 @@
 namespace vantry {
 
 // Reads the section. When anything in it, or in the file around it, can't be understood, nobody may steer, only this
-// machine may look, and texts of logs are escaped; `problems` then gets what is wrong. See decision 0038.
+// machine may look, and texts of logs are escaped; `problems` then gets what is wrong. See decision 0025.
 WebSecurity ReadSecurity(RegistryFile& registry, std::vector<std::string>& problems);
 
 // One line for people: who may look, who may steer, and from where.
