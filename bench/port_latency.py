@@ -127,6 +127,8 @@ def leave(vantry, visitors):
     program = Program(vantry, visitors, 1)
     try:
         with OtherClient(program.port) as other:
+            time.sleep(3)  # The first scan writes what it has kept.
+            other.waits.clear()
             while visitors_now(program.port) == visitors:
                 time.sleep(0.02)
             while visitors_now(program.port) > 0:

@@ -54,7 +54,7 @@ struct PiecesTest : ::testing::Test {
 };
 
 TEST_F(PiecesTest, PiecesAreShortAndTogetherTheWholePage) {
-  Come(2, 20'000);
+  Come(2, 6000);
   Come(1, 1000);
   for (const Page& page : kPages) {
     if (!page.pieces) continue;
