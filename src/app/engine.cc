@@ -1,5 +1,6 @@
 #include "app/engine.h"
 
+#include "config/correction_switches.h"
 #include "config/settings_file.h"
 #include "config/site_file.h"
 #include "core/text.h"
@@ -127,6 +128,7 @@ void Engine::InitEngine() {
 }
 
 void Engine::ReadRegistry() {
+  t_.Corrected = ReadCorrections(registry_, problems_);
   history_.DatabaseVersion = Clamp16(LeadingNumber(ReadRegistryValue(registry_, kSettings, "DatabaseVersion", "0")));
   t_.CurrentViewType =
       static_cast<int16_t>(LeadingNumber(ReadRegistryValue(registry_, kSettings, "CurrentViewType", "1")));

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/bounded_queue.h"
+#include "core/corrections.h"
 #include "core/date_time.h"
 #include "core/day_list.h"
 #include "core/page_grid.h"
@@ -189,6 +190,7 @@ struct CountryEntry {
 };
 
 struct LiveTables {
+  Corrections Corrected;  // What the operator has switched on; set at the start.
   std::vector<SiteRec> Sites;
   VisitorTable Visitors;
   std::vector<AlertRec> Alerts;  // Of all sites, in the order of the site file.

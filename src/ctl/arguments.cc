@@ -34,6 +34,13 @@ constexpr CommandRow kCommands[] = {
      "  --domain NAME  the site's domain\n"
      "  --type N       the log's type, where it can't be told from the log:\n",
      2, 2},
+    {CtlCommand::kCorrections, "corrections", "[DIR] [KEY=VALUE ...]", "list the corrections, or switch some on or off",
+     "A correction cures what hurts on servers of today; without it Vantry behaves as it always did. DIR is the\n"
+     "program's folder, $VANTRY_HOME if it is left out. A change counts from the program's next start.\n\n"
+     "  KEY=True       switches a correction on; All=True switches all on that have no line of their own\n"
+     "  KEY=False      switches it off\n"
+     "  KEY=N          sets the number of one that has a number\n",
+     0, 1000},
 };
 
 const CommandRow& RowOf(CtlCommand command) {
@@ -77,6 +84,11 @@ std::string TypeList() {
 // Which commands an option belongs to.
 enum class Scope { kNetwork, kWatch, kAddSite };
 
+// Commands on a folder of files, which ask no running program.
+bool IsOffline(CtlCommand command) {
+  return command == CtlCommand::kAddSite || command == CtlCommand::kCorrections;
+}
+
 struct OptionRow {
   std::string_view name;
   Scope scope;
@@ -116,7 +128,7 @@ bool Takes(CtlCommand command, Scope scope) {
     case Scope::kAddSite:
       return command == CtlCommand::kAddSite;
     default:
-      return command != CtlCommand::kAddSite;
+      return !IsOffline(command);
   }
 }
 

@@ -11,7 +11,7 @@
 
 namespace vantry {
 
-enum class CtlCommand { kHello, kStatus, kPause, kContinue, kStop, kList, kWatch, kAddSite };
+enum class CtlCommand { kHello, kStatus, kPause, kContinue, kStop, kList, kWatch, kAddSite, kCorrections };
 
 struct CtlArguments {
   std::optional<CtlCommand> command;  // Empty only when `help` is set.

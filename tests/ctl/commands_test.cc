@@ -144,5 +144,74 @@ TEST_F(CommandTest, AddSiteSaysWhatItRecognised) {
   EXPECT_TRUE(StartsWith(text.str(), "[Mine]\r\n"));
 }
 
+std::string TextOf(const std::string& path) {
+  std::ostringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
+
+TEST_F(CommandTest, AddSiteWritesTheRegistryOfANewFolderAndLeavesAnother) {
+  TempFolder folder;
+  std::ofstream(folder.path + "access.log")
+      << "10.0.0.1 - - [05/Mar/2026:10:00:00 +0000] \"GET / HTTP/1.0\" 200 5 \"-\" \"B\"\n";
+  PosixFiles disk;
+  CtlArguments arguments;
+  arguments.command = CtlCommand::kAddSite;
+  arguments.name = arguments.domain = "mine";
+  const auto add = [&](const std::string& home) {
+    arguments.operands = {folder.path + home, folder.path + "access.log"};
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(RunCommand(disk, arguments), 0);
+    return ::testing::internal::GetCapturedStdout();
+  };
+  EXPECT_TRUE(Contains(add("new"), "Wrote registry.ini: only this machine may look and steer"));
+  EXPECT_EQ(TextOf(folder.path + "new/registry.ini"),
+            "; Security holds: BindAddress, ControlFrom, "
+            "EscapeHTML\n\n[Security]\nBindAddress=127.0.0.1\nControlFrom=127.0.0.1\nEscapeHTML=True\n\n[Corrections]"
+            "\nAll=True\n\n");
+  ASSERT_TRUE(disk.MakeFolder(folder.path + "old/").ok());
+  std::ofstream(folder.path + "old/registry.ini") << "[Settings]\n";
+  EXPECT_FALSE(Contains(add("old"), "registry.ini"));
+  EXPECT_EQ(TextOf(folder.path + "old/registry.ini"), "[Settings]\n");
+}
+
+TEST_F(CommandTest, CorrectionsAreListedAndSwitched) {
+  TempFolder folder;
+  PosixFiles disk;
+  CtlArguments arguments;
+  arguments.command = CtlCommand::kCorrections;
+  const auto run = [&](std::vector<std::string> operands) {
+    arguments.operands = std::move(operands);
+    ::testing::internal::CaptureStdout();
+    ::testing::internal::CaptureStderr();
+    const int result = RunCommand(disk, arguments);
+    out = ::testing::internal::GetCapturedStdout();
+    err = ::testing::internal::GetCapturedStderr();
+    return result;
+  };
+  EXPECT_EQ(run({folder.path}), 0);
+  EXPECT_TRUE(Contains(out, "TrueTimes            off     A hit is shown at the time"));
+  EXPECT_FALSE(Contains(out, "The change counts"));
+  EXPECT_EQ(run({folder.path, "All=True", "MaxPrograms=3", "WholeLines=False"}), 0);
+  EXPECT_TRUE(Contains(out, "TrueTimes            on      A hit"));
+  EXPECT_TRUE(Contains(out, "MaxPrograms          3       "));
+  EXPECT_TRUE(Contains(out, "WholeLines           off     "));
+  EXPECT_TRUE(Contains(out, "The change counts from Vantry's next start.\n"));
+  EXPECT_EQ(TextOf(folder.path + "registry.ini"), "[Corrections]\nAll=True\nMaxPrograms=3\nWholeLines=False\n\n");
+
+  EXPECT_EQ(run({folder.path, "Foo=True"}), 1);
+  EXPECT_EQ(err, "vantryctl: There is no correction 'Foo'; `vantryctl corrections` lists them.\n");
+  EXPECT_EQ(run({folder.path, "TrueTimes"}), 1);
+  EXPECT_EQ(err, "vantryctl: 'TrueTimes' is not KEY=VALUE.\n");
+  EXPECT_EQ(run({folder.path + "nowhere"}), 1);
+  EXPECT_EQ(err, "vantryctl: " + folder.path + "nowhere/ is not a folder.\n");
+  ::setenv("VANTRY_HOME", folder.path.c_str(), 1);
+  EXPECT_EQ(run({"TrueTimes=False"}), 0);
+  EXPECT_TRUE(Contains(out, "TrueTimes            off"));
+  ::unsetenv("VANTRY_HOME");
+  EXPECT_EQ(run({}), 1);
+  EXPECT_EQ(err, "vantryctl: Which folder? Name it, or set VANTRY_HOME.\n");
+}
+
 }  // namespace
 }  // namespace vantry

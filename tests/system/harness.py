@@ -114,7 +114,8 @@ class Home:
         os.makedirs(self.logs)
         self.port = free_port()
         self.write_settings()
-        self.write("registry.ini", "[Security]\nBindAddress=127.0.0.1\n")
+        corrections = "[Corrections]\nAll=True\n" if os.environ.get("VANTRY_TEST_CORRECTED") else ""
+        self.write("registry.ini", "[Security]\nBindAddress=127.0.0.1\n" + corrections)
 
     def file(self, name):
         return os.path.join(self.path, name)
