@@ -86,6 +86,13 @@ class DayList {
   size_t RowCount() const { return rows_.size(); }
   // Rows that had no room since the list was last empty.
   uint64_t Dropped() const { return dropped_; }
+  // Rows have numbers in the order of arrival, none of them used twice: those from FirstNumber() to before EndNumber()
+  // are in the list. A place in the list is therefore kept as a number while rows come and go.
+  uint64_t FirstNumber() const { return first_; }
+  uint64_t EndNumber() const { return first_ + rows_.size(); }
+  // The row with this number, which must be in the list.
+  const Row& At(uint64_t number) const { return rows_[number - first_]; }
+
   bool told = false;  // That rows were dropped, since the list was last empty.
 
   auto begin() { return rows_.begin(); }
@@ -125,7 +132,7 @@ class DayList {
     ++dropped_;
   }
   std::deque<Row> rows_;
-  uint64_t first_ = 0;  // The number of rows_.front(); numbers grow with each row, and none is used twice.
+  uint64_t first_ = 0;                             // The number of rows_.front().
   std::set<std::pair<uint64_t, uint64_t>> index_;  // Hashes of rows with the rows' numbers, so that the first is first.
   size_t text_bytes_ = 0;
   uint64_t dropped_ = 0;

@@ -209,34 +209,6 @@ void AddSiteTable(const PageContext& c, PagePieces& page, int client_no, int16_t
   });
 }
 
-PagePiecesPtr VisitorsPage(const PageContext& c, int client_no, std::string_view domain) {
-  auto page = std::make_shared<PagePieces>(c, "Interface.VisitorsTable");
-  page->Text().HTMLHeader("Vantry: " + std::string(page->Text().Show(domain)));
-  HeaderBar(c, page->Text(), client_no);
-  if (EqualsNoCase(Trim(domain), "ALL")) {
-    AddSiteTable(c, *page, client_no, 0);
-  } else if (domain.empty()) {
-    for (int16_t n = 1; n <= c.t.SiteCount(); ++n) AddSiteTable(c, *page, client_no, n);
-  } else {
-    int16_t found = 0;
-    for (int16_t n = 1; n <= c.t.SiteCount() && found == 0; ++n) {
-      const SiteRec& site = c.t.Site(n);
-      if (site.WebAccess && EqualsNoCase(Trim(site.Domain), Trim(domain))) found = n;
-    }
-    if (found > 0) {
-      AddSiteTable(c, *page, client_no, found);
-    } else {
-      page->Text() << NotMonitoredPage(c, domain);
-    }
-  }
-  page->Add([](PageText& text) {
-    text.PopupScript();
-    text.HTMLFooter();
-    return false;
-  });
-  return page;
-}
-
 }  // namespace
 
 std::string SitesTable(const PageContext& c, int client_no, std::string_view) {
@@ -263,12 +235,36 @@ std::string SitesTable(const PageContext& c, int client_no, std::string_view) {
   });
 }
 
-std::string VisitorsTable(const PageContext& c, int client_no, std::string_view domain) {
-  return WholeText(*VisitorsPage(c, client_no, domain));
+PieceSource VisitorsTablePieces(const PageContext& c, int client_no, std::string_view domain) {
+  auto page = std::make_shared<PagePieces>(c, "Interface.VisitorsTable");
+  page->Text().HTMLHeader("Vantry: " + std::string(page->Text().Show(domain)));
+  HeaderBar(c, page->Text(), client_no);
+  if (EqualsNoCase(Trim(domain), "ALL")) {
+    AddSiteTable(c, *page, client_no, 0);
+  } else if (domain.empty()) {
+    for (int16_t n = 1; n <= c.t.SiteCount(); ++n) AddSiteTable(c, *page, client_no, n);
+  } else {
+    int16_t found = 0;
+    for (int16_t n = 1; n <= c.t.SiteCount() && found == 0; ++n) {
+      const SiteRec& site = c.t.Site(n);
+      if (site.WebAccess && EqualsNoCase(Trim(site.Domain), Trim(domain))) found = n;
+    }
+    if (found > 0) {
+      AddSiteTable(c, *page, client_no, found);
+    } else {
+      page->Text() << NotMonitoredPage(c, domain);
+    }
+  }
+  page->Add([](PageText& text) {
+    text.PopupScript();
+    text.HTMLFooter();
+    return false;
+  });
+  return SourceOf(std::move(page));
 }
 
-PieceSource VisitorsTablePieces(const PageContext& c, int client_no, std::string_view domain) {
-  return SourceOf(VisitorsPage(c, client_no, domain));
+std::string VisitorsTable(const PageContext& c, int client_no, std::string_view domain) {
+  return WholeText(VisitorsTablePieces(c, client_no, domain));
 }
 
 std::string SiteTable(const PageContext& c, int client_no, std::string_view site_number) {
@@ -279,9 +275,9 @@ std::string SiteTable(const PageContext& c, int client_no, std::string_view site
       return Status::Error(Fail::kNotFound, "There is no site " + std::to_string(site) + ".");
     });
   }
-  PagePieces page(c, kName);
-  AddSiteTable(c, page, client_no, static_cast<int16_t>(site));
-  return WholeText(page);
+  auto page = std::make_shared<PagePieces>(c, kName);
+  AddSiteTable(c, *page, client_no, static_cast<int16_t>(site));
+  return WholeText(SourceOf(std::move(page)));
 }
 
 }  // namespace vantry

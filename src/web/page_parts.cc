@@ -42,22 +42,28 @@ std::string NotMonitoredPage(const PageContext& c, std::string_view domain) {
   return page.Take();
 }
 
-std::string LiveTable(const PageContext& c, int client_no, const LivePage& live) {
-  return BuildPage(c, live.name, [&](PageText& page) {
-    page.HTMLHeader("Vantry: " + std::string(page.Show(live.domain)), true);
-    HeaderBar(c, page, client_no);
-    page.BackToSites(page.Show(c.clients[client_no].Path));
-    if (const int16_t site = FindSiteByDomain(c.t, live.domain); site > 0) {
-      page.OpenTable();
-      if (Status status = live.rows(page, site); !status.ok()) return status;
-      page << "</table></center>";
-    } else {
-      page << NotMonitoredPage(c, live.domain);
-    }
-    live.after(page);
-    page.HTMLFooter();
-    return Status::Ok();
+PieceSource LiveTable(const PageContext& c, int client_no, const LivePage& live) {
+  auto page = std::make_shared<PagePieces>(c, live.name);
+  PageText& text = page->Text();
+  text.HTMLHeader("Vantry: " + std::string(text.Show(live.domain)), true);
+  HeaderBar(c, text, client_no);
+  text.BackToSites(text.Show(c.clients[client_no].Path));
+  if (const int16_t site = FindSiteByDomain(c.t, live.domain); site > 0) {
+    text.OpenTable();
+    live.add_rows(*page, site);
+    page->Add([](PageText& end) {
+      end << "</table></center>";
+      return false;
+    });
+  } else {
+    text << NotMonitoredPage(c, live.domain);
+  }
+  page->Add([after = live.after](PageText& end) {
+    after(end);
+    end.HTMLFooter();
+    return false;
   });
+  return SourceOf(std::move(page));
 }
 
 void AddHeadings(PageText& page, std::initializer_list<std::string_view> titles) {

@@ -5,7 +5,9 @@
 #include <string>
 #include <string_view>
 
+#include "ports/listener.h"
 #include "web/page_context.h"
+#include "web/page_pieces.h"
 #include "web/page_text.h"
 
 namespace vantry {
@@ -24,14 +26,15 @@ void HeaderBar(const PageContext& c, PageText& page, int client_no);
 // A whole page that says that this domain is unknown.
 std::string NotMonitoredPage(const PageContext& c, std::string_view domain);
 
-// A page of one table about one site: `rows` fills the table, `after` writes what follows it.
+// A page of one table about one site: `add_rows` adds the parts that fill the table, `after` writes what follows it.
 struct LivePage {
   const char* name;  // In the program log.
   std::string_view domain;
-  std::function<Status(PageText&, int16_t site)> rows;
+  std::function<void(PagePieces&, int16_t site)> add_rows;
+  // Called last, when the slot may have another client and the query is gone.
   std::function<void(PageText&)> after;
 };
-std::string LiveTable(const PageContext& c, int client_no, const LivePage& live);
+PieceSource LiveTable(const PageContext& c, int client_no, const LivePage& live);
 
 // A row of column headings.
 void AddHeadings(PageText& page, std::initializer_list<std::string_view> titles);

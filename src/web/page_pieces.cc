@@ -2,11 +2,19 @@
 
 namespace vantry {
 
+void PagePieces::AddOnce(std::function<Status(PageText&)> part) {
+  Add([this, part = std::move(part)](PageText& text) {
+    failure_ = part(text);
+    return false;
+  });
+}
+
 bool PagePieces::Next(std::string& out) {
   bool more = false;
   c_.log.Guard(name_, [&] {
     for (int turns = 0; place_ < parts_.size() && turns < kTurnsAPiece && text_.Text().size() < kPieceBytes; ++turns) {
       const bool again = parts_[place_](text_);
+      if (!failure_.ok()) return failure_;
       if (again) break;  // It has used up its time.
       parts_[place_++] = nullptr;
     }
@@ -21,9 +29,9 @@ PieceSource SourceOf(PagePiecesPtr page) {
   return [page = std::move(page)](std::string& out) { return page->Next(out); };
 }
 
-std::string WholeText(PagePieces& page) {
+std::string WholeText(const PieceSource& source) {
   std::string text;
-  while (page.Next(text)) {
+  while (source(text)) {
   }
   return text;
 }

@@ -25,9 +25,14 @@ class PagePieces {
   // The context outlives the page. A failure is reported under `name` and ends the page.
   PagePieces(const PageContext& c, const char* name) : c_(c), name_(name), text_(c.settings, c.escape) {}
 
+  PagePieces(const PagePieces&) = delete;
+  PagePieces& operator=(const PagePieces&) = delete;
+
   // For what is known at once, such as who asks.
   PageText& Text() { return text_; }
   void Add(Part part) { parts_.push_back(std::move(part)); }
+  // A part of one turn. Its failure ends the page.
+  void AddOnce(std::function<Status(PageText& page)> part);
 
   // As a PieceSource.
   bool Next(std::string& out);
@@ -40,11 +45,12 @@ class PagePieces {
   PageText text_;
   std::vector<Part> parts_;
   size_t place_ = 0;
+  Status failure_;
 };
 
 using PagePiecesPtr = std::shared_ptr<PagePieces>;
 PieceSource SourceOf(PagePiecesPtr page);
-std::string WholeText(PagePieces& page);
+std::string WholeText(const PieceSource& source);
 
 // The visitors of one site in a page. Those who are there when it comes to them are shown; whoever leaves before, or
 // comes after its table has begun, is not.

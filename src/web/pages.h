@@ -2,8 +2,9 @@
 // declare it here and give it a row.
 //
 // A page is one text, built whole from the live tables, the day's lists and the history as they are at that moment.
-// Those of all visitors can be long: the port sends them in pieces, built as the client reads (page_pieces.h). A
-// routine reports its failure in the program log under its own name and returns the part built so far.
+// Those of all visitors and of the day's lists can be long: the port sends them in pieces, built as the client reads
+// (page_pieces.h). A routine reports its failure in the program log under its own name and returns the part built so
+// far.
 #pragma once
 
 #include <array>
@@ -35,11 +36,16 @@ std::string VisitorDetailsTable(const PageContext& c, int client_no, std::string
 // "domain:address".
 std::string PreviousVisitsTable(const PageContext& c, int client_no, std::string_view domain_visitor);
 std::string AlertsTypeList(const PageContext& c, int client_no, std::string_view domain);
+PieceSource AlertsTypeListPieces(const PageContext& c, int client_no, std::string_view domain);
 // After the domain, "&alertno=" may name one alert.
 std::string AlertsTable(const PageContext& c, int client_no, std::string_view domain);
+PieceSource AlertsTablePieces(const PageContext& c, int client_no, std::string_view domain);
 std::string SpidersTable(const PageContext& c, int client_no, std::string_view domain);
+PieceSource SpidersTablePieces(const PageContext& c, int client_no, std::string_view domain);
 std::string ExceptionsTable(const PageContext& c, int client_no, std::string_view domain);
+PieceSource ExceptionsTablePieces(const PageContext& c, int client_no, std::string_view domain);
 std::string ReferrersTable(const PageContext& c, int client_no, std::string_view domain);
+PieceSource ReferrersTablePieces(const PageContext& c, int client_no, std::string_view domain);
 std::string LoginTable(const PageContext& c, int client_no, std::string_view none = {});
 // Forgets the slot's login and says so.
 std::string InvalidLogin(const PageContext& c, int client_no, std::string_view none = {});
@@ -67,13 +73,13 @@ inline constexpr Page kPages[] = {
     {{"VISITOR"}, "VisitorDetailsTable", {kClientNo, kDomainVisitor}, VisitorDetailsTable},
     {{"PREVIOUS"}, "PreviousVisitsTable", {kClientNo, kDomainVisitor}, PreviousVisitsTable},
     {{"SITES"}, "SitesTable", {kClientNo}, SitesTable},
-    {{"ALERTS"}, "AlertsTypeList", {kClientNo, kDomain}, AlertsTypeList},
-    {{"ALERTSTABLE"}, "AlertsTable", {kClientNo, kDomain, {'i', "StartNo"}}, AlertsTable},
-    {{"SPIDERS"}, "SpidersTable", {kClientNo, kDomain}, SpidersTable},
-    {{"EXCEPT"}, "ExceptionsTable", {kClientNo, kDomain}, ExceptionsTable},
+    {{"ALERTS"}, "AlertsTypeList", {kClientNo, kDomain}, AlertsTypeList, "Page", AlertsTypeListPieces},
+    {{"ALERTSTABLE"}, "AlertsTable", {kClientNo, kDomain, {'i', "StartNo"}}, AlertsTable, "Page", AlertsTablePieces},
+    {{"SPIDERS"}, "SpidersTable", {kClientNo, kDomain}, SpidersTable, "Page", SpidersTablePieces},
+    {{"EXCEPT"}, "ExceptionsTable", {kClientNo, kDomain}, ExceptionsTable, "Page", ExceptionsTablePieces},
     {{}, "LoginTable", {kClientNo}, LoginTable},
     {{}, "InvalidLogin", {kClientNo}, InvalidLogin},
-    {{"REFER"}, "ReferrersTable", {kClientNo, kDomain, {'i', "PageNo"}}, ReferrersTable},
+    {{"REFER"}, "ReferrersTable", {kClientNo, kDomain, {'i', "PageNo"}}, ReferrersTable, "Page", ReferrersTablePieces},
     {{"LIST"}, "GetVisitorsList", {kDomain}, GetVisitorsList, "List", VisitorsListPieces},
 };
 

@@ -166,33 +166,42 @@ std::string PreviousVisitsTable(const PageContext& c, int, std::string_view doma
   });
 }
 
-std::string ReferrersTable(const PageContext& c, int client_no, std::string_view domain) {
-  const auto rows = [&](PageText& page, int16_t site) {
+PieceSource ReferrersTablePieces(const PageContext& c, int client_no, std::string_view domain) {
+  const auto rows = [&](PagePieces& page, int16_t n) {
     constexpr int kColumns = 3;
-    page.AddHeaderRow("Top Referring Sites For: " + std::string(page.Show(domain)), kColumns, true);
-    page << "<tr>";
-    page.AddHeading("No", Align::kRight);
-    page.AddHeading("Visitors", Align::kRight);
-    page.AddHeading("DNS");
-    page << "</tr>\r\n";
-    if (Status status = NeedsHistory(c); !status.ok()) return status;
-    std::vector<StoredReferrer> referrers;
-    const Status status = c.history.ReadReferrers(c.t.Site(site).Name, kMaxReferrers, referrers);
-    int count = 0;
-    for (const StoredReferrer& referrer : referrers) {
-      page << "<tr>";
-      page.AddCell(std::to_string(++count), {.align = Align::kRight});
-      page.AddCell(std::to_string(referrer.visits), {.align = Align::kRight});
-      page.AddCell(page.LinkTo(referrer.name, referrer.name), {.mouse_over = true});
-      page << "</tr>\r\n";
-    }
-    if (!status.ok()) return status;
-    page.AddHeaderRow(std::to_string(count) + " Referring Sites", kColumns, false, PageText::Row::kGrey);
-    return Status::Ok();
+    PageText& head = page.Text();
+    head.AddHeaderRow("Top Referring Sites For: " + std::string(head.Show(domain)), kColumns, true);
+    head << "<tr>";
+    head.AddHeading("No", Align::kRight);
+    head.AddHeading("Visitors", Align::kRight);
+    head.AddHeading("DNS");
+    head << "</tr>\r\n";
+    page.AddOnce([&c, n](PageText& text) {
+      if (Status status = NeedsHistory(c); !status.ok()) return status;
+      std::vector<StoredReferrer> referrers;
+      Status status = c.history.ReadReferrers(c.t.Site(n).Name, kMaxReferrers, referrers);
+      int count = 0;
+      for (const StoredReferrer& referrer : referrers) {
+        text << "<tr>";
+        text.AddCell(std::to_string(++count), {.align = Align::kRight});
+        text.AddCell(std::to_string(referrer.visits), {.align = Align::kRight});
+        text.AddCell(text.LinkTo(referrer.name, referrer.name), {.mouse_over = true});
+        text << "</tr>\r\n";
+      }
+      if (status.ok()) {
+        text.AddHeaderRow(std::to_string(count) + " Referring Sites", kColumns, false, PageText::Row::kGrey);
+      }
+      return status;
+    });
   };
-  return LiveTable(c, client_no, {"Interface.ReferrersTable", domain, rows, [&](PageText& page) {
-                                    page.BackToSite(page.Show(c.clients[client_no].Path), page.Show(domain));
-                                  }});
+  const auto after = [path = std::string(c.clients[client_no].Path), domain = std::string(domain)](PageText& page) {
+    page.BackToSite(page.Show(path), page.Show(domain));
+  };
+  return LiveTable(c, client_no, {"Interface.ReferrersTable", domain, rows, after});
+}
+
+std::string ReferrersTable(const PageContext& c, int client_no, std::string_view domain) {
+  return WholeText(ReferrersTablePieces(c, client_no, domain));
 }
 
 }  // namespace vantry

@@ -27,12 +27,14 @@ std::string Tagless(const PageContext& c, std::string text) {
   return c.escape ? ReplaceAll(std::move(text), "<", "&lt;") : text;
 }
 
-PagePiecesPtr VisitorsList(const PageContext& c, std::string_view domain) {
+}  // namespace
+
+PieceSource VisitorsListPieces(const PageContext& c, int, std::string_view domain) {
   auto list = std::make_shared<PagePieces>(c, "Interface.GetVisitorsList");
   const int16_t found = domain.empty() ? int16_t{0} : FindSiteByDomain(c.t, domain);
   if (!domain.empty() && found == 0) {
     list->Text() << Tagless(c, "The Domain: " + std::string(domain) + " is not being monitored by Vantry.");
-    return list;
+    return SourceOf(list);
   }
   const int16_t last = found > 0 ? found : c.t.SiteCount();
   for (int16_t n = std::max<int16_t>(found, 1); n <= last; ++n) {
@@ -45,17 +47,11 @@ PagePiecesPtr VisitorsList(const PageContext& c, std::string_view domain) {
       });
     });
   }
-  return list;
+  return SourceOf(list);
 }
 
-}  // namespace
-
-std::string GetVisitorsList(const PageContext& c, int, std::string_view domain) {
-  return WholeText(*VisitorsList(c, domain));
-}
-
-PieceSource VisitorsListPieces(const PageContext& c, int, std::string_view domain) {
-  return SourceOf(VisitorsList(c, domain));
+std::string GetVisitorsList(const PageContext& c, int client_no, std::string_view domain) {
+  return WholeText(VisitorsListPieces(c, client_no, domain));
 }
 
 }  // namespace vantry

@@ -40,6 +40,18 @@ struct PiecesTest : ::testing::Test {
     rig.t.Visitors.Remove(numbers, [&](VisitorRec& v) { --rig.t.Site(v.Site).CurrentVisitors; });
     rig.t.Visitors.CloseGaps();
   }
+  // Rows of today's lists, with texts that tell which they are.
+  void AddDayRows(int16_t site, int count) {
+    for (int i = 0; i < count; ++i) {
+      const std::string text = "<row" + std::to_string(++next) + ">";
+      const LogTime now{rig.clock.now.s};
+      const std::string filler(300, 'f');
+      const VisitorDayRow row{{now, site}, 1, 1, "ip", text, filler, "DE", ""};
+      rig.t.logGrid.Add({row, static_cast<int16_t>(i % 2)});
+      rig.t.spiderGrid.Add({row, "engine"});
+      rig.t.exGrid.Add({{now, site}, 404, i, text + filler});
+    }
+  }
   static std::string Rest(const PieceSource& source) {
     std::string text;
     while (source(text)) {
@@ -56,9 +68,18 @@ struct PiecesTest : ::testing::Test {
 TEST_F(PiecesTest, PiecesAreShortAndTogetherTheWholePage) {
   Come(2, 6000);
   Come(1, 1000);
+  AddDayRows(2, 1000);
+  AddDayRows(1, 3000);
+  rig.clock.now.s += 86400;
+  AddDayRows(2, 2000);
+  rig.t.Site(1).AlertDefinitions = 2;
+  AlertRec& rule = rig.t.Alerts.emplace_back();
+  rule.Site = rule.AlertNo = 1;
+  rule.Name = "rule";
   for (const Page& page : kPages) {
     if (!page.pieces) continue;
-    for (const char* domain : {"", "ALL", "www.one.example", "two.example", "no.example"}) {
+    for (const char* domain :
+         {"", "ALL", "www.one.example", "two.example", "no.example", "www.one.example&alertno=1"}) {
       const PieceSource source = page.pieces(pages, 1, domain);
       std::string text, piece;
       size_t longest = 0;
@@ -118,16 +139,83 @@ TEST_F(PiecesTest, AListOfManyWhoAllLeaveEnds) {
   EXPECT_EQ(Times(list, "\n"), lines);
 }
 
+TEST_F(PiecesTest, EachDayPageGoesOutInPieces) {
+  AddDayRows(1, 3000);
+  for (const char* command : {"ALERTS", "ALERTSTABLE", "SPIDERS", "EXCEPT"}) {
+    const PieceSource source = FindPage(command).pieces(pages, 1, "www.one.example");
+    std::string piece;
+    EXPECT_TRUE(source(piece)) << command;
+    EXPECT_LT(piece.size(), PagePieces::kPieceBytes + 10'000) << command;
+    const size_t first = Times(piece, "<row");
+    EXPECT_GT(first, 20u) << command;
+    clients[1] = {};  // The slot has another client by now.
+    AddDayRows(1, 10);
+    const std::string rest = Rest(source);
+    EXPECT_EQ(first + Times(rest, "<row"), static_cast<size_t>(next - 10)) << command << ": came after its beginning";
+    EXPECT_TRUE(Contains(rest, std::to_string(next - 10) + " ")) << command;
+    EXPECT_TRUE(Contains(rest, "\"/path?SITES\"")) << command;
+    EXPECT_TRUE(rest.ends_with("</HTML>\r\n")) << command;
+    clients[1].Path = "/path";
+  }
+}
+
+TEST_F(PiecesTest, RowsOfADayThatAreDroppedMeanwhileAreNotShown) {
+  AddDayRows(1, 3000);
+  const PieceSource source = ExceptionsTablePieces(pages, 1, "www.one.example");
+  std::string page;
+  EXPECT_TRUE(source(page));
+  const size_t shown = Times(page, "<row");
+  for (size_t i = 0; rig.t.exGrid.FirstNumber() < 2000; ++i)
+    rig.t.exGrid.Add({{{1}, 2}, 404, 1, std::string(50'000, 'x')});
+  page += Rest(source);
+  const size_t left = 3000 - rig.t.exGrid.FirstNumber();
+  EXPECT_GT(left, 500u);
+  EXPECT_EQ(Times(page, "<row"), shown + left);
+  EXPECT_EQ(Times(page, "<row3000>"), 1u);
+  EXPECT_TRUE(Contains(page, std::to_string(shown + left) + " Exceptions Raised Today<"));
+}
+
+TEST_F(PiecesTest, APageThatMeetsTheEndOfTheDayKeepsItsRowsAndEnds) {
+  AddDayRows(1, 3000);
+  const PieceSource source = ExceptionsTablePieces(pages, 1, "www.one.example");
+  const PieceSource cleared = ExceptionsTablePieces(pages, 1, "www.one.example");
+  std::string page, short_page;
+  EXPECT_TRUE(source(page) && cleared(short_page));
+  rig.clock.now.s += 86400;
+  page += Rest(source);
+  EXPECT_EQ(Times(page, "<row"), 3000u) << "of the day on which it began";
+  const size_t shown = Times(short_page, "<row");
+  rig.t.exGrid.Clear();
+  AddDayRows(1, 5000);
+  short_page += Rest(cleared);
+  EXPECT_EQ(Times(short_page, "<row"), shown);
+  EXPECT_TRUE(Contains(short_page, std::to_string(shown) + " Exceptions Raised Today<"));
+}
+
 TEST_F(PiecesTest, AFailureIsToldAndEndsThePage) {
-  PagePieces page(pages, "Interface.Test");
-  page.Text() << "head ";
-  page.Add([](PageText&) -> bool { throw std::runtime_error("no memory"); });
-  page.Add([](PageText& text) {
+  auto page = std::make_shared<PagePieces>(pages, "Interface.Test");
+  page->Text() << "head ";
+  page->Add([](PageText&) -> bool { throw std::runtime_error("no memory"); });
+  page->Add([](PageText& text) {
     text << "end";
     return false;
   });
-  EXPECT_EQ(WholeText(page), "head ");
+  EXPECT_EQ(WholeText(SourceOf(page)), "head ");
   EXPECT_TRUE(Contains(rig.program_log, "Interface.Test"));
+}
+
+TEST_F(PiecesTest, AFailedPartShowsWhatItHasWrittenAndEndsThePage) {
+  auto page = std::make_shared<PagePieces>(pages, "Interface.Test");
+  page->AddOnce([](PageText& text) {
+    text << "some ";
+    return Status::Error(Fail::kIo, "the disk is gone");
+  });
+  page->AddOnce([](PageText& text) {
+    text << "end";
+    return Status::Ok();
+  });
+  EXPECT_EQ(WholeText(SourceOf(page)), "some ");
+  EXPECT_TRUE(Contains(rig.program_log, "the disk is gone"));
 }
 
 }  // namespace
