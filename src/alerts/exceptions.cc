@@ -47,7 +47,8 @@ const ExceptionType* Exceptions::FindType(int number) const {
 
 bool Exceptions::AddException(int16_t site, int number, LogTime when, std::optional<std::string_view> value,
                               std::string_view address, int32_t visit_number) {
-  if (!c_.history.DatabaseReady()) return false;
+  // Asked first in any case, as this opens the tables.
+  if (!c_.history.DatabaseReady() && !c_.t.Corrected.RaiseWithoutHistory) return false;
   const ExceptionType* type = FindType(number);
   if (!type || !type->Raise) return false;
   return c_.log.Guard("f.AddException", [&] {

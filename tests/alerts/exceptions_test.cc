@@ -114,6 +114,25 @@ TEST_F(ExceptionTest, WhatIsOffOrUnknownLeavesNoTrace) {
   EXPECT_TRUE(rig.history.rows.empty());
 }
 
+TEST_F(ExceptionTest, TablesThatCantBeReadSilenceNobodyWhenCorrected) {
+  ExceptionType& type = rig.Type(404);
+  type.EmailAddress = "admin@example";
+  type.EventLog = type.RunProgram = true;
+  type.Run = "/bin/act";
+  rig.files.Put("/bin/act", "");
+  rig.history.ready = false;
+  rig.t.Corrected.RaiseWithoutHistory = true;
+  EXPECT_TRUE(Raise(1, 404, "a.htm"));
+  EXPECT_EQ(rig.mail.sent.size(), 1u);
+  EXPECT_EQ(rig.notices.events.size(), 1u);
+  EXPECT_EQ(rig.programs.started.size(), 1u);
+  EXPECT_EQ(Rows(), 1u);
+  EXPECT_EQ(rig.t.Site(1).TodayExceptions, 1);
+  rig.Type(403).Raise = false;
+  EXPECT_FALSE(Raise(1, 403, "a.htm"));
+  EXPECT_FALSE(Raise(1, 999, "a.htm"));
+}
+
 TEST_F(ExceptionTest, AMissingValueIsTheTypesThreshold) {
   EXPECT_TRUE(Raise(1, kExNoVisitors));
   EXPECT_EQ(rig.LastRow(), "1|One|1|122|3/5/2026 12:00:00 PM|No visitors for 60 minutes");
