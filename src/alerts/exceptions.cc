@@ -136,21 +136,34 @@ Status Exceptions::CheckType(int16_t n, const ExceptionType& type) {
   // Each of the two has a moment of its own that it sets back, but both measure from the first one's: while the shorter
   // of them is on, the longer never comes due.
   WallTime& own_check = type.Number == kExNoVisitors ? site.ExLastLowCheck : site.ExLastHighCheck;
+  const std::pair key(n, type.Number);
   if (about_none && site.CurrentVisitors != 0) {
     own_check = now;
+    told_.erase(key);
     return Status::Ok();
   }
   if (Status status = ReadThreshold(type, threshold); !status.ok()) return status;
-  if (about_many) {
-    if (site.CurrentVisitors > threshold) {
-      AddException(n, type.Number, LogTime{now.s}, std::to_string(site.CurrentVisitors), "", 0);
-    }
+  const bool holds = about_many ? site.CurrentVisitors > threshold
+                                : static_cast<double>(MinutesBetween(site.ExLastLowCheck, now)) > threshold;
+  if (!holds) {
+    told_.erase(key);
     return Status::Ok();
   }
-  if (static_cast<double>(MinutesBetween(site.ExLastLowCheck, now)) <= threshold) return Status::Ok();
-  AddException(n, type.Number, LogTime{now.s}, std::nullopt, "", 0);
-  own_check = now;
+  const std::string visitors = std::to_string(site.CurrentVisitors);
+  const auto value = about_many ? std::optional<std::string_view>(visitors) : std::nullopt;
+  if (IsDue(n, type.Number) && AddException(n, type.Number, LogTime{now.s}, value, "", 0)) {
+    told_[key] = c_.clock.Steady();
+  }
+  if (about_none) own_check = now;
   return Status::Ok();
+}
+
+// Type 122 sets its own moment back when it is raised, so it never repeats too soon.
+bool Exceptions::IsDue(int16_t site, int16_t number) const {
+  const int64_t minutes = c_.t.Corrected.RepeatMinutes;
+  const auto told = told_.find({site, number});
+  if (minutes == 0 || number == kExNoVisitors || told == told_.end()) return true;
+  return c_.clock.Steady().ms - told->second.ms >= minutes * 60'000;
 }
 
 }  // namespace vantry

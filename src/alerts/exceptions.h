@@ -3,8 +3,10 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "alerts/alert_context.h"
 
@@ -43,9 +45,12 @@ class Exceptions final : public ExceptionSink {
   void RunProgram(const Raised& raised, const ExceptionType& type);
   void Count(const Raised& raised);
   Status CheckType(int16_t site, const ExceptionType& type);
+  bool IsDue(int16_t site, int16_t number) const;
 
   AlertContext c_;
   std::function<int(int16_t)> exception_number_;
+  // When a condition that still holds was raised last, by site and type.
+  std::map<std::pair<int16_t, int16_t>, SteadyTime> told_;
 };
 
 }  // namespace vantry

@@ -339,6 +339,68 @@ TEST_F(CheckTest, TheLongerOneNeverComesDueWhileTheShorterIsOn) {
   EXPECT_EQ(Check(), Raised{"123 No visitors for 120 minutes"});
 }
 
+TEST_F(CheckTest, ManyVisitorsAreRaisedOnceInAWhileWhenCorrected) {
+  rig.t.Corrected.RepeatMinutes = 30;
+  rig.t.Site(1).CurrentVisitors = 101;
+  rig.t.Site(2).CurrentVisitors = 101;
+  EXPECT_EQ(Check(), Raised{"110 More than 101 active visitors"});
+  EXPECT_EQ(Check(2), Raised{"110 More than 101 active visitors"}) << "each site has a time of its own";
+  rig.clock.Advance(60);
+  rig.t.Site(1).CurrentVisitors = 201;
+  EXPECT_EQ(Check(), Raised{"120 More than 201 active visitors"}) << "and so has each type";
+  rig.clock.Advance(29 * 60 - 1);
+  EXPECT_EQ(Check(), Raised{});
+  rig.clock.Advance(1);
+  EXPECT_EQ(Check(), Raised{"110 More than 201 active visitors"});
+  // The wall clock has no say in it.
+  rig.clock.now.s -= 3600;
+  rig.clock.steady.ms += 60'000;
+  EXPECT_EQ(Check(), Raised{"120 More than 201 active visitors"});
+}
+
+TEST_F(CheckTest, AConditionThatComesAgainIsRaisedAtOnceWhenCorrected) {
+  rig.t.Corrected.RepeatMinutes = 30;
+  rig.t.Site(1).CurrentVisitors = 101;
+  EXPECT_EQ(Check().size(), 1u);
+  rig.t.Site(1).CurrentVisitors = 100;
+  EXPECT_EQ(Check(), Raised{});
+  rig.t.Site(1).CurrentVisitors = 102;
+  EXPECT_EQ(Check(), Raised{"110 More than 102 active visitors"});
+}
+
+TEST_F(CheckTest, WhatCouldNotBeRaisedIsNotHeldBackWhenCorrected) {
+  rig.t.Corrected.RepeatMinutes = 30;
+  rig.t.Site(1).CurrentVisitors = 101;
+  rig.history.ready = false;
+  EXPECT_EQ(Check(), Raised{});
+  rig.history.ready = true;
+  EXPECT_EQ(Check(), Raised{"110 More than 101 active visitors"});
+}
+
+TEST_F(CheckTest, ASiteThatStaysEmptyIsToldOfOnceInAWhileWhenCorrected) {
+  rig.t.Corrected.RepeatMinutes = 60;
+  rig.Type(kExNoVisitors).Raise = false;
+  rig.clock.Advance(121 * 60);
+  EXPECT_EQ(Check(), Raised{"123 No visitors for 120 minutes"});
+  EXPECT_EQ(Check(), Raised{});
+  rig.clock.Advance(60 * 60);
+  EXPECT_EQ(Check(), Raised{"123 No visitors for 120 minutes"});
+  rig.t.Site(1).CurrentVisitors = 1;
+  EXPECT_EQ(Check(), Raised{});
+  rig.t.Site(1).CurrentVisitors = 0;
+  rig.t.Site(1).ExLastLowCheck.s = rig.clock.now.s - 121 * 60;
+  EXPECT_EQ(Check(), Raised{"123 No visitors for 120 minutes"});
+}
+
+// It has a time of its own: that of its threshold.
+TEST_F(CheckTest, TheShorterOneKeepsItsTimeWhenCorrected) {
+  rig.t.Corrected.RepeatMinutes = 600;
+  for (int i = 0; i < 3; ++i) {
+    rig.clock.Advance(61 * 60);
+    EXPECT_EQ(Check(), Raised{"122 No visitors for 60 minutes"});
+  }
+}
+
 TEST_F(CheckTest, AVisitorSetsBothMomentsBack) {
   rig.clock.Advance(3 * 3600);
   rig.t.Site(1).CurrentVisitors = 1;
