@@ -53,7 +53,7 @@ constexpr CorrectionRow kRows[] = {
      "New tables hold 45 characters of an address, 60 of a site's name and 30 of a browser's.", "database/schema.cc"},
     {"GroupsPerSite", &C::GroupsPerSite, nullptr, 0, "A DNS group holds within its site.", "scan/visitor_hits.cc"},
     {"KeepHigherDaySum", &C::KeepHigherDaySum, nullptr, 0, "A restart never writes a day's sums down.",
-     "database/record_operations.cc"},
+     "database/visit_database.cc"},
     {"RaiseWithoutHistory", &C::RaiseWithoutHistory, nullptr, 0,
      "Exceptions are raised and mailed when their table can't be read; only the stored row is missing.",
      "alerts/exceptions.cc"},

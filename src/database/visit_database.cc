@@ -184,11 +184,17 @@ void VisitDatabase::UpdateDaySummaries() {
       if (found > 0) VADAY.ClearRecord();
       VADAY.SetText(kSite, site.Name);
       VADAY.SetDate(kDated, c_.t.Today);
-      VADAY.SetNumber(kVisitors, site.TodayVisitors);
-      VADAY.SetNumber(kAlerts, site.TodayAlerts);
-      VADAY.SetNumber(kSpiders, site.TodaySpiders);
-      VADAY.SetNumber(kExceptions, site.TodayExceptions);
-      VADAY.SetNumber(kDownloads, site.TodayDownloads);
+      // Counters start again when the program does, and count what is left of the log: after a rotation that is less.
+      const bool keep = found == Table::kOk && c_.t.Corrected.KeepHigherDaySum;
+      const auto set = [&](Column column, int64_t count) {
+        const bool too_wide = Contains(VADAY.Text(column), "*");
+        if (!keep || (!too_wide && count > VADAY.Number(column))) VADAY.SetNumber(column, count);
+      };
+      set(kVisitors, site.TodayVisitors);
+      set(kAlerts, site.TodayAlerts);
+      set(kSpiders, site.TodaySpiders);
+      set(kExceptions, site.TodayExceptions);
+      set(kDownloads, site.TodayDownloads);
       found > 0 ? VADAY.Insert() : VADAY.Update();
     }
     return Status::Ok();

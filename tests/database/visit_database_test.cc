@@ -234,6 +234,34 @@ TEST_F(DatabaseTest, OneSummaryPerSiteAndDay) {
   EXPECT_EQ(rig.Flushed("DaySum").rows.size(), 4u);
 }
 
+TEST_F(DatabaseTest, ARestartWritesNoSumDownWhenCorrected) {
+  rig.t.Corrected.KeepHigherDaySum = true;
+  ASSERT_TRUE(Db().DatabaseReady());
+  SiteRec& site = rig.t.Site(1);
+  const auto count = [&](int32_t visitors, int32_t downloads) {
+    site.TodayVisitors = visitors;
+    site.TodayDownloads = downloads;
+    site.TodayAlerts = site.TodaySpiders = site.TodayExceptions = visitors + 1;
+    rig.Restart();
+    EXPECT_TRUE(Db().DatabaseReady());
+    const auto row = rig.Flushed("DaySum").rows.at(0);
+    EXPECT_EQ(row.at("Alerts"), row.at("Spiders"));
+    EXPECT_EQ(row.at("Alerts"), row.at("Exceptions"));
+    return row.at("Visitors") + row.at("Alerts") + row.at("Downloads");
+  };
+  EXPECT_EQ(count(12, 3), "   12   13    3");
+  EXPECT_EQ(count(7, 5), "   12   13    5") << "each sum by itself";
+  EXPECT_EQ(count(13, 0), "   13   14    5");
+  // A count too wide for its field is higher than any that fits.
+  EXPECT_EQ(count(123456, 0), "**********    5");
+  EXPECT_EQ(count(1, 6), "**********    6");
+  // The next day begins with its own.
+  rig.t.Today.n += 1;
+  site.TodayVisitors = 1;
+  Db().UpdateDaySummaries();
+  EXPECT_EQ(rig.Flushed("DaySum").rows.at(2).at("Visitors"), "    1");
+}
+
 TEST_F(DatabaseTest, WithoutSitesThereIsNoSummary) {
   ASSERT_TRUE(Db().DatabaseReady());
   rig.t.Sites.clear();
