@@ -4,9 +4,10 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "core/text.h"
-#include "support/html_shape.h"
 #include "support/page_rig.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -15,15 +16,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (const std::string_view text : Split(std::string_view(reinterpret_cast<const char*>(data), size), '\n')) {
     texts.emplace_back(text);
   }
-  PageRig wild, tame;
-  wild.context.escape = tame.context.escape = true;
-  wild.Fill(texts);
-  for (std::string& text : texts) text = Harmless(text);
-  tame.Fill(texts);
-  const auto got = wild.Pages(), want = tame.Pages();
-  for (size_t i = 0; i < got.size(); ++i) {
-    if (!FindScript(got[i].text).empty() || HtmlShape(got[i].text) != HtmlShape(want[i].text)) std::abort();
-  }
-  if (Contains(GetVisitorsList(wild.context, 1, ""), "<")) std::abort();
+  if (!MoreThanText(std::move(texts)).empty()) std::abort();
   return 0;
 }

@@ -235,7 +235,7 @@ void Engine::SaveSites() {
 }
 
 void Engine::SendLoginMail(const std::string& to, const std::string& text, std::function<void()> done) {
-  mail_.SendMailAside({to, text}, std::move(done));
+  mail_.SendMailAside({to, text}, done);
 }
 
 // The site file never tells of lines whose rows are not on the disk: the next start would not read them again.

@@ -69,7 +69,7 @@ void MailQueue::SendMailNow(OutgoingMail mail) {
   StartNext();
 }
 
-void MailQueue::SendMailAside(OutgoingMail mail, std::function<void()> done) {
+void MailQueue::SendMailAside(OutgoingMail mail, const std::function<void()>& done) {
   if (!Start(std::move(mail), done)) done();
 }
 

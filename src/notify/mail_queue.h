@@ -54,7 +54,7 @@ class MailQueue {
   void SendMailNow(OutgoingMail mail);
   // The same for a mail that somebody waits for: it goes out at once, past the others. `done` is called when the server
   // has answered and its lines are in the program log; before this returns when the mail can't be sent at all.
-  void SendMailAside(OutgoingMail mail, std::function<void()> done);
+  void SendMailAside(OutgoingMail mail, const std::function<void()>& done);
   // Puts all that is collected in line.
   void Email_SendPending();
   // Counts; each EmailEvery ticks sends what is collected and takes up the waiting short messages.

@@ -27,9 +27,9 @@ std::string OnOneLine(std::string_view sent) {
 }  // namespace
 
 WebServer::WebServer(WebContext c, WebSecurity security)
-    : c_(c), security_(std::move(security)), pages_{c_.t,        c_.settings, c_.regional,          c_.log,
-                                                    c_.clock,    c_.files,    c_.history,           clients_,
-                                                    c_.app_path, c_.version,  security_.escape_html} {
+    : c_(std::move(c)), security_(std::move(security)), pages_{c_.t,        c_.settings, c_.regional,          c_.log,
+                                                               c_.clock,    c_.files,    c_.history,           clients_,
+                                                               c_.app_path, c_.version,  security_.escape_html} {
   quiet_timer_ = c_.loop.NewTimer(kQuietMs / 2, [this] { QuietTick(); });
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "core/tables.h"
+#include "support/sample_visitor.h"
 
 namespace vantry {
 namespace {
@@ -51,17 +52,7 @@ VisitorRec Visitor() {
   VisitorRec v;
   v.Site = 2;
   v.Key = "2:10.0.0.7";
-  v.DNS = "host.example";
-  v.VisitNo = 12;
-  v.VisitCount = 1;
-  v.Page = "/a.asp";
-  v.Query = "?b";
-  v.Browser = "IE6";
-  v.CountryCode = "NO";
-  v.Referrer = "http://from/";
-  v.StartTime = MakeLogTime(*MakeDay(2004, 3, 9), 3'600);
-  v.LastHitTime = MakeLogTime(*MakeDay(2004, 3, 9), 3'661);
-  v.Status = 200;
+  FillSample(v);
   return v;
 }
 

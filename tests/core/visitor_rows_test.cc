@@ -5,11 +5,10 @@
 #include <gtest/gtest.h>
 
 #include "core/lists.h"
+#include "support/sample_visitor.h"
 
 namespace vantry {
 namespace {
-
-constexpr char kHost[] = "host.example";
 
 struct VisitorRowsBench {
   LiveTables t;
@@ -23,17 +22,7 @@ struct VisitorRowsBench {
   VisitorRec& Visitor(int16_t site, const std::string& ip) {
     VisitorRec& v = *t.Visitors.At(t.Visitors.Add(site, ip));
     v.Key = std::to_string(site) + ":" + ip;
-    v.DNS = kHost;
-    v.VisitNo = 12;
-    v.VisitCount = 1;
-    v.Page = "/a.asp";
-    v.Query = "?b";
-    v.Browser = "IE6";
-    v.CountryCode = "NO";
-    v.Referrer = "http://from/";
-    v.StartTime = MakeLogTime(*MakeDay(2004, 3, 9), 3'600);
-    v.LastHitTime = MakeLogTime(*MakeDay(2004, 3, 9), 3'661);
-    v.Status = 200;
+    FillSample(v);
     return v;
   }
 };

@@ -8,6 +8,7 @@
 
 #include "core/visitor_rows.h"
 #include "support/database_rig.h"
+#include "support/html_shape.h"
 #include "web/pages.h"
 
 namespace vantry {
@@ -107,6 +108,23 @@ inline std::string Harmless(std::string_view text) {
     out += keep ? text[i] : 'x';
   }
   return out;
+}
+
+// Builds every page with these texts and with harmless ones in their places, both escaped. Returns the name of the
+// first page in which a text is more than text, and what is wrong with it; empty if there is none.
+inline std::string MoreThanText(std::vector<std::string> texts) {
+  PageRig wild, tame;
+  wild.context.escape = tame.context.escape = true;
+  wild.Fill(texts);
+  for (std::string& text : texts) text = Harmless(text);
+  tame.Fill(texts);
+  const auto got = wild.Pages(), want = tame.Pages();
+  for (size_t i = 0; i < got.size(); ++i) {
+    if (const std::string script = FindScript(got[i].text); !script.empty()) return got[i].name + ": " + script;
+    if (HtmlShape(got[i].text) != HtmlShape(want[i].text)) return got[i].name + ": another shape";
+    if (Contains(got[i].text, "\x1b")) return got[i].name + ": an escape character";
+  }
+  return Contains(GetVisitorsList(wild.context, 1, ""), "<") ? "the list of visitors: a tag" : "";
 }
 
 }  // namespace vantry

@@ -28,14 +28,19 @@ class TroubleTest(HistoryTest):
         with open(home.log("access.log"), "rb") as f:
             model.scan(model.sites[0], f.read())
 
-    def first_run(self, lines=300):
-        """A program that has stopped, with some history."""
+    def busy_run(self, lines=300):
+        """A program that has read some lines and waits for more."""
         home, model = self.one_site()
         log = b"".join(busy_lines(lines))
         write_file(home.log("access.log"), log)
         vantry = self.start(home)
         model.scan(model.sites[0], log)
         self.wait_live(vantry, model)
+        return home, model, vantry
+
+    def first_run(self):
+        """A program that has stopped, with some history."""
+        home, model, vantry = self.busy_run()
         vantry.stop()
         model.stop()
         self.check_rows(home.file("Data"), model)
@@ -81,14 +86,9 @@ class TablesTest(TroubleTest):
         self.assertEqual(len(tables.read_both(data, "Pages")), 4)
 
     def test_tables_that_are_changed_while_the_program_runs_are_opened_anew(self):
-        home, model = self.one_site()
-        data = home.file("Data")
-        log = b"".join(busy_lines(300))
-        write_file(home.log("access.log"), log)
-        vantry = self.start(home)
+        home, model, vantry = self.busy_run()
         vantry.errors_expected = True
-        model.scan(model.sites[0], log)
-        self.wait_live(vantry, model)
+        data = home.file("Data")
         self.wait_rows(data, model)
         # Packed under its name; exchanged for another file; cut, with the header's count as it was.
         pages = model.tables["Pages"]
@@ -335,14 +335,9 @@ class FolderTest(TroubleTest):
         self.check_rows(data, model)
 
     def test_a_second_program_on_the_folder_waits_for_the_first(self):
-        home, model = self.one_site()
-        data = home.file("Data")
-        log = b"".join(busy_lines(300))
-        write_file(home.log("access.log"), log)
-        first = self.start(home)
+        home, model, first = self.busy_run()
         first.errors_expected = True
-        model.scan(model.sites[0], log)
-        self.wait_live(first, model)
+        data = home.file("Data")
         other = self.quiet_home()
         other.write_site("Other", Domain="www.other.test")
         other.write("registry.ini", "[Security]\nBindAddress=127.0.0.1\n\n[Settings]\nDDFPath=%s/\n" % data)

@@ -6,8 +6,21 @@
 namespace vantry {
 namespace {
 
-TEST_F(WebTest, LoginLivesFromPageToPageInItsSlot) {
-  settings.WebAccessControl = true;
+// "admin" with "secret" opens all sites.
+struct LoginTest : WebTest {
+  LoginTest() {
+    settings.WebAccessControl = true;
+    settings.WebUsername = "admin";
+    settings.WebPassword = "secret";
+  }
+  void MailLogins() {
+    settings.WebAccessEmail = true;
+    settings.EmailSendTo = "op@example";
+    mailer.slow = true;
+  }
+};
+
+TEST_F(LoginTest, LoginLivesFromPageToPageInItsSlot) {
   settings.WebUsername = " Admin ";
   settings.WebPassword = "Secret";
   AddSite("www.one.example");
@@ -22,36 +35,24 @@ TEST_F(WebTest, LoginLivesFromPageToPageInItsSlot) {
   EXPECT_TRUE(Contains(Get("/?LIST&"), "Please Enter"));
 }
 
-TEST_F(WebTest, LoginIsBoundToItsAddress) {
-  settings.WebAccessControl = true;
-  settings.WebUsername = "a";
-  settings.WebPassword = "b";
-  Login("a", "b");
+TEST_F(LoginTest, LoginIsBoundToItsAddress) {
+  Login("admin", "secret");
   EXPECT_TRUE(Contains(Get("/?LIST&", 1, "10.0.0.2"), "Please Enter"));
   EXPECT_TRUE(Contains(Get("/?LIST&", 1, "10.0.0.1"), "Please Enter"));
 }
 
-TEST_F(WebTest, WrongLoginIsForgottenAndNotLogged) {
-  settings.WebAccessControl = true;
-  settings.WebUsername = "admin";
-  settings.WebPassword = "secret";
+TEST_F(LoginTest, WrongLoginIsForgottenAndNotLogged) {
   EXPECT_TRUE(Contains(Login("admin", "wrong"), "Invalid user name or password. Click Back and try again."));
   EXPECT_FALSE(web->Pages().clients[1].CredentialsGiven);
   EXPECT_EQ(files.Get("/data/webaccess.log"), "<none>");
 }
 
-TEST_F(WebTest, PasswordAtTheEndOfABodyLosesACharacterAndFails) {
-  settings.WebAccessControl = true;
-  settings.WebUsername = "admin";
-  settings.WebPassword = "secret";
+TEST_F(LoginTest, PasswordAtTheEndOfABodyLosesACharacterAndFails) {
   const std::string body = "UserName=admin&Password=secret";
   EXPECT_TRUE(Contains(Request("POST / HTTP/1.0\r\nContent-Length: 30\r\n\r\n" + body), "Invalid user name"));
 }
 
-TEST_F(WebTest, SiteUserLogsInAndASlotKeepsAllSites) {
-  settings.WebAccessControl = true;
-  settings.WebUsername = "admin";
-  settings.WebPassword = "secret";
+TEST_F(LoginTest, SiteUserLogsInAndASlotKeepsAllSites) {
   AddSite("x").WebUserName = "Bob";
   t.Sites[0].WebPassword = "pw";
   Login("bob", "PW");
@@ -63,10 +64,7 @@ TEST_F(WebTest, SiteUserLogsInAndASlotKeepsAllSites) {
   EXPECT_EQ(web->Pages().clients[1].Path, "");
 }
 
-TEST_F(WebTest, SiteIsOpenedByItsOwnNameAndPasswordTogether) {
-  settings.WebAccessControl = true;
-  settings.WebUsername = "admin";
-  settings.WebPassword = "secret";
+TEST_F(LoginTest, SiteIsOpenedByItsOwnNameAndPasswordTogether) {
   AddSite("x").WebUserName = "Bob";
   t.Sites[0].WebPassword = "pw";
   AddSite("y").WebUserName = "Eve";
@@ -84,10 +82,8 @@ TEST_F(WebTest, SiteIsOpenedByItsOwnNameAndPasswordTogether) {
   }
 }
 
-TEST_F(WebTest, EveryPageOfALoggedInUserIsMailed) {
-  settings.WebAccessControl = settings.WebAccessEmail = true;
-  settings.WebUsername = "admin";
-  settings.WebPassword = "secret";
+TEST_F(LoginTest, EveryPageOfALoggedInUserIsMailed) {
+  settings.WebAccessEmail = true;
   Login("admin", "secret");
   EXPECT_TRUE(mailer.mails.empty()) << "no recipient";
   settings.EmailSendTo = "op@example";
@@ -97,12 +93,8 @@ TEST_F(WebTest, EveryPageOfALoggedInUserIsMailed) {
   EXPECT_EQ(mailer.mails[0], "op@example|Vantry Web Access User Login:\r\n3/5/2026 12:00:00 PM 10.0.0.1 4711 ADMIN");
 }
 
-TEST_F(WebTest, ALoginWaitsForItsMailAndNobodyElseDoes) {
-  settings.WebAccessControl = settings.WebAccessEmail = true;
-  settings.WebUsername = "admin";
-  settings.WebPassword = "secret";
-  settings.EmailSendTo = "op@example";
-  mailer.slow = true;
+TEST_F(LoginTest, ALoginWaitsForItsMailAndNobodyElseDoes) {
+  MailLogins();
   EXPECT_EQ(Login("admin", "secret"), "");
   Send(1, "GET /?LIST&more HTTP/1.0\r\n\r\n");
   EXPECT_EQ(listener.events.claim(1), Claim::kAnswering);
@@ -115,12 +107,8 @@ TEST_F(WebTest, ALoginWaitsForItsMailAndNobodyElseDoes) {
   EXPECT_FALSE(listener.IsOpen(1));
 }
 
-TEST_F(WebTest, AClientThatLeavesWhileItsLoginIsMailedGetsNothing) {
-  settings.WebAccessControl = settings.WebAccessEmail = true;
-  settings.WebUsername = "admin";
-  settings.WebPassword = "secret";
-  settings.EmailSendTo = "op@example";
-  mailer.slow = true;
+TEST_F(LoginTest, AClientThatLeavesWhileItsLoginIsMailedGetsNothing) {
+  MailLogins();
   EXPECT_EQ(Login("admin", "secret"), "");
   listener.Close(1, true);
   mailer.done();

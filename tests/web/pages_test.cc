@@ -332,20 +332,10 @@ TEST(EscapedPages, NoTextOfALogIsMoreThanText) {
     // Another text comes first in each turn, so that each is everywhere once.
     std::vector<std::string> texts(hostile.begin() + static_cast<ptrdiff_t>(turn), hostile.end());
     texts.insert(texts.end(), hostile.begin(), hostile.begin() + static_cast<ptrdiff_t>(turn));
-    PageRig wild, tame;
-    wild.context.escape = tame.context.escape = true;
-    wild.Fill(texts);
-    for (std::string& text : texts) text = Harmless(text);
-    tame.Fill(texts);
-    const auto got = wild.Pages(), want = tame.Pages();
-    for (size_t i = 0; i < got.size(); ++i) {
-      EXPECT_EQ(FindScript(got[i].text), "") << got[i].name;
-      EXPECT_EQ(HtmlShape(got[i].text), HtmlShape(want[i].text)) << got[i].name;
-      EXPECT_FALSE(Contains(got[i].text, "\x1b")) << got[i].name;
-    }
-    EXPECT_FALSE(Contains(GetVisitorsList(wild.context, 1, ""), "<"));
-    wild.context.escape = false;
-    for (const auto& page : wild.Pages()) scripts += FindScript(page.text).empty() ? 0 : 1;
+    EXPECT_EQ(MoreThanText(texts), "");
+    PageRig open;
+    open.Fill(texts);
+    for (const auto& page : open.Pages()) scripts += FindScript(page.text).empty() ? 0 : 1;
   }
   EXPECT_GT(scripts, 3) << "what is looked for is there without the escape";
 }
