@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """How long another client waits while the program is busy with many visitors.
 
-    bench/port_latency.py [--vantry FILE] [--leave N] [--page N]
+    bench/port_latency.py [--vantry FILE] [--leave N] [--page N] [--day N]
 
 Needs the bench preset (cmake --preset bench && cmake --build --preset bench). N visitors come in one scan. --page asks
-for the page of all of them, --leave waits until all of them leave in one tick, a minute or two later. Meanwhile another
-client asks for a short page all the time. Tells its slowest and its usual answer, how long the page took, and by how
-much the program's memory rose at most. Run it on a quiet machine: whatever else runs is measured too.
+for the page and the list of all of them, --day for the page of the day's exceptions after each has asked for a missing
+page, --leave waits until all of them leave in one tick, a minute or two later. Meanwhile another client asks for a
+short page all the time. Tells its slowest and its usual answer, how long the page took, and by how much the program's
+memory rose at most. Run it on a quiet machine: whatever else runs is measured too.
 """
 import argparse
 import os
@@ -23,13 +24,13 @@ import time
 from whole_runs import BIN, free_port
 
 
-def make_home(visitors, minutes):
+def make_home(visitors, minutes, status):
     home = tempfile.mkdtemp(prefix="vantry_latency_")
     stamp = time.strftime("%d/%b/%Y:%H:%M:%S +0000", time.gmtime())
     with open(f"{home}/access.log", "w") as log:
         for i in range(visitors):
             log.write(f'10.{i >> 16}.{i >> 8 & 255}.{i & 255} - - [{stamp}] "GET /articles/2026/page-{i}.html HTTP/1.1" '
-                      f'200 512 "http://www.search.example/" "Mozilla/4.0 (compatible; MSIE 6.0; Windows NT 5.1)"\n')
+                      f'{status} 512 "http://www.search.example/" "Mozilla/4.0 (compatible; MSIE 6.0; Windows NT 5.1)"\n')
     port = free_port()
     with open(f"{home}/VANTRY.INI", "w", newline="") as f:
         f.write(f"[One]\r\nType=2\r\nUnix=True\r\nFolder={home}\r\nMask=access.log\r\nFrequency=1\r\n"
@@ -81,8 +82,8 @@ class OtherClient(threading.Thread):
 
 
 class Program:
-    def __init__(self, vantry, visitors, minutes):
-        self.home, self.port = make_home(visitors, minutes)
+    def __init__(self, vantry, visitors, minutes, status=200):
+        self.home, self.port = make_home(visitors, minutes, status)
         self.process = subprocess.Popen([vantry], env=dict(os.environ, VANTRY_HOME=self.home, TZ="UTC"),
                                         stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         self.process.stdout.readline()
@@ -103,10 +104,10 @@ class Program:
         shutil.rmtree(self.home)
 
 
-def page(vantry, visitors):
-    program = Program(vantry, visitors, 600)
+def page(vantry, visitors, status, *queries):
+    program = Program(vantry, visitors, 600, status)
     try:
-        for query in ("SITETABLE&site=www.one.example", "LIST&"):
+        for query in queries:
             time.sleep(3)
             program.forget_peak()
             before = program.memory_mb("VmRSS")
@@ -144,9 +145,12 @@ def main():
     parser.add_argument("--vantry", default=f"{BIN}/vantry")
     parser.add_argument("--leave", type=int, default=0)
     parser.add_argument("--page", type=int, default=0)
+    parser.add_argument("--day", type=int, default=0)
     options = parser.parse_args()
     if options.page:
-        page(options.vantry, options.page)
+        page(options.vantry, options.page, 200, "SITETABLE&site=www.one.example", "LIST&")
+    if options.day:
+        page(options.vantry, options.day, 404, "EXCEPT&site=www.one.example")
     if options.leave:
         leave(options.vantry, options.leave)
 
