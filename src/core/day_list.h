@@ -67,7 +67,7 @@ class DayList {
   static constexpr size_t kMaxRows = 200'000;
   static constexpr size_t kMaxTextBytes = 16u << 20;
 
-  // Adds a row at the end, and drops the oldest where there is no room.
+  // Adds a row at the end, and drops the oldest rows if there is no room.
   void Add(Row row) {
     row.counted_text = static_cast<uint32_t>(row.TextBytes());
     text_bytes_ += row.counted_text;

@@ -18,7 +18,7 @@ void PageRows::AddRow(VisitorRec& visitor, int16_t no, std::string_view page, st
 }
 
 std::string PageRows::DropFront() {
-  // The visitor's chain may still name this row; a number below first_ is no row any more. Looking the visitor up here
+  // The visitor's chain may still name this row; a number below first_ is no longer a row. Looking the visitor up here
   // would touch the memory of somebody long gone quiet at each new row.
   if (!rows_.front().visitor) --dead_;
   std::string text = std::move(rows_.front().page);
@@ -43,7 +43,7 @@ void PageRows::DeleteRows(VisitorRec& visitor) {
 }
 
 void PageRows::Clear() {
-  // The numbers run on, so that a head which a visitor still holds stands before every later row.
+  // The numbers run on, so that a head which a visitor still holds is below every later row.
   first_ += rows_.size();
   rows_.clear();
   dead_ = text_bytes_ = 0;

@@ -30,7 +30,7 @@ class PointerIndex {
   void Remove(uint64_t hash, const T& record) {
     size_t hole = hash & Mask();
     while (entries_[hole].record != &record) hole = (hole + 1) & Mask();
-    // Later entries of the run move up, unless they stand between their own place and the hole.
+    // Later entries of the run move up, unless they are between their own place and the hole.
     for (size_t i = (hole + 1) & Mask(); entries_[i].record; i = (i + 1) & Mask()) {
       const size_t home = entries_[i].hash & Mask();
       if (((i - home) & Mask()) >= ((i - hole) & Mask())) {

@@ -33,7 +33,7 @@ class ProgramLog {
   void WriteProgramLog(std::string_view text, bool plain);
 
   // Reports a failure under the routine's label: a beep, a line in TRL.LOG, in service mode an event log entry as well,
-  // and a box only when `show_dialog` is set and it is no service. The caller leaves its routine afterwards.
+  // and a box only when `show_dialog` is set and it is not a service. The caller leaves its routine afterwards.
   void ReportError(std::string_view description, std::string_view label, bool show_dialog = false);
 
   // The rule "report under the routine's label and leave": runs `body` (returning Status) and reports its failure.

@@ -29,7 +29,7 @@ struct Regional {
     return ShortDate(DayOf(t)) + " " + FormatTime(SecondOfDay(t));
   }
 
-  // Reads the form in files back. The date may stand alone (midnight), so may the time (30 December 1899). The order of
+  // Reads the form in files back. A date alone means midnight, a time alone 30 December 1899. The order of
   // day, month and year is the pattern's; a four-digit first number is a year in any case. Empty when it is neither.
   std::optional<LogTime> ParseStamp(std::string_view text) const;
   std::optional<Day> ParseDate(std::string_view text) const;

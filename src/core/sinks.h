@@ -1,4 +1,4 @@
-// The small interfaces through which lower folders reach what stands above them: who raises exceptions, who shows
+// The small interfaces through which lower folders reach the ones above them: who raises exceptions, who shows
 // things, who listens to visitor events. `app/` hands the bodies down.
 #pragma once
 

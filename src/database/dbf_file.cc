@@ -76,8 +76,8 @@ Status DbfFile::ReadHeader() {
   return status;
 }
 
-// The rows that stand in the file whatever its header says: rows behind the count when they are whole and no end mark
-// comes before them; none behind the end of the file, and none at the end that do not begin as rows do.
+// The rows that the file has whatever its header says: rows beyond the count if they are whole and no end mark comes
+// before them; none beyond the end of the file, and none at the end that do not begin as rows do.
 Status DbfFile::CountRows(int64_t size_bytes, uint32_t& rows) const {
   const int64_t fit =
       std::max<int64_t>(0, size_bytes - static_cast<int64_t>(header_.header_bytes)) / static_cast<int64_t>(RowBytes());
@@ -112,7 +112,7 @@ Status DbfFile::PutRight(int64_t size_bytes, Day today) {
   });
 }
 
-// What stands behind must be gone for good before rows are written there: a loss of power could mix the two.
+// What follows must be gone for good before rows are written there: a loss of power could mix the two.
 Status DbfFile::EndFileAt(int64_t end) {
   unsynced_ = true;
   Status status = file_->WriteAt(end, std::string(1, dbf::kEndMark));
@@ -172,7 +172,7 @@ void DbfFile::Rewrite(uint32_t number, const char* row) {
   }
 }
 
-// Rows that lie side by side are written together.
+// Adjacent rows are written together.
 Status DbfFile::WriteChangedRows() {
   if (changed_.Count() == 0) return Status::Ok();
   return WriteOurs([this] {

@@ -1,5 +1,5 @@
 // A dBase table file: rows by number, appended and rewritten. New and changed rows wait in memory until they are
-// written, so that a flood of rows costs few system calls; whoever reads through this class sees them at once.
+// written, so that a flood of rows costs few system calls; reads through this class see them at once.
 //
 // Other programs may read the file at any moment, by the row count of the header or up to the end mark. So new rows are
 // written behind the end mark with an end mark of their own, then the first byte of the first new row takes the place
@@ -39,7 +39,7 @@ class DbfFile {
 
   // `row` has Layout().row_bytes bytes here and below. Rows are counted from 1.
   Status Read(uint32_t number, char* row) const;
-  // The bytes of up to `count` rows from `first` on: at least one while there is one, none behind the last.
+  // The bytes of up to `count` rows from `first` on: at least one while there is one, none after the last.
   Status ReadRows(uint32_t first, uint32_t count, std::string& bytes) const;
 
   // False when the disk has taken no rows for so long that no more can wait.

@@ -20,7 +20,7 @@ inline constexpr char kEndOfFields = 0x0D;            // Behind the last field d
 inline constexpr char kEndMark = 0x1A;                // Behind the last row.
 inline constexpr char kLiving = ' ', kDeleted = '*';  // First byte of a row.
 inline constexpr size_t kPrefixBytes = 32, kFieldBytes = 32;
-inline constexpr size_t kDatePlace = 1, kDateBytes = 7;  // Date of the last update, and the row count behind it.
+inline constexpr size_t kDatePlace = 1, kDateBytes = 7;  // Date of the last update, followed by the row count.
 inline constexpr size_t kMaxHeaderBytes = 65535, kMaxFields = 255;
 }  // namespace dbf
 
@@ -38,7 +38,7 @@ struct RowLayout {
 
   // The field's place, by its name in any case.
   std::optional<size_t> Find(std::string_view name) const;
-  // Adds a field behind the others.
+  // Adds a field after the others.
   void Add(TableField field);
 };
 
@@ -47,7 +47,7 @@ Status ParseFields(const std::vector<std::string>& texts, RowLayout& layout);
 
 struct TableHeader {
   RowLayout layout;
-  size_t header_bytes = 0;  // Where the first row stands.
+  size_t header_bytes = 0;  // Where the first row begins.
   uint32_t rows = 0;        // As counted there; the file may hold fewer or more.
 };
 
@@ -56,7 +56,7 @@ std::string BuildHeader(const RowLayout& layout, Day updated, uint32_t rows);
 std::string BuildDateAndCount(Day updated, uint32_t rows);
 
 // Reads the header from the first bytes of a table, as many of them as there are up to kMaxHeaderBytes. Fails when they
-// are no dBase III table.
+// are not a dBase III table.
 Status ParseHeader(std::string_view bytes, TableHeader& header);
 
 // What is the matter with `found` where `wanted` is needed: the first difference, empty when there is none.
@@ -65,7 +65,7 @@ std::string FirstDifference(const RowLayout& wanted, const RowLayout& found);
 // Makes blanks of NULs, with which texts end for many readers.
 void BlankNuls(char* bytes, size_t count);
 
-// Whether the byte stands in front of a row.
+// Whether rows begin with this byte.
 constexpr bool StartsRow(char c) {
   return c == dbf::kLiving || c == dbf::kDeleted;
 }
@@ -74,17 +74,17 @@ constexpr bool StartsRow(char c) {
 bool HasHole(std::string_view row);
 
 // Values into a field of a row. A text is cut to the width or filled with blanks. A number
-// stands at the right; one too wide for the field is shown as asterisks. Day 0 (the unset date) and dates whose year
+// is at the right; one too wide for the field is shown as asterisks. Day 0 (the unset date) and dates whose year
 // has not four digits are blanks.
 void PutText(const TableField& field, std::string_view text, char* row);
 void PutNumber(const TableField& field, int64_t number, char* row);
 void PutDate(const TableField& field, Day day, char* row);
 
-// The field as it stands, blanks included.
+// The field as it is, blanks included.
 std::string_view FieldText(const TableField& field, const char* row);
-// 0 for what is no number; asterisks, the sign of a number that was too wide, are the first number that is.
+// 0 for what is not a number; asterisks, the sign of a number that was too wide, are the first number that is.
 int64_t FieldNumber(const TableField& field, const char* row);
-// Empty for blanks and for what is no date.
+// Empty for blanks and for what is not a date.
 std::optional<Day> FieldDate(const TableField& field, const char* row);
 
 }  // namespace vantry

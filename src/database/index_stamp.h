@@ -30,10 +30,10 @@ struct IndexStamp {
 };
 
 std::string BuildStamp(const IndexStamp& stamp);
-// Empty when the text is no stamp of this version, or was cut or damaged.
+// Empty when the text is not a stamp of this version, or was cut or damaged.
 std::optional<IndexStamp> ParseStamp(std::string_view text);
 
-// The file has room for two stamps, which are written in turn, each with a NUL behind it: a loss of power in the middle
+// The file has room for two stamps, which are written in turn, each followed by a NUL: a loss of power in the middle
 // of one leaves the other.
 inline constexpr size_t kStampPlaceBytes = 64 * 1024;
 constexpr int64_t StampPlace(uint64_t turn) {
@@ -42,7 +42,7 @@ constexpr int64_t StampPlace(uint64_t turn) {
 // The stamp that counts of a file of two.
 std::optional<IndexStamp> ParseStampFile(std::string_view bytes);
 
-// Where the word stands that tells open from closed, and its two values of the same length. It is the one part that the
+// Where the word that tells open from closed is, and its two values of the same length. It is the one part that the
 // check sum leaves out, so that it can be changed in place.
 inline constexpr size_t kStampStatePlace = 15;
 inline constexpr std::string_view kStampOpen = "open  ", kStampClosed = "closed";

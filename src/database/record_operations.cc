@@ -324,10 +324,10 @@ std::string VisitDatabase::LookupDNS(std::string_view ip, VisitorRec* v) {
   last_dns_ip_ = ip;
   last_dns_.clear();
   Guard("F.LookupDNS", [&] {
-    // What was stored of an address that does not fit its field is no proof that it is this address.
+    // An address too long for its field was cut: the row found may be of another address.
     if (!FindAddress(VAVIS, ip) || VAVIS.Text(visitor::kIP) != Trim(ip)) return Result(VAVIS.LastStatus(), VAVIS);
     const std::string_view name = Trim(VAVIS.Text(visitor::kDNS));
-    // Visitors stand under their addresses until a name is found: that is no name.
+    // A visitor's address serves as its name until one is found, so it is not a name.
     if (name != Trim(ip)) last_dns_ = name;
     if (v) v->KnownName = Trim(VAVIS.Text(visitor::kName));
     return Status::Ok();
@@ -343,7 +343,7 @@ std::string VisitDatabase::LookupCountryCode(std::string_view ip) {
     if (key.empty()) return Status::Ok();
     const int found = IPCC.FindNearest(key);
     if (found < 0) return Result(found, IPCC);
-    // A range that begins behind the address: the one before it holds the address.
+    // The range begins after the address: the one before it may hold the address.
     if (found == Table::kOk && IPCC.FieldValue("IP") > key) IPCC.Step(-1);
     code = Trim(IPCC.FieldValue("Country"));
     return Status::Ok();

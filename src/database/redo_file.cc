@@ -55,7 +55,7 @@ std::string BuildRedo(const std::vector<RedoRow>& rows) {
   return bytes + body;
 }
 
-// The file may go on behind: a shorter one is written over a longer one.
+// More bytes may follow: a shorter one is written over a longer one.
 std::optional<std::vector<RedoRow>> ParseRedo(std::string_view bytes) {
   if (!StartsWith(bytes, kRedoMark)) return std::nullopt;
   Reader head(bytes.substr(kRedoMark.size()));

@@ -18,7 +18,7 @@ struct RedoRow {
 };
 
 std::string BuildRedo(const std::vector<RedoRow>& rows);
-// Empty when the bytes are no such file or were cut: then no row was on its way, since tables are written only after
+// Empty when the bytes are not such a file or were cut: then no row was on its way, since tables are written only after
 // this file is whole.
 std::optional<std::vector<RedoRow>> ParseRedo(std::string_view bytes);
 

@@ -92,7 +92,7 @@ const TableSchema& Schema();
 }  // namespace day_sum
 
 // Address ranges to country code: the lowest address of each, and the code that holds up to the next. Supplied from
-// outside and read only; other fields may stand beside these, in any order.
+// outside and read only; there may be other fields too, in any order.
 namespace ipcc {
 const TableSchema& Schema();
 }  // namespace ipcc

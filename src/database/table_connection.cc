@@ -255,7 +255,7 @@ Status TableConnection::WriteRedo(std::span<Table* const> tables) {
   return Status::Ok();
 }
 
-// Rows whose last writing failed may stand half written in their tables, and this file is all that can make them whole:
+// Rows whose last writing failed may be half written in their tables, and this file is all that can make them whole:
 // they come first.
 Status TableConnection::FinishRedo() {
   for (Table* table : tables_) {

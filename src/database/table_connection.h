@@ -58,7 +58,7 @@ class TableConnection {
   const TableStamp* StampOf(const std::string& table) const;
   // Whether rows of this table may be holes: the program or the machine stopped before they were durable.
   bool MayHaveHoles(const std::string& table) const;
-  // Changed rows of this table that may have been cut in two then; until DropRedo, when they stand in the table for
+  // Changed rows of this table that may have been cut in two then; until DropRedo, when they are in the table for
   // good.
   std::vector<RedoRow> RedoOf(const std::string& table) const;
   void DropRedo(const std::string& table);

@@ -1,4 +1,4 @@
-// Opening, closing and upkeep. The record operations stand in record_operations.cc.
+// Opening, closing and upkeep. The record operations are in record_operations.cc.
 #include "database/visit_database.h"
 
 #include <algorithm>
@@ -29,7 +29,7 @@ VisitDatabase::VisitDatabase(VisitDatabaseContext context)
 
 bool VisitDatabase::DatabaseReady() {
   if (open_) return true;
-  // Whoever is still at work while the program closes must not open the tables again.
+  // Work that goes on while the program closes must not open the tables again.
   if (c_.t.Closing) return false;
   const SteadyTime now = c_.clock.Steady();
   if (failed_at_ && now.ms - failed_at_->ms < kRetryMs) return false;
@@ -73,7 +73,7 @@ Status VisitDatabase::CreateDatabase() {
   return Status::Ok();
 }
 
-// The country table is optional: that it is missing is no complaint, and what keeps all tables closed is told once.
+// The country table is optional: a missing one is not reported, and what keeps all tables closed is told once.
 void VisitDatabase::OpenCountries() {
   if (!c_.t.CountryLookup) {
     IPCC.CreateTable(c_.ddfpath, Table::kReadOnly, ipcc::Schema().fields, ipcc::Schema().keys);
@@ -110,7 +110,7 @@ bool VisitDatabase::FlushAll() {
   const bool write_out = c_.t.ScanInProgress && !c_.t.Closing;
   if (open_) {
     AfterWriting(Attempt([&] {
-      // Also when nothing waits: whoever only looks into the tables must not look into others.
+      // Also when nothing waits: a reader must not read somebody else's tables.
       if (Status changed = connection_.CheckOurs(tables); !changed.ok()) return changed;
       return write_out ? connection_.WriteOut(tables) : connection_.Flush(tables);
     }));

@@ -62,7 +62,7 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   void UpdateDaySummaries() override;
   void CloseDatabase() override;
 
-  // Gives the address a name on this site; dropped when the address is not in the table.
+  // Stores a name for the address on this site; dropped when the address is not in the table.
   void ChangeFriendlyName(std::string_view ip, std::string_view site, std::string_view name);
   // The name of the first record of this address on any site; `name` stays when there is none.
   void GetFriendlyName(std::string_view ip, std::string& name);

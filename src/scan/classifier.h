@@ -37,7 +37,7 @@ class Classifier {
   std::vector<std::string> upper_agents_;  // Those without a lower-case letter: no other can occur in upper-cased text.
 };
 
-// robots.dat: a line for each pair, address, blank, agent. A missing file leaves none and is no failure.
+// robots.dat: a line for each pair, address, blank, agent. A missing file leaves none and is not a failure.
 Status ReadRobotsCache(Files& files, const std::string& ddf_path, LiveTables& tables);
 // Writes the file when something was learnt; pairs whose agent has 2 characters or fewer stay out.
 Status WriteRobotsCache(Files& files, const std::string& ddf_path, const LiveTables& tables);

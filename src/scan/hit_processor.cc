@@ -13,7 +13,7 @@ void HitProcessor::SetLayout(int16_t number) {
 }
 
 void HitProcessor::WarmUp(int16_t number, std::string_view next_line) {
-  // With few visitors all of them are near already.
+  // A few visitors are all in the cache already.
   constexpr int32_t kManyVisitors = 4'000;
   if (t_.Visitors.Count() < kManyVisitors) return;
   t_.Visitors.WarmRecord(next_visitor_);

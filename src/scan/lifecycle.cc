@@ -62,7 +62,7 @@ void Lifecycle::RemoveMarked(bool yields) {
   std::vector<int32_t> numbers;
   numbers.swap(marked_);
   const bool done = c_.log.Guard("RemoveInactive", [&] { return RemoveEach(numbers, yields); });
-  // Whoever is left after a failure is tried again at the next tick.
+  // After a failure the rest are tried again at the next tick.
   if (!done) {
     for (const int32_t n : numbers) {
       if (t_.Visitors.At(n)) marked_.push_back(n);

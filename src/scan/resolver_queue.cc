@@ -56,9 +56,9 @@ void ResolverQueue::RequestComplete(const ResolverAnswer& answer) {
   });
 }
 
-// Numbers of visitors change while a request is under way; its own number does not. Whoever asked has the address of
-// the answer, so the visitor is found without a walk through all of them. This also keeps a request from naming one of
-// long ago that had the same number.
+// Numbers of visitors change while a request is under way; its own number does not. The visitor that asked has the
+// address of the answer, so it is found without a walk through all of them. This also keeps an old request from naming
+// a later visitor with the same number.
 VisitorRec* ResolverQueue::FindAsker(const ResolverAnswer& answer) const {
   for (int16_t site = 1; site <= c_.t.SiteCount(); ++site) {
     VisitorRec* visitor = c_.t.Visitors.Lookup(site, answer.address);

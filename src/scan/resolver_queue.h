@@ -1,5 +1,5 @@
 // The names of visitors: from the stored visits when they are known there, otherwise asked for on the side. A visitor
-// stands under its address until the answer comes, and a scan never waits for one.
+// is listed under its address until the answer comes, and a scan never waits for one.
 #pragma once
 
 #include <string>
@@ -22,11 +22,11 @@ class ResolverQueue final : public VisitorNames {
 
   // What the visitor's DNS starts with: the stored name, or else the trimmed IP. In the second case a request is
   // started and its number kept in DNSRequestId, unless ReverseDNS is off or kMaxPending are under way: such a visitor
-  // stands under its address for the whole visit.
+  // keeps its address as its name for the whole visit.
   std::string ResolveVisitor(VisitorRec& visitor) override;
 
-  // The name behind the first equal code of `Countries`; empty for an unknown code. The pair found last is kept, so
-  // that a run of visitors from one country is one search.
+  // The name that belongs to the first equal code of `Countries`; empty for an unknown code. The pair found last is
+  // kept, so that a run of visitors from one country is one search.
   std::string CountryName(std::string_view code) override;
 
   // An answer has come: names the visitor, its stored visits, its rows in the day's lists, and tells listeners.

@@ -9,8 +9,8 @@
 namespace vantry {
 namespace {
 
-// Whoever looks at a list does not see what it dropped. The program log says it once while the day lasts, and how many
-// rows it were at its end.
+// A list does not show that rows were dropped. The program log says so once during the day, and how many there were at
+// its end.
 template <class Row>
 void TellDropped(ProgramLog& log, DayList<Row>& list, const std::string& what, bool day_is_over) {
   if (list.Dropped() == 0 || (list.told && !day_is_over)) return;

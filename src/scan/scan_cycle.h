@@ -21,7 +21,7 @@ class ScanCycle {
   static constexpr int64_t kYieldMs = 5;
   static constexpr int kLinesPerCheck = 100;
 
-  // `monitoring` tells whether ticks are still wanted: a pause in the middle of a tick ends it behind the running scan.
+  // `monitoring` tells whether ticks are still wanted: a pause in the middle of a tick ends it after the running scan.
   // `exception_number` gives the number of the exception type at a place of the type table.
   ScanCycle(ScanContext& c, std::function<bool()> monitoring, std::function<int(int16_t)> exception_number);
 

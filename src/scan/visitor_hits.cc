@@ -203,7 +203,7 @@ void HitProcessor::Raise(const VisitorRec& v, int number, LogTime hit, std::opti
   c_.exceptions.AddException(line_site_, number, hit, value, who, v.VisitCount);
 }
 
-// A visitor found through a group may stand on another site than the line's; counts, limits and mutes are the line's.
+// A visitor found through a group may be on another site than the line's; counts, limits and mutes are the line's.
 void HitProcessor::CountPage(VisitorRec& v, std::string_view line, LogTime hit) {
   const HitRec& h = t_.Hit;
   SiteRec& site = t_.Site(line_site_);

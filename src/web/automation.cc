@@ -54,7 +54,7 @@ void Automation::Add(BusOperation operation, Answer answer) {
   answers_.push_back(std::move(answer));
 }
 
-// Gives nothing for a number that is not a site's.
+// Adds an operation that returns this member of a site: 0 or an empty text for a number that is not a site's.
 template <class T>
 void Automation::AddOfSite(const char* name, const char* gives, T SiteRec::*field) {
   constexpr bool kText = std::is_same_v<T, std::string>;
@@ -113,7 +113,7 @@ void Automation::AddFrame() {
 void Automation::AddExtract() {
   Add({"ExtractLogEntriesToFile", {{'s', "VisitorKey"}, kClientNo}, {{'s', "FileName"}}},
       [this](const BusValues& in, BusValues& out) {
-        // The number only tells files apart; 0 stands for none.
+        // The number only tells files apart; 0 means none.
         const auto client_no = std::get<int32_t>(in[1]);
         if (Status status = CheckClient(client_no); client_no != 0 && !status.ok()) return status;
         out = {ExtractLogEntriesToFile(c_.pages(), std::get<std::string>(in[0]), client_no)};

@@ -28,7 +28,7 @@ struct AutomationContext {
 
 class Automation final : public AutomationCalls, public VisitorEvents {
  public:
-  // With nobody there who ever called, only these of each second go out: nobody can say whether anyone listens.
+  // Until somebody has called, only this many of each second go out: there is no telling whether anyone listens.
   static constexpr int kEventsPerSecond = 1'000;
 
   explicit Automation(AutomationContext c);

@@ -15,10 +15,10 @@ enum class WebState : int16_t { kIdle = 0, kRequestLine = 1, kHeaders = 2, kBody
 // One slot. It is not wiped when its connection ends: that is how a login survives from one page to the next.
 struct WebClient {
   static constexpr int kMaxHeaders = 30;
-  std::string Version;  // What followed the URL; read by nothing.
+  std::string Version;  // What followed the URL; never read.
   std::string Method;   // Upper-cased.
   std::string Path;     // URL up to the "?", as sent; cleared by a login check, so that links become relative.
-  std::string Query;    // URL behind the first "?", raw.
+  std::string Query;    // URL after the first "?", raw.
   int16_t HeaderCount = 0;
   std::array<std::string, kMaxHeaders> Headers;
   std::string PostData;

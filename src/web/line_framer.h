@@ -9,13 +9,13 @@ namespace vantry {
 
 class LineFramer {
  public:
-  // What a line holds beyond this is dropped as it comes: nobody can fill the memory with one line.
+  // The rest of a longer line is dropped as it comes, so that one line can't fill the memory.
   static constexpr size_t kMaxLine = 64 * 1024;
 
   void Feed(std::string_view bytes) { pending_.append(bytes); }
   // The next whole line without its end; empty when none is complete.
   std::optional<std::string> NextLine();
-  // Takes out the text behind the last line end, however much there is.
+  // Takes out the text after the last line end, however much there is.
   std::string TakeRest();
   size_t RestSize() const { return line_.size() + pending_.size() - looked_at_; }
   void Clear();

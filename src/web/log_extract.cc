@@ -9,7 +9,7 @@
 namespace vantry {
 namespace {
 
-constexpr int64_t kBeforeStart = 500;   // Bytes; the visitor's place is behind its first line.
+constexpr int64_t kBeforeStart = 500;   // Bytes; the visitor's place is after its first line.
 constexpr int kLinesWithoutScan = 50;   // Read at most while the scan has no line.
 constexpr size_t kPiece = 1024 * 1024;  // Written at once.
 

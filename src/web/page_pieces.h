@@ -18,8 +18,8 @@ class PagePieces {
   // A piece ends when it has this size.
   static constexpr size_t kPieceBytes = 128 * 1024;
 
-  // Writes a stretch of its part of the page. True when it wants another turn: the page is then maybe long enough for
-  // a piece, and tables may have changed at its next turn.
+  // Writes some of its part of the page. True if it needs another turn; by then a piece may have been sent, and tables
+  // may have changed.
   using Part = std::function<bool(PageText& page)>;
 
   // The context outlives the page. A failure is reported under `name` and ends the page.
@@ -52,13 +52,13 @@ using PagePiecesPtr = std::shared_ptr<PagePieces>;
 PieceSource SourceOf(PagePiecesPtr page);
 std::string WholeText(const PieceSource& source);
 
-// The visitors of one site in a page. Those who are there when it comes to them are shown; whoever leaves before, or
-// comes after its table has begun, is not.
+// The visitors of one site in a page. Shows those who are still there when it gets to them, but nobody who
+// came after its table had begun.
 class SiteVisitors {
  public:
   SiteVisitors(LiveTables& t, int16_t site) : t_(t), site_(site) {}
 
-  // Calls `row` for the next visitors, as far as a piece goes. False when there are no more.
+  // Calls `row` for the next visitors, until a piece is full. False when there are no more.
   bool Some(PageText& page, const std::function<void(const VisitorRec&)>& row);
   // How many there are: the site's count, or those who were shown when somebody left meanwhile.
   int32_t Count() const { return t_.Visitors.Removed() == removed_ ? count_ : shown_; }

@@ -63,7 +63,7 @@ class PageText {
 
   // The page's head and the opening of its body. Reloads itself every 30 seconds unless told not to.
   void HTMLHeader(std::string_view title = kDefaultTitle, bool no_refresh = false);
-  // As above, on a background that is chosen here when it is empty.
+  // As above, on this background; an empty one is chosen here.
   void HTMLHeader(std::string_view title, bool no_refresh, std::string& back_colour);
   void HTMLFooter();
   // Head and end of a deck for WAP phones.

@@ -17,7 +17,7 @@
 
 namespace vantry {
 
-// Of the sites that visitors came from this many are shown.
+// How many of the sites that visitors came from are shown.
 inline constexpr int kMaxReferrers = 200;
 
 // Client numbers are those of the connection table. Domains are compared without blanks and case.

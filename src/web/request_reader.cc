@@ -98,7 +98,7 @@ bool FormValue(std::string_view text, std::string_view name_and_equals, std::str
   if (at == std::string_view::npos) return false;
   const std::string_view behind = text.substr(at + name_and_equals.size());
   const size_t end = behind.find('&');
-  // The login form sends a field behind the password, so the lost character is never one of a browser's.
+  // The login form sends a field after the password, so the lost character is never one of a browser's.
   value =
       end != std::string_view::npos ? behind.substr(0, end) : behind.substr(0, behind.empty() ? 0 : behind.size() - 1);
   return true;

@@ -19,14 +19,14 @@ enum class ReadStep { kMore, kRequestComplete };
 ReadStep TakeLine(WebClient& client, std::string_view text, bool end_of_line, std::string_view remote_host,
                   WallTime now);
 
-// The value behind "name=" up to the next "&". Without a further "&" its last character is lost. False without "name=".
+// The value after "name=" up to the next "&". Without a further "&" its last character is lost. False without "name=".
 bool FormValue(std::string_view text, std::string_view name_and_equals, std::string& value);
 
 struct Command {
   std::string word;      // Upper-cased and trimmed.
   std::string argument;  // With a blank for each "_".
 };
-// A query without "&" keeps the whole of itself as its argument; links always carry the "&".
+// A query without "&" is its own argument as a whole; links always carry the "&".
 Command SplitCommand(std::string_view query);
 
 }  // namespace vantry

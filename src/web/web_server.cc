@@ -101,7 +101,7 @@ void WebServer::Data(int n, std::string_view bytes) {
   if (StillOpen(n, serial)) DeliverBody(n, false);
 }
 
-// The end of a form's body has no line end, so it is whole when the announced size has come or the peer falls silent.
+// A form's body does not end with a line end: it is whole when the announced size has come or the peer falls silent.
 void WebServer::DeliverBody(int n, bool whole) {
   Pump& pump = PumpOf(n);
   if (clients_[n].State != WebState::kBody || pump.framer.RestSize() == 0 || pump.held) return;
@@ -202,7 +202,7 @@ bool WebServer::CheckCredentials(int n) {
 }
 
 // A login is checked anew for each page, so each page of a logged-in user is mailed. The request is held until the mail
-// is out: meanwhile the client may leave, and another may come under its number.
+// is out; by then the client may have left, and another may have its number.
 void WebServer::MailLogin(int n) {
   const std::string text = "Vantry Web Access User Login:\r\n" + c_.regional.General(c_.clock.Now()) + " " +
                            c_.listener.RemoteHost(n) + " " + std::to_string(c_.listener.RemotePort(n)) + " " +
@@ -255,7 +255,7 @@ void WebServer::SendPieces(int n, PieceSource page) {
 
 void WebServer::SendWebLine(int n, std::string_view text) {
   PumpOf(n).console = true;
-  // The listener keeps what a full socket does not take, so nothing of a page is lost and nobody is waited for.
+  // The listener keeps what a full socket does not take, so no part of a page is lost and nothing waits for the client.
   c_.listener.Send(n, std::string(text) + "\r\n");
 }
 

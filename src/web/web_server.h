@@ -30,7 +30,7 @@ class RemoteControl {
   virtual bool Monitoring() const = 0;      // Timer1 runs.
   virtual void Pause() = 0;
   virtual void Continue() = 0;
-  virtual void Stop() = 0;  // The closing routine; the program ends behind it.
+  virtual void Stop() = 0;  // The closing routine; the program ends after it.
   virtual void ShowWindow() = 0;
   virtual void HideWindow() = 0;
 };
@@ -67,8 +67,8 @@ struct WebContext {
 
 class WebServer {
  public:
-  // A body's text without a line end counts as whole after this silence, the longer one when its announced size has
-  // not come yet: a lost packet must not cut a login.
+  // The last text of a body, without a line end, counts as whole after this silence; after the longer one if fewer
+  // bytes have come than were announced, as a lost packet must not cut a login.
   static constexpr int64_t kQuietMs = 200, kQuietInsideBodyMs = 10'000;
 
   WebServer(WebContext c, WebSecurity security);
