@@ -1,6 +1,6 @@
 // Raises visitor events as a scan does and prints what one costs:
 //   event_cost none|listener|caller [COUNT]
-// none: there is no bus. listener: a program listens on the bus that never called, so few events go out. caller: it
+// none: there is no bus. listener: a program that never called listens on the bus, so few events go out. caller: it
 // called before, so each one does. The bus is the session's; dbus-run-session makes one.
 #include <QCoreApplication>
 #include <chrono>

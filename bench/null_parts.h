@@ -51,7 +51,7 @@ class DoNothingHistory : public VisitHistory {
   void CloseDatabase() override {}
 };
 
-// Visitors stand under their addresses.
+// Visitors keep their addresses as names.
 class DoNothingNames final : public VisitorNames {
  public:
   std::string ResolveVisitor(VisitorRec& visitor) override { return visitor.IP; }
@@ -80,7 +80,7 @@ class CountingLoop final : public Loop {
   int64_t turns = 0;
 };
 
-// The system's clock, which can be made to stand still for scans, so that they never yield.
+// The system's clock, which can be stopped for scans, so that they never yield.
 class BenchClock final : public Clock {
  public:
   WallTime Now() const override { return system_.Now(); }
@@ -92,7 +92,7 @@ class BenchClock final : public Clock {
   SystemClock system_;
 };
 
-// A scan with nothing behind it: no history, no exceptions, no window.
+// A scan with nothing attached: no history, no exceptions, no window.
 struct Rig {
   LiveTables t;
   Settings settings;

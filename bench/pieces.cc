@@ -67,7 +67,7 @@ void SplitLine_Page(benchmark::State& state) {
 }
 BENCHMARK(SplitLine_Page);
 
-// A line of an address that is no visitor and joins the last of many through a DNS group.
+// A line of an address that is not a visitor and joins the last of many through a DNS group.
 void SplitLine_GroupMember(benchmark::State& state) {
   struct ProxyNames final : bench::DoNothingHistory {
     bool known = false;
@@ -77,7 +77,7 @@ void SplitLine_GroupMember(benchmark::State& state) {
   rig.Connect(history, rig.exceptions);
   AddSite(rig);
   rig.t.Today = *MakeDay(2026, 10, 10);
-  // The visitors stand under their addresses, so the mask fits that of the last one.
+  // The visitors keep their addresses as names, so the mask fits that of the last one.
   rig.settings.DNSMask = {"99.*"};
   const std::string rest(kPageLine.substr(8));
   for (int64_t i = 1; i < state.range(0); ++i) {

@@ -3,7 +3,7 @@
 // TYPE as in the site file; the date is taken for today, 0 for a day long ago.
 //   again     reads the file a second time, with all its visitors on the site already, and tells that time
 //   loop      yields turn Qt's loop instead of being counted alone
-//   no-yield  the clock stands still for the scan, so it never yields
+//   no-yield  the clock does not move during the scan, so it never yields
 //   exceptions      raises them, and collects their mails unless told not to
 //   history=FOLDER  with the history on, in this folder; the time includes making everything durable
 #include <QCoreApplication>

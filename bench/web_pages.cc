@@ -73,7 +73,7 @@ BENCHMARK(BenchVisitorsTable)
     ->Arg(100'000)
     ->Unit(benchmark::kMillisecond);
 
-// One site has all rows but 200, so that the other one's lie behind them.
+// One site has all rows but 200, so that the other one's come after them.
 void BenchReferrersTable(benchmark::State& state) {
   WebRig rig(2);
   std::filesystem::remove_all(rig.folder);

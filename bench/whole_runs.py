@@ -131,7 +131,7 @@ def tables(folder, rows):
         try:
             print(f"Pages table of {count} rows")
             for turn in range(2):
-                # The second time the stamp is gone, so opening builds the index anew.
+                # The second time the stamp is gone, so opening rebuilds the index.
                 out = subprocess.run([f"{BIN}/tables", data, str(count)], capture_output=True, check=True, text=True)
                 lines = out.stdout.splitlines()
                 print("  " + "\n  ".join(lines if turn == 0 else lines[:1]))

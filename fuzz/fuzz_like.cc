@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   vantry::FitsFileMask(text, pattern);
   if (!Like(text, "*")) std::abort();
   if (!Like(text, pattern)) return 0;
-  // What fits a pattern fits it with any text behind or in front, once the pattern has a star there.
+  // What fits a pattern also fits with any text after or before it, if the pattern has a star there.
   if (!Like(text + "x", pattern + "*") || !Like("x" + text, "*" + pattern)) std::abort();
   if (!Like(text + "7", pattern + "#")) std::abort();
   return 0;

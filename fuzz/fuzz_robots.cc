@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   tables.UnknownAgents = ParseRobotsCache(bytes);
   for (const UnknownAgent& pair : tables.UnknownAgents) {
     if (pair.Agent.size() < 2 || pair.IP.find(' ') != std::string::npos) std::abort();
-    // Separators stand inside a quoted item alone.
+    // Only a quoted item contains separators.
     if (!quoted && pair.Agent.find_first_of(",\r\n") != std::string::npos) std::abort();
   }
   Classifier classifier(tables);

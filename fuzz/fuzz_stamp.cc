@@ -1,4 +1,4 @@
-// The small files beside the tables: as they stand, and with a check sum that is right for once.
+// The small files beside the tables: as they are, and with a check sum that is right for once.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>

@@ -64,7 +64,7 @@ void MutateOnce(std::string& text, const std::string& other, std::mt19937& rando
 }
 
 void Run(const std::string& text) {
-  // A copy of just this size lets the sanitizer see a read one byte behind the end.
+  // A copy of just this size lets the sanitizer see a read one byte past the end.
   const std::vector<uint8_t> bytes(text.begin(), text.end());
   LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }

@@ -430,7 +430,7 @@ TEST_F(CheckTest, ThresholdsMayBeNegativeOrWide) {
   EXPECT_EQ(Check(), Raised{"110 More than 3 active visitors"});
 }
 
-// 132 and 164 stand in the table alone.
+// 132 and 164 are in the table only.
 TEST_F(CheckTest, OnlyFourTypesAreChecked) {
   for (ExceptionType& type : rig.settings.ExceptionTypes) type.Value = "-1";
   rig.t.Site(1).CurrentVisitors = 1;

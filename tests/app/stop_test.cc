@@ -67,7 +67,7 @@ TEST_F(StopTest, WithAFullDiskSavesThePlaceOfTheRowsThatWereWritten) {
   Run(6);
   Flush();
   EXPECT_EQ(Rows("Pages"), 60u);
-  // The line that a scan ended with is read again as soon as there are others behind it.
+  // The line that a scan ended with is read again as soon as others follow it.
   EXPECT_EQ(Rows("Exceptions"), 61u);
 }
 
@@ -171,7 +171,7 @@ TEST_F(StopTest, InTheMiddleOfAReplaySavesWhatTheReplayBeganWith) {
   EXPECT_EQ(Rows("Pages"), pages);
 }
 
-// Whoever cuts a log begins anew at its end; the place from before would skip what is added until the next start.
+// A log that was cut is read from its end; from the old place, what is added until the next start would be skipped.
 TEST_F(StopTest, ALogThatWasCutHoldsThePlaceOfItsCut) {
   Lines(0, 100);
   ASSERT_TRUE(Start());

@@ -44,7 +44,7 @@ TEST_F(CountriesFile, NamesEachCountryApart) {
   }
 }
 
-// The reader drops what stands behind a second comma, and pages are not UTF-8.
+// The reader drops what follows a second comma, and pages are not UTF-8.
 TEST_F(CountriesFile, IsPlainText) {
   ASSERT_FALSE(bytes_.empty());
   EXPECT_EQ(std::count(bytes_.begin(), bytes_.end(), ','), std::count(bytes_.begin(), bytes_.end(), '\n'));

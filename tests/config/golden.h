@@ -17,7 +17,7 @@ inline std::string Golden(const std::string& name) {
 
 inline std::string FirstDifference(const std::string& got, const std::string& want);
 
-// Checks a text against its file. VANTRY_RENEW=1 writes the file anew instead; look at what changed before keeping it.
+// Checks a text against its file. VANTRY_RENEW=1 rewrites the file instead; look at what changed before keeping it.
 inline void CheckGolden(const std::string& name, const std::string& got) {
   if (std::getenv("VANTRY_RENEW")) {
     std::ofstream(std::string(VANTRY_TEST_DATA) + "/config/" + name, std::ios::binary) << got;

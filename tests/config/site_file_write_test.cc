@@ -65,7 +65,7 @@ SiteRec FullSite() {
   return s;
 }
 
-// Two sites and three alerts whose bytes stand in two_sites.ini.
+// Two sites and three alerts whose bytes are those of two_sites.ini.
 void Fill(LiveTables& t) {
   t.Sites.resize(2);
   t.Site(1).Name = "A=B]";
@@ -104,7 +104,7 @@ TEST(SiteFileWrite, GoldenFile_IsReadAndWrittenBackTheSame) {
   CheckGolden("two_sites.ini", FormatSites(kSiteRegional, t));
 }
 
-// The lines of the second site, each with what it holds when it stands alone. Two keys that were mixed up in the reader
+// The lines of the second site, each with what it holds when it is the only one. Two keys that were mixed up in the reader
 // and the writer alike would pass the tests above, not this one.
 TEST(SiteFileWrite, EveryKey_FillsItsOwnFieldAlone) {
   const std::string golden = Golden("two_sites.ini");

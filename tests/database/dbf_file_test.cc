@@ -187,7 +187,7 @@ TEST_F(DbfTest, IsNeverWrittenWhenItIsOpenedForReading) {
   }
 }
 
-// The first row need not stand directly behind the fields, and what another program keeps in the header stays.
+// The first row need not follow the fields directly, and what another program keeps in the header stays.
 TEST_F(DbfTest, AForeignHeaderIsKept) {
   std::string header = Header(1) + std::string(263, 'b');
   header[8] = static_cast<char>(header.size() & 255);
@@ -278,7 +278,7 @@ TEST_F(DbfTest, AFileOfThisNameThatIsAnotherIsNoticed) {
 TEST_F(DbfTest, NothingIsWrittenIntoWhatOthersHaveMadeOfTheFile) {
   disk.Put(kPath, Header(3) + Rows(1, 3) + dbf::kEndMark);
   ASSERT_TRUE(Open().ok());
-  // Our own writes are no news.
+  // Our own writes don't count.
   file.Append(RowOf(4).data());
   file.Rewrite(1, RowOf(9).data());
   EXPECT_TRUE(file.WriteChangedRows().ok());

@@ -68,7 +68,7 @@ struct WriteRig {
       if (!Flush().ok()) return;
     }
   }
-  // Breaks the call of this number, and all behind it: the program has ended.
+  // Breaks the call with this number and all later ones: the program has ended.
   void EndAt(int call, int part) {
     disk.breaks = [this, call, part](const std::string& what) {
       if (first_trouble.empty() && calls > 1) first_trouble = Trouble();

@@ -32,7 +32,7 @@ constexpr const char* kGolden =
     "03"        // dBase III without memo fields.
     "7e0305"    // 5 March 2026.
     "04030201"  // 16,909,060 rows.
-    "8100"      // The first row stands behind 129 bytes.
+    "8100"      // The first row begins after 129 bytes.
     "1700"      // 23 bytes a row.
     "0000000000000000000000000000000000"
     "030000"                  // Windows-1252.
@@ -125,7 +125,7 @@ TEST(DbfHeader, WhatIsNoTableIsRefusedWithTheReason) {
   }
 }
 
-// Programs of later years put more behind the field list, and the first row is where the header says.
+// Later programs put more after the field list, and the first row is where the header says.
 TEST(DbfHeader, TheFirstRowStandsWhereTheHeaderSays) {
   std::string bytes = BuildHeader(Layout({"A|C|3"}), *MakeDay(2026, 3, 5), 2);
   bytes += std::string(263, 'x');

@@ -91,7 +91,7 @@ TEST(IndexStamp, IsRefusedWhenAnyByteIsAnother) {
   }
 }
 
-// Of another version, or with a sum that is right over what is no stamp.
+// Of another version, or with a sum that is right although the text is not a stamp.
 TEST(IndexStamp, OtherTextsAreRefusedWhateverTheirSum) {
   const std::string text = BuildStamp(Sample());
   const auto with_body = [&](const std::string& body) {

@@ -186,7 +186,7 @@ struct Ends {
   void Erase(const std::string& key) {
     for (auto* keys : {&index, &moving, &waiting}) keys->erase(key);
   }
-  // What waits is on its way, and more may come behind it.
+  // What waits is on its way, and more may follow.
   void Take() {
     if (!moving.empty()) return;
     moving.swap(waiting);

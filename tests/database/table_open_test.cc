@@ -141,7 +141,7 @@ TEST_F(OpenTest, AnIndexThatLeadsToOtherRowsIsMendedOnTheWay) {
   EXPECT_EQ(rig.Names(), "n1 n2 n3 ");
 }
 
-// While the index can't be made anew, operations fail, and nothing is lost.
+// While the index can't be rebuilt, operations fail, and nothing is lost.
 TEST_F(OpenTest, AnIndexThatCantBeMadeAnewIsTriedAgainByTheNextFlush) {
   AddThree();
   ASSERT_EQ(T().Flush(), Table::kOk);

@@ -21,7 +21,7 @@ struct RedoTest : ::testing::Test {
     T().SetText(TableRig::kCode, "x" + group);
     ASSERT_EQ(T().Update(), Table::kOk);
   }
-  // The next write to a row of the table reaches the disk by half; with `all_behind` no other does any more.
+  // The next write to a row of the table reaches the disk by half; with `all_behind` no later one does.
   void TearRow(bool all_behind) {
     torn_ = false;
     rig.disk.breaks = [this, all_behind](const std::string& call) {
@@ -66,7 +66,7 @@ TEST_F(RedoTest, WithoutARestartTheRowIsWrittenAgainToo) {
   EXPECT_EQ(Row(1), "000000002 n2 xnew");
 }
 
-// A row stands half written, and then the file that could make it whole is to be written over.
+// A row is half written, and then the file that could make it whole is about to be overwritten.
 TEST_F(RedoTest, TheFileIsNotWrittenOverWhileARowNeedsIt) {
   for (const int part : {-1, 0, 10, 60}) {
     Change("n2", "new");
@@ -151,7 +151,7 @@ TEST_F(RedoTest, AnAttemptThatFailsKeepsItsRowsForTheNext) {
   }
 }
 
-// What stands in the file after a good flush is in the tables, whatever was done with them since.
+// What is in the file after a good flush is in the tables, whatever was done with them since.
 TEST_F(RedoTest, AnOldFileIsNotReadAfterAStop) {
   Change("n2", "new");
   ASSERT_EQ(T().Flush(), Table::kOk);

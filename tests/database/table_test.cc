@@ -148,7 +148,7 @@ TEST_F(TableTest, StepStaysAtTheEnds) {
   EXPECT_EQ(T().Text(TableRig::kName), "ddd");
 }
 
-// Equal keys stand in the order of their rows, descending ones as well.
+// Equal keys are in the order of their rows, descending ones as well.
 TEST_F(TableTest, KeysGiveTheirOrder) {
   ASSERT_EQ(rig.Add("n1", "b", 5), Table::kOk);
   ASSERT_EQ(rig.Add("n5", "a", 70), Table::kOk);
@@ -157,7 +157,7 @@ TEST_F(TableTest, KeysGiveTheirOrder) {
   ASSERT_EQ(rig.Add("n4", "c", 1234), Table::kOk);
   EXPECT_EQ(rig.Names(TableRig::kByName), "n1 n2 n3 n4 n5 ");
   EXPECT_EQ(rig.Names(TableRig::kByGroup), "n5 n2 n1 n3 n4 ");
-  // Asterisks, which stand for a number too wide, sort behind the blanks of smaller numbers.
+  // Asterisks, which mean a number too wide, sort after the blanks of smaller numbers.
   EXPECT_EQ(rig.Names(TableRig::kByHits), "n2 n4 n5 n1 n3 ");
   T().SelectKey(TableRig::kByHits);
   EXPECT_EQ(T().FindEqual(T().Key({"5"})), Table::kOk);

@@ -24,7 +24,7 @@ TEST_F(NumberTest, AVisitThatIsReadAgainKeepsItsNumber) {
   EXPECT_EQ(rig.Visit("10.0.0.1", "10:00:00").VisitCount, 2);
   VisitorRec third = rig.Visit("10.0.0.1", "11:00:00");
   EXPECT_EQ(third.VisitCount, 3);
-  // Nothing is stored of a visit of that start: the count of all visits stands.
+  // Nothing is stored of a visit of that start: the count of all visits remains.
   EXPECT_EQ(rig.Visit("10.0.0.1", "09:30:00").VisitCount, 4);
   EXPECT_EQ(rig.Flushed("Visitor").rows[0].at("Visits"), "    4");
   // A name that arrives after the replay belongs to the same visit.

@@ -93,7 +93,7 @@ TEST(BuildCountryRows, LetsTheLaterOfEqualAndCrossingRangesWin) {
       {"crossing, turned", {Range(15, 24, "CN"), Range(10, 19, "AU")}, "0 --; 10 AU; 20 CN; 25 --"},
       {"crossing, the wider later", {Range(10, 14, "AU"), Range(13, 99, "CN")}, "0 --; 10 AU; 13 CN; 100 --"},
       {"one address in common", {Range(14, 20, "CN"), Range(10, 14, "AU")}, "0 --; 10 AU; 15 CN; 21 --"},
-      // JP crosses CN and comes later, but where both hold AU does not reach; AU lies within both.
+      // JP crosses CN and comes later, but not where both hold AU; AU is within both.
       {"within two that cross",
        {Range(15, 16, "AU"), Range(10, 19, "CN"), Range(14, 24, "JP")},
        "0 --; 10 CN; 14 JP; 15 AU; 17 JP; 25 --"},

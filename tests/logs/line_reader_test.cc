@@ -19,7 +19,7 @@ struct Opened {
   }
 };
 
-// Lines with the place behind each, and "END" for the line at which the file is at its end.
+// Lines with the place after each, and "END" for the line at which the file is at its end.
 std::vector<std::string> Read(const std::string& bytes, bool unix_lines, int64_t start = 0) {
   Opened o(bytes);
   LineReader reader(*o.file, unix_lines, start, o.buffer);
@@ -94,7 +94,7 @@ TEST(LineReader, LineWithoutAnEndIsTheLastWhateverIsAddedMeanwhile) {
   Opened o("a\nhalf");
   int reads = 0;
   o.files.fails = [&](const std::string& call) {
-    // Behind the block, and behind the read that found nothing more.
+    // After the block, and after the read that found nothing more.
     if (call == "readat /log" && ++reads >= 3) o.files.entries["/log"]->bytes += " whole\nc\n";
     return false;
   };

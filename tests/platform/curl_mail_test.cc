@@ -51,7 +51,7 @@ struct CurlMailTest : ::testing::Test {
     return outcomes[0].status;
   }
   Status Send() { return Send(message); }
-  // A refusal or failure with this text behind the name of the server, told once more as the last status line.
+  // A refusal or failure with this text after the name of the server, told once more as the last status line.
   void ExpectFailure(Fail fail, const std::string& text) {
     const Status status = Send();
     EXPECT_EQ(status.fail, fail);

@@ -82,7 +82,7 @@ class LoopbackNameServer {
       if (!reply.empty()) udp_.writeDatagram(reply.data(), static_cast<qint64>(reply.size()), host, port);
     }
   }
-  // Two bytes of length stand before each message.
+  // Two bytes of length precede each message.
   void ServeTcp(QTcpSocket& peer) {
     QObject::connect(&peer, &QTcpSocket::disconnected, &peer, &QObject::deleteLater);
     QObject::connect(&peer, &QTcpSocket::readyRead, &peer, [this, &peer] {

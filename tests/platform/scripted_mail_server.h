@@ -14,7 +14,7 @@ namespace vantry {
 
 class ScriptedMailServer {
  public:
-  // What is sent back for a command line; "" keeps silent. "." stands for the end of a mail, "" for the greeting.
+  // What is sent back for a command line; "" sends nothing. "." is the end of a mail, "" the greeting.
   std::function<std::string(const std::string& line)> answer = [](const std::string& line) { return Good(line); };
   // Ends the connection in the place of the answer to this line.
   std::function<bool(const std::string& line)> closes = [](const std::string&) { return false; };

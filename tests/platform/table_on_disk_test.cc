@@ -222,7 +222,7 @@ TEST_F(DiskTest, AMissingFolderIsNotFound) {
 
 struct BigTableTest : DiskTest, ::testing::WithParamInterface<int64_t> {};
 
-// All but the last rows are holes in the file, which are no rows. They cost time and no place on the disk.
+// All but the last rows are holes in the file, which are not rows. They cost time but no space on the disk.
 TEST_P(BigTableTest, FindsItsLastRowsAndTakesNewOnes) {
   RowLayout layout;
   ASSERT_TRUE(ParseFields(pages::Schema().fields, layout).ok());

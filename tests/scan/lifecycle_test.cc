@@ -154,7 +154,7 @@ TEST_F(LifecycleTest, OrderOfTheOthersStays) {
   EXPECT_EQ(left, expected);
 }
 
-// While many leave, the port is served. Whoever looks sees each visitor in all places or in none.
+// While many leave, the port is served. A look finds each visitor in all places or in none.
 TEST_F(LifecycleTest, EveryViewHoldsWhileManyLeave) {
   for (int i = 2; i <= 1000; ++i) rig.Hit("10.0.1." + std::to_string(i), "11:00:01", "/a.htm");
   rig.clock.Advance(11 * 60);

@@ -67,7 +67,7 @@ TEST(ScanSite, HalfAUnixLineAtTheEndMakesNoVisitor) {
   }
 }
 
-// The page is four fields behind the user name. A piece that leaves less room for blanks in its last block, or none,
+// The page is four fields after the user name. A piece that leaves less room for blanks in its last block, or none,
 // lacks the page, which keeps the text of the line before.
 TEST(ScanSite, HalfAUnixLineThatFillsItsBlockKeepsThePageOfTheLineBefore) {
   for (const size_t size : {252, 253, 255, 256, 257, 508, 509, 512, 513}) {
@@ -238,7 +238,7 @@ TEST(ScanSite, RestartOnTheSameDayReplaysWithSideEffectsMuted) {
   EXPECT_EQ(rig.t.Site(1).LastReadPosDay, 1);
   EXPECT_FALSE(rig.t.Site(1).Replaying);
   EXPECT_EQ(rig.t.Site(1).ReplayUntilPos, 0);
-  // The line that starts at the limit was the last one read before; what stands behind it is new.
+  // The line that starts at the limit was the last one read before; what follows it is new.
   EXPECT_EQ(rig.t.pageGrid.RowCount(), 3u);
   EXPECT_EQ(rig.history.Count("visit "), 6);
 }

@@ -120,7 +120,7 @@ struct BusyDay {
     rig.Restart();
   }
 
-  // One thing that happens on this day; false behind the last.
+  // One thing that happens on this day; false after the last.
   bool Step() {
     if (step >= kSteps) return false;
     const int n = ++step;

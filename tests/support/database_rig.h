@@ -29,12 +29,12 @@ struct RaisedExceptions final : ExceptionSink {
   void CheckExceptions(int16_t) override {}
 };
 
-// A table as another program reads it: by the header's count, texts without the blanks behind them.
+// A table as another program reads it: by the header's count, texts without their trailing blanks.
 struct PlainTable {
   bool readable = false;
   std::vector<std::map<std::string, std::string>> rows;  // Living ones.
   size_t deleted = 0;
-  bool end_mark = false;  // Directly behind the last row, at the end of the file.
+  bool end_mark = false;  // Directly after the last row, at the end of the file.
 
   explicit PlainTable(const std::string& bytes) {
     TableHeader header;
@@ -117,9 +117,9 @@ struct DatabaseRig {
     database->FlushAll();
     t.ScanInProgress = false;
   }
-  // What stands in the file now.
+  // What is in the file now.
   PlainTable Read(const std::string& table) const { return PlainTable(disk.Get(Path(table))); }
-  // What stands there after everything was written.
+  // What is there once everything has been written.
   PlainTable Flushed(const std::string& table) {
     database->FlushAll();
     return Read(table);

@@ -34,7 +34,7 @@ class FakeClock final : public Clock {
     return steady;
   }
   int32_t UtcOffset() const override { return utc_offset; }
-  int64_t ms_per_look = 0;  // Makes time pass under whoever looks at the steady clock.
+  int64_t ms_per_look = 0;  // Makes time pass with each look at the steady clock.
 };
 
 class FakeLoop final : public Loop {

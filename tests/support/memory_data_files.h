@@ -72,7 +72,7 @@ class MemoryDataFiles final : public DataFiles {
     calls.clear();
   }
   // The machine stopped. A file that was never synced may be gone; otherwise its size is one of those that it had since
-  // the last Sync, each sector is in one of its states since then, and zeros stand where nothing was written.
+  // the last Sync, each sector is in one of its states since then, and there are zeros where nothing was written.
   template <class Random>
   void LosePower(Random& random) {
     for (auto entry = entries.begin(); entry != entries.end();) {

@@ -1,4 +1,4 @@
-// An index store in memory, with commits that fail on command. Its file stands on a disk in memory, so that removing,
+// An index store in memory, with commits that fail on command. Its file is on a disk in memory, so that removing,
 // replacing and touching that file count.
 #pragma once
 
@@ -22,7 +22,7 @@ class MemoryIndex final : public IndexStore {
   std::map<std::string, std::map<std::string, Keys>> stored;  // By path and name of the tree, uncommitted ones too.
   // Told "open", "tree", "empty", "put", "erase", "find", "commit"; true breaks the call.
   std::function<bool(const std::string&)> fails;
-  bool damaged = false;  // Whoever looks into the file finds damage, until the file is removed.
+  bool damaged = false;  // Every look into the file finds damage, until the file is removed.
   int commits = 0;
   bool durable = true;  // Nothing was committed that a loss of power would damage.
 

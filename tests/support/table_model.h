@@ -70,7 +70,7 @@ class ModelRun {
   long done() const { return done_; }
 
  private:
-  static constexpr uint32_t kMaxRows = 3000;  // In the file; then all starts anew.
+  static constexpr uint32_t kMaxRows = 3000;  // In the file; then all starts from nothing.
 
   void Start() {
     connection_ = std::make_unique<TableConnection>(

@@ -48,7 +48,7 @@ struct TableRig {
     table->CloseTable();
     connection->Close();
   }
-  // The program ends as it stands.
+  // The program ends on the spot.
   void End() {
     table.reset();
     connection.reset();

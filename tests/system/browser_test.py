@@ -62,7 +62,7 @@ class BrowserCase(SystemTest):
         self.assertRegex(text, re.compile(SHOWN[self.commands(url)], re.M), url)
         self.assertNotRegex(text, NEVER, url)
         self.assertTrue(self.driver.title, url)
-        # An unclosed brace or tag must not swallow what stands behind it.
+        # An unclosed brace or tag must not swallow what follows it.
         tables = self.driver.execute_script(
             "return [...document.querySelectorAll('table')].map(t => t.getBoundingClientRect().height)")
         self.assertTrue(tables and min(tables) > 0, (url, tables))
@@ -108,7 +108,7 @@ class PagesTest(BrowserCase):
         self.check_contents()
 
     def walk(self, starts):
-        """Breadth first through all that stays on the port; every other address that stands in a link is returned."""
+        """Breadth first through all that stays on the port; every other address in a link is returned."""
         queue = collections.deque(self.base + start for start in starts)
         seen, external = set(queue), set()
         while queue:

@@ -111,7 +111,7 @@ class CountriesTest(HistoryTest):
                 vantry.stop()
                 model.stop()
                 if harm == "cut in a row":
-                    # What a row that is left says of addresses behind the cut can't be right; all else must be.
+                    # What a remaining row says of addresses after the cut can't be right; all else must be.
                     self.check_rows(home.file("Data"), model, [name for name in tables.NAMES if name != "Visitor"])
                 else:
                     self.check_rows(home.file("Data"), model)

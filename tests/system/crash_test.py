@@ -1,4 +1,4 @@
-"""The program is killed again and again while it writes history; what its log says comes to stand in the tables once.
+"""The program is killed again and again while it writes history; what its log says ends up in the tables once.
 
 VANTRY_CRASHES sets how often, VANTRY_SEED repeats the instants of a run as far as the machine does.
 """
@@ -60,7 +60,7 @@ class WriteTracer:
             return False
         self.ask(self.INTERRUPT)
         while time.monotonic() < deadline:
-            # Seen, not taken: whoever started the program asks how it ended.
+            # Seen, not taken: its starter still asks how it ended.
             seen = os.waitid(os.P_PID, self.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT).si_code
             if seen in (os.CLD_EXITED, os.CLD_KILLED, os.CLD_DUMPED):
                 return True

@@ -33,7 +33,7 @@ def free_port():
 
 
 class FakeServer:
-    """Answers lines by a table; None stands for silence, bytes that do not end in CR LF for a cut answer."""
+    """Answers lines by a table; None means silence, bytes that do not end in CR LF for a cut answer."""
 
     def __init__(self, port=0, **changes):
         self.answers = {b"@HELLO": b"Vantry 2.0.000 [Running]\r\n", b"@STATUS": STATUS + b"\r\n",

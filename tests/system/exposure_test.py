@@ -50,7 +50,7 @@ class OpenPort(SystemTest):
 
 class ExposureTest(OpenPort):
     def stop_from(self, vantry, source):
-        """What a control line and a request behind it bring, in one connection from this address."""
+        """What a control line and a request after it bring, in one connection from this address."""
         with vantry.connect(source) as s:
             s.sendall(b"@@STOP\r\n" + SITE_PAGE)
             return read_all(s)

@@ -60,7 +60,7 @@ class StopTest(SystemTest):
             f.seek(position - 2)
             self.assertEqual(f.read(1), b"\n")  # A place where a line begins.
 
-        # What stands before the saved place is not read again: a line of today there makes no visitor.
+        # What is before the saved place is not read again: a line of today there makes no visitor.
         with open(log, "r+b") as f:
             first = f.readline()
             line = ncsa_line("192.0.2.1", "/a.html", now).encode()
@@ -242,7 +242,7 @@ class SiteFileTest(SystemTest):
         vantry = self.start(home)
         wait_until(lambda: "VANTRY.INI line %d" % line in vantry.stderr(), what=vantry.stderr)
         self.assertIn("often", vantry.stderr())
-        vantry.wait_visitor("192.0.2.1", "a.html")  # What stands before it counts.
+        vantry.wait_visitor("192.0.2.1", "a.html")  # What comes before it counts.
 
 
 class ZoneTest(SystemTest):

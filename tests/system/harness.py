@@ -128,7 +128,7 @@ class Home:
             f.write(text)
 
     def write_settings(self, **keys):
-        # No names: what this machine's name servers make of an address is no matter of a test that did not ask.
+        # No names: a test that did not ask must not depend on this machine's name servers.
         pairs = {"WebAccessPort": " %d" % self.port, "InactivityMins": " 600", "NewVisitorSound": "False",
                  "ReverseDNS": "False"}
         pairs.update(keys)

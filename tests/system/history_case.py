@@ -9,7 +9,7 @@ import tables
 from harness import SystemTest, ncsa_line, skip_at_midnight, wait_until
 from history_model import DAY, Model, Site, clock
 
-# What an exception leaves behind is no matter of these tests. The types that stand here give limits to the counting.
+# These tests are not about what an exception leaves behind. The types listed here limit the counting.
 NO_EXCEPTIONS = "[Exception Types]\r\n" + "".join(
     "[%d]\r\nNumber=%d\r\nValue=%d\r\nRaise=False\r\n\r\n" % (n, n, value)
     for n, value in ((130, 10), (131, 25), (133, 25), (134, 5), (161, 10))) + "\r\n"

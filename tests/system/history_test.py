@@ -1,4 +1,4 @@
-"""History in dBase tables: what stands in them after a day, a restart and a hard stop, and while they are written."""
+"""History in dBase tables: what is in them after a day, a restart and a hard stop, and while they are written."""
 
 import os
 import threading
@@ -126,7 +126,7 @@ class DayTest(HistoryTest):
         model.stop()
         data = home.file("Data")
         rows = model.expected()
-        # What the story was made for does stand in what is compared.
+        # What the story was made for is part of what is compared.
         visits = [r for r in rows["Visits"] if (r.IP, r.Site) == ("192.0.2.1", "One")]
         self.assertEqual([(r.VisitNo, r.PagesSeen, r.MinsOn, r.Active) for r in visits],
                          [("00001", "3", "7:59", "N"), ("00002", "2", "0:01", "N"), ("00003", "1", "0:00", "N"),
@@ -218,7 +218,7 @@ class Appender(threading.Thread):
 
 
 class ReadersTest(HistoryTest):
-    # Written anew while a visitor stays; all other fields keep their first value.
+    # Rewritten while a visitor stays; all other fields keep their first value.
     CHANGING = {"Referrers": ("LastVDate", "LastVTime", "Visits")}
 
     def test_readers_see_whole_rows_at_any_moment(self):

@@ -42,7 +42,7 @@ def source_ranges():
 
 
 class Source:
-    """Tells countries straight from the ranges, which do not lie over each other."""
+    """Tells countries straight from the ranges, which do not overlap."""
 
     def __init__(self):
         self.ranges = sorted(source_ranges())

@@ -225,7 +225,7 @@ class NamesTest(SystemTest):
         self.assert_prompt(vantry)
         server.release(name_of)
         self.wait_listed(vantry, [named(c) for c in clients[:100]] + clients[100:])
-        # The last one stands as an address for the whole visit, whatever it looks at.
+        # The last one keeps its address for the whole visit, whatever it looks at.
         append(home.log("access.log"), ncsa_line(clients[100], "/b.html", time.time() + 2) +
                ncsa_line("10.1.9.9", "/a.html", time.time() + 2))
         vantry.wait_visitor(named("10.1.9.9"))

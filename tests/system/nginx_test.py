@@ -59,7 +59,7 @@ class Nginx:
     def configure(self, *names):
         logs = "".join("    access_log %s combined;\n" % os.path.join(self.logs, name) for name in names)
         with open(os.path.join(self.base, "nginx.conf"), "w") as f:
-            # The worker must get at the folders of this test, which belong to whoever runs it.
+            # The worker must get at the folders of this test, which belong to the user who runs it.
             f.write(CONFIG.format(user="user root;" if os.geteuid() == 0 else "", base=self.base, port=self.port,
                                   logs=logs))
 
@@ -69,7 +69,7 @@ class Nginx:
                 with open(self.errors.name) as f:
                     raise AssertionError("nginx did not start: " + f.read())
             try:
-                # An image of no visitor: it stands in the log, but counts for nothing.
+                # An image of no visitor: it is in the log, but counts for nothing.
                 self.get("127.0.0.250", "/logo.png")
                 return True
             except OSError:
@@ -147,7 +147,7 @@ class NginxTest(SystemTest):
         status = vantry.site_status("One")
         self.assertEqual((status.paused, status.current, status.spiders), (False, 3, 1))
 
-        # Moves. What is no page leaves the visitor where it was, at the time it came there.
+        # Moves. What is not a page leaves the visitor where it was, at the time it came there.
         self.assertEqual(web.get("127.0.0.11", "/products"), 200)
         moved = vantry.wait_visitor("127.0.0.11", "/products")
         self.assertEqual((moved.start, moved.number, moved.referrer), (first.start, 1, first.referrer))
@@ -157,7 +157,7 @@ class NginxTest(SystemTest):
         self.assertEqual(web.get("127.0.0.11", "/missing.gif"), 404)
         self.assertEqual(web.get("127.0.0.15", "/contact.htm", "http://elsewhere.example/links"), 200)
         vantry.wait_visitor("127.0.0.12", "missing.html")
-        # Written behind the requests that don't count, so these have been seen when it is there.
+        # Written after the requests that don't count, so these have been seen when it is there.
         vantry.wait_visitor("127.0.0.15", "contact.htm")
         self.assertEqual(vantry.visitor("127.0.0.11"), moved)
         before = vantry.list()
@@ -200,7 +200,7 @@ class NginxTest(SystemTest):
         vantry.stop()
 
         vantry = self.start(home)
-        # The file is searched by the first scan; what comes behind its end of then is new.
+        # The file is searched by the first scan; what comes after its end at that time is new.
         self.wait_scans(vantry)
         self.assertEqual(vantry.list(), [])
         self.assertFalse(vantry.site_status("One").paused)

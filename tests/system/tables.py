@@ -42,12 +42,12 @@ def path_of(folder, name):
 
 
 def padded(field, value):
-    """A value as it must stand in the file."""
+    """A value as it must be in the file."""
     return value.rjust(field.width) if field.type == "N" else value.ljust(field.width)
 
 
 def read(folder, name):
-    """All living rows by the first reader, each value as it stands there. It reads up to the end mark."""
+    """All living rows by the first reader, each value as it is there. It reads up to the end mark."""
     table = dbfread.DBF(path_of(folder, name), ignorecase=False, raw=True)
     return [Rows[name](*[value.decode("latin-1") for value in row.values()]) for row in table]
 

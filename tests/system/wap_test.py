@@ -31,7 +31,7 @@ class WapTest(SystemTest):
         self.assertEqual(done.returncode, 0, said)
         self.assertIn(b"wml_compile returned: 0", said)
         self.assertNotRegex(said, rb"ERROR|WARNING|PANIC", deck)
-        # Its text form has bytes and characters mixed; strings stand in it as they are.
+        # Its text form has bytes and characters mixed; strings are in it as they are.
         return done.stdout.split(b"And as a text:")[1].decode("latin-1")
 
     def deck(self, vantry, query=b"/?SITES"):
@@ -89,7 +89,7 @@ class WapTest(SystemTest):
         self.folder.write_settings(WAPAccess="False")
         vantry = self.start(self.folder)
         self.assertNotIn("Garden", self.deck(vantry))
-        self.assertIn(" WAP access is not enabled on this server.", self.strings)  # "Vantry" stands in a table.
+        self.assertIn(" WAP access is not enabled on this server.", self.strings)  # "Vantry" is in a table.
 
     def test_names_with_markup_pass_when_they_are_escaped(self):
         self.two_sites("[Security]\nBindAddress=127.0.0.1\nEscapeHTML=True\n", 'Fish & "Chips" <Ltd>')

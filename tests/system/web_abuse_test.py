@@ -61,7 +61,7 @@ class Watch:
                         for how in ((self.ask, 0.1), (self.look, 0.3))]
 
     def __enter__(self):
-        # Opened first, so that it has a place whoever comes behind it.
+        # Opened first, so that it has a place whoever comes later.
         self.line = self.vantry.connect()
         for thread in self.threads:
             thread.start()
@@ -115,7 +115,7 @@ class AbuseCase(SystemTest):
 
     def setUp(self):
         skip_at_midnight()
-        # In memory: how long a busy disk takes to make the history durable is no matter of these tests.
+        # In memory: these tests are not about how long a busy disk takes to make the history durable.
         memory = tempfile.mkdtemp(prefix="vantry_abuse_", dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
         self.addCleanup(shutil.rmtree, memory, ignore_errors=True)
         folder = self.home(memory)
@@ -315,7 +315,7 @@ class LoginAbuseTest(AbuseCase):
                 self.assertIn(b"Sites Being Monitored", answer)
             self.assertIn(b"Invalid user name or password", self.post([b"UserName=operator&", b"Password=", b"&B1="],
                                                                       0.1))
-            # Bodies that never end are no way to keep others out.
+            # Bodies that never end must not keep others out.
             callers = self.crowd(90)
             for s in callers:
                 s.sendall(b"POST / HTTP/1.0\r\nContent-Length: 60000\r\n\r\nUserName=operator&")

@@ -1,4 +1,4 @@
-"""Made-up sites with visitors, spiders, wrong requests and alerts, for whoever looks at the pages."""
+"""Made-up sites with visitors, spiders, wrong requests and alerts, for tests that look at the pages."""
 
 import os
 import subprocess

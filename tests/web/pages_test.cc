@@ -1,5 +1,4 @@
-// Every page as it goes out, byte for byte. VANTRY_RENEW=1 writes the files anew; look at what changed before keeping
-// it.
+// Every page as it goes out, byte for byte. VANTRY_RENEW=1 rewrites the files; look at what changed before keeping it.
 #include "web/pages.h"
 
 #include <cstdlib>
