@@ -10,8 +10,8 @@
 
 namespace vantry {
 
-// The words of a search engine's query: "%20" and "%22" become one blank each, then every character that is no digit,
-// no letter and no "[" becomes a blank.
+// The words of a search engine's query: "%20" and "%22" become one blank each, then every character other than a
+// digit, a letter or "[" becomes a blank.
 std::string NormaliseSearchWords(std::string_view text);
 
 class Alerts final : public AlertRules {

@@ -12,8 +12,8 @@
 
 namespace vantry {
 
-// The message of a type: "[value]" everywhere, then whatever stands in the first pair of brackets, replaced by the
-// value; behind it the address and the visit number, where there are any.
+// The message of a type: "[value]" everywhere, then whatever is in the first pair of brackets, replaced by the
+// value; followed by the address and the visit number, where there are any.
 std::string ExceptionMessage(std::string_view description, std::string_view value, std::string_view address,
                              int32_t visit_number);
 

@@ -1,4 +1,4 @@
-// A queue that keeps the newest when more comes than it may hold.
+// A queue that keeps the newest items when more come than it may hold.
 #pragma once
 
 #include <cstddef>
@@ -8,8 +8,8 @@
 
 namespace vantry {
 
-// Holds `most_rows` items of `most_bytes` together. Whatever is more pushes the oldest out, which is counted. The
-// newest stays whatever its size.
+// Holds up to `most_rows` items of up to `most_bytes` in all. Beyond that each new item pushes the oldest ones out,
+// which is counted. The newest stays whatever its size.
 template <class T>
 class BoundedQueue {
  public:

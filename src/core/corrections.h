@@ -1,4 +1,4 @@
-// Behaviour that hurts people on servers of today, and its correction. The classic behaviour holds unless an operator
+// Behaviour that hurts on today's servers, and its correction. The classic behaviour holds unless an operator
 // switches a correction on in registry.ini. A correction is a plain field here, asked at the one place where it acts.
 #pragma once
 

@@ -1,5 +1,5 @@
 // The day's lists of alerts, spiders and exceptions: typed rows in order of arrival. A log of any size passes through
-// them, so each list keeps its newest rows alone; counters and tables have all.
+// them, so each list keeps only its newest rows; counters and tables have all.
 #pragma once
 
 #include <array>
@@ -19,7 +19,7 @@ namespace vantry {
 
 // What the rows of all day lists have.
 struct DayRow {
-  LogTime when;               // The moment the row tells of; pages show today's rows only.
+  LogTime when;               // When it happened; pages show today's rows only.
   int16_t site = 0;           // 0 for none.
   bool hidden = false;        // Not shown in the current view.
   uint32_t counted_text = 0;  // Bytes of text the row came with; kept by its list.
@@ -27,7 +27,7 @@ struct DayRow {
 
 struct ExceptionRow : DayRow {
   int16_t number = 0;  // Of the exception's type.
-  int32_t no = 0;      // How many its site (or, for no site, the program) had raised with it.
+  int32_t no = 0;      // The running number at its site or, for no site, in the program.
   std::string details;
 
   size_t TextBytes() const { return details.size(); }
@@ -51,7 +51,7 @@ struct SpiderRow : VisitorDayRow {
 
 struct AlertRow : VisitorDayRow {
   int16_t alert_no = 0;
-  bool suspect = false;                                   // The visit ended with a score that makes it one.
+  bool suspect = false;                                   // The visit ended with a score that says so.
   std::optional<int64_t> seconds_on_site = std::nullopt;  // From the first hit to the last, once the visit has ended.
   uint32_t alert_colour = kColourDefault;
 

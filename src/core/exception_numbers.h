@@ -1,4 +1,4 @@
-// The exception types as the program comes: numbers, messages, thresholds. People and files know the numbers. A new
+// The exception types by default: numbers, messages, thresholds. People and files know the numbers. A new
 // type is a row here, and the place that raises it.
 #pragma once
 
@@ -46,8 +46,8 @@ struct DefaultExceptionType {
   int16_t SiteRec::*threshold = nullptr;  // Each site's copy of the value, for types that are tested at each hit.
 };
 
-// The texts of 406 to 417 end without the closing bracket, and 414 says "log": existing files and readers have them
-// so.
+// The texts of 406 to 417 end without the closing bracket, and 414 says "log": existing files and readers
+// have them that way.
 inline constexpr DefaultExceptionType kDefaultExceptionTypes[] = {
     {kExActiveVisitors, "More than [value] active visitors", "100", false},
     {kExManyActiveVisitors, "More than [value] active visitors", "200", true},

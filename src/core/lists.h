@@ -1,5 +1,6 @@
 // How the lists look wherever they are shown: one description for each, with the heading, width and alignment of its
-// columns and what makes a cell's text and icon of a record. Records hold numbers and times; text is made here.
+// columns and the functions that make a cell's text and icon from a record. Records hold numbers and times; text is
+// made here.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +19,7 @@ struct PageRow;
 struct TraceRow;
 struct VisitorRec;
 
-// What texts are made with beside the record.
+// What texts are made from besides the record.
 struct ListTexts {
   const LiveTables& t;
   const Regional& regional;
@@ -45,7 +46,7 @@ struct ListDescription {
   }
 };
 
-// The visitors on line are the rows of their list themselves.
+// The visitors on line are themselves the rows of their list.
 namespace vs_grid {
 enum Column { kSite, kKey, kNo, kVisit, kDns, kOnPage, kStartTime, kLastTime, kBrowser, kLoc, kReferrer, kCount };
 extern const ListDescription<VisitorRec> kList;

@@ -7,7 +7,7 @@ namespace vantry {
 
 enum class Align : uint8_t { kLeft, kRight, kCentre };
 
-// Slots of the image list. Those that other rules name by number keep it.
+// Slots of the image list. Those that other rules name by number keep that number.
 enum Icon : int16_t {
   kIconNone = 0,
   kIconNewVisitor = 3,

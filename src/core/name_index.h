@@ -14,7 +14,7 @@ struct VisitorRec;
 
 class NameIndex {
  public:
-  // Masks that are kept at one time; there are 50 in the settings at most.
+  // How many masks are kept; the settings have 50 at most.
   static constexpr size_t kMostMasks = 64;
 
   using Visit = std::function<void(VisitorRec&)>;

@@ -21,8 +21,8 @@ struct PageRow {
 };
 
 // The pages of all listed visitors, in order of arrival. Holds the newest views, up to kMaxRows of them with up to
-// kMaxTextBytes of text; older ones go first, since one busy day must not fill the memory with views of visits that
-// nobody looks at.
+// kMaxTextBytes of text; older ones go first, as one busy day must not fill the memory with views that nobody
+// looks at.
 class PageRows {
  public:
   static constexpr size_t kMaxRows = 200'000;

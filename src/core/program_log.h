@@ -15,7 +15,7 @@ namespace vantry {
 
 enum class EventLevel { kError = 1, kWarning = 2, kInformation = 4 };
 
-// What the log needs of the outside. Every call may do nothing; none may fail.
+// What the log needs from outside. Every call may do nothing; none may fail.
 struct ProgramLogOutlets {
   std::function<WallTime()> now;
   std::function<void(std::string_view bytes)> append;  // Adds bytes to TRL.LOG, opening and closing it; errors ignored.

@@ -1,4 +1,4 @@
-// Changed rows of a table that wait to be written over their old selves: rows by number, in one piece of memory.
+// Changed rows of a table that wait to be written over their old selves: rows by number, in one block of memory.
 #pragma once
 
 #include <cstdint>

@@ -2,7 +2,7 @@
 // written, so that a flood of rows costs few system calls; reads through this class see them at once.
 //
 // Other programs may read the file at any moment, by the row count of the header or up to the end mark. So new rows are
-// written behind the end mark with an end mark of their own, then the first byte of the first new row takes the place
+// written after the end mark with an end mark of their own, then the first byte of the first new row takes the place
 // of the old end mark, then the count follows: each way of reading sees all of them or none.
 #pragma once
 
@@ -19,15 +19,15 @@ class DbfFile {
  public:
   // New rows are written when they take this much: most visits end while their row is among them.
   static constexpr size_t kWriteBytes = 2 << 20;
-  static constexpr size_t kMaxChangedRows = 16 * 1024;  // Changed rows that should wait at most.
+  static constexpr size_t kMaxChangedRows = 16 * 1024;  // No more changed rows than these should wait.
   static constexpr size_t kMaxWaitingBytes = 8 << 20;   // Rows that wait while the disk takes none.
-  static constexpr uint32_t kMaxRows = 0xFFFF'FFF0;     // Of the format, whose count has 32 bits.
+  static constexpr uint32_t kMaxRows = 0xFFFF'FFF0;     // The format's limit: its count has 32 bits.
 
   explicit DbfFile(DataFiles& files) : files_(files) {}
 
   // Opens the table at `path`. With kCreating a missing or empty file becomes an empty table of this layout. A file
-  // opened for writing is put right: a count that is behind or ahead of the rows, a cut row at the end, a missing end
-  // mark. `repair` tells what was wrong, empty for nothing worth telling.
+  // opened for writing is repaired: a count that is below or above the rows, a cut row at the end, a missing end mark.
+  // `repair` tells what was wrong; it is empty if that is not worth telling.
   Status Open(const std::string& path, OpenFor purpose, const RowLayout& layout, Day today, std::string& repair);
   // Waiting rows are dropped; write them first.
   void Close();
@@ -47,7 +47,8 @@ class DbfFile {
   // Returns the new row's number.
   uint32_t Append(const char* row);
   void Rewrite(uint32_t number, const char* row);
-  // Enough new rows wait that they should be written; never after a failure, so that a full disk is not asked per row.
+  // So many new rows wait that they should be written. Never after a failure, so that a full disk is not tried for each
+  // row.
   bool WantsWriting() const { return new_rows_.size() >= kWriteBytes && !stuck_; }
   bool Waiting() const { return !new_rows_.empty() || changed_.Count() > 0; }
   const ChangedRows& Rewritten() const { return changed_; }
@@ -65,7 +66,7 @@ class DbfFile {
 
   Status Identify(FileIdentity& identity) const { return file_->Identify(identity); }
   // kRefused when another program has changed the file since it was last written here, or has put another file in its
-  // place: nothing is written into it any more. kNotFound when the name is gone; the file itself takes rows still.
+  // place: nothing is written into it any more. kNotFound when the name is gone; the file itself still takes rows.
   Status CheckOurs() const;
   bool Ours() const { return CheckOurs().fail != Fail::kRefused; }
 
@@ -87,7 +88,7 @@ class DbfFile {
     Know();
     return status;
   }
-  // Takes the file as it is now for ours.
+  // From now on the file as it is counts as ours.
   void Know() { (void)file_->Identify(known_); }
   Status Extend(Day today);
 
@@ -97,9 +98,9 @@ class DbfFile {
   FileIdentity known_;  // The file after our last write.
   TableHeader header_;
   uint32_t written_ = 0;   // Rows in the file.
-  std::string new_rows_;   // Behind those.
+  std::string new_rows_;   // After those.
   ChangedRows changed_;    // Of those in the file.
-  bool stuck_ = false;     // The last writing of new rows failed: WriteNewRows alone tries again.
+  bool stuck_ = false;     // The last writing of new rows failed: only WriteNewRows tries again.
   bool unsynced_ = false;  // Written since the last Sync.
   bool count_stale_ = false;
 };

@@ -16,8 +16,8 @@ namespace vantry {
 namespace dbf {
 inline constexpr char kVersion = 0x03;                // dBase III without memo fields.
 inline constexpr char kLanguage = 0x03;               // Windows-1252.
-inline constexpr char kEndOfFields = 0x0D;            // Behind the last field description.
-inline constexpr char kEndMark = 0x1A;                // Behind the last row.
+inline constexpr char kEndOfFields = 0x0D;            // After the last field description.
+inline constexpr char kEndMark = 0x1A;                // After the last row.
 inline constexpr char kLiving = ' ', kDeleted = '*';  // First byte of a row.
 inline constexpr size_t kPrefixBytes = 32, kFieldBytes = 32;
 inline constexpr size_t kDatePlace = 1, kDateBytes = 7;  // Date of the last update, followed by the row count.
@@ -59,23 +59,23 @@ std::string BuildDateAndCount(Day updated, uint32_t rows);
 // are not a dBase III table.
 Status ParseHeader(std::string_view bytes, TableHeader& header);
 
-// What is the matter with `found` where `wanted` is needed: the first difference, empty when there is none.
+// How `found` falls short of `wanted`: the first difference, empty when there is none.
 std::string FirstDifference(const RowLayout& wanted, const RowLayout& found);
 
-// Makes blanks of NULs, with which texts end for many readers.
+// Turns NULs into blanks, as many readers take a NUL for the end of the text.
 void BlankNuls(char* bytes, size_t count);
 
 // Whether rows begin with this byte.
 constexpr bool StartsRow(char c) {
   return c == dbf::kLiving || c == dbf::kDeleted;
 }
-// Whether there is a hole in this row that Vantry wrote: Vantry writes no NUL, and a hole in front of its first byte
-// leaves the end mark there that stood in its place.
+// Whether this row, which Vantry wrote, has a hole: Vantry writes no NUL, and a hole before its first byte leaves the
+// end mark that was in its place.
 bool HasHole(std::string_view row);
 
 // Values into a field of a row. A text is cut to the width or filled with blanks. A number
 // is at the right; one too wide for the field is shown as asterisks. Day 0 (the unset date) and dates whose year
-// has not four digits are blanks.
+// does not have four digits are blanks.
 void PutText(const TableField& field, std::string_view text, char* row);
 void PutNumber(const TableField& field, int64_t number, char* row);
 void PutDate(const TableField& field, Day day, char* row);

@@ -1,5 +1,5 @@
 // The stamp beside the index: which index file and which state of each table fit together. An index whose stamp does
-// not fit is built anew. Pure functions over its text.
+// not fit is rebuilt. Pure functions over its text.
 #pragma once
 
 #include <optional>
@@ -22,7 +22,7 @@ struct TableStamp {
 
 struct IndexStamp {
   bool closed = false;  // Nothing was changed since the stamp was written.
-  uint64_t turn = 0;    // Counts the stamps that were written; the highest one counts.
+  uint64_t turn = 0;    // Counts the stamps that were written; the highest is valid.
   FileIdentity index;
   std::vector<TableStamp> tables;
 
@@ -39,7 +39,7 @@ inline constexpr size_t kStampPlaceBytes = 64 * 1024;
 constexpr int64_t StampPlace(uint64_t turn) {
   return static_cast<int64_t>(turn % 2 * kStampPlaceBytes);
 }
-// The stamp that counts of a file of two.
+// The valid stamp of a file of two.
 std::optional<IndexStamp> ParseStampFile(std::string_view bytes);
 
 // Where the word that tells open from closed is, and its two values of the same length. It is the one part that the
@@ -47,7 +47,7 @@ std::optional<IndexStamp> ParseStampFile(std::string_view bytes);
 inline constexpr size_t kStampStatePlace = 15;
 inline constexpr std::string_view kStampOpen = "open  ", kStampClosed = "closed";
 
-// FNV-1a with 64 bits, for telling cut and damaged files.
+// FNV-1a with 64 bits, to detect cut and damaged files.
 uint64_t CheckSum(std::string_view bytes);
 
 }  // namespace vantry

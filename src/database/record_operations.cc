@@ -27,8 +27,8 @@ LogTime Joined(std::optional<Day> day, std::string_view time) {
   return MakeLogTime(day.value_or(Day{}), ParseTime(time).value_or(0));
 }
 
-// The first record of the address on any site becomes the current one, if there is one. An address longer than the
-// field leads to the first record of all that begin like it.
+// Makes the first record of the address on any site the current one, if there is one. An address longer than the field
+// finds the first record that begins like it.
 bool FindAddress(Table& table, std::string_view ip) {
   return table.FindBeginning(table.Key({ip})) == Table::kOk;
 }
@@ -140,7 +140,7 @@ void VisitDatabase::AddPageToDatabase(const VisitorRec& v) {
   });
 }
 
-// No search comes before: the first key of this table holds the record's number, so no record would be found.
+// Without a search first: the first key of this table holds the record's number, so no record would be found.
 void VisitDatabase::AddDownload(const VisitorRec& v) {
   using namespace downloads;
   ++c_.t.Site(v.Site).TodayDownloads;

@@ -1,5 +1,5 @@
 // Changed rows on their way into their tables. A row that is written over its old self can be cut in two by the end of
-// the program or a loss of power; so all of them stand in this file first, whole, and are written again at the next
+// the program or a loss of power; so all of them are first in this file, whole, and are written again at the next
 // start. Pure functions over its bytes.
 #pragma once
 
@@ -14,7 +14,7 @@ namespace vantry {
 struct RedoRow {
   std::string table;
   uint32_t number = 0;
-  std::string bytes;  // The row as it is to be.
+  std::string bytes;  // The row as it should be.
 };
 
 std::string BuildRedo(const std::vector<RedoRow>& rows);

@@ -77,7 +77,7 @@ Status TableConnection::ReadRedo() {
   std::string bytes;
   if (Status status = ReadAll(*redo_file_, bytes); !status.ok()) return status;
   redo_.clear();
-  // Once the stamp is closed, all that stood in this file is in the tables.
+  // Once the stamp is closed, all that was in this file is in the tables.
   if (!closed_) redo_ = ParseRedo(bytes).value_or(std::vector<RedoRow>());
   return Status::Ok();
 }
@@ -100,7 +100,7 @@ Status TableConnection::OpenIndex(bool trusted) {
 
 void TableConnection::Close(bool whole) {
   if (!IsOpen()) return;
-  // What fails here costs nothing but an index to build at the next start.
+  // A failure here only costs building the index at the next start.
   const bool written = index_.Commit(true).ok() && (whole ? WriteStamp(true) : OpenStamp()).ok();
   if (written && closed_ && stamp_file_->Sync().ok()) (void)redo_file_->Truncate(0);
   index_.Close();
@@ -272,10 +272,10 @@ Status TableConnection::FinishRedo() {
   return Status::Ok();
 }
 
-// A stamp says closed while rows stand whole in their tables alone, and of the index that is open alone.
+// A stamp says closed only while all rows are whole in their tables, and only of the index that is open.
 Status TableConnection::WriteStamp(bool closed) {
   if (closed && !redo_.empty()) return Status::Ok();
-  // The other stamp must be on the disk for good while this one is written.
+  // The other stamp must be safe on the disk while this one is written.
   if (Status status = OpenStamp(); !status.ok()) return status;
   for (const Table* table : tables_) StampLine(table->Name()) = table->Stamp();
   if (closed) {

@@ -28,8 +28,8 @@ class TableConnection {
   static constexpr std::string_view kIndexName = "Vantry.idx", kStampName = "Vantry.stamp", kRedoName = "Vantry.redo";
 
   struct Outlets {
-    std::function<Day()> today;                       // For the tables' date of last update.
-    std::function<void(std::string_view text)> tell;  // What an operator should know: a repair, an index built anew.
+    std::function<Day()> today;                           // For the tables' date of last update.
+    std::function<void(std::string_view text)> tell;      // What an operator should know: a repair, a rebuilt index.
     std::function<void(std::string_view text)> complain;  // What an operator should put right.
   };
 
@@ -37,8 +37,8 @@ class TableConnection {
       : files_(files), out_(std::move(outlets)), index_(store) {}
   ~TableConnection();
 
-  // Opens the index of this folder ("/" at its end), or makes it anew when its stamp does not fit. Nothing happens when
-  // it is open.
+  // Opens the index of this folder ("/" at its end), or rebuilds it if its stamp does not fit. Does nothing if it is
+  // open.
   Status Open(const std::string& folder);
   bool IsOpen() const { return stamp_file_ != nullptr; }
   // Writes the stamp. Tables are closed before. `whole` tells that no row is missing; otherwise the stamp stays open,
@@ -54,7 +54,7 @@ class TableConnection {
   // Tables that are open.
   void Attach(Table& table);
   void Detach(Table& table);
-  // What the stamp told of a table; null for one that it does not know.
+  // What the stamp says about a table; null for one that it does not know.
   const TableStamp* StampOf(const std::string& table) const;
   // Whether rows of this table may be holes: the program or the machine stopped before they were durable.
   bool MayHaveHoles(const std::string& table) const;
@@ -63,8 +63,8 @@ class TableConnection {
   std::vector<RedoRow> RedoOf(const std::string& table) const;
   void DropRedo(const std::string& table);
 
-  // To be called before a change: a stamp that no longer fits must not be found by the next start. When the disk does
-  // not take that, changes are held in memory alone until a Flush goes well.
+  // To be called before a change: a stamp that no longer fits must not be found by the next start. If the disk does
+  // not take that, changes are held in memory only until a Flush succeeds.
   void BeforeChange();
   bool Held() const { return held_; }
   // The same before the index of a table is built; the stamp on the disk then has this line of it.
@@ -75,17 +75,17 @@ class TableConnection {
   Status Flush(std::span<Table* const> tables);
 
   // Gives the rows of these tables to the system: they survive the end of the program from then on, and other programs
-  // see them; a loss of power may take them until the next Flush. Waits for the disk for changed rows alone.
+  // see them; a loss of power may take them until the next Flush. Waits for the disk only for changed rows.
   Status WriteOut(std::span<Table* const> tables);
 
   // kRefused when another program has changed or replaced one of these tables.
   static Status CheckOurs(std::span<Table* const> tables);
 
-  // Writes the changed rows of this table over the old ones, for good; nothing else waits less long for it.
+  // Writes the changed rows of this table over the old ones, durably; flushes only this table.
   Status WriteChangedRows(Table& table);
 
-  // The index was found damaged: makes it anew for all attached tables. After a failure the index is closed, and Open
-  // and Flush try again.
+  // The index was found damaged: rebuilds it for all attached tables. After a failure the index is closed, and Open and
+  // Flush try again.
   Status BuildAnew();
 
  private:

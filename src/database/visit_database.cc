@@ -51,7 +51,7 @@ bool VisitDatabase::InitDatabase() {
   return false;
 }
 
-// Tables that are open already stay so: a second attempt costs what was missing in the first.
+// Tables that are open stay open: a second attempt opens only what the first could not.
 Status VisitDatabase::CreateDatabase() {
   struct Row {
     Table& table;
@@ -125,7 +125,7 @@ bool VisitDatabase::ReadyToStore() {
   return false;
 }
 
-// What could not be stored may have met a table that others have changed.
+// A record that could not be stored may have met a table that others have changed.
 void VisitDatabase::HasMissed(std::string_view label, const Status& status) {
   Miss();
   Complain(label, status.text);
@@ -139,8 +139,8 @@ Status VisitDatabase::Stored(int result, const Table& table) {
 }
 
 void VisitDatabase::AfterWriting(const Status& status) {
-  // A folder or table that is gone, was exchanged or changed: what follows must not go where nobody finds it, or into
-  // what others have made of it.
+  // A folder or table is gone, was replaced or changed: later rows must not go where nobody finds them, or into what
+  // others have made of it.
   if (status.fail == Fail::kNotFound || status.fail == Fail::kRefused) {
     OpenAnew(status);
   } else if (!status.ok()) {
@@ -184,7 +184,7 @@ void VisitDatabase::UpdateDaySummaries() {
       if (found > 0) VADAY.ClearRecord();
       VADAY.SetText(kSite, site.Name);
       VADAY.SetDate(kDated, c_.t.Today);
-      // Counters start again when the program does, and count what is left of the log: after a rotation that is less.
+      // Counters start again with the program and count what is left of the log, which is less after a rotation.
       const bool keep = found == Table::kOk && c_.t.Corrected.KeepHigherDaySum;
       const auto set = [&](Column column, int64_t count) {
         const bool too_wide = Contains(VADAY.Text(column), "*");

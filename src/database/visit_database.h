@@ -1,5 +1,5 @@
 // The history of all visits: seven dBase tables and the country ranges, opened at the first use and written by the live
-// engine through the short sequences below. A table that fails costs history alone; visitors are watched on.
+// engine through the short sequences below. A table that fails costs only history; visitors are still watched.
 #pragma once
 
 #include <map>
@@ -35,7 +35,7 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
  public:
   // While the tables can't be opened they are tried again this often at most.
   static constexpr int64_t kRetryMs = 1000;
-  // The same text is told this often at most: a full disk is one line a minute and not one per row.
+  // The same text is told this often at most: a full disk is one line a minute, not one for each row.
   static constexpr int64_t kTellEverySeconds = 60;
   // How often FlushAll should be called: no row waits in memory for longer.
   static constexpr int64_t kFlushAllMs = 10'000;
@@ -67,8 +67,8 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   // The name of the first record of this address on any site; `name` stays when there is none.
   void GetFriendlyName(std::string_view ip, std::string& name);
 
-  // What is stored, for pages. Ask DatabaseReady first; sites are given by name. A row that is not there is empty and
-  // no failure; lists keep the rows read before a failure.
+  // What is stored, for pages. Ask DatabaseReady first; sites are given by name. A missing row is empty and not
+  // a failure; lists keep the rows read before a failure.
   Status ReadVisitor(std::string_view ip, std::string_view site, std::optional<StoredVisitor>& row);
   // A visit that began on this day.
   Status ReadVisit(const VisitPlace& place, Day day, std::optional<StoredVisit>& row);
@@ -79,9 +79,9 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   // The sites that sent at least one visitor to this one, busiest first, no more than `most`.
   Status ReadReferrers(std::string_view site, size_t most, std::vector<StoredReferrer>& rows);
 
-  // Makes all rows durable, those too that FlushDatabase leaves out. Inside a scan they are given to the system alone:
-  // waiting for the disk would hold up the port. Returns whether the tables have every row of today that they were
-  // given: none waits, and none was missed.
+  // Makes all rows durable, including those that FlushDatabase leaves out. Inside a scan they are only handed to the
+  // system: waiting for the disk would hold up the port. Returns whether the tables have every row of today that they
+  // were given: none waits, and none was missed.
   bool FlushAll();
 
  private:
@@ -148,7 +148,7 @@ inline constexpr size_t kSiteBytes = 20;
 // One line for each group of sites that the tables can't tell apart, for the operator.
 std::vector<std::string> SharedHistories(const LiveTables& t);
 
-// A referrer as it is stored: blanks off at both ends, scheme and host alone.
+// A referrer as it is stored: without blanks at both ends, only scheme and host.
 std::string_view CutReferrer(std::string_view referrer);
 
 // The form of an IPv4 address in the country table, "010.002.003.004"; empty for any other text.

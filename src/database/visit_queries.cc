@@ -12,7 +12,7 @@ std::string VisitNoKey(int32_t visit) {
   return PadNumber(visit, 5);
 }
 
-// What a search or a step without a row means: the end, or a table that can't be read.
+// What it means that a search or a step found no row: the end, or a table that can't be read.
 Status EndOfRows(int found, const Table& table) {
   return found < 0 ? Status::Error(Fail::kIo, table.Problem()) : Status::Ok();
 }

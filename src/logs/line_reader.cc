@@ -16,7 +16,7 @@ LineReader::LineReader(LogFile& file, bool unix_lines, int64_t start, std::vecto
       line_begin_(start),
       line_end_(start),
       next_(start) {
-  // Room for one block behind the longest line that is kept, with its end.
+  // Room for the longest line that is kept, with its end, and one block more.
   if (buffer_.size() < kBlock + kMaxLine + 2) buffer_.resize(kBlock + kMaxLine + 2);
 }
 

@@ -52,14 +52,14 @@ class LineReader {
   int64_t Seek(Seeker& seeker, int64_t from);
   bool FindLineEnd(int64_t& end, int64_t& next);
   void KeepStartOfLongLine();
-  // Reads one more block behind what is there. Sets `file_ended_` when there is none. False when reading failed.
+  // Reads one more block after what is there. Sets `file_ended_` when there is none. False when reading failed.
   bool Fill();
 
   LogFile& file_;
   bool unix_lines_;
   std::vector<char>& buffer_;
   int64_t base_;        // Place in the file of buffer_[0].
-  int64_t filled_;      // Place behind the last byte in the buffer.
+  int64_t filled_;      // Place after the last byte in the buffer.
   int64_t keep_;        // Bytes from this place on must stay in the buffer.
   int64_t line_begin_;  // Place of the line last read.
   int64_t line_end_;

@@ -45,7 +45,7 @@ size_t ClosingQuote(std::string_view text, size_t open) {
   return open;
 }
 
-// Cuts at commas and semicolons that stand in no quotes.
+// Cuts at commas and semicolons outside quotes.
 std::vector<std::string_view> SplitList(std::string_view list) {
   std::vector<std::string_view> parts;
   bool quotes_pair = true;

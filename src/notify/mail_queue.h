@@ -1,5 +1,5 @@
-// Mail to people: notifications are gathered per site and for the whole, and go out together; whoever names an address
-// has a mail sent at once. Nobody here waits for a server but the end of the program.
+// Mail to people: notifications are gathered per site and for the whole, and go out together; one with an address of
+// its own is sent at once. Only the end of the program waits for a server.
 #pragma once
 
 #include <cstdint>

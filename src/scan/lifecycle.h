@@ -18,9 +18,9 @@ class Lifecycle {
   static constexpr int kVisitorsPerCheck = 64;
   static constexpr int64_t kYieldMs = 5;
 
-  // Ages all visitors and removes those whose time is up. Must not run inside a scan. Where that takes long the loop
-  // turns between two visitors, with ScanInProgress set, so that no other pass begins; a visitor is gone in all
-  // respects or in none. When the program closes meanwhile the pass ends at once.
+  // Ages all visitors and removes those whose time is up. Must not run inside a scan. If it takes long, the loop turns
+  // between two visitors, with ScanInProgress set so that no other pass begins; each visitor is gone in all respects
+  // or in none. If the program closes meanwhile, the pass ends at once.
   void ScanToRemove();
 
   // The visit has ended; the record leaves at the next RemoveInactive unless a page view clears `Remove` before.

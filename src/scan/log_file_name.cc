@@ -24,7 +24,7 @@ std::string ScanCycle::NewestLocalFile(int16_t n) {
   const std::string name = site.Folder + best->name;
   SiteRec& found = t_.Site(n);
   found.LogFileSize = best->size_bytes;
-  // A log that shrank under its name is taken up at its end.
+  // A log that shrank under its name is read on from its end.
   if (found.LastReadPos > found.LogFileSize && found.LogFileSize >= 1) {
     found.LastReadPos = found.LastReadPosDay = found.LogFileSize;
     if (found.Stored && found.Stored->LastLogFile == name) {

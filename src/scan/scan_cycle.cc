@@ -58,8 +58,8 @@ void ScanCycle::Timer1Tick() {
   c_.view.SetStatus("");
 }
 
-// Local time goes back an hour once a year, and whenever somebody sets the clock. What is measured by it would wait
-// that much longer: the sites' next scans and look-ups, the end of visits, the exceptions for an empty site.
+// Local time goes back an hour once a year, and whenever somebody sets the clock back. Whatever is measured by it would
+// wait that much longer: the sites' next scans and look-ups, the end of visits, the exceptions for an empty site.
 void ScanCycle::AllowForClockSetBack() {
   const WallTime now = c_.clock.Now();
   const SteadyTime steady = c_.clock.Steady();
@@ -296,7 +296,7 @@ Status ScanCycle::ReadLines(int16_t n, LineReader& reader) {
   }
   for (;;) {
     if (blank_lines == 50 || reader.AtEnd()) {
-      // Processed whatever it holds, and before the position has moved: the next scan reads this line again, whole.
+      // Processed whatever it holds, and before the position moves: the next scan reads this line again, whole.
       t_.Hit.CurLine = reader.FilledLine();
       hits_.SplitLine(t_.Hit.CurLine, n);
       return Status::Ok();
@@ -340,7 +340,7 @@ void ScanCycle::FailScan(int16_t n, const Status& status) {
   if (!t_.Site(n).FTPScanOK) c_.log.AddTrace(n, "ERROR:" + status.text);
   if (t_.Site(n).FTP) c_.ftp.FTPClose(n);
   SiteRec& site = t_.Site(n);
-  // The trace has no reader without a window, so the console hears of each new trouble once.
+  // Without a window nobody reads the trace, so each new trouble is written to the console once.
   if (site.LastScanError != status.text && !site.LastLogFile.empty()) {
     c_.notices.Tell("Site " + site.Name + ": " + status.text + " (" + site.LastLogFile + "). It is tried again every " +
                     std::to_string(site.Frequency) + " s.");

@@ -10,8 +10,8 @@
 namespace vantry {
 namespace {
 
-// Patterns separated by ";", with or without a closing one. An empty pattern would fit empty text alone and counts for
-// nothing.
+// Patterns separated by ";", with or without a closing one. An empty pattern would fit only empty text and is
+// ignored.
 bool FitsAny(std::string_view text, std::string_view patterns) {
   while (!patterns.empty()) {
     const size_t end = patterns.find(';');

@@ -38,7 +38,7 @@ Automation::Automation(AutomationContext c) : c_(std::move(c)) {
     out = {c_.t.SiteCount()};
     return Status::Ok();
   });
-  // The frame of pages comes before what belongs to no client.
+  // The frame of pages comes before all that belongs to no client.
   for (const Page& page : kPages) {
     if (OfClient(page)) AddPage(page);
   }
@@ -125,7 +125,7 @@ Status Automation::Call(size_t operation, const BusValues& in, BusValues& out) {
   return answers_[operation](in, out);
 }
 
-// A domain that is not UTF-8 reached the caller in another form than the tables have it in.
+// A domain that is not UTF-8 reached the caller in another form than the one in the tables.
 std::string Automation::FromBus(std::string_view text) const {
   for (const SiteRec& site : c_.t.Sites) {
     if (IsUtf8(site.Domain)) continue;

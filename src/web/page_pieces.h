@@ -28,7 +28,7 @@ class PagePieces {
   PagePieces(const PagePieces&) = delete;
   PagePieces& operator=(const PagePieces&) = delete;
 
-  // For what is known at once, such as who asks.
+  // For what is known at the start, such as who asks.
   PageText& Text() { return text_; }
   void Add(Part part) { parts_.push_back(std::move(part)); }
   // A part of one turn. Its failure ends the page.

@@ -14,7 +14,7 @@ namespace vantry {
 // The maker's public web site.
 inline constexpr std::string_view kProductSite = "http://www.tressimond.com/";
 
-// Of pages without a title of their own.
+// The title of pages that have none of their own.
 inline constexpr std::string_view kDefaultTitle = "Vantry - Real Time Web Server Monitor";
 
 struct CellLook {
@@ -32,7 +32,7 @@ struct LinkLook {
   bool new_window = false;
 };
 
-// A text from a log as a page shows it: escaped, or as it is and then without a copy.
+// A text from a log as a page shows it: escaped, or as it is, and then it is not copied.
 class Shown {
  public:
   Shown(std::string_view text, bool escape);

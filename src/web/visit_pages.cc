@@ -51,7 +51,7 @@ struct SiteVisitor {
 };
 
 // The domain ends at the last colon. An address of IPv6 has colons of its own, and the domain may have a port. No more
-// of them are tried than an address can have: a text of colons alone must not keep the program busy.
+// of them are tried than an address can have, as a text of nothing but colons must not keep the program busy.
 SiteVisitor FindVisitor(const LiveTables& t, std::string_view text) {
   size_t colon = text.rfind(':');
   if (colon == std::string_view::npos) return {.domain = text};

@@ -88,13 +88,13 @@ class WebServer {
   const PageContext& Pages();
 
  private:
-  struct Pump {  // What a connection's reading needs beside its record.
+  struct Pump {  // What reading a connection needs besides its record.
     LineFramer framer;
     size_t content_length = 0;  // As announced by the headers, 0 for unknown.
     int64_t last_byte_ms = 0;
     uint64_t serial = 0;   // Tells a connection from a later one with the same number.
     bool held = false;     // Its request waits for a mail; what arrives meanwhile is kept for later.
-    bool console = false;  // A control line of it was answered.
+    bool console = false;  // One of its control lines was answered.
   };
   Pump& PumpOf(int connection) { return pumps_[static_cast<size_t>(connection - 1)]; }
   Claim ClaimOf(int connection);
