@@ -1,4 +1,5 @@
-// The words behind the program's name. They steer nothing: only whether there are any matters to the program itself.
+// The words after the program's name. They control nothing: to the program itself it only matters whether there are
+// any.
 #pragma once
 
 #include <optional>

@@ -1,5 +1,5 @@
 // The one place where everything is put together: it owns the live tables, the settings and the modules, and hands
-// references down. One stands on `main`'s stack; a test makes as many as it likes.
+// references down. One is on `main`'s stack; a test makes as many as it likes.
 #pragma once
 
 #include <functional>

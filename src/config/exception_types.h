@@ -38,7 +38,7 @@ void AddExType(std::vector<ExceptionType>& types, int16_t number, std::string_vi
 
 void AddDefaultExTypes(std::vector<ExceptionType>& types);
 
-// Reads the bytes of EXTYPES.INI behind what `types` holds. On a problem the types read so far stay.
+// Appends the types in the bytes of EXTYPES.INI to `types`. On a problem the types read so far stay.
 std::optional<ReadProblem> ReadExTypes(std::string_view bytes, std::vector<ExceptionType>& types);
 std::string FormatExTypes(const std::vector<ExceptionType>& types);
 

@@ -20,7 +20,7 @@ std::optional<Proxy> ParseProxy(std::string_view server) {
   return Proxy{std::string(server.substr(0, colon)), LeadingNumber(server.substr(colon + 1))};
 }
 
-// What stands before the first section is no section to ask for.
+// The lines before the first section are not a section that can be asked for.
 RegistrySection* Find(std::vector<RegistrySection>& sections, std::string_view name) {
   return name.empty() ? nullptr : FindSection(sections, name);
 }

@@ -17,7 +17,7 @@
 namespace vantry {
 
 // Sections `[Name]` with `Name=value` lines. Names are matched without regard to case. Each change replaces the file as
-// a whole; each read looks at the file anew, so that an operator's edit counts at once. Lines of any other form are
+// a whole; each read looks at the file again, so that an operator's edit counts at once. Lines of any other form are
 // kept where they are: comments, and what damage has made of a value.
 class RegistryFile final : public KeyStore {
  public:

@@ -14,7 +14,7 @@ struct RegistryLine {
 };
 
 struct RegistrySection {
-  std::string name;  // Empty for what stands before the first section.
+  std::string name;  // Empty for what comes before the first section.
   std::vector<RegistryLine> lines;
 };
 

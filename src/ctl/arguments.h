@@ -24,7 +24,7 @@ struct CtlArguments {
   std::vector<std::string> operands;
 };
 
-// Reads the arguments behind the program's name. kBadData with a text for people on any misuse.
+// Reads the arguments after the program's name. kBadData with a text for people on any misuse.
 Status ParseArguments(const std::vector<std::string>& words, CtlArguments& arguments);
 
 // The help of one command, or of the program.

@@ -109,7 +109,7 @@ void Draw(const WatchView& view, const Screen& screen, bool first) {
   } else {
     out = first ? "\x1b[?25l\x1b[2J\x1b[H" : "\x1b[H";
     for (size_t i = 0; i < lines.size(); ++i) {
-      // Cleared before it is written: behind a line of full width, clearing would take its last character.
+      // Cleared before it is written: after a line of full width, clearing would take its last character.
       out += (i > 0 ? "\r\n\x1b[2K" : "\x1b[2K") + lines[i];
     }
     if (lines.size() < static_cast<size_t>(screen.height)) out += "\r\n\x1b[J";

@@ -18,7 +18,7 @@ struct CountryRow {
 };
 
 // Lays the ranges over the whole address space, by docs/decisions/0009-overlapping-address-ranges.md where they
-// overlap: a range within another wins over it, of equal and crossing ranges the one that stands later in `ranges`
+// overlap: a range within another wins over it, of equal and crossing ranges the one that comes later in `ranges`
 // wins. Addresses in no range have kNoCountry. The rows ascend, the first is that of address 0, and neighbours have
 // different codes.
 std::vector<CountryRow> BuildCountryRows(std::vector<CountryRange> ranges);

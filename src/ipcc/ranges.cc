@@ -30,7 +30,7 @@ std::string_view WithoutBlanks(std::string_view text) {
   return text;
 }
 
-// Where the quoted text that opens at the first character closes; a doubled quotation mark stands for itself.
+// Where the quoted text that opens at the first character closes; a doubled quotation mark is one of the text.
 size_t ClosingQuote(std::string_view text) {
   size_t at = text.find('"', 1);
   while (at != std::string_view::npos && text.substr(at + 1, 1) == "\"") at = text.find('"', at + 2);

@@ -87,7 +87,7 @@ void SocketListener::SeatCallers() {
   if (acceptor_ && callers_.size() < kMaxCallers) acceptor_->setEnabled(true);
 }
 
-// The first of those whose network holds the fewest places: a crowd of one address stands after everybody else.
+// The first of those whose network holds the fewest places: a crowd from one address comes after everybody else.
 std::list<SocketListener::PeerPtr>::iterator SocketListener::NextCaller() {
   std::map<std::string_view, size_t> places;
   for (const auto& peer : peers_) {

@@ -35,7 +35,7 @@ struct ListenerEvents {
 };
 
 // A TCP server. Callers beyond kMaxConnections wait until a place is free. Those who hold one give it up for them after
-// 10 s of silence or 15 s behind the first byte of a request that has not ended, and at once where their address holds
+// 10 s of silence or 15 s after the first byte of a request that has not ended, and at once where their address holds
 // more than half of the places and somebody of another one waits. Consoles go when nobody else is left.
 class Listener {
  public:
