@@ -30,6 +30,7 @@ class DoNothingExceptions final : public ExceptionSink {
 
 class DoNothingAlerts final : public AlertRules {
  public:
+  void NameArrived(VisitorRec&) override {}
   int32_t RaiseAlert(const VisitorRec&) override { return 0; }
   void AddAlert(VisitorRec& visitor, int32_t) override { visitor.AlertPending = false; }
 };

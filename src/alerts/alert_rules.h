@@ -14,6 +14,8 @@ class AlertRules {
   virtual int32_t RaiseAlert(const VisitorRec& visitor) = 0;
   // Lists and acts on the alert at this place; clears AlertPending.
   virtual void AddAlert(VisitorRec& visitor, int32_t alert) = 0;
+  // The visitor's host name has come. With TestEveryPage a visit that has raised no alert yet is tested once more.
+  virtual void NameArrived(VisitorRec& visitor) = 0;
 };
 
 }  // namespace vantry

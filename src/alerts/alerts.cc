@@ -33,8 +33,10 @@ bool WordPasses(const AlertRec& alert, std::string_view referrer) {
 }
 
 bool Matches(const AlertRec& alert, const VisitorRec& v, std::string_view referrer) {
+  // Masks of hosts are held in lower case; name servers answer in any.
   return EnginePasses(alert, referrer) && (alert.Page.empty() || FitsAny(alert.Page, v.Page)) &&
-         (alert.DNS.empty() || FitsAny(alert.DNS, v.DNS) || FitsAny(alert.DNS, v.IP)) && WordPasses(alert, referrer);
+         (alert.DNS.empty() || FitsAny(alert.DNS, Lower(v.DNS)) || FitsAny(alert.DNS, v.IP)) &&
+         WordPasses(alert, referrer);
 }
 
 }  // namespace
@@ -65,22 +67,36 @@ int32_t Alerts::RaiseAlert(const VisitorRec& v) {
 void Alerts::AddAlert(VisitorRec& v, int32_t place) {
   v.AlertPending = false;
   if (place < 1 || static_cast<size_t>(place) > c_.t.Alerts.size()) return;
-  c_.log.Guard("AddAlert", [&] {
-    AlertRec& alert = c_.t.Alerts[static_cast<size_t>(place - 1)];
-    SiteRec& site = c_.t.Site(v.Site);
-    ++c_.t.TotalAlertCount;
-    ++c_.t.TodayAlertCount;
-    ++alert.AlertHits;
-    AddRow(v, alert);
-    ++site.TotalAlerts;
-    ++site.TodayAlerts;
-    // What a first scan finds happened while the program did not run: it is listed in silence.
-    if (site.ScanCount < 2) return Status::Ok();
-    PlayAlertSound(alert);
-    if (alert.Email) c_.mail.SendEmail(MailText(v, alert, site), v.Site, alert.EmailAddress);
-    if (!alert.RunThis || !c_.files.Exists(alert.Run)) return Status::Ok();
-    return c_.programs.Start(alert.Run);
-  });
+  // What a first scan finds happened while the program did not run: it is listed in silence.
+  c_.log.Guard("AddAlert", [&] { return AddAlert(v, place, c_.t.Site(v.Site).ScanCount < 2); });
+}
+
+Status Alerts::AddAlert(VisitorRec& v, int32_t place, bool silent) {
+  AlertRec& alert = c_.t.Alerts[static_cast<size_t>(place - 1)];
+  SiteRec& site = c_.t.Site(v.Site);
+  ++c_.t.TotalAlertCount;
+  ++c_.t.TodayAlertCount;
+  ++alert.AlertHits;
+  AddRow(v, alert);
+  ++site.TotalAlerts;
+  ++site.TodayAlerts;
+  if (silent) return Status::Ok();
+  PlayAlertSound(alert);
+  if (alert.Email) c_.mail.SendEmail(MailText(v, alert, site), v.Site, alert.EmailAddress);
+  if (!alert.RunThis || !c_.files.Exists(alert.Run)) return Status::Ok();
+  return c_.programs.Start(alert.Run);
+}
+
+void Alerts::NameArrived(VisitorRec& v) {
+  if (!c_.t.Corrected.TestEveryPage || v.IsSpider || v.AlertRaised) return;
+  const int32_t place = RaiseAlert(v);
+  if (place == 0) return;
+  v.AlertNo = c_.t.Alerts[static_cast<size_t>(place - 1)].AlertNo;
+  v.AlertRaised = true;
+  // Names of those who came in the first scan arrive after it.
+  const SiteRec& site = c_.t.Site(v.Site);
+  const bool silent = site.ScanCount < 2 || v.VisitNo <= site.FirstScanVisitors;
+  c_.log.Guard("AddAlert", [&] { return AddAlert(v, place, silent); });
 }
 
 void Alerts::AddRow(const VisitorRec& v, const AlertRec& alert) {

@@ -1,5 +1,5 @@
-// Alerts: the user's rules about who is visiting, tested once at the first hit of each visit, and what is done when
-// one matches.
+// Alerts: the user's rules about who is visiting, tested at the first hit of each visit (with TestEveryPage until one
+// matches), and what is done when one matches.
 #pragma once
 
 #include <string>
@@ -20,8 +20,10 @@ class Alerts final : public AlertRules {
 
   int32_t RaiseAlert(const VisitorRec& visitor) override;
   void AddAlert(VisitorRec& visitor, int32_t alert) override;
+  void NameArrived(VisitorRec& visitor) override;
 
  private:
+  Status AddAlert(VisitorRec& visitor, int32_t alert, bool silent);
   void AddRow(const VisitorRec& visitor, const AlertRec& alert);
   void PlayAlertSound(const AlertRec& alert);
   std::string MailText(const VisitorRec& visitor, const AlertRec& alert, const SiteRec& site) const;

@@ -82,6 +82,7 @@ struct SiteRec : ReadState {
   std::string LastPage;               // Of the visitor removed last.
   bool Deleted = false;
   int32_t ScanCount = 0;                          // Scans started in this run.
+  int32_t FirstScanVisitors = 0;                  // TotalVisitors after the first of them.
   int32_t PagesCounted = 0;                       // Counted page views in this run.
   bool WebAccess = false, WebReferrers = false;   // Saved.
   std::string WebUserName, WebPassword, WebLogo;  // Saved.
@@ -121,6 +122,7 @@ struct alignas(64) VisitorRec {
   bool GridDirty = false;  // Something that a list shows has changed; whoever shows it clears this.
   bool HackRaised = false, PagesRaised = false, LongVisitRaised = false;
   bool AlertPending = false, SpiderPending = false;
+  bool AlertRaised = false;  // One alert a visit.
   std::string Query, Method;
 
   int32_t Number = 0;  // The visitor's own place in the table; kept by the table.

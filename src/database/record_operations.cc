@@ -172,6 +172,10 @@ void VisitDatabase::UpdateVisitInDatabase(const VisitorRec& v) {
     t.SetNumber(kPagesSeen, v.Pages);
     t.SetText(kMinsOn, MinutesText(v.LastHitTime.s - v.StartTime.s));
     t.SetText(kActive, "N");
+    if (c_.t.Corrected.TestEveryPage && v.AlertRaised) {
+      t.SetText(kAlert, YesNo(true));
+      t.SetNumber(kAlertNo, v.AlertNo);
+    }
     t.SetText(kHackRaised, YesNo(v.HackRaised));
     t.SetText(kFlags, std::string(YesNo(!v.KnownName.empty())) + YesNo(!v.GroupMask.empty()));
     return Stored(t.Update(), t);

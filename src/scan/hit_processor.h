@@ -39,6 +39,7 @@ class HitProcessor {
   VisitorRec* GetVisitorByGroup();
   VisitorRec* NewVisitor(int16_t site, LogTime hit, int32_t& alert);
   bool ChooseSpider(int16_t site, LogTime hit, std::string& spider);
+  int32_t TestAlerts(VisitorRec& v);
   void FillVisitor(VisitorRec& v, int16_t site, LogTime hit, std::string_view browser, std::string_view spider);
   void SetReferrer(VisitorRec& v, const SiteRec& site);
   void Announce(const VisitorRec& v, const SiteRec& site);

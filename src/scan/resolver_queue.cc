@@ -74,6 +74,7 @@ void ResolverQueue::NameVisitor(VisitorRec& v, const ResolverAnswer& answer) {
   } else {
     c_.t.Visitors.ChangeName(v, answer.name);
     c_.history.UpdateVisitor(v, true);
+    c_.alerts.NameArrived(v);
   }
   v.GridDirty = true;
 }

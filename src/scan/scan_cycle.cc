@@ -104,6 +104,7 @@ void ScanCycle::TickSite(int16_t n) {
   ScanSite(n);
   if (t_.Closing) return;
   t_.Site(n).CaughtUp = true;
+  if (t_.Site(n).ScanCount == 1) t_.Site(n).FirstScanVisitors = t_.Site(n).TotalVisitors;
   c_.exceptions.CheckExceptions(n);
 }
 

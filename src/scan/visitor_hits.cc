@@ -68,6 +68,7 @@ void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit
   if ((page_hash == v->PageHash && h.HitPage == v->Page) || hit == v->LastPageTime) return;
   v->PageHash = page_hash;
   CountPage(*v, line, hit);
+  if (t_.Corrected.TestEveryPage && v->Pages > 1 && !v->AlertRaised) alert = TestAlerts(*v);
   if (v->AlertPending) c_.alerts.AddAlert(*v, alert);
   if (v->SpiderPending) AddSpider(t_, *v);
 }
@@ -140,18 +141,20 @@ VisitorRec* HitProcessor::NewVisitor(int16_t number, LogTime hit, int32_t& alert
   VisitorRec& v = *t_.Visitors.At(t_.Visitors.Add(number, h.HitIP));
   FillVisitor(v, number, hit, browser, spider);
   SetReferrer(v, site);
-  // Alerts are tested before the page and the name are known: their page masks see an empty text, and so do their host
-  // name masks.
-  if (!v.IsSpider) alert = c_.alerts.RaiseAlert(v);
-  if (alert > 0) {
-    v.AlertNo = t_.Alerts[static_cast<size_t>(alert - 1)].AlertNo;
-    v.AlertPending = true;
-  }
+  // Classic alerts are tested before the page and the name are known: their page masks see an empty text, and so do
+  // their host name masks.
+  const bool page_first = t_.Corrected.TestEveryPage;
+  if (!page_first) alert = TestAlerts(v);
   v.SpiderPending = v.IsSpider;
   t_.Visitors.ChangeName(v, c_.names.ResolveVisitor(v));
   if (t_.CountryLookup) {
     v.CountryCode = c_.history.LookupCountryCode(h.HitIP);
     v.CountryName = c_.names.CountryName(v.CountryCode);
+  }
+  if (page_first) {
+    v.Page = h.HitPage;
+    alert = TestAlerts(v);
+    v.Page.clear();  // Not counted yet.
   }
   Announce(v, site);
   c_.history.UpdateVisitor(v, false);
@@ -161,6 +164,16 @@ VisitorRec* HitProcessor::NewVisitor(int16_t number, LogTime hit, int32_t& alert
   }
   AddToGrid(t_, v);
   return &v;
+}
+
+// Marks the visitor with the alert that it raises; returns the alert's place in the table, 0 for none.
+int32_t HitProcessor::TestAlerts(VisitorRec& v) {
+  const int32_t alert = v.IsSpider ? 0 : c_.alerts.RaiseAlert(v);
+  if (alert > 0) {
+    v.AlertNo = t_.Alerts[static_cast<size_t>(alert - 1)].AlertNo;
+    v.AlertPending = v.AlertRaised = true;
+  }
+  return alert;
 }
 
 void HitProcessor::FillVisitor(VisitorRec& v, int16_t number, LogTime hit, std::string_view browser,

@@ -198,6 +198,45 @@ TEST_F(RaisedAlertTest, IsSilentInTheFirstScan) {
   EXPECT_EQ(rig.programs.started, std::vector<std::string>{"/bin/act"});
 }
 
+TEST_F(RaisedAlertTest, AHostMaskMeetsTheNameWhenItArrivesWhenCorrected) {
+  visitor.AlertPending = false;
+  alert->DNS = {"*.example.org"};
+  alert->Email = true;
+  alert->EmailAddress = "a@example";
+  visitor.DNS = "Host.Example.ORG";
+  rig.alerts.NameArrived(visitor);
+  EXPECT_EQ(rig.t.logGrid.RowCount(), 0u) << "classic";
+  rig.t.Corrected.TestEveryPage = true;
+  visitor.IsSpider = true;
+  rig.alerts.NameArrived(visitor);
+  EXPECT_EQ(rig.t.logGrid.RowCount(), 0u) << "spiders are not tested";
+  visitor.IsSpider = false;
+  rig.alerts.NameArrived(visitor);
+  EXPECT_EQ(rig.t.logGrid.RowCount(), 1u);
+  EXPECT_EQ(Row().dns, "Host.Example.ORG");
+  EXPECT_EQ(rig.mail.sent.size(), 1u);
+  EXPECT_EQ(visitor.AlertNo, 10);
+  EXPECT_TRUE(visitor.AlertRaised);
+  rig.alerts.NameArrived(visitor);
+  EXPECT_EQ(rig.t.logGrid.RowCount(), 1u) << "one alert a visit";
+}
+
+TEST_F(RaisedAlertTest, ANameOfTheFirstScanThatArrivesLaterIsListedInSilenceWhenCorrected) {
+  rig.t.Corrected.TestEveryPage = true;
+  alert->DNS = {"*.example.org"};
+  alert->Email = true;
+  alert->EmailAddress = "a@example";
+  rig.t.Site(1).FirstScanVisitors = 12;
+  VisitorRec other = visitor;
+  visitor.DNS = other.DNS = "host.example.org";
+  rig.alerts.NameArrived(visitor);
+  EXPECT_EQ(rig.t.logGrid.RowCount(), 1u);
+  EXPECT_TRUE(rig.mail.sent.empty());
+  other.VisitNo = 13;
+  rig.alerts.NameArrived(other);
+  EXPECT_EQ(rig.mail.sent.size(), 1u);
+}
+
 TEST_F(RaisedAlertTest, SoundsFallBackOnTheDefault) {
   struct Case {
     bool sound, new_visitor;

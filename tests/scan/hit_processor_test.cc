@@ -275,6 +275,45 @@ TEST_F(HitTest, AlertIsTestedBeforePageAndNameAndAddedAfterThePage) {
   EXPECT_EQ(V().AlertNo, 7);
 }
 
+TEST_F(HitTest, AlertsAreTestedAtEveryViewUntilOneMatchesWhenCorrected) {
+  using Calls = std::vector<std::string>;
+  rig.t.Corrected.TestEveryPage = true;
+  rig.t.Alerts.resize(2);
+  rig.t.Alerts[1].AlertNo = 7;
+  rig.names.names["10.0.0.1"] = "stored.example";
+  rig.Hit("10.0.0.1", "11:00:00", "/a.htm");
+  EXPECT_EQ(rig.alerts.calls, Calls{"raise 1:10.0.0.1 page 'a.htm' dns 'stored.example'"});
+  rig.Hit("10.0.0.1", "11:00:01", "/a.htm");  // No view, no test.
+  EXPECT_EQ(rig.alerts.calls.size(), 1u);
+  EXPECT_FALSE(V().AlertRaised);
+  rig.alerts.calls.clear();
+  rig.alerts.next = 2;
+  rig.Hit("10.0.0.1", "11:00:02", "/b.htm");
+  EXPECT_EQ(rig.alerts.calls, (Calls{"raise 1:10.0.0.1 page 'b.htm' dns 'stored.example'", "add 1:10.0.0.1 2"}));
+  EXPECT_EQ(V().AlertNo, 7);
+  rig.alerts.next = 1;
+  rig.Hit("10.0.0.1", "11:00:03", "/c.htm");
+  EXPECT_EQ(rig.alerts.calls.size(), 2u) << "one alert a visit";
+  EXPECT_EQ(V().AlertNo, 7);
+}
+
+TEST_F(HitTest, AnAlertOfTheFirstViewIsKnownToTheHistoryWhenCorrected) {
+  rig.t.Corrected.TestEveryPage = true;
+  rig.t.Alerts.resize(1);
+  rig.alerts.next = 1;
+  rig.Hit("10.0.0.1", "11:00:00", "/a.htm");
+  EXPECT_EQ(rig.alerts.calls.size(), 2u);
+  EXPECT_EQ(V().Page, "a.htm");
+  EXPECT_EQ(V().Pages, 1) << "the page that was tested is counted once";
+}
+
+TEST_F(HitTest, SpidersAreNeverTestedWhenCorrected) {
+  rig.t.Corrected.TestEveryPage = true;
+  rig.Line(ScanRig::Ncsa("10.0.0.1", "11:00:00", "/a.htm", 200, "-", "Googlebot/2.1"));
+  rig.Line(ScanRig::Ncsa("10.0.0.1", "11:00:05", "/b.htm", 200, "-", "Googlebot/2.1"));
+  EXPECT_TRUE(rig.alerts.calls.empty());
+}
+
 TEST_F(HitTest, SoundPlaysForANewVisitorOfALaterScanAlone) {
   rig.settings.DefaultSound = "/ding.wav";
   rig.Ready(1, 2);

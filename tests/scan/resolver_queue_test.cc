@@ -83,6 +83,16 @@ TEST_F(ResolverQueueTest, UnknownAddressStandsUnderItselfWhileItsNameIsAskedFor)
   EXPECT_EQ(DnsStatus(), "Pending DNS:2");
 }
 
+TEST_F(ResolverQueueTest, AlertsHearOfANameOnceTheVisitorHasIt) {
+  Hit("10.0.0.1");
+  Hit("10.0.0.2");
+  rig.alerts.calls.clear();
+  resolver.Answer(1, "one.example");
+  EXPECT_EQ(rig.alerts.calls, std::vector<std::string>{"named 1:10.0.0.1 dns 'one.example'"});
+  resolver.Answer(2, "odd", 4);
+  EXPECT_EQ(rig.alerts.calls.size(), 1u) << "that is not a name";
+}
+
 TEST_F(ResolverQueueTest, BlanksAroundTheAddressAreCut) {
   VisitorRec v;
   v.IP = "  10.0.0.1 ";

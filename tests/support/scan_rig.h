@@ -39,6 +39,7 @@ struct RecordingAlerts final : AlertRules {
     calls.push_back("add " + v.Key + " " + std::to_string(alert));
     v.AlertPending = false;
   }
+  void NameArrived(VisitorRec& v) override { calls.push_back("named " + v.Key + " dns '" + v.DNS + "'"); }
 };
 
 struct RecordingHistory final : VisitHistory {
