@@ -55,7 +55,7 @@ class DoNothingHistory : public VisitHistory {
 // Visitors keep their addresses as names.
 class DoNothingNames final : public VisitorNames {
  public:
-  std::string ResolveVisitor(VisitorRec& visitor) override { return visitor.IP; }
+  std::string ResolveVisitor(VisitorRec& visitor) override { return std::string(visitor.IP); }
   std::string CountryName(std::string_view) override { return {}; }
 };
 
@@ -84,10 +84,11 @@ class CountingLoop final : public Loop {
 // The system's clock, which can be stopped for scans, so that they never yield.
 class BenchClock final : public Clock {
  public:
-  WallTime Now() const override { return system_.Now(); }
+  WallTime Now() const override { return {system_.Now().s + ahead_s}; }
   SteadyTime Steady() const override { return frozen ? SteadyTime{} : system_.Steady(); }
   int32_t UtcOffset() const override { return system_.UtcOffset(); }
   bool frozen = false;
+  int64_t ahead_s = 0;
 
  private:
   SystemClock system_;

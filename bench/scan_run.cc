@@ -1,9 +1,11 @@
 // Scans one log file, as a first scan, and prints what it took:
-//   scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [history=FOLDER] [exceptions|exceptions-without-mail]
+//   scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [leave] [history=FOLDER]
+//            [exceptions|exceptions-without-mail]
 // TYPE as in the site file; the date is taken for today, 0 for a day long ago.
 //   again     reads the file a second time, with all its visitors on the site already, and tells that time
 //   loop      yields turn Qt's loop instead of being counted alone
 //   no-yield  the clock does not move during the scan, so it never yields
+//   leave     lets all visitors leave in the end, and tells how long that took and what memory is left then
 //   exceptions      raises them, and collects their mails unless told not to
 //   history=FOLDER  with the history on, in this folder; the time includes making everything durable
 #include <QCoreApplication>
@@ -13,10 +15,12 @@
 #include <string>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include "bench/alert_parts.h"
 #include "config/registry_store.h"
 #include "database/visit_database.h"
+#include "platform/free_memory.h"
 #include "platform/lmdb_index.h"
 #include "platform/posix_data_files.h"
 #include "platform/qt_loop.h"
@@ -24,7 +28,7 @@
 namespace {
 
 struct Options {
-  bool again = false, loop = false, no_yield = false, exceptions = false, mail = true;
+  bool again = false, loop = false, no_yield = false, leave = false, exceptions = false, mail = true;
   std::string history;
 };
 
@@ -37,6 +41,8 @@ bool ReadOptions(int argc, char** argv, Options& options) {
       options.loop = true;
     } else if (word == "no-yield") {
       options.no_yield = true;
+    } else if (word == "leave") {
+      options.leave = true;
     } else if (word == "exceptions" || word == "exceptions-without-mail") {
       options.exceptions = true;
       options.mail = word == "exceptions";
@@ -62,13 +68,39 @@ void AddSite(vantry::bench::Rig& rig, int type, const char* file) {
   site.ScanCount = 1;
 }
 
+double Seconds(std::chrono::steady_clock::time_point begin) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+long ResidentKb() {
+  long size = 0, resident = 0;
+  if (std::FILE* file = std::fopen("/proc/self/statm", "r")) {
+    if (std::fscanf(file, "%ld %ld", &size, &resident) != 2) resident = 0;
+    std::fclose(file);
+  }
+  return resident * (::sysconf(_SC_PAGESIZE) / 1024);
+}
+
+void LetAllLeave(vantry::bench::Rig& rig) {
+  const long before = ResidentKb();
+  rig.clock.ahead_s = 86'400;
+  auto begin = std::chrono::steady_clock::now();
+  rig.scan->Timer2Tick();
+  const double left = Seconds(begin);
+  const long removed = ResidentKb();
+  begin = std::chrono::steady_clock::now();
+  vantry::ReturnFreeMemory();
+  std::printf("leave: visitors=%d seconds=%.3f rss_kb=%ld before, %ld after, %ld returned in %.3f s\n",
+              rig.t.Visitors.Count(), left, before, removed, ResidentKb(), Seconds(begin));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   Options options;
   if (!ReadOptions(argc, argv, options)) {
     std::fprintf(stderr,
-                 "usage: scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [history=FOLDER] "
+                 "usage: scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [leave] [history=FOLDER] "
                  "[exceptions|exceptions-without-mail]\n");
     return 2;
   }
@@ -103,11 +135,12 @@ int main(int argc, char** argv) {
   const auto begin = std::chrono::steady_clock::now();
   const bool ok = rig.scan->ScanSite(1);
   database.FlushDatabase();
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
+  const double took = Seconds(begin);
   rusage usage{};
   ::getrusage(RUSAGE_SELF, &usage);
-  std::printf("ok=%d seconds=%.3f visitors=%d pages=%d turns=%lld rss_kb=%ld exceptions=%d\n", ok ? 1 : 0, took.count(),
+  std::printf("ok=%d seconds=%.3f visitors=%d pages=%d turns=%lld rss_kb=%ld exceptions=%d\n", ok ? 1 : 0, took,
               rig.t.Visitors.Count(), rig.t.Site(1).PagesCounted, static_cast<long long>(rig.loop.turns),
               usage.ru_maxrss, rig.t.TotalExceptionCount);
+  if (options.leave) LetAllLeave(rig);
   return ok ? 0 : 1;
 }

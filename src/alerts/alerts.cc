@@ -118,7 +118,7 @@ void Alerts::PlayAlertSound(const AlertRec& alert) {
 }
 
 std::string Alerts::MailText(const VisitorRec& v, const AlertRec& alert, const SiteRec& site) const {
-  std::string dns = v.DNS;
+  std::string dns(v.DNS);
   if (v.DNS != v.IP) dns += " (" + v.IP + ")";
   return "Site: " + site.Name + " has raised an alert: " + alert.Name + "\r\n\r\nDNS:  \t" + dns + "\r\nDate: \t" +
          c_.regional.Stamp(v.StartTime) + "\r\nPage: \t" + v.Page + "\r\nLoc:   \t" + v.CountryName +

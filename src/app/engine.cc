@@ -5,6 +5,7 @@
 #include "config/site_file.h"
 #include "core/text.h"
 #include "core/visitor_rows.h"
+#include "platform/free_memory.h"
 
 namespace vantry {
 namespace {
@@ -40,7 +41,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
           [this](int16_t place) { return ExceptionNumberAt(place); }),
       web_(ForWeb(), security_),
       timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { scan_.Timer1Tick(); })),
-      timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { scan_.Timer2Tick(); })),
+      timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { Timer2Tick(); })),
       send_timer_(ports_.loop.NewTimer(MailQueue::kSendTimerMs, [this] { mail_.SendTimerTick(); })),
       flush_timer_(ports_.loop.NewTimer(VisitDatabase::kFlushAllMs, [this] { FlushHistory(); })),
       pause_(t_, log_, view_, AppVersion()) {
@@ -56,6 +57,15 @@ ProgramLogOutlets Engine::LogOutlets() {
           [this] { ports_.notices.Beep(); },
           [this](std::string_view text) { ports_.notices.MessageBox(BoxKind::kCritical, text); },
           [this](std::string_view text, EventLevel level) { ports_.notices.LogEvent(text, level); }};
+}
+
+void Engine::Timer2Tick() {
+  scan_.Timer2Tick();
+  constexpr uint64_t kMany = 20'000;  // Visitors that left: some megabytes.
+  const uint64_t removed = t_.Visitors.Removed();
+  if (t_.ScanInProgress || removed - removed_at_return_ < kMany) return;
+  removed_at_return_ = removed;
+  ReturnFreeMemory();
 }
 
 // What its folder or its disk does not take goes to the console: it may be about them.

@@ -122,6 +122,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   void StartTimersAndListener();
   void SaveSites();
   void SaveRegistry();
+  void Timer2Tick();
   void FlushHistory();
   ProgramLogOutlets LogOutlets();
   void AppendToProgramLog(std::string_view bytes);
@@ -156,6 +157,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   WebServer web_;
   std::unique_ptr<Timer> timer1_, timer2_, send_timer_, flush_timer_;
   PauseControl pause_;
+  uint64_t removed_at_return_ = 0;  // Visitors that had left when free memory last went back to the system.
 };
 
 }  // namespace vantry

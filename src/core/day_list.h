@@ -12,8 +12,8 @@
 #include <utility>
 
 #include "core/date_time.h"
+#include "core/hash_index.h"
 #include "core/look.h"
-#include "core/pointer_index.h"
 
 namespace vantry {
 

@@ -36,7 +36,7 @@ std::string VisitCount(const Row& row, With) {
 // A field of a row that is text.
 template <auto Field, class Row>
 std::string TextOf(const Row& row, With) {
-  return row.*Field;
+  return std::string(row.*Field);
 }
 
 std::string MinutesOnSite(const AlertRow& row, With) {
@@ -44,8 +44,8 @@ std::string MinutesOnSite(const AlertRow& row, With) {
 }
 
 std::string ShownName(const VisitorRec& v, With) {
-  if (!v.KnownName.empty()) return v.KnownName;
-  return v.GroupMask.empty() ? v.DNS : v.GroupMask;
+  if (!v.KnownName.empty()) return std::string(v.KnownName);
+  return std::string(v.GroupMask.empty() ? v.DNS.View() : v.GroupMask.View());
 }
 
 int16_t NameIcon(const VisitorRec& v) {
@@ -79,7 +79,7 @@ namespace {
 using Row = VisitorRec;
 constexpr ListColumn<Row> kColumns[kCount] = {
     {"Site", 25, Align::kLeft, [](const Row& v, With with) { return with.t.Site(v.Site).Name; }},
-    {" Key", 4, Align::kCentre, TextOf<&Row::Key, Row>, KeyIcon},
+    {" Key", 4, Align::kCentre, [](const Row& v, With) { return v.Key(); }, KeyIcon},
     {"No", 5, Align::kRight, [](const Row& v, With) { return std::to_string(v.VisitNo); }},
     {"Visit", 7, Align::kRight, [](const Row& v, With) { return std::to_string(v.VisitCount); }},
     {"DNS", 37, Align::kLeft, ShownName, NameIcon},

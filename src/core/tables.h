@@ -13,6 +13,8 @@
 #include "core/date_time.h"
 #include "core/day_list.h"
 #include "core/page_grid.h"
+#include "core/shared_text.h"
+#include "core/small_text.h"
 #include "core/visitor_table.h"
 
 namespace vantry {
@@ -102,18 +104,20 @@ struct SiteRec : ReadState {
   std::string LastScanError;                 // What the last failed scan was told about, so that it is told once.
 };
 
-// A visitor now on line. The fields that every page view touches come first, to lie together in memory: with many
-// visitors a view costs what fetching these lines costs.
+// A visitor now on line. There are millions in a day, so texts take little room: those that many visitors have alike
+// are shared. The fields that every page view touches come first, to lie together in memory: with many visitors a view
+// costs what fetching these lines costs.
 struct alignas(64) VisitorRec {
-  std::string IP;
-  std::string Page;      // Of the newest counted view, as are Query, Status and Method.
+  SmallText IP;
+  SmallText Page;        // Of the newest counted view, as are Query, Status and Method.
   LogTime LastHitTime;   // Newest hit of any kind.
   LogTime LastPageTime;  // Newest counted view.
   LogTime StartTime;     // First hit; never changes.
   WallTime LastClock;    // Creation and newest counted view.
-  uint64_t LastPageRow = PageRows::kNoRow;
+
   uint32_t PageHash = 0;  // Of Page: another page is told apart without reading it.
   int32_t Status = 0;
+  uint64_t LastPageRow = PageRows::kNoRow;
   int16_t Site = 0;
   int16_t Pages = 0;          // Counted page views; stays full at 32,767.
   int16_t NotFoundCount = 0;  // 404 hits since the last exception 161.
@@ -122,33 +126,38 @@ struct alignas(64) VisitorRec {
   bool GridDirty = false;  // Something that a list shows has changed; whoever shows it clears this.
   bool HackRaised = false, PagesRaised = false, LongVisitRaised = false;
   bool AlertPending = false, SpiderPending = false;
-  bool AlertRaised = false;  // One alert a visit.
-  std::string Query, Method;
-
+  SmallText Query;
+  SharedText Method;
   int32_t Number = 0;  // The visitor's own place in the table; kept by the table.
   bool IsSpider = false;
-  bool Hidden = false;    // Not shown in the current view.
-  std::string DNS;        // Host name, or the address while unresolved.
-  std::string GroupMask;  // DNS mask through which hits of other addresses join this visitor.
-  std::string KnownName;  // Friendly name, shown in place of DNS.
-  std::string Referrer;   // Of the first hit, or the user name; for ISA logs the host part of the current request.
-  std::string Browser;
-  std::string UserAgent;
-  std::string SpiderName;
-  std::string UserName;
-  std::string Key;  // Site number, ":", address: the row key in every list.
-  std::string CountryCode, CountryName;
+  bool Hidden = false;  // Not shown in the current view.
+  bool DNSDone = false;
+  bool ReadAgain = false;  // An earlier run of the program has stored this visit already.
+
+  SmallText DNS;         // Host name, or the address while unresolved.
+  SharedText GroupMask;  // DNS mask through which hits of other addresses join this visitor.
+  SharedText KnownName;  // Friendly name, shown in place of DNS.
+  SharedText Referrer;   // Of the first hit, or the user name; for ISA logs the host part of the current request.
+  SharedText Browser;
+  SharedText UserAgent;
+  SharedText SpiderName;
+
+  SharedText UserName;
+  SharedText CountryCode, CountryName;
   int32_t VisitNo = 0;     // TotalVisitors after this visit was counted.
   int32_t VisitCount = 0;  // Visits of this address to this site.
   uint32_t VisitRow = 0;   // Row of this visit in the history, 0 while not known.
   int16_t DNSRequestId = 0;
-  bool DNSDone = false;
-  bool ReadAgain = false;  // An earlier run of the program has stored this visit already.
   int16_t AlertNo = 0;
-  int16_t StoredHackCount = 0;
   int64_t StartPos = 0;  // Log place of the first hit.
   LogTime FirstVisited;
+  int16_t StoredHackCount = 0;
+  bool AlertRaised = false;  // One alert a visit.
+
+  // Site number, ":", address: the row key in every list.
+  std::string Key() const { return std::to_string(Site) + ":" + IP; }
 };
+static_assert(sizeof(VisitorRec) == 256);  // Four lines of memory; a field more would take a fifth for each visitor.
 
 // An alert definition. The lists are used from the front; a place beyond the last entry does not exist.
 struct AlertRec {

@@ -15,7 +15,8 @@ VisitorTable::~VisitorTable() = default;
 
 VisitorRec* VisitorTable::At(int32_t number) const {
   if (number < 1 || static_cast<size_t>(number) > places_.size()) return nullptr;
-  return places_[static_cast<size_t>(number - 1)].get();
+  const uint32_t place = places_[static_cast<size_t>(number - 1)];
+  return place ? &store_[place] : nullptr;
 }
 
 int32_t VisitorTable::Find(int16_t site, std::string_view ip) const {
@@ -25,7 +26,8 @@ int32_t VisitorTable::Find(int16_t site, std::string_view ip) const {
 
 VisitorRec* VisitorTable::Lookup(int16_t site, std::string_view ip) const {
   VisitorRec* first = nullptr;
-  index_.ForEach(HashOf(site, ip), [&](VisitorRec& v) {
+  index_.ForEach(HashOf(site, ip), [&](uint32_t place) {
+    VisitorRec& v = store_[place];
     // Two visitors can share an address after a name server's answer changed one: the earlier one counts.
     if (v.Site == site && v.IP == ip && (!first || v.Number < first->Number)) first = &v;
   });
@@ -33,29 +35,33 @@ VisitorRec* VisitorTable::Lookup(int16_t site, std::string_view ip) const {
 }
 
 void VisitorTable::WarmRecord(uint64_t hash) const {
-  const auto* record = reinterpret_cast<const char*>(index_.Guess(hash));
-  for (size_t line = 0; record && line < 3; ++line) __builtin_prefetch(record + line * 64);
+  const uint32_t place = index_.Guess(hash);
+  if (!place) return;
+  const auto* record = reinterpret_cast<const char*>(&store_[place]);
+  for (size_t line = 0; line < 2; ++line) __builtin_prefetch(record + line * 64);
 }
 
 int32_t VisitorTable::Add(int16_t site, std::string_view ip) {
-  auto visitor = std::make_unique<VisitorRec>();
-  visitor->Site = site;
-  visitor->IP = ip;
-  visitor->Number = static_cast<int32_t>(places_.size() + 1);
-  index_.Add(HashOf(site, ip), *visitor);
-  places_.push_back(std::move(visitor));
+  const uint32_t place = store_.Add();
+  VisitorRec& visitor = store_[place];
+  visitor.Site = site;
+  visitor.IP = ip;
+  visitor.Number = static_cast<int32_t>(places_.size() + 1);
+  index_.Add(HashOf(site, ip), place);
+  places_.push_back(place);
   ++count_;
-  return static_cast<int32_t>(places_.size());
+  return visitor.Number;
 }
 
 void VisitorTable::ChangeAddress(VisitorRec& visitor, std::string_view ip) {
-  index_.Remove(HashOf(visitor.Site, visitor.IP), visitor);
+  const uint32_t place = places_[static_cast<size_t>(visitor.Number - 1)];
+  index_.Remove(HashOf(visitor.Site, visitor.IP), place);
   visitor.IP = ip;
-  index_.Add(HashOf(visitor.Site, visitor.IP), visitor);
+  index_.Add(HashOf(visitor.Site, visitor.IP), place);
 }
 
-void VisitorTable::ChangeName(VisitorRec& visitor, std::string name) {
-  visitor.DNS = std::move(name);
+void VisitorTable::ChangeName(VisitorRec& visitor, std::string_view name) {
+  visitor.DNS = name;
   names_.NameChanged(visitor);
 }
 
@@ -71,9 +77,11 @@ void VisitorTable::Remove(std::span<const int32_t> numbers, const std::function<
     VisitorRec* visitor = At(numbers[i]);
     if (!visitor) continue;
     if (leave) leave(*visitor);
-    index_.Remove(HashOf(visitor->Site, visitor->IP), *visitor);
+    uint32_t& place = places_[static_cast<size_t>(numbers[i] - 1)];
+    index_.Remove(HashOf(visitor->Site, visitor->IP), place);
     names_.Leaves(*visitor);
-    places_[static_cast<size_t>(numbers[i] - 1)].reset();
+    store_.Remove(place);
+    place = 0;
     --count_;
     ++removed_;
   }
@@ -91,13 +99,16 @@ void VisitorTable::CloseGaps() {
     const auto walk = weak.lock();
     const auto before = [this](int32_t place) {
       const auto end = places_.begin() + std::clamp(place, 0, LastNumber());
-      return static_cast<int32_t>(std::count_if(places_.begin(), end, [](const auto& p) { return p != nullptr; }));
+      return static_cast<int32_t>(std::count_if(places_.begin(), end, [](uint32_t p) { return p != 0; }));
     };
     walk->next = before(walk->next - 1) + 1;
     walk->end = before(walk->end);
   }
-  std::erase_if(places_, [](const auto& place) { return !place; });
-  for (size_t i = 0; i < places_.size(); ++i) places_[i]->Number = static_cast<int32_t>(i + 1);
+  std::erase(places_, 0u);
+  if (places_.size() < places_.capacity() / 8) places_.shrink_to_fit();
+  for (size_t i = 0; i < places_.size(); ++i) store_[places_[i]].Number = static_cast<int32_t>(i + 1);
+  index_.Fit();
+  texts_.Fit();
 }
 
 std::shared_ptr<VisitorTable::Walk> VisitorTable::NewWalk() {

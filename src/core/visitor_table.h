@@ -9,8 +9,10 @@
 #include <string_view>
 #include <vector>
 
+#include "core/chunk_store.h"
+#include "core/hash_index.h"
 #include "core/name_index.h"
-#include "core/pointer_index.h"
+#include "core/shared_text.h"
 
 namespace vantry {
 
@@ -43,8 +45,10 @@ class VisitorTable {
   int32_t Add(int16_t site, std::string_view ip);
   // Gives a visitor another address.
   void ChangeAddress(VisitorRec& visitor, std::string_view ip);
+  // One text for all visitors that have it.
+  SharedText Shared(std::string_view text) { return texts_.Get(text); }
   // Gives a visitor another DNS. Every change goes through here, or FirstNamed misses it.
-  void ChangeName(VisitorRec& visitor, std::string name);
+  void ChangeName(VisitorRec& visitor, std::string_view name);
   // Returns the first visitor whose DNS fits the mask, null for none. Only a mask's first call goes through all
   // visitors.
   VisitorRec* FirstNamed(const std::string& mask);
@@ -72,15 +76,17 @@ class VisitorTable {
   template <class F>
   void ForEach(F&& f) const {
     for (size_t i = 0; i < places_.size(); ++i) {
-      if (places_[i]) f(static_cast<int32_t>(i + 1), *places_[i]);
+      if (places_[i]) f(static_cast<int32_t>(i + 1), store_[places_[i]]);
     }
   }
 
  private:
   void WarmPlace(int32_t number) const;
 
-  std::vector<std::unique_ptr<VisitorRec>> places_;
-  PointerIndex<VisitorRec> index_;
+  TextPool texts_;
+  ChunkStore<VisitorRec> store_;
+  std::vector<uint32_t> places_;  // In order of arrival: the visitor's place in the store, 0 for a gap.
+  HashIndex<uint32_t> index_;     // Places in the store.
   NameIndex names_;
   std::vector<std::weak_ptr<Walk>> walks_;
   int32_t count_ = 0;

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/pointer_index.h"
+#include "core/hash_index.h"
 
 namespace vantry {
 

@@ -62,7 +62,7 @@ void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit
   if (!v) return;
 
   v->LastHitTime = hit;
-  if (parser_.Format().one_target) v->Referrer = h.HitReferrer;
+  if (parser_.Format().one_target && v->Referrer != h.HitReferrer) v->Referrer = t_.Visitors.Shared(h.HitReferrer);
   // A repeated request, a frame reload or the re-read last line counts once; so does a second page in one second.
   const auto page_hash = static_cast<uint32_t>(std::hash<std::string>{}(h.HitPage));
   if ((page_hash == v->PageHash && h.HitPage == v->Page) || hit == v->LastPageTime) return;
@@ -104,7 +104,7 @@ VisitorRec* HitProcessor::GetVisitorByGroup() {
     VisitorRec* first = t_.Visitors.FirstNamed(mask);
     if (!first) continue;
     if (MinutesBetween(first->LastClock, c_.clock.Now()) >= c_.settings.InactivityMins / 2) return nullptr;
-    first->GroupMask = mask;
+    if (first->GroupMask != mask) first->GroupMask = t_.Visitors.Shared(mask);
     return first;
   }
   return nullptr;
@@ -148,8 +148,8 @@ VisitorRec* HitProcessor::NewVisitor(int16_t number, LogTime hit, int32_t& alert
   v.SpiderPending = v.IsSpider;
   t_.Visitors.ChangeName(v, c_.names.ResolveVisitor(v));
   if (t_.CountryLookup) {
-    v.CountryCode = c_.history.LookupCountryCode(h.HitIP);
-    v.CountryName = c_.names.CountryName(v.CountryCode);
+    v.CountryCode = t_.Visitors.Shared(c_.history.LookupCountryCode(h.HitIP));
+    v.CountryName = t_.Visitors.Shared(c_.names.CountryName(v.CountryCode));
   }
   if (page_first) {
     v.Page = h.HitPage;
@@ -184,12 +184,11 @@ void HitProcessor::FillVisitor(VisitorRec& v, int16_t number, LogTime hit, std::
   v.StartTime = v.LastHitTime = hit;
   v.LastClock = c_.clock.Now();
   v.VisitNo = t_.Site(number).TotalVisitors;
-  v.Key = std::to_string(number) + ":" + v.IP;
-  v.Browser = browser;
-  v.UserAgent = h.HitAgent;
-  v.UserName = h.HitUser;
+  v.Browser = t_.Visitors.Shared(browser);
+  v.UserAgent = t_.Visitors.Shared(h.HitAgent);
+  v.UserName = t_.Visitors.Shared(h.HitUser);
   v.IsSpider = !spider.empty();
-  v.SpiderName = spider;
+  v.SpiderName = t_.Visitors.Shared(spider);
 }
 
 // Only where a visit came from outside is kept. In logs with user names and no referrer, the column shows who it was.
@@ -197,9 +196,9 @@ void HitProcessor::SetReferrer(VisitorRec& v, const SiteRec& site) {
   const HitRec& h = t_.Hit;
   if (h.HitReferrer.size() >= 2) {
     if (Contains(h.HitReferrer, site.Domain)) return;
-    v.Referrer = h.HitReferrer.front() == '"' ? RemoveChar(h.HitReferrer, '"') : h.HitReferrer;
+    v.Referrer = t_.Visitors.Shared(h.HitReferrer.front() == '"' ? RemoveChar(h.HitReferrer, '"') : h.HitReferrer);
   } else if (h.HitUser.size() > 1) {
-    v.Referrer = h.HitUser;
+    v.Referrer = t_.Visitors.Shared(h.HitUser);
   }
 }
 
@@ -228,8 +227,8 @@ void HitProcessor::CountPage(VisitorRec& v, std::string_view line, LogTime hit) 
   v.LastClock = c_.clock.Now();
   v.Page = h.HitPage;
   v.Status = h.HitStatus;
-  if (v.Method != h.HitMethod) v.Method = h.HitMethod;
-  if (h.HitQuery.size() > 1) v.Query.assign("?").append(h.HitQuery);
+  if (v.Method != h.HitMethod) v.Method = t_.Visitors.Shared(h.HitMethod);
+  if (h.HitQuery.size() > 1) v.Query = "?" + h.HitQuery;
   CountUp(v.Pages);
   v.GridDirty = true;
   v.Idle = false;

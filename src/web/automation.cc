@@ -150,8 +150,8 @@ bool Automation::Wanted() {
 
 void Automation::VisitorArrived(const std::string& domain, const VisitorRec& v, std::string_view page) {
   if (!Wanted()) return;
-  c_.bus.VisitorArrived(
-      {domain, v.IP, TimeText(v.StartTime), std::string(page), v.Browser, v.SpiderName, v.Referrer, v.AlertPending});
+  c_.bus.VisitorArrived({domain, std::string(v.IP), TimeText(v.StartTime), std::string(page), std::string(v.Browser),
+                         std::string(v.SpiderName), std::string(v.Referrer), v.AlertPending});
 }
 
 void Automation::VisitorPageMove(const std::string& domain, const VisitorRec& v) {

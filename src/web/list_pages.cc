@@ -123,8 +123,10 @@ void VisitorRow(PageText& page, const VisitorRec& v, const SiteRec& site) {
                {.mouse_over = true});
   page.AddCell(page.PopupLink({"PREVIOUS", site.Domain, v.IP, "Click To View Previous Visits"}, visit),
                {.align = Align::kRight, .mouse_over = true});
-  const std::string& name = !v.KnownName.empty() ? v.KnownName : !v.GroupMask.empty() ? v.GroupMask : v.DNS;
-  page.AddCell(page.Show(std::string_view(name).substr(0, kMaxName)), {.font_colour = v.Idle ? "#FF0000" : ""});
+  const std::string_view name = !v.KnownName.empty()   ? v.KnownName.View()
+                                : !v.GroupMask.empty() ? v.GroupMask.View()
+                                                       : v.DNS.View();
+  page.AddCell(page.Show(name.substr(0, kMaxName)), {.font_colour = v.Idle ? "#FF0000" : ""});
   page.AddCell(page.PageLink(site.Domain, v.Page), {.back_colour = v.Status == 404 ? "Red" : "", .mouse_over = true});
   page.AddCell(FormatTime(SecondOfDay(v.StartTime)), {.align = Align::kCentre});
   page.AddCell(FormatTime(SecondOfDay(v.LastHitTime)), {.align = Align::kCentre});

@@ -15,7 +15,6 @@ struct AlertTest : ::testing::Test {
   AlertTest() {
     visitor.Site = 1;
     visitor.IP = visitor.DNS = "10.1.2.3";
-    visitor.Key = "1:10.1.2.3";
   }
   AlertRec& Add(const std::string& name, int16_t site = 1) {
     AlertRec& alert = rig.t.Alerts.emplace_back();

@@ -51,7 +51,7 @@ TEST_F(ListsTest, Exceptions) {
 VisitorRec Visitor() {
   VisitorRec v;
   v.Site = 2;
-  v.Key = "2:10.0.0.7";
+  v.IP = "10.0.0.7";
   FillSample(v);
   return v;
 }

@@ -21,7 +21,6 @@ struct VisitorRowsBench {
   }
   VisitorRec& Visitor(int16_t site, const std::string& ip) {
     VisitorRec& v = *t.Visitors.At(t.Visitors.Add(site, ip));
-    v.Key = std::to_string(site) + ":" + ip;
     FillSample(v);
     return v;
   }

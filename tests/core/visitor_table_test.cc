@@ -146,7 +146,7 @@ class Pair {
     table.ForEach([&](int32_t number, VisitorRec& v) {
       ASSERT_NE(it, order_.end());
       ASSERT_EQ(v.StartPos, it->first);
-      ASSERT_EQ(std::pair(v.Site, v.IP), it->second);
+      ASSERT_EQ(std::pair(v.Site, std::string(v.IP)), it->second);
       ASSERT_GT(number, last);
       ASSERT_EQ(v.Number, number);
       last = number;

@@ -39,7 +39,7 @@ TEST_F(HitTest, OnlyPagesWithAKnownExtensionCount) {
     one.Ready();
     one.Hit("10.0.0.1", "11:00:00", c.path);
     const VisitorRec* v = one.Visitor("10.0.0.1");
-    EXPECT_EQ(v ? v->Page : "", c.page) << c.path;
+    EXPECT_EQ(v ? v->Page.View() : std::string_view(), c.page) << c.path;
   }
 }
 
@@ -85,7 +85,7 @@ TEST_F(HitTest, NewVisitorIsFilledAndCounted) {
   EXPECT_EQ(site.TodayVisitors, 1);
   EXPECT_EQ(site.CurrentVisitors, 1);
   EXPECT_EQ(site.PagesCounted, 1);
-  EXPECT_EQ(V().Key, "1:10.0.0.1");
+  EXPECT_EQ(V().Key(), "1:10.0.0.1");
   EXPECT_EQ(V().VisitNo, 1);
   EXPECT_EQ(V().VisitCount, 1);
   EXPECT_EQ(V().StartPos, 500);
@@ -433,7 +433,7 @@ TEST_F(HitTest, PageRowsCarryNumberPageAndTime) {
   rig.t.pageGrid.ForEach([&](PageRow& row) {
     rows.push_back(std::to_string(row.no) + " " + row.page + " " + FormatTime(row.second_of_day) +
                    (row.hidden ? " hidden" : ""));
-    EXPECT_EQ(row.visitor->Key, "1:10.0.0.1");
+    EXPECT_EQ(row.visitor->Key(), "1:10.0.0.1");
   });
   EXPECT_EQ(rows, (std::vector<std::string>{"1 a.htm 11:00:00 hidden", "2 b.htm 11:00:05 hidden"}));
 }

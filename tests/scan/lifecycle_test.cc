@@ -146,11 +146,11 @@ TEST_F(LifecycleTest, OrderOfTheOthersStays) {
     if (n % 3 == 0)
       visits.MarkForRemoval(v);
     else
-      expected.push_back(v.IP);
+      expected.emplace_back(v.IP);
   });
   visits.RemoveInactive();
   std::vector<std::string> left;
-  rig.t.Visitors.ForEach([&](int32_t, VisitorRec& v) { left.push_back(v.IP); });
+  rig.t.Visitors.ForEach([&](int32_t, VisitorRec& v) { left.emplace_back(v.IP); });
   EXPECT_EQ(left, expected);
 }
 
@@ -208,12 +208,6 @@ TEST_F(LifecycleTest, RemovalInsideAScanDoesNotTurnTheLoop) {
   visits.RemoveInactive();
   EXPECT_EQ(rig.loop.turns, turns);
   EXPECT_EQ(rig.t.Visitors.Count(), 0);
-}
-
-TEST_F(LifecycleTest, RowOfAVisitorWithAnotherKeyIsFoundBySiteAndName) {
-  V().Key = "1:changed";
-  visits.MarkForRemoval(V());
-  visits.RemoveInactive();
 }
 
 TEST_F(LifecycleTest, LaterLineOfTheSameAddressIsANewVisit) {

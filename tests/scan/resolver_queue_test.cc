@@ -41,13 +41,13 @@ struct ResolverQueueTest : ::testing::Test {
     scan.Visits().RemoveInactive();
   }
   std::string Shown(const VisitorRec& v) { return vs_grid::kList.Text(v, vs_grid::kDns, {t, rig.regional}); }
-  AlertRow& AddAlert(const std::string& dns) {
+  AlertRow& AddAlert(std::string_view dns) {
     AlertRow row;
     row.dns = dns;
     t.logGrid.Add(std::move(row));
     return *(t.logGrid.end() - 1);
   }
-  SpiderRow& AddSpiderRow(const std::string& dns) {
+  SpiderRow& AddSpiderRow(std::string_view dns) {
     SpiderRow row;
     row.dns = dns;
     t.spiderGrid.Add(std::move(row));
@@ -301,7 +301,6 @@ TEST_F(ResolverQueueTest, RenamedRowIsTheOneAWalkWouldFind) {
     VisitorRec v;
     v.Site = static_cast<int16_t>(1 + next(5));
     v.IP = "10.0.0." + std::to_string(next(20));
-    v.Key = std::to_string(v.Site) + ":" + v.IP;
     v.DNS = queue.ResolveVisitor(v);
     AddSpider(t, v);
     if (next(3) != 0) continue;
@@ -356,7 +355,8 @@ TEST_F(ResolverQueueTest, AnswerInsideAYieldOfTheScanIsTaken) {
   ASSERT_TRUE(scan.ScanSite(1));
   ASSERT_GT(rig.loop.turns, 0);
   EXPECT_EQ(resolver.started.size(), 50u);
-  t.Visitors.ForEach([](int32_t, VisitorRec& v) { EXPECT_EQ(v.DNS, "host" + v.IP.substr(7) + ".example"); });
+  t.Visitors.ForEach(
+      [](int32_t, VisitorRec& v) { EXPECT_EQ(v.DNS, "host" + std::string(v.IP).substr(7) + ".example"); });
 }
 
 TEST_F(ResolverQueueTest, CountryNameIsThatOfTheFirstEqualCode) {

@@ -37,10 +37,8 @@ struct PageRig {
     const auto next = [&] { return texts[at++ % texts.size()]; };
     const LogTime now{rig.clock.now.s - 60};
     VisitorRec stored = rig.Visitor("10.0.0.1", "11:00:00");
-    for (std::string* field :
-         {&stored.DNS, &stored.Page, &stored.Referrer, &stored.Browser, &stored.SpiderName, &stored.CountryCode}) {
-      *field = next();
-    }
+    const auto fill = [&](auto&... fields) { ((fields = next()), ...); };
+    fill(stored.DNS, stored.Page, stored.Referrer, stored.Browser, stored.SpiderName, stored.CountryCode);
     stored.IsSpider = true;
     rig.database->UpdateVisitor(stored, false);
     rig.database->AddVisitToDatabase(stored, next());
@@ -50,10 +48,7 @@ struct PageRig {
       const std::string address = next();
       VisitorRec& v = *rig.t.Visitors.At(rig.t.Visitors.Add(1, address + std::to_string(++visitors_)));
       ++rig.t.Site(1).CurrentVisitors;
-      v.Key = "1:" + v.IP;
-      for (std::string* field : {&v.DNS, &v.Page, &v.Referrer, &v.Browser, &v.CountryCode, &v.SpiderName}) {
-        *field = next();
-      }
+      fill(v.DNS, v.Page, v.Referrer, v.Browser, v.CountryCode, v.SpiderName);
       if (i == 1) v.KnownName = next();
       if (i == 2) v.GroupMask = next();
       v.StartTime = v.LastHitTime = now;

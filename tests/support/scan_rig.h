@@ -32,14 +32,14 @@ struct RecordingAlerts final : AlertRules {
   int32_t next = 0;  // What RaiseAlert answers.
   std::vector<std::string> calls;
   int32_t RaiseAlert(const VisitorRec& v) override {
-    calls.push_back("raise " + v.Key + " page '" + v.Page + "' dns '" + v.DNS + "'");
+    calls.push_back("raise " + v.Key() + " page '" + v.Page + "' dns '" + v.DNS + "'");
     return next;
   }
   void AddAlert(VisitorRec& v, int32_t alert) override {
-    calls.push_back("add " + v.Key + " " + std::to_string(alert));
+    calls.push_back("add " + v.Key() + " " + std::to_string(alert));
     v.AlertPending = false;
   }
-  void NameArrived(VisitorRec& v) override { calls.push_back("named " + v.Key + " dns '" + v.DNS + "'"); }
+  void NameArrived(VisitorRec& v) override { calls.push_back("named " + v.Key() + " dns '" + v.DNS + "'"); }
 };
 
 struct RecordingHistory final : VisitHistory {
@@ -48,15 +48,15 @@ struct RecordingHistory final : VisitHistory {
   bool broken = false;  // UpdateVisitor breaks off.
   void UpdateVisitor(VisitorRec& v, bool skip_referrer) override {
     if (broken) throw std::runtime_error("no memory");
-    calls.push_back("visitor " + v.Key + (skip_referrer ? " " + v.DNS : std::string()));
+    calls.push_back("visitor " + v.Key() + (skip_referrer ? " " + v.DNS : std::string()));
   }
   void AddVisitToDatabase(VisitorRec& v, std::string_view page) override {
-    calls.push_back("visit " + v.Key + " " + std::string(page));
+    calls.push_back("visit " + v.Key() + " " + std::string(page));
   }
-  void AddPageToDatabase(const VisitorRec& v) override { calls.push_back("page " + v.Key + " " + v.Page); }
-  void AddDownload(const VisitorRec& v) override { calls.push_back("download " + v.Key + " " + v.Page); }
-  void UpdateVisitInDatabase(const VisitorRec& v) override { calls.push_back("end " + v.Key); }
-  void UpdateHackCount(VisitorRec& v) override { calls.push_back("hack " + v.Key); }
+  void AddPageToDatabase(const VisitorRec& v) override { calls.push_back("page " + v.Key() + " " + v.Page); }
+  void AddDownload(const VisitorRec& v) override { calls.push_back("download " + v.Key() + " " + v.Page); }
+  void UpdateVisitInDatabase(const VisitorRec& v) override { calls.push_back("end " + v.Key()); }
+  void UpdateHackCount(VisitorRec& v) override { calls.push_back("hack " + v.Key()); }
   std::string LookupDNS(std::string_view ip, VisitorRec*) override {
     const auto it = dns.find(ip);
     return it == dns.end() ? std::string() : it->second;
@@ -82,7 +82,10 @@ struct RecordingHistory final : VisitHistory {
 
 struct RecordingNames final : VisitorNames {
   std::map<std::string, std::string> names;
-  std::string ResolveVisitor(VisitorRec& v) override { return names.contains(v.IP) ? names[v.IP] : v.IP; }
+  std::string ResolveVisitor(VisitorRec& v) override {
+    const auto named = names.find(std::string(v.IP));
+    return named != names.end() ? named->second : std::string(v.IP);
+  }
   std::string CountryName(std::string_view code) override { return "Country " + std::string(code); }
 };
 

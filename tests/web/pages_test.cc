@@ -58,7 +58,6 @@ struct PagesTest : ::testing::Test {
     SiteRec& rec = t.Site(site);
     v.VisitNo = ++rec.TotalVisitors;
     v.VisitCount = 1;
-    v.Key = std::to_string(site) + ":" + ip;
     v.DNS = ip;
     v.Page = "index.htm";
     v.Status = 200;

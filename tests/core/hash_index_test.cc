@@ -1,4 +1,4 @@
-#include "core/pointer_index.h"
+#include "core/hash_index.h"
 
 #include <algorithm>
 #include <set>
@@ -41,20 +41,44 @@ TEST(SpreadHash, FillsTheLowBitsEvenly) {
   EXPECT_LT(*std::max_element(places.begin(), places.end()), 20);
 }
 
-TEST(PointerIndex, EqualHashesStandSideBySide) {
-  PointerIndex<int> index;
+TEST(HashIndex, EqualHashesStandSideBySide) {
+  HashIndex<const int*> index;
   std::vector<int> records(500);
-  for (size_t i = 0; i < records.size(); ++i) index.Add(i % 3, records[i]);
-  for (size_t i = 0; i < records.size(); i += 2) index.Remove(i % 3, records[i]);
+  for (size_t i = 0; i < records.size(); ++i) index.Add(i % 3, &records[i]);
+  for (size_t i = 0; i < records.size(); i += 2) index.Remove(i % 3, &records[i]);
   std::set<const int*> found;
   for (uint64_t hash = 0; hash < 3; ++hash) {
-    index.ForEach(hash, [&](int& record) { found.insert(&record); });
+    index.ForEach(hash, [&](const int* record) { found.insert(record); });
   }
   EXPECT_EQ(found.size(), records.size() / 2);
+  EXPECT_EQ(index.Count(), records.size() / 2);
   EXPECT_FALSE(found.contains(&records[0]));
   EXPECT_TRUE(found.contains(&records[1]));
-  index.Clear();
-  index.ForEach(1, [](int&) { ADD_FAILURE() << "nothing is left"; });
+}
+
+TEST(HashIndex, Fit_GivesBackWhatManyTookAndKeepsTheRest) {
+  HashIndex<uint32_t> index;
+  const auto hash = [](uint32_t n) { return SpreadHash(std::to_string(n)); };
+  const size_t empty = index.Size();
+  for (uint32_t n = 1; n <= 10'000; ++n) index.Add(hash(n), n);
+  const size_t full = index.Size();
+  index.Fit();
+  EXPECT_EQ(index.Size(), full) << "in use";
+  for (uint32_t n = 101; n <= 10'000; ++n) index.Remove(hash(n), n);
+  EXPECT_EQ(index.Size(), full) << "a removal alone moves nothing";
+  index.Fit();
+  EXPECT_LE(index.Size(), 800u);
+  for (uint32_t n = 1; n <= 101; ++n) {
+    bool found = false;
+    index.ForEach(hash(n), [&](uint32_t record) { found = found || record == n; });
+    EXPECT_EQ(found, n <= 100) << n;
+  }
+  std::set<uint32_t> all;
+  index.ForAll([&](uint32_t record) { all.insert(record); });
+  EXPECT_EQ(all.size(), 100u);
+  for (uint32_t n = 1; n <= 100; ++n) index.Remove(hash(n), n);
+  index.Fit();
+  EXPECT_EQ(index.Size(), empty);
 }
 
 }  // namespace
