@@ -7,6 +7,7 @@ namespace vantry {
 namespace {
 
 constexpr std::string_view kRedoMark = "vantry-redo 1\n";
+constexpr size_t kHeadBytes = kRedoMark.size() + 8 + 8;
 
 void AppendNumber(std::string& bytes, uint64_t number, size_t width) {
   for (size_t i = 0; i < width; ++i) bytes.push_back(static_cast<char>(number >> 8 * i & 0xFF));
@@ -41,24 +42,28 @@ class Reader {
 }  // namespace
 
 std::string BuildRedo(const std::vector<RedoRow>& rows) {
-  std::string body;
+  size_t size = 0;
+  for (const RedoRow& row : rows) size += 1 + row.table.size() + 4 + 4 + row.bytes.size();
+  std::string file;
+  file.reserve(kHeadBytes + size);
+  file.resize(kHeadBytes);
   for (const RedoRow& row : rows) {
-    AppendNumber(body, row.table.size(), 1);
-    body += row.table;
-    AppendNumber(body, row.number, 4);
-    AppendNumber(body, row.bytes.size(), 4);
-    body += row.bytes;
+    AppendNumber(file, row.table.size(), 1);
+    file += row.table;
+    AppendNumber(file, row.number, 4);
+    AppendNumber(file, row.bytes.size(), 4);
+    file += row.bytes;
   }
-  std::string bytes(kRedoMark);
-  AppendNumber(bytes, body.size(), 8);
-  AppendNumber(bytes, CheckSum(body), 8);
-  return bytes + body;
+  std::string head(kRedoMark);
+  AppendNumber(head, size, 8);
+  AppendNumber(head, CheckSum(std::string_view(file).substr(kHeadBytes)), 8);
+  return file.replace(0, kHeadBytes, head);
 }
 
 // More bytes may follow: a shorter one is written over a longer one.
-std::optional<std::vector<RedoRow>> ParseRedo(std::string_view bytes) {
-  if (!StartsWith(bytes, kRedoMark)) return std::nullopt;
-  Reader head(bytes.substr(kRedoMark.size()));
+std::optional<std::vector<RedoRow>> ParseRedo(std::string_view file) {
+  if (!StartsWith(file, kRedoMark)) return std::nullopt;
+  Reader head(file.substr(kRedoMark.size()));
   const uint64_t size = head.Number(8), sum = head.Number(8);
   if (!head.ok() || size > head.Rest().size()) return std::nullopt;
   const std::string_view body = head.Rest().substr(0, size);

@@ -11,15 +11,16 @@
 
 namespace vantry {
 
+// Views into whatever holds the row: a table's changed rows, or the bytes of the file.
 struct RedoRow {
-  std::string table;
+  std::string_view table;
   uint32_t number = 0;
-  std::string bytes;  // The row as it should be.
+  std::string_view bytes;  // The row as it should be.
 };
 
 std::string BuildRedo(const std::vector<RedoRow>& rows);
-// Empty when the bytes are not such a file or were cut: then no row was on its way, since tables are written only after
-// this file is whole.
-std::optional<std::vector<RedoRow>> ParseRedo(std::string_view bytes);
+// The rows, as views into `file`. Empty when the file is not of this kind or was cut: then no row was on its way, since
+// tables are written only after this file is whole.
+std::optional<std::vector<RedoRow>> ParseRedo(std::string_view file);
 
 }  // namespace vantry

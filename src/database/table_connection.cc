@@ -74,11 +74,11 @@ Status TableConnection::ReadRedo() {
   if (Status status = files_.Open(folder_ + std::string(kRedoName), OpenFor::kCreating, redo_file_); !status.ok()) {
     return status;
   }
-  std::string bytes;
-  if (Status status = ReadAll(*redo_file_, bytes); !status.ok()) return status;
-  redo_.clear();
+  redo_tables_.clear();
+  if (Status status = ReadAll(*redo_file_, redo_); !status.ok()) return status;
   // Once the stamp is closed, all that was in this file is in the tables.
-  if (!closed_) redo_ = ParseRedo(bytes).value_or(std::vector<RedoRow>());
+  if (closed_) redo_.clear();
+  for (const RedoRow& row : ParseRedo(redo_).value_or(std::vector<RedoRow>())) redo_tables_.emplace(row.table);
   return Status::Ok();
 }
 
@@ -136,15 +136,16 @@ bool TableConnection::MayHaveHoles(const std::string& table) const {
   return line && !line->fits;
 }
 
-std::vector<RedoRow> TableConnection::RedoOf(const std::string& table) const {
-  std::vector<RedoRow> rows;
-  std::copy_if(redo_.begin(), redo_.end(), std::back_inserter(rows),
-               [&](const RedoRow& r) { return r.table == table; });
+std::vector<RedoRow> TableConnection::RedoOf(std::string_view table) const {
+  if (!redo_tables_.contains(table)) return {};
+  std::vector<RedoRow> rows = ParseRedo(redo_).value_or(std::vector<RedoRow>());
+  std::erase_if(rows, [&](const RedoRow& row) { return row.table != table; });
   return rows;
 }
 
-void TableConnection::DropRedo(const std::string& table) {
-  std::erase_if(redo_, [&](const RedoRow& row) { return row.table == table; });
+void TableConnection::DropRedo(std::string_view table) {
+  if (const auto found = redo_tables_.find(table); found != redo_tables_.end()) redo_tables_.erase(found);
+  if (redo_tables_.empty()) std::string().swap(redo_);  // Gives megabytes back.
 }
 
 void TableConnection::BeforeChange() {
@@ -242,16 +243,25 @@ Status TableConnection::WriteChangedRows(Table& table) {
 
 Status TableConnection::WriteRedo(std::span<Table* const> tables) {
   if (Status status = FinishRedo(); !status.ok()) return status;
-  std::vector<RedoRow> rows = redo_;
+  std::vector<RedoRow> rows;
+  // Of tables that are not open.
+  for (const std::string& table : redo_tables_) {
+    for (const RedoRow& row : RedoOf(table)) rows.push_back(row);
+  }
+  const size_t before = rows.size();
   for (const Table* table : tables) {
     for (const ChangedRows::Row& row : table->file_.Rewritten().Sorted()) {
-      rows.push_back({table->Name(), row.number, std::string(row.bytes)});
+      rows.push_back({table->Name(), row.number, row.bytes});
     }
   }
-  if (rows.size() == redo_.size()) return Status::Ok();
-  if (Status status = redo_file_->WriteAt(0, BuildRedo(rows)); !status.ok()) return status;
+  if (rows.size() == before) return Status::Ok();
+  std::string redo = BuildRedo(rows);
+  if (Status status = redo_file_->WriteAt(0, redo); !status.ok()) return status;
   if (Status status = redo_file_->Sync(); !status.ok()) return status;
-  redo_ = std::move(rows);
+  redo_ = std::move(redo);
+  for (const Table* table : tables) {
+    if (table->HasChangedRows()) redo_tables_.insert(table->Name());
+  }
   return Status::Ok();
 }
 
@@ -274,7 +284,7 @@ Status TableConnection::FinishRedo() {
 
 // A stamp says closed only while all rows are whole in their tables, and only of the index that is open.
 Status TableConnection::WriteStamp(bool closed) {
-  if (closed && !redo_.empty()) return Status::Ok();
+  if (closed && !redo_tables_.empty()) return Status::Ok();
   // The other stamp must be safe on the disk while this one is written.
   if (Status status = OpenStamp(); !status.ok()) return status;
   for (const Table* table : tables_) StampLine(table->Name()) = table->Stamp();

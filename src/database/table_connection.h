@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -58,10 +59,10 @@ class TableConnection {
   const TableStamp* StampOf(const std::string& table) const;
   // Whether rows of this table may be holes: the program or the machine stopped before they were durable.
   bool MayHaveHoles(const std::string& table) const;
-  // Changed rows of this table that may have been cut in two then; until DropRedo, when they are in the table for
-  // good.
-  std::vector<RedoRow> RedoOf(const std::string& table) const;
-  void DropRedo(const std::string& table);
+  // Changed rows of this table that may have been cut in two then; until DropRedo, when they are in the table for good.
+  // They hold until the redo file is written next.
+  std::vector<RedoRow> RedoOf(std::string_view table) const;
+  void DropRedo(std::string_view table);
 
   // To be called before a change: a stamp that no longer fits must not be found by the next start. If the disk does
   // not take that, changes are held in memory only until a Flush succeeds.
@@ -111,7 +112,8 @@ class TableConnection {
   bool whole_ = true;                // The index has all keys of the open tables, as far as they do not wait.
   uint64_t index_inode_ = 0;         // Of the file that is open.
   std::optional<IndexStamp> found_;  // As it was at opening.
-  std::vector<RedoRow> redo_;        // On their way into their tables, and in the redo file.
+  std::string redo_;                 // What is in the redo file.
+  std::set<std::string, std::less<>> redo_tables_;  // Whose rows of it are on their way.
   std::vector<Table*> tables_;
 };
 

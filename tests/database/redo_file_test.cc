@@ -7,9 +7,8 @@ namespace vantry {
 namespace {
 
 std::vector<RedoRow> RedoSample() {
-  return {{"Visits", 1, std::string(" a row\0with a NUL", 17)},
-          {"Visitor", 4'294'967'280, std::string(300, '\xFF')},
-          {"", 0, ""}};
+  static const std::string long_row(300, '\xFF');
+  return {{"Visits", 1, {" a row\0with a NUL", 17}}, {"Visitor", 4'294'967'280, long_row}, {"", 0, ""}};
 }
 
 void ExpectSame(const std::optional<std::vector<RedoRow>>& found, const std::vector<RedoRow>& wanted) {
@@ -53,7 +52,9 @@ TEST(RedoFile, IsRefusedWhenAnyByteIsAnother) {
 TEST(RedoFile, AMixtureOfTwoIsRefused) {
   std::vector<RedoRow> rows = RedoSample();
   const std::string old = BuildRedo(rows);
-  rows[1].bytes[150] = 'x';
+  std::string changed(rows[1].bytes);
+  changed[150] = 'x';
+  rows[1].bytes = changed;
   rows[0].number = 2;
   const std::string now = BuildRedo(rows);
   ASSERT_EQ(old.size(), now.size());
