@@ -88,22 +88,24 @@ Status IndexFile::Find(int tree, Seek how, std::string_view key, FoundKey& found
   return status;
 }
 
-Status IndexFile::FindBeginning(int tree, std::string_view beginning, FoundKey& found) {
+Status IndexFile::FindBeginning(int tree, std::string_view beginning, FoundKey& found, std::string_view after) {
   if (!IsOpen(tree)) return Closed();
   Tree& t = *trees_[static_cast<size_t>(tree)];
   const auto begins = [&](std::string_view key) { return key.substr(0, beginning.size()) == beginning; };
+  const Seek how = after.empty() ? Seek::kAtOrAfter : Seek::kAfter;
+  const std::string_view from = after.empty() ? beginning : after;
   if (!t.waiting.GroupBy(beginning.size()) || !t.moving.GroupBy(beginning.size())) {
-    Status status = Find(tree, Seek::kAtOrAfter, beginning, found);
+    Status status = Find(tree, how, from, found);
     return status.ok() && !begins(found.key) ? Status::Error(Fail::kNotFound, "") : status;
   }
   IndexEntry entry;
-  Status status = store_.Find(t.number, Seek::kAtOrAfter, beginning, entry);
+  Status status = store_.Find(t.number, how, from, entry);
   if (!status.ok() && status.fail != Fail::kNotFound) return status;
   bool any = status.ok() && begins(entry.key);
   if (any) found = {std::string(entry.key), entry.row};
   // Of a key that is in several of these the newest row counts.
   for (const PendingKeys* keys : {&t.moving, &t.waiting}) {
-    const auto first = keys->FirstOfGroup(beginning);
+    const auto first = keys->FirstOfGroup(beginning, after);
     if (!first || (any && keys->KeyAt(*first) > found.key)) continue;
     found = {std::string(keys->KeyAt(*first)), keys->ChangeAt(*first).row};
     any = true;

@@ -48,9 +48,9 @@ class IndexFile {
 
   // kNotFound when there is no such entry.
   Status Find(int tree, Seek how, std::string_view key, FoundKey& found);
-  // The first entry that begins with this text; kNotFound when there is none. Spares what waits from being applied,
-  // unless keys of the tree are being erased.
-  Status FindBeginning(int tree, std::string_view beginning, FoundKey& found);
+  // The first entry that begins with this text; of those after the key `after`, if that is not empty. kNotFound when
+  // there is none. Spares what waits from being applied, unless keys of the tree are being erased.
+  Status FindBeginning(int tree, std::string_view beginning, FoundKey& found, std::string_view after = {});
   // Whether a change was made since the last durable Commit that went well.
   bool Changed() const { return changed_; }
   // Applies everything and keeps it. After a failure all of it waits for the next call.

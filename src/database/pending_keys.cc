@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <tuple>
+#include <utility>
 
 namespace vantry {
 namespace {
@@ -55,12 +56,13 @@ std::vector<uint32_t> PendingKeys::Sorted() const {
 void PendingKeys::Set(std::string_view key, Change change) {
   const size_t place = FixedKeyMap::Set(key, change);
   erases_ = erases_ || change.erase;
-  if (groups_.KeyBytes() > 0) NoteGroup(place);
+  if (groups_.KeyBytes() > 0) NoteGroup(static_cast<uint32_t>(place));
 }
 
 void PendingKeys::Clear() {
   FixedKeyMap::Clear();
   groups_.Clear();
+  others_.clear();
   erases_ = false;
 }
 
@@ -68,20 +70,34 @@ bool PendingKeys::GroupBy(size_t bytes) {
   if (erases_ || bytes == 0 || bytes > KeyBytes()) return false;
   if (groups_.KeyBytes() != bytes) {
     groups_ = FixedKeyMap<uint32_t>(bytes);
-    for (size_t i = 0; i < Count(); ++i) NoteGroup(i);
+    others_.clear();
+    for (uint32_t i = 0; i < Count(); ++i) NoteGroup(i);
   }
   return true;
 }
 
-void PendingKeys::NoteGroup(size_t place) {
+void PendingKeys::NoteGroup(uint32_t place) {
+  if (place < others_.size()) return;
   const std::string_view key = KeyAt(place), beginning = key.substr(0, groups_.KeyBytes());
-  const auto first = groups_.Find(beginning);
-  if (!first || key < KeyAt(*first)) groups_.Set(beginning, static_cast<uint32_t>(place));
+  const uint32_t first = groups_.Find(beginning).value_or(kNone);
+  if (first == kNone || key < KeyAt(first)) {
+    others_.push_back(first);
+    groups_.Set(beginning, place);
+  } else {
+    others_.push_back(std::exchange(others_[first], place));
+  }
 }
 
-std::optional<size_t> PendingKeys::FirstOfGroup(std::string_view beginning) const {
-  const auto first = groups_.Find(beginning);
-  return first ? std::optional<size_t>(*first) : std::nullopt;
+std::optional<size_t> PendingKeys::FirstOfGroup(std::string_view beginning, std::string_view after) const {
+  uint32_t found = groups_.Find(beginning).value_or(kNone);
+  if (!after.empty()) {
+    uint32_t next = kNone;
+    for (uint32_t i = found; i != kNone; i = others_[i]) {
+      if (KeyAt(i) > after && (next == kNone || KeyAt(i) < KeyAt(next))) next = i;
+    }
+    found = next;
+  }
+  return found == kNone ? std::nullopt : std::optional<size_t>(found);
 }
 
 bool KnownEnds::Absent(std::string_view key) const {

@@ -124,12 +124,15 @@ class PendingKeys : public FixedKeyMap<KeyChange> {
   // Whether FirstOfGroup can tell about beginnings of this length: not while keys are to be erased, since what the
   // index has would hide behind them. The first question of a length costs a look at all keys.
   bool GroupBy(size_t bytes);
-  // The place of the first key that begins with this text of the length given to GroupBy.
-  std::optional<size_t> FirstOfGroup(std::string_view beginning) const;
+  // The place of the first key that begins with this text of the length given to GroupBy; of those after the key
+  // `after`, if that is not empty.
+  std::optional<size_t> FirstOfGroup(std::string_view beginning, std::string_view after = {}) const;
 
  private:
-  void NoteGroup(size_t place);
+  static constexpr uint32_t kNone = UINT32_MAX;
+  void NoteGroup(uint32_t place);
   FixedKeyMap<uint32_t> groups_{0};  // By beginning: the place of the first key.
+  std::vector<uint32_t> others_;     // By place: that of another key of its group. A chain begins at the first key.
   bool erases_ = false;
 };
 

@@ -193,12 +193,8 @@ void VisitDatabase::UpdateVisitor(VisitorRec& v, bool skip_referrer) {
 std::optional<VisitDatabase::NumberedVisit> VisitDatabase::FindStoredVisit(const VisitorRec& v) {
   using namespace visits;
   Table& t = VAVISITS;
-  const auto first_key = [&](std::string_view ip, std::string_view site, Day day) {
-    return std::string(t.Key({ip, site, FormatDayKey(day), ""}));
-  };
-  const std::string wanted = first_key(v.IP, SiteName(v), DayOf(v.StartTime));
-  for (int found = t.FindNearest(wanted); found == Table::kOk; found = t.Step(1)) {
-    if (first_key(t.Text(kIP), t.Text(kSite), t.Date(kVisitDate).value_or(Day{})) != wanted) break;
+  const std::string wanted(t.Key({v.IP, SiteName(v), FormatDayKey(DayOf(v.StartTime))}));
+  for (int found = t.FindBeginning(wanted); found == Table::kOk; found = t.NextBeginning(wanted)) {
     if (t.Text(kVisitTime) == TimeText(v.StartTime))
       return NumberedVisit{LeadingNumber(t.Text(kVisitNo)), t.CurrentRow()};
   }
@@ -358,9 +354,8 @@ std::string VisitDatabase::LookupCountryCode(std::string_view ip) {
 void VisitDatabase::UpdateDNS(std::string_view ip, std::string_view name) {
   if (!DatabaseReady()) return;
   Guard("F.UpdateDNS", [&] {
-    const std::string stored(Trim(VAVIS.Key({ip})));
-    const auto same = [&](int result) { return result == Table::kOk && VAVIS.Text(visitor::kIP) == stored; };
-    for (int found = VAVIS.FindNearest(VAVIS.Key({ip, ""})); same(found); found = VAVIS.Step(1)) {
+    const std::string address(VAVIS.Key({ip}));
+    for (int found = VAVIS.FindBeginning(address); found == Table::kOk; found = VAVIS.NextBeginning(address)) {
       VAVIS.SetText(visitor::kDNS, name);
       if (Status status = Result(VAVIS.Update(), VAVIS); !status.ok()) return status;
     }

@@ -267,14 +267,16 @@ Status Table::Load(const FoundKey& found) {
   return status;
 }
 
-// Finds an entry, the first one that begins with `prefix` if there is one, and makes its row the current record.
+// Finds an entry and makes its row the current record. With a `prefix`: the first entry that begins with it, of those
+// after `stored` for kAfter.
 int Table::Search(Seek how, const std::string& stored, std::string_view prefix) {
   if (!IsOpen()) return Failed(Status::Error(Fail::kIo, name_ + " is not open"));
+  const std::string_view after = how == Seek::kAfter ? std::string_view(stored) : std::string_view();
   Status status;
   for (int attempt = 1; attempt <= 2; ++attempt) {
     const int tree = keys_[selected_].tree;
     status = prefix.empty() ? connection_.Index().Find(tree, how, stored, found_)
-                            : connection_.Index().FindBeginning(tree, prefix, found_);
+                            : connection_.Index().FindBeginning(tree, prefix, found_, after);
     if (status.ok()) status = Load(found_);
     if (status.fail != Fail::kBadData || attempt == 2) break;
     if (Status built = connection_.BuildAnew(); !built.ok()) return Failed(std::move(built));
@@ -322,6 +324,13 @@ int Table::FindBeginning(std::string_view text) {
   StoredText(keys_[selected_], text, sought_);
   if (Search(Seek::kAtOrAfter, sought_, sought_) == kNotFound && selected_ == 0) absent_ = sought_;
   return last_status_;
+}
+
+int Table::NextBeginning(std::string_view text) {
+  if (current_ == 0) return Step(1);
+  StoredText(keys_[selected_], text, sought_);
+  const std::string from = position_;
+  return Search(Seek::kAfter, from, sought_);
 }
 
 int Table::FindNearest(std::string_view text) {

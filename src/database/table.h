@@ -62,6 +62,8 @@ class Table {
   // Makes the first record at or after the key the current one. Without one the last record becomes current, and the
   // result is kNotFound.
   int FindNearest(std::string_view key);
+  // Moves to the next record whose key begins with this text. The current record stays when there is none.
+  int NextBeginning(std::string_view text);
   // Moves to the next record (1) or the one before (-1). At the end the current record stays and the result is
   // kNotFound.
   int Step(int direction);

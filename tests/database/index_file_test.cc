@@ -71,12 +71,12 @@ struct IndexRig {
     ASSERT_EQ(found.key, at->first);
     ASSERT_EQ(found.row, at->second);
   }
-  void FindBeginning(int tree, const std::string& beginning) {
+  void FindBeginning(int tree, const std::string& beginning, const std::string& after = "") {
     FoundKey found;
     const int failed_before = failed;
-    const Status status = index.FindBeginning(tree, beginning, found);
+    const Status status = index.FindBeginning(tree, beginning, found, after);
     if (failed > failed_before && status.fail == Fail::kIo) return;
-    const auto at = model[tree].lower_bound(beginning);
+    const auto at = after.empty() ? model[tree].lower_bound(beginning) : model[tree].upper_bound(after);
     const bool there = at != model[tree].end() && at->first.starts_with(beginning);
     ASSERT_EQ(status.fail, there ? Fail::kNone : Fail::kNotFound) << beginning << ": " << status.text;
     if (!there) return;
@@ -104,8 +104,9 @@ struct IndexRig {
     const std::string key = Key();
     switch (random() % 14) {
       case 12:
-      case 13:
         return FindBeginning(tree, key.substr(0, 2));
+      case 13:
+        return FindBeginning(tree, key.substr(0, 2), key);
       case 0:
         return Commit();
       case 1:
@@ -195,9 +196,12 @@ TEST(IndexFile, LookingForABeginningAppliesNothing) {
   for (const char* beginning : {"aa", "ab", "ac", "ad", "ae", "a", "ac0000000009"}) {
     ASSERT_NO_FATAL_FAILURE(rig.FindBeginning(0, beginning));
   }
+  ASSERT_NO_FATAL_FAILURE(rig.FindBeginning(0, "ab", "ab0000000003"));
+  ASSERT_NO_FATAL_FAILURE(rig.FindBeginning(0, "ab", "ab0000000004"));
   EXPECT_EQ(rig.store.stored["/index"]["tree0"].size(), 2u);
   rig.Erase(0, "ab0000000003");
   ASSERT_NO_FATAL_FAILURE(rig.FindBeginning(0, "ab"));
+  ASSERT_NO_FATAL_FAILURE(rig.FindBeginning(0, "ab", "ab0000000003"));
 }
 
 TEST(IndexFile, BehavesAsAMapWhateverTheBatch) {

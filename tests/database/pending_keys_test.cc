@@ -71,10 +71,10 @@ TEST(PendingKeys, TheFirstKeyOfABeginningIsKnown) {
   std::mt19937 random(9);
   PendingKeys keys(5);
   std::map<std::string, Change> model;
-  const auto expect = [&](const std::string& beginning) {
+  const auto expect = [&](const std::string& beginning, const std::string& after) {
     ASSERT_TRUE(keys.GroupBy(beginning.size()));
-    const auto first = keys.FirstOfGroup(beginning);
-    const auto expected = model.lower_bound(beginning);
+    const auto first = keys.FirstOfGroup(beginning, after);
+    const auto expected = after.empty() ? model.lower_bound(beginning) : model.upper_bound(after);
     ASSERT_EQ(first.has_value(), expected != model.end() && expected->first.starts_with(beginning));
     if (!first) return;
     ASSERT_EQ(keys.KeyAt(*first), expected->first);
@@ -86,7 +86,9 @@ TEST(PendingKeys, TheFirstKeyOfABeginningIsKnown) {
     model[key] = {i, false};
     // Beginnings of another length are learned from the keys that wait already.
     const size_t bytes = i < 1500 ? 2 : 3;
-    ASSERT_NO_FATAL_FAILURE(expect(RandomKey(random, bytes, 5))) << i;
+    const std::string beginning = RandomKey(random, bytes, 5);
+    ASSERT_NO_FATAL_FAILURE(expect(beginning, "")) << i;
+    ASSERT_NO_FATAL_FAILURE(expect(beginning, beginning + RandomKey(random, 5 - bytes, 4))) << i;
     if (i % 700 != 0) continue;
     keys.Clear();
     model.clear();

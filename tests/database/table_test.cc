@@ -288,6 +288,27 @@ TEST_F(TableTest, TextsReadAheadOfAFlushAndBehindIt) {
   }
 }
 
+TEST_F(TableTest, TheRecordsOfABeginningComeInTheOrderOfTheirKeys) {
+  for (const char* name : {"ab3", "ac1"}) ASSERT_EQ(rig.Add(name), Table::kOk);
+  ASSERT_EQ(T().Flush(), Table::kOk);
+  for (const char* name : {"ab4", "ab1", "ab2"}) ASSERT_EQ(rig.Add(name), Table::kOk);
+  T().SelectKey(TableRig::kByName);
+  std::string names;
+  for (int found = T().FindBeginning("ab"); found == Table::kOk; found = T().NextBeginning("ab")) {
+    names += T().Text(TableRig::kName);
+    // A record that is changed meanwhile stays in its place.
+    T().SetText(TableRig::kGroup, "g9");
+    ASSERT_EQ(T().Update(), Table::kOk);
+  }
+  EXPECT_EQ(names, "ab1ab2ab3ab4");
+  EXPECT_EQ(T().LastStatus(), Table::kNotFound);
+  EXPECT_EQ(T().Text(TableRig::kName), "ab4") << "the current record stays";
+  EXPECT_EQ(T().NextBeginning("ac"), Table::kOk);
+  EXPECT_EQ(T().Text(TableRig::kName), "ac1");
+  ASSERT_EQ(T().Delete(), Table::kOk);
+  EXPECT_EQ(T().NextBeginning("ac"), Table::kNotFound) << "there is no current record";
+}
+
 TEST_F(TableTest, TheFirstRecordOfABeginningBecomesCurrent) {
   for (const char* name : {"ac2", "ab2", "ab1"}) ASSERT_EQ(rig.Add(name), Table::kOk);
   T().SelectKey(TableRig::kByName);
