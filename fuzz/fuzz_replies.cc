@@ -19,7 +19,7 @@ void CheckFit(const std::string& text) {
   Require(std::none_of(text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }));
 }
 
-void CheckTable(const vantry::Table& table) {
+void CheckTable(const vantry::TextTable& table) {
   for (const int width : {0, 40, 80}) {
     for (const std::string& line : vantry::FormatTable(table, width)) {
       CheckFit(line);

@@ -41,6 +41,14 @@ constexpr CommandRow kCommands[] = {
      "  KEY=False      switches it off\n"
      "  KEY=N          sets the number of one that has a number\n",
      0, 1000},
+    {CtlCommand::kWidenTables, "widen-tables", "[DIR]", "convert the history's tables to wider fields",
+     "IPv6 visitors of one network, and sites whose names agree in 20 characters, share their history in tables of "
+     "old.\n"
+     "New rows are told apart once these are converted, whole addresses and names need the room; what was cut stays "
+     "cut.\n"
+     "DIR is the folder of a stopped program, $VANTRY_HOME if it is left out. The disk needs room for the largest\n"
+     "tables a second time. An interrupted run has lost nothing: run it again.\n",
+     0, 1},
 };
 
 const CommandRow& RowOf(CtlCommand command) {
@@ -83,11 +91,6 @@ std::string TypeList() {
 
 // Which commands an option belongs to.
 enum class Scope { kNetwork, kWatch, kAddSite };
-
-// Commands on a folder of files, which ask no running program.
-bool IsOffline(CtlCommand command) {
-  return command == CtlCommand::kAddSite || command == CtlCommand::kCorrections;
-}
 
 struct OptionRow {
   std::string_view name;
@@ -219,6 +222,10 @@ constexpr std::string_view kNetworkHelp =
     "  --port N       its port (WebAccessPort of $VANTRY_HOME/SETTINGS.INI, or 8004)\n";
 
 }  // namespace
+
+bool IsOffline(CtlCommand command) {
+  return command == CtlCommand::kAddSite || command == CtlCommand::kCorrections || command == CtlCommand::kWidenTables;
+}
 
 Status ParseArguments(const std::vector<std::string>& words, CtlArguments& arguments) {
   return Parser(words, arguments).Run();

@@ -11,7 +11,21 @@
 
 namespace vantry {
 
-enum class CtlCommand { kHello, kStatus, kPause, kContinue, kStop, kList, kWatch, kAddSite, kCorrections };
+enum class CtlCommand {
+  kHello,
+  kStatus,
+  kPause,
+  kContinue,
+  kStop,
+  kList,
+  kWatch,
+  kAddSite,
+  kCorrections,
+  kWidenTables
+};
+
+// Commands on a folder of files, which ask no running program.
+bool IsOffline(CtlCommand command);
 
 struct CtlArguments {
   std::optional<CtlCommand> command;  // Empty only when `help` is set.

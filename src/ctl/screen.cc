@@ -12,8 +12,8 @@ Screen ReadScreen() {
   return known ? Screen{true, size.ws_col, size.ws_row} : Screen{true, 80, 24};
 }
 
-Table SiteTableOf(const std::vector<SiteStatus>& sites) {
-  Table table;
+TextTable SiteTableOf(const std::vector<SiteStatus>& sites) {
+  TextTable table;
   table.columns = {{"Site", false, 6},      {"State"},         {"Visitors", true},
                    {"Alerts", true},        {"Spiders", true}, {"Exceptions", true},
                    {"Last read", false, 10}};
@@ -24,8 +24,8 @@ Table SiteTableOf(const std::vector<SiteStatus>& sites) {
   return table;
 }
 
-Table VisitorTableOf(const std::vector<ListedVisitor>& visitors, bool with_domain) {
-  Table table;
+TextTable VisitorTableOf(const std::vector<ListedVisitor>& visitors, bool with_domain) {
+  TextTable table;
   // A visitor's address stays whole longest, as that is what people look for.
   table.columns = {{"Visit", true}, {"Visitor", false, 15}, {"Page", false, 10},   {"Start"},
                    {"Last hit"},    {"Browser", false, 6},  {"Referrer", false, 8}};

@@ -16,7 +16,7 @@ struct Screen {
 // Standard output as it is now. A terminal that does not tell its size is taken for 80 by 24.
 Screen ReadScreen();
 
-Table SiteTableOf(const std::vector<SiteStatus>& sites);
-Table VisitorTableOf(const std::vector<ListedVisitor>& visitors, bool with_domain);
+TextTable SiteTableOf(const std::vector<SiteStatus>& sites);
+TextTable VisitorTableOf(const std::vector<ListedVisitor>& visitors, bool with_domain);
 
 }  // namespace vantry

@@ -131,7 +131,7 @@ std::string FitTo(std::string_view printable, int width) {
   return out + "…";
 }
 
-std::vector<std::string> FormatTable(const Table& table, int max_width) {
+std::vector<std::string> FormatTable(const TextTable& table, int max_width) {
   std::vector<std::string> titles;
   std::vector<int> widths;
   for (const TableColumn& column : table.columns) {

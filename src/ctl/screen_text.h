@@ -23,13 +23,13 @@ struct TableColumn {
   int least = 0;       // The width down to which it may be narrowed when the table is too wide; 0 for never.
 };
 
-struct Table {
+struct TextTable {
   std::vector<TableColumn> columns;
   std::vector<std::vector<std::string>> rows;  // As many texts as columns; any bytes.
 };
 
 // The lines of the table, header first, without line ends and without blanks at their ends. No line is wider than
 // `max_width` columns; 0 sets no limit.
-std::vector<std::string> FormatTable(const Table& table, int max_width);
+std::vector<std::string> FormatTable(const TextTable& table, int max_width);
 
 }  // namespace vantry

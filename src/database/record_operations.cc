@@ -59,10 +59,11 @@ std::string CountryKey(std::string_view ip) {
 }
 
 std::vector<std::string> SharedHistories(const LiveTables& t) {
+  const size_t bytes = t.Corrected.WideKeys ? kWideSiteBytes : kSiteBytes;
   std::map<std::string, std::vector<std::string>> groups;
   for (const SiteRec& site : t.Sites) {
-    std::string stored = site.Name.substr(0, kSiteBytes);
-    stored.resize(kSiteBytes, ' ');
+    std::string stored = site.Name.substr(0, bytes);
+    stored.resize(bytes, ' ');
     groups[stored].push_back('"' + site.Name + '"');
   }
   std::vector<std::string> lines;
@@ -70,7 +71,7 @@ std::vector<std::string> SharedHistories(const LiveTables& t) {
     if (names.size() < 2) continue;
     std::string line = "The sites ";
     for (size_t i = 0; i < names.size(); ++i) line += (i == 0 ? "" : i + 1 < names.size() ? ", " : " and ") + names[i];
-    lines.push_back(line + " share their history, as its tables keep only the first " + std::to_string(kSiteBytes) +
+    lines.push_back(line + " share their history, as its tables keep only the first " + std::to_string(bytes) +
                     " characters of a site's name. Rename them in VANTRY.INI to tell them apart.");
   }
   return lines;

@@ -66,4 +66,19 @@ const TableSchema& ipcc::Schema() {
   return schema;
 }
 
+std::array<const TableSchema*, 7> HistorySchemas() {
+  return {&visits::Schema(), &visitor::Schema(),   &referrers::Schema(), &exceptions::Schema(),
+          &pages::Schema(),  &downloads::Schema(), &day_sum::Schema()};
+}
+
+std::vector<std::string> WideFields(const TableSchema& schema) {
+  std::vector<std::string> fields = schema.fields;
+  for (std::string& field : fields) {
+    if (field == "IP|C|15") field = "IP|C|45";
+    if (field == "Site|C|20") field = "Site|C|60";
+    if (field == "Browser|C|5") field = "Browser|C|30";
+  }
+  return fields;
+}
+
 }  // namespace vantry

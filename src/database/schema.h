@@ -1,6 +1,7 @@
 // The tables of the history: their fields and keys as they are declared, and the places of the fields in a record.
 #pragma once
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,9 @@ struct TableSchema {
   std::vector<std::string> fields;  // "Name|Type|Width".
   std::vector<std::string> keys;    // "name|expression|filter|U or N|D"; trailing parts may be missing.
 };
+
+// The same fields with room for a whole address, 60 bytes of a site's name and 30 of a browser's.
+std::vector<std::string> WideFields(const TableSchema& schema);
 
 // One row per visit.
 namespace visits {
@@ -96,5 +100,8 @@ const TableSchema& Schema();
 namespace ipcc {
 const TableSchema& Schema();
 }  // namespace ipcc
+
+// The seven tables that Vantry writes.
+std::array<const TableSchema*, 7> HistorySchemas();
 
 }  // namespace vantry

@@ -38,13 +38,13 @@ int Table::Failed(Status status) {
 }
 
 void Table::CreateTable(const std::string& folder, OpenMode mode, const std::vector<std::string>& fields,
-                        const std::vector<std::string>& keys) {
+                        const std::vector<std::string>& keys, const std::vector<std::string>& other_fields) {
   if (IsOpen()) {
     Done(kOk);
     return;
   }
   Status status = connection_.Open(folder);
-  if (status.ok()) status = OpenFile(folder, mode, fields);
+  if (status.ok()) status = OpenFile(folder, mode, fields, other_fields);
   if (status.ok()) status = ReadKeys(keys);
   if (status.ok()) {
     status = OpenIndex();
@@ -73,10 +73,12 @@ void Table::CreateTable(const std::string& folder, OpenMode mode, const std::vec
   Done(kOk);
 }
 
-Status Table::OpenFile(const std::string& folder, OpenMode mode, const std::vector<std::string>& fields) {
+Status Table::OpenFile(const std::string& folder, OpenMode mode, const std::vector<std::string>& fields,
+                       const std::vector<std::string>& other_fields) {
   mode_ = mode;
-  RowLayout wanted;
+  RowLayout wanted, other;
   if (Status status = ParseFields(fields, wanted); !status.ok()) return status;
+  if (Status status = ParseFields(other_fields, other); !status.ok()) return status;
   std::string repair;
   const OpenFor purpose = mode == kReadOnly ? OpenFor::kReading : OpenFor::kCreating;
   Status status = file_.Open(folder + name_ + ".DBF", purpose, wanted, connection_.Today(), repair);
@@ -95,7 +97,8 @@ Status Table::OpenFile(const std::string& folder, OpenMode mode, const std::vect
       return Status::Error(Fail::kBadData, file_.Path() + " has no text field " + wanted.fields.front().name + " of " +
                                                std::to_string(wanted.fields.front().width) + " bytes");
     }
-  } else if (const std::string difference = FirstDifference(wanted, found); !difference.empty()) {
+  } else if (const std::string difference = FirstDifference(wanted, found);
+             !difference.empty() && !FirstDifference(other, found).empty()) {
     return Status::Error(Fail::kBadData, file_.Path() + " is not the table that Vantry writes: " + difference +
                                              ". Move it away, and a new one is made");
   }

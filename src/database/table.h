@@ -31,10 +31,10 @@ class Table {
   // Opens the table in this folder ("/" at its end). Field texts are of the form "Name|Type|Width", key texts as
   // ParseKey reads them. In mode kReadWrite a missing table is made, and one of other fields is refused with the first
   // difference; in mode kReadOnly the table must be there and have at least these fields. The index is built anew when
-  // it does not fit. Nothing happens when the table is open. LastStatus is kNotFound when the table or the folder is
-  // missing, kFailed for anything else; Problem tells.
+  // it does not fit. An existing table may have `other_fields` instead. Nothing happens when the table is open.
+  // LastStatus is kNotFound when the table or the folder is missing, kFailed for anything else; Problem tells.
   void CreateTable(const std::string& folder, OpenMode mode, const std::vector<std::string>& fields,
-                   const std::vector<std::string>& keys);
+                   const std::vector<std::string>& keys, const std::vector<std::string>& other_fields = {});
   // Makes what was changed durable before, as far as the disk takes it.
   void CloseTable();
   bool IsOpen() const { return file_.IsOpen(); }
@@ -70,6 +70,7 @@ class Table {
 
   // The record buffer. Fields by their place in the field list; texts without the blanks behind them.
   void ClearRecord();
+  size_t Width(size_t field) const { return FieldAt(field).width; }
   std::string_view Text(size_t field) const;
   int64_t Number(size_t field) const { return FieldNumber(FieldAt(field), row_.data()); }
   std::optional<Day> Date(size_t field) const { return FieldDate(FieldAt(field), row_.data()); }
@@ -114,7 +115,8 @@ class Table {
 
   int Done(int result) { return last_status_ = result; }
   int Failed(Status status);
-  Status OpenFile(const std::string& folder, OpenMode mode, const std::vector<std::string>& fields);
+  Status OpenFile(const std::string& folder, OpenMode mode, const std::vector<std::string>& fields,
+                  const std::vector<std::string>& other_fields);
   Status ReadKeys(const std::vector<std::string>& keys);
   Status OpenIndex();
   bool IndexFits(const TableStamp& stamp) const;

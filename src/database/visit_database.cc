@@ -60,8 +60,12 @@ Status VisitDatabase::CreateDatabase() {
   const Row rows[] = {{VAVISITS, visits::Schema()},  {VAVIS, visitor::Schema()}, {VAREF, referrers::Schema()},
                       {VAEXP, exceptions::Schema()}, {VAPG, pages::Schema()},    {VADL, downloads::Schema()},
                       {VADAY, day_sum::Schema()}};
+  // A table that is there is taken as it is, whichever widths were wanted when it was made.
   for (const Row& row : rows) {
-    row.table.CreateTable(c_.ddfpath, Table::kReadWrite, row.schema.fields, row.schema.keys);
+    const std::vector<std::string> wide = WideFields(row.schema);
+    const bool make_wide = c_.t.Corrected.WideKeys;
+    row.table.CreateTable(c_.ddfpath, Table::kReadWrite, make_wide ? wide : row.schema.fields, row.schema.keys,
+                          make_wide ? row.schema.fields : wide);
   }
   for (const Table* table : {&VAVIS, &VAREF, &VAVISITS, &VAEXP, &VAPG, &VADL, &VADAY}) {
     if (table->LastStatus() != Table::kOk) return Status::Error(Fail::kIo, table->Problem() + ".");
@@ -69,6 +73,11 @@ Status VisitDatabase::CreateDatabase() {
   if (DatabaseVersion == 0) {
     DatabaseVersion = 1;
     WriteRegistryValue(c_.registry, "Settings", "DatabaseVersion", "1");
+  }
+  if (c_.t.Corrected.WideKeys && VAVIS.Width(visitor::kSite) == kSiteBytes) {
+    Complain("CreateDatabase", "The tables in " + c_.ddfpath +
+                                   " still keep 15 characters of an address and 20 of a site's name. Stop Vantry and "
+                                   "convert them with `vantryctl widen-tables`.");
   }
   return Status::Ok();
 }

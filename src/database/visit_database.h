@@ -143,7 +143,7 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
 };
 
 // The tables know a site by this many bytes of its name.
-inline constexpr size_t kSiteBytes = 20;
+inline constexpr size_t kSiteBytes = 20, kWideSiteBytes = 60;
 
 // One line for each group of sites that the tables can't tell apart, for the operator.
 std::vector<std::string> SharedHistories(const LiveTables& t);

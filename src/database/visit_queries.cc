@@ -6,8 +6,6 @@
 namespace vantry {
 namespace {
 
-constexpr size_t kSiteWidth = 20;
-
 std::string VisitNoKey(int32_t visit) {
   return PadNumber(visit, 5);
 }
@@ -87,7 +85,7 @@ Status VisitDatabase::ReadReferrers(std::string_view site, size_t most, std::vec
   using namespace referrers;
   Table& t = VAREF;
   t.SelectKey(1);
-  const std::string_view stored_name = Trim(site.substr(0, kSiteWidth));
+  const std::string_view stored_name = Trim(site.substr(0, t.Width(kSite)));
   int found = t.FindNearest(t.Key({site, "99999"}));
   for (; found == Table::kOk; found = t.Step(1)) {
     if (t.Text(kSite) != stored_name || rows.size() == most) break;

@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
+#include <cstdio>
+
 #include "platform/posix_support.h"
 
 namespace vantry {
@@ -83,6 +85,12 @@ Status PosixDataFiles::Identify(const std::string& path, FileIdentity& identity)
   struct stat info {};
   if (::stat(path.c_str(), &info) != 0) return Failure(path, errno);
   identity = IdentityOf(info);
+  return Status::Ok();
+}
+
+Status PosixDataFiles::Replace(const std::string& from, const std::string& to) {
+  if (::rename(from.c_str(), to.c_str()) != 0) return Failure(to, errno);
+  SyncFolderOf(to);
   return Status::Ok();
 }
 

@@ -11,6 +11,7 @@ class PosixDataFiles final : public DataFiles {
   Status Open(const std::string& path, OpenFor purpose, std::unique_ptr<DataFile>& file) override;
   Status Identify(const std::string& path, FileIdentity& identity) override;
   Status Remove(const std::string& path) override;
+  Status Replace(const std::string& from, const std::string& to) override;
 };
 
 }  // namespace vantry

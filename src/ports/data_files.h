@@ -48,6 +48,8 @@ class DataFiles {
   virtual Status Identify(const std::string& path, FileIdentity& identity) = 0;
   // Removing a missing file is not a failure.
   virtual Status Remove(const std::string& path) = 0;
+  // Puts the file `from` in the place of `to`, at once and durably. The content of `from` was synced before.
+  virtual Status Replace(const std::string& from, const std::string& to) = 0;
 };
 
 }  // namespace vantry

@@ -43,7 +43,7 @@ TEST(FitTo, CutsAtColumns) {
 }
 
 TEST(FormatTable, AlignsAndShrinks) {
-  Table table{{{"Name", false, 6}, {"N", true, false}}, {{"a long name here", "7"}, {"東", "1234"}}};
+  TextTable table{{{"Name", false, 6}, {"N", true, false}}, {{"a long name here", "7"}, {"東", "1234"}}};
   EXPECT_EQ(FormatTable(table, 0),
             (std::vector<std::string>{"Name                 N", "a long name here     7", "東                1234"}));
   EXPECT_EQ(FormatTable(table, 14), (std::vector<std::string>{"Name         N", "a long …     7", "東        1234"}));
@@ -53,7 +53,7 @@ TEST(FormatTable, AlignsAndShrinks) {
 }
 
 TEST(FormatTable, CellsAreMadeHarmless) {
-  const Table table{{{"A", false, 6}}, {{"x\x1b[2J\n"}}};
+  const TextTable table{{{"A", false, 6}}, {{"x\x1b[2J\n"}}};
   EXPECT_EQ(FormatTable(table, 0)[1], "x?[2J?");
 }
 

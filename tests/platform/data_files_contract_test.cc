@@ -150,6 +150,25 @@ TYPED_TEST(DataFilesContract, AnIdentityTellsEveryChange) {
   EXPECT_EQ(held.inode, before.inode);
 }
 
+TYPED_TEST(DataFilesContract, AFileTakesThePlaceOfAnother) {
+  auto old = this->Open(OpenFor::kCreating);
+  ASSERT_TRUE(old->WriteAt(0, "old").ok());
+  const std::string beside = this->root + "beside";
+  std::unique_ptr<DataFile> file;
+  ASSERT_TRUE(this->files.Open(beside, OpenFor::kCreating, file).ok());
+  ASSERT_TRUE(file->WriteAt(0, "new").ok());
+  file.reset();
+  const FileIdentity before = this->Identity();
+  ASSERT_TRUE(this->files.Replace(beside, this->path).ok());
+  EXPECT_NE(this->Identity().inode, before.inode);
+  EXPECT_EQ(this->Read(*this->Open(OpenFor::kReading), 0, 9), "new");
+  EXPECT_EQ(this->Read(*old, 0, 9), "old");
+  FileIdentity identity;
+  EXPECT_EQ(this->files.Identify(beside, identity).fail, Fail::kNotFound);
+  EXPECT_FALSE(this->files.Replace(beside, this->path).ok());
+  EXPECT_EQ(this->Read(*this->Open(OpenFor::kReading), 0, 9), "new");
+}
+
 TYPED_TEST(DataFilesContract, AnOpenFileOutlivesItsName) {
   const auto file = this->Open(OpenFor::kCreating);
   ASSERT_NE(file, nullptr);

@@ -114,6 +114,14 @@ class MemoryDataFiles final : public DataFiles {
     entries.erase(path);
     return Status::Ok();
   }
+  Status Replace(const std::string& from, const std::string& to) override {
+    if (Breaks("replace " + from + " " + to) > -2) return Status::Error(Fail::kIo, to + ": broken on command");
+    const auto it = entries.find(from);
+    if (it == entries.end()) return Status::Error(Fail::kNotFound, from + ": No such file or directory");
+    entries[to] = it->second;
+    entries.erase(it);
+    return Status::Ok();
+  }
 
  private:
   class OpenFile final : public DataFile {

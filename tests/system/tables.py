@@ -52,6 +52,14 @@ def read(folder, name):
     return [Rows[name](*[value.decode("latin-1") for value in row.values()]) for row in table]
 
 
+def fields_in(folder, name):
+    """The fields of a table with the widths that they have there: tables are narrow or wide."""
+    with open(path_of(folder, name), "rb") as f:
+        data = f.read(32 + 32 * len(FIELDS[name]))
+    places = range(32, len(data), 32)
+    return [Field(data[at:at + 11].rstrip(b"\0").decode(), chr(data[at + 11]), data[at + 16]) for at in places]
+
+
 def dump(folder, name):
     """All rows by the second reader, without blanks around the values. It reads as many as the header counts."""
     result = subprocess.run(["dbfdump", "-r", path_of(folder, name)], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
@@ -62,9 +70,10 @@ def dump(folder, name):
     if titles.split() != [f.name for f in FIELDS[name]]:
         raise AssertionError("dbfdump %s: %s" % (name, titles))
     rows = []
+    fields = fields_in(folder, name)
     for line in lines:
         at, values = 0, []
-        for field in FIELDS[name]:
+        for field in fields:
             wide = max(field.width, len(field.name))
             values.append(line[at:at + wide].strip(" "))
             at += wide + 1
