@@ -3,7 +3,7 @@
 //
 // The input is cut at NUL bytes. A piece begins with what happens: "1" to "4" bytes of that connection, "d" and a
 // number its peer has done, "c" and a number it leaves, "t" time passes, "m" the mails are out, "r" long pages are read
-// on.
+// on, "o" all corrections are on.
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/corrections.h"
 #include "core/text.h"
 #include "support/database_rig.h"
 #include "web/web_server.h"
@@ -94,6 +95,7 @@ struct World {
   DatabaseRig rig;
   Settings settings;
   FakeLoop loop;
+  FakeRandom random;
 
   World() {
     settings.DDFPath = "/data/";
@@ -113,9 +115,10 @@ class Run {
   explicit Run(World& w) : w_(w) {
     w_.loop.timers.clear();
     w_.rig.files.entries.clear();
+    w_.rig.t.Corrected = {};
     server_ = std::make_unique<WebServer>(
         WebContext{w_.rig.t, w_.settings, w_.rig.regional, w_.rig.log, w_.rig.clock, w_.rig.files, w_.loop, peers_,
-                   control_, mailer_, *w_.rig.database, "/app/", "2"},
+                   control_, mailer_, *w_.rig.database, w_.random, "/app/", "2"},
         WebSecurity{"", {"127.*"}, true});
     (void)server_->StartWebListener();
   }
@@ -127,6 +130,10 @@ class Run {
       case 't':
         w_.rig.clock.Advance(what.size() > 2 ? 400 : 1);
         w_.loop.Tick(WebServer::kQuietMs / 2);
+        w_.loop.Tick(WebServer::kBrakeMs);
+        break;
+      case 'o':
+        for (const CorrectionRow& row : CorrectionRows()) row.Set(w_.rig.t.Corrected, 1);
         break;
       case 'm':
         mailer_.Deliver();

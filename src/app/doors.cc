@@ -6,11 +6,12 @@
 #include "config/value_forms.h"
 #include "core/text.h"
 #include "platform/dns_text.h"
+#include "web/host_check.h"
 
 namespace vantry {
 namespace {
 
-constexpr std::array<std::string_view, 3> kNames = {"BindAddress", "ControlFrom", "EscapeHTML"};
+constexpr std::array<std::string_view, 4> kNames = {"BindAddress", "ControlFrom", "EscapeHTML", "AllowedHosts"};
 constexpr std::string_view kNobody = "-";
 constexpr std::string_view kLoopback = "127.0.0.1";
 
@@ -52,10 +53,17 @@ WebSecurity ReadSecurity(RegistryFile& registry, std::vector<std::string>& probl
   const std::string escape = registry.Get("Security", "EscapeHTML").value_or("False");
   security.escape_html = ParseBool(escape).value_or(true);
   if (!ParseBool(escape)) wrong.push_back("EscapeHTML is '" + escape + "', which is neither True nor False");
+  const std::string hosts = registry.Get("Security", "AllowedHosts").value_or("");
+  for (const std::string_view part : Split(hosts, ';')) {
+    const std::string name(Trim(part));
+    if (name.empty()) continue;
+    security.allowed_hosts.push_back(name);
+    if (!IsServerName(name)) wrong.push_back("AllowedHosts holds '" + name + "', which is not the name of a host");
+  }
   if (wrong.empty()) return security;
   problems.push_back("registry.ini: " + wrong.front() +
                      ". Until that is put right nobody may steer, and only this machine may look.");
-  return {std::string(kLoopback), {std::string(kNobody)}, true};
+  return {std::string(kLoopback), {std::string(kNobody)}, true, {}};
 }
 
 std::string DescribeDoors(const WebSecurity& security, const Settings& settings) {
@@ -70,8 +78,12 @@ std::string DescribeDoors(const WebSecurity& security, const Settings& settings)
   return text + ". May steer: " + steer + ".";
 }
 
-std::string EmptyLoginWarning(const Settings& settings) {
+std::string EmptyLoginWarning(const Settings& settings, const Corrections& corrected) {
   if (!settings.WebAccessControl || !Trim(settings.WebUsername).empty()) return {};
+  if (corrected.RefuseEmptyLogin) {
+    return "SETTINGS.INI: WebAccessControl is on and WebUsername is empty, so nobody can log in as the administrator. "
+           "Set WebUsername and WebPassword.";
+  }
   const std::string how =
       Trim(settings.WebPassword).empty() ? "an empty form logs in" : "an empty name with WebPassword logs in";
   return "SETTINGS.INI: WebAccessControl is on and WebUsername is empty, so " + how +

@@ -6,6 +6,7 @@
 
 #include "config/registry_store.h"
 #include "config/settings.h"
+#include "core/corrections.h"
 #include "web/web_server.h"
 
 namespace vantry {
@@ -17,7 +18,7 @@ WebSecurity ReadSecurity(RegistryFile& registry, std::vector<std::string>& probl
 // One line for people: who may look, who may steer, and from where.
 std::string DescribeDoors(const WebSecurity& security, const Settings& settings);
 
-// Why a login keeps nobody out; empty when it does, or when no login is asked for.
-std::string EmptyLoginWarning(const Settings& settings);
+// What an empty name of the administrator means; empty when there is a name, or when no login is asked for.
+std::string EmptyLoginWarning(const Settings& settings, const Corrections& corrected = {});
 
 }  // namespace vantry

@@ -134,7 +134,9 @@ void Engine::InitEngine() {
   for (std::string& problem : ReadSettingsINI(files_, options_.app_path, settings_, t_.Countries)) {
     problems_.push_back(std::move(problem));
   }
-  if (std::string warning = EmptyLoginWarning(settings_); !warning.empty()) problems_.push_back(std::move(warning));
+  if (std::string warning = EmptyLoginWarning(settings_, t_.Corrected); !warning.empty()) {
+    problems_.push_back(std::move(warning));
+  }
 }
 
 void Engine::ReadRegistry() {

@@ -33,6 +33,7 @@
 #include "ports/mail.h"
 #include "ports/notices.h"
 #include "ports/programs.h"
+#include "ports/random.h"
 #include "ports/resolver.h"
 #include "scan/resolver_queue.h"
 #include "scan/scan_cycle.h"
@@ -55,6 +56,7 @@ struct EnginePorts {
   LineClient& sms;
   Programs& programs;
   AutomationBus& bus;
+  Random& random;
 };
 
 struct EngineOptions {

@@ -89,6 +89,7 @@ WebContext Engine::ForWeb() {
           .control = *this,
           .mailer = *this,
           .history = history_,
+          .random = ports_.random,
           .app_path = options_.app_path,
           .version = AppVersion()};
 }

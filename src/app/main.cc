@@ -25,6 +25,7 @@
 #include "platform/socket_listener.h"
 #include "platform/stop_signals.h"
 #include "platform/system_clock.h"
+#include "platform/system_random.h"
 
 namespace {
 
@@ -75,6 +76,7 @@ int main(int argc, char** argv) {
   vantry::CurlMail mail;
   vantry::QtLineClient sms;
   vantry::ProgramStarter programs;
+  vantry::SystemRandom random;
   // A service manager names a socket for notes of its services.
   vantry::SdBusAutomation bus({.system = !Environment("NOTIFY_SOCKET").empty(),
                                .environment = vantry::ReadBusEnvironment(),
@@ -89,8 +91,9 @@ int main(int argc, char** argv) {
     }
     return status.ok();
   };
-  vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus},
-                        {app_path, command.text, vantry::ReadRegional(registry), Environment("http_proxy"), acquire});
+  vantry::Engine engine(
+      {clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus, random},
+      {app_path, command.text, vantry::ReadRegional(registry), Environment("http_proxy"), acquire});
   vantry::StopSignals signals([&engine] { engine.Closing(); });
   if (!engine.Main()) return result;
   if (!resolver.Problem().empty()) {

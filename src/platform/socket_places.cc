@@ -147,12 +147,14 @@ const SocketListener::Peer* SocketListener::WhoGivesWay(const Peer& caller) cons
       std::any_of(sitting.begin(), sitting.end(), [&](const auto& s) { return beyond_its_share(*s.first); });
   const auto worst = std::max_element(sitting.begin(), sitting.end(), [&](const auto& a, const auto& b) {
     const auto rank = [&](const auto& s) {
-      return std::tuple(beyond_its_share(*s.first), s.second == Claim::kNone, OverdueMs(*s.first));
+      const size_t slowed = s.second == Claim::kSlowed ? places.at(s.first->network) : 0;
+      return std::tuple(slowed, beyond_its_share(*s.first), s.second == Claim::kNone, OverdueMs(*s.first));
     };
     return rank(a) < rank(b);
   });
   if (worst == sitting.end()) return nullptr;
-  const bool goes = crowd || worst->second == Claim::kConsole || OverdueMs(*worst->first) >= 0;
+  const bool at_once = worst->second == Claim::kConsole || worst->second == Claim::kSlowed;
+  const bool goes = crowd || at_once || OverdueMs(*worst->first) >= 0;
   return goes ? worst->first : nullptr;
 }
 

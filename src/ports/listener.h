@@ -20,6 +20,7 @@ enum class Claim {
   kNone,       // Silent, or in its request.
   kConsole,    // It sends control lines, and may be silent for long between two of them.
   kAnswering,  // Its request has come and waits for us.
+  kSlowed,     // Its answer is held back on purpose: it goes before anybody else.
 };
 
 // What a listener tells. Connection numbers are 1 to kMaxConnections, the lowest free one for each new caller.
@@ -36,7 +37,8 @@ struct ListenerEvents {
 
 // A TCP server. Callers beyond kMaxConnections wait until a place is free. Those who hold one give it up for them after
 // 10 s of silence or 15 s after the first byte of a request that has not ended, and at once where their address holds
-// more than half of the places and somebody of another one waits. Consoles go when nobody else is left.
+// more than half of the places and somebody of another one waits. Those whose answer is held back on purpose go first,
+// consoles when nobody else is left.
 class Listener {
  public:
   virtual ~Listener() = default;

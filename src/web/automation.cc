@@ -97,7 +97,7 @@ void Automation::AddFrame() {
       [this](const BusValues& in, BusValues& out) {
         const auto& title = std::get<std::string>(in[0]);
         auto back_colour = std::get<std::string>(in[2]);
-        PageText page(c_.settings);
+        PageText page(c_.settings, false, false, c_.t.Corrected.ReadablePages);
         page.HTMLHeader(title.empty() ? kDefaultTitle : title, std::get<int32_t>(in[1]) != 0, back_colour);
         out = {page.Take(), back_colour};
         return Status::Ok();

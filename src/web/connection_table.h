@@ -32,6 +32,8 @@ struct WebClient {
   WallTime LastRequest;   // 0 until the first.
   std::string RemoteHost;
   bool CredentialsGiven = false;
+  bool FormGiven = false;    // This connection's own request brought a name or a password.
+  bool DecodeForms = false;  // Bodies are read as browsers write forms.
 };
 
 class WebClientTable {

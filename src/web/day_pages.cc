@@ -144,7 +144,7 @@ void AddExceptionRow(PageText& page, const ExceptionRow& row, const ListTexts& w
 }  // namespace
 
 PieceSource AlertsTypeListPieces(const PageContext& c, int client_no, std::string_view domain) {
-  const int16_t number = FindSiteByDomain(c.t, domain);
+  const int16_t number = FindSiteByDomain(c, client_no, domain);
   if (number == 0 || c.t.Site(number).AlertDefinitions < 2) return AlertsTablePieces(c, client_no, domain);
   const auto rows = [&](PagePieces& page, int16_t n) { AddAlertTypes(c, client_no, page.Text(), n); };
   return LiveTable(c, client_no, {"Interface.AlertsTypeList", domain, rows, [](PageText&) {}});
@@ -167,6 +167,8 @@ PieceSource AlertsTablePieces(const PageContext& c, int client_no, std::string_v
   return LiveTable(c, client_no,
                    {"Interface.AlertsTable", choice.domain, rows, [back = BackToSites(c, client_no)](PageText& page) {
                       back(page);
+                      page.Legend({{"Start Page", "Red", "",
+                                    "The visitor behaves like an intruder, or the alert has this colour."}});
                       page.PopupScript();  // What a click on a number calls.
                     }});
 }

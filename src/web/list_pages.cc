@@ -27,12 +27,6 @@ std::string WebFooterFile(const PageContext& c) {
   return out;
 }
 
-bool MaySee(const PageContext& c, int client_no, const SiteRec& site) {
-  const WebClient& client = c.clients[client_no];
-  return client.AllSites ||
-         (Upper(Trim(site.WebUserName)) == client.UserName && Upper(Trim(site.WebPassword)) == client.Password);
-}
-
 struct Sums {  // Of the sites that are shown.
   int64_t current = 0, today = 0, alerts = 0, exceptions = 0, spiders = 0;
 };
@@ -61,7 +55,8 @@ void SiteRow(const PageContext& c, PageText& page, int16_t n, std::string_view p
     return std::string(path).append("?").append(command).append("&site=").append(domain);
   };
   const auto count = [&](std::string_view command, int32_t value, std::string_view title) {
-    page.AddCell(PageText::AddLink(url(command), std::to_string(value), {.title = title}),
+    const bool nothing = value == 0 && page.Readable();
+    page.AddCell(nothing ? std::string() : PageText::AddLink(url(command), std::to_string(value), {.title = title}),
                  {.align = Align::kRight, .mouse_over = true});
   };
   page << "<tr>";
@@ -73,7 +68,8 @@ void SiteRow(const PageContext& c, PageText& page, int16_t n, std::string_view p
     AddNumber(page, site.CurrentVisitors);
   }
   AddNumber(page, site.TodayVisitors);
-  page.AddCell(c.regional.General(site.LastReadDateTime), {.align = Align::kCentre});
+  const bool never = page.Readable() && site.LastReadDateTime.s == LogTime{}.s;
+  page.AddCell(never ? "never" : c.regional.General(site.LastReadDateTime), {.align = Align::kCentre});
   count("ALERTS", site.TodayAlerts, "Click To View Today's Alerts");
   count("EXCEPT", site.TodayExceptions, "Click To View Exceptions Raised Today");
   if (!c.settings.NoSpiders) count("SPIDERS", site.TodaySpiders, "Click To View Today's Spiders");
@@ -166,9 +162,10 @@ void AddRowsOfOneSite(const PageContext& c, PagePieces& page, const std::string&
   });
 }
 
-void AddRowsOfAllSites(const PageContext& c, PagePieces& page) {
+void AddRowsOfAllSites(const PageContext& c, PagePieces& page, int client_no) {
   const auto sum = std::make_shared<int64_t>(0);
   for (int16_t n = 1; n <= c.t.SiteCount(); ++n) {
+    if (!MayShow(c, client_no, c.t.Site(n))) continue;
     AddVisitorRows(c, page, n, [sum](PageText& text, const SiteRec&, int32_t count) {
       text.AddHeaderRow(std::to_string(count) + " Active Visitors", kVisitorColumns, false, PageText::Row::kWhite);
       *sum += count;
@@ -191,15 +188,15 @@ void AddSiteTable(const PageContext& c, PagePieces& page, int client_no, int16_t
       text.BackToSites(path);
       text << "<center>\r\n";
     }
-    text << "<table border=\"1\" cellspacing=\"0\" cellpadding=\"3\"  bgcolor=\"" << c.settings.WebColGridBack
-         << "\" bordercolorlight=\"" << c.settings.WebColGrid << "\" bordercolordark=\"#FFFFFF\" " << text.WebStyle()
-         << "> \r\n";
+    text << "<table border=\"1\" cellspacing=\"0\" cellpadding=\"3\"  bgcolor=\""
+         << text.Colour(&Settings::WebColGridBack) << "\" bordercolorlight=\"" << text.Colour(&Settings::WebColGrid)
+         << "\" bordercolordark=\"#FFFFFF\" " << text.WebStyle() << "> \r\n";
     return false;
   });
   if (n > 0) {
     AddRowsOfOneSite(c, page, path, has_client, n);
   } else {
-    AddRowsOfAllSites(c, page);
+    AddRowsOfAllSites(c, page, client_no);
   }
   page.Add([path, has_client](PageText& text) {
     text << "</table></center>";
@@ -216,7 +213,7 @@ void AddSiteTable(const PageContext& c, PagePieces& page, int client_no, int16_t
 std::string SitesTable(const PageContext& c, int client_no, std::string_view) {
   return BuildPage(c, "Interface.SitesTable", [&](PageText& page) {
     if (c.clients[client_no].IsWAP) {
-      WapDeck(c, page);
+      WapDeck(c, page, client_no);
       return Status::Ok();
     }
     const std::string path(page.Show(c.clients[client_no].Path));
@@ -244,12 +241,15 @@ PieceSource VisitorsTablePieces(const PageContext& c, int client_no, std::string
   if (EqualsNoCase(Trim(domain), "ALL")) {
     AddSiteTable(c, *page, client_no, 0);
   } else if (domain.empty()) {
-    for (int16_t n = 1; n <= c.t.SiteCount(); ++n) AddSiteTable(c, *page, client_no, n);
+    for (int16_t n = 1; n <= c.t.SiteCount(); ++n) {
+      if (MayShow(c, client_no, c.t.Site(n))) AddSiteTable(c, *page, client_no, n);
+    }
   } else {
     int16_t found = 0;
     for (int16_t n = 1; n <= c.t.SiteCount() && found == 0; ++n) {
       const SiteRec& site = c.t.Site(n);
-      if (site.WebAccess && EqualsNoCase(Trim(site.Domain), Trim(domain))) found = n;
+      const bool may_show = site.WebAccess && MayShow(c, client_no, site);
+      if (may_show && EqualsNoCase(Trim(site.Domain), Trim(domain))) found = n;
     }
     if (found > 0) {
       AddSiteTable(c, *page, client_no, found);
@@ -258,6 +258,8 @@ PieceSource VisitorsTablePieces(const PageContext& c, int client_no, std::string
     }
   }
   page->Add([](PageText& text) {
+    text.Legend({{"On Page", "Red", "", "The page was not found (404)."},
+                 {"DNS Name", "", "#FF0000", "The visitor has been idle for a while."}});
     text.PopupScript();
     text.HTMLFooter();
     return false;

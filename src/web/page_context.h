@@ -14,6 +14,8 @@
 
 namespace vantry {
 
+class PageText;
+
 struct PageContext {
   LiveTables& t;
   const Settings& settings;
@@ -26,6 +28,12 @@ struct PageContext {
   std::string app_path;  // The program's folder, with a separator at its end.
   std::string version;
   bool escape = false;  // Texts from logs can't form tags, attributes or scripts.
+  // For those who ask on the port, where logins hold; programs on the message bus see everything.
+  bool for_port = false;
+  bool paused = false;  // Pages say that monitoring is paused.
 };
+
+// An empty page in the manner of this context.
+PageText NewPage(const PageContext& c);
 
 }  // namespace vantry

@@ -12,8 +12,14 @@
 
 namespace vantry {
 
-// The first site with this domain, compared without blanks and case; 0 for none.
-int16_t FindSiteByDomain(const LiveTables& t, std::string_view domain);
+// Whether the login in this place opens the site: it sees all of them, or has the site's own name and password.
+bool MaySee(const PageContext& c, int client_no, const SiteRec& site);
+
+// Whether the site may stand on a page for this place: with OwnSiteOnly a login shows nothing but what it opens.
+bool MayShow(const PageContext& c, int client_no, const SiteRec& site);
+
+// The first site with this domain that may be shown, compared without blanks and case; 0 for none.
+int16_t FindSiteByDomain(const PageContext& c, int client_no, std::string_view domain);
 
 // Returns what `body` has written. Its failure is reported in the program log under `name`.
 std::string BuildPage(const PageContext& c, const char* name, const std::function<Status(PageText&)>& body);

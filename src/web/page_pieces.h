@@ -23,7 +23,7 @@ class PagePieces {
   using Part = std::function<bool(PageText& page)>;
 
   // The context outlives the page. A failure is reported under `name` and ends the page.
-  PagePieces(const PageContext& c, const char* name) : c_(c), name_(name), text_(c.settings, c.escape) {}
+  PagePieces(const PageContext& c, const char* name) : c_(c), name_(name), text_(NewPage(c)) {}
 
   PagePieces(const PagePieces&) = delete;
   PagePieces& operator=(const PagePieces&) = delete;

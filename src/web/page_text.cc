@@ -3,9 +3,12 @@
 #include <algorithm>
 
 #include "core/text.h"
+#include "web/page_style.h"
 
 namespace vantry {
 namespace {
+
+constexpr std::string_view kBarColour = "#2E53AB";
 
 constexpr char kNoCache[] =
     "<META HTTP-EQUIV=\"Pragma\" CONTENT=\"no-cache\">\r\n<META HTTP-EQUIV=\"Expires\" CONTENT=\"-1\">\r\n";
@@ -61,13 +64,14 @@ Shown::Shown(std::string_view text, bool escape) : text_(text) {
   text_ = changed_;
 }
 
-PageText::PageText(const Settings& settings, bool escape) : settings_(settings), escape_(escape) {
-  const std::string &light = settings.WebColLiteBorder, &dark = settings.WebColDarkBorder;
+PageText::PageText(const Settings& settings, bool escape, bool paused, bool readable)
+    : settings_(settings), escape_(escape), paused_(paused), readable_(readable) {
+  const std::string &light = Colour(&Settings::WebColLiteBorder), &dark = Colour(&Settings::WebColDarkBorder);
   style_ = "style=\"border-left:2px solid " + light + "; border-right:2px solid " + dark + "; border-top:2px solid " +
            light + "; border-bottom:2px solid " + dark +
            "; font-family:  Tahoma,  MS Sans Serif,  Arial; font-size: 8pt; border-collapse:collapse\"";
-  grid_back_ = " bgcolor=" + Quoted(settings.WebColGridBack) + " ";
-  mouse_over_grid_ = MouseOverAttributes(settings.WebColGridBack);
+  grid_back_ = " bgcolor=" + Quoted(Colour(&Settings::WebColGridBack)) + " ";
+  mouse_over_grid_ = MouseOverAttributes(Colour(&Settings::WebColGridBack));
 }
 
 void PageText::HTMLHeader(std::string_view title, bool no_refresh) {
@@ -76,12 +80,22 @@ void PageText::HTMLHeader(std::string_view title, bool no_refresh) {
 }
 
 void PageText::HTMLHeader(std::string_view title, bool no_refresh, std::string& back_colour) {
-  if (back_colour.empty()) back_colour = settings_.WebColBackColor;
+  if (back_colour.empty()) back_colour = Colour(&Settings::WebColBackColor);
+  const std::string_view backgrounds[] = {back_colour,
+                                          kBarColour,
+                                          Colour(&Settings::WebColTableHeading),
+                                          Colour(&Settings::WebColGridHeader),
+                                          Colour(&Settings::WebColGridBack),
+                                          Colour(&Settings::WebColButtonFace),
+                                          Colour(&Settings::WebColButtonHighlight),
+                                          "#FFFFFF",
+                                          "Red"};
   *this << "<HTML>\r\n<HEAD>\r\n<META http-equiv=\"Content-Type\" content=\"text/html\">\r\n";
   if (!no_refresh) *this << "<META http-equiv=\"Refresh\" content=\"30\">\r\n";
   *this
-      << kNoCache << "<TITLE>" << title << "</TITLE>\r\n"
-      << kStyleBlock << "</HEAD>\r\n<BODY bgcolor=" << Quoted(back_colour)
+      << kNoCache << "<TITLE>" << title << PauseMark() << "</TITLE>\r\n"
+      << kStyleBlock << (readable_ ? ReadableHead(backgrounds) : std::string())
+      << "</HEAD>\r\n<BODY bgcolor=" << Quoted(back_colour)
       << " style=\"font-family: Tahoma, Trebuchet MS,  Arial; font-size: 10pt\" topmargin=\"0\" leftmargin=\"0\">\r\n";
 }
 
@@ -99,23 +113,25 @@ void PageText::WMLFooter() {
 }
 
 void PageText::WebHeaderBar(std::string_view now, std::string_view user) {
-  *this << "<table border=\"1\" width=\"100%\" bgcolor=\"#2E53AB\"" << style_
+  *this << "<table border=\"1\" width=\"100%\" bgcolor=" << Quoted(kBarColour) << style_
         << " cellspacing=\"0\" cellpadding=\"5\">\r\n<tr>\r\n<td valign=\"top\">\r\n"
            "<p align=\"left\"><font color=\"#FFFFFF\"><font face=\"Arial\" size=\"4\"><b>Vantry Web "
-           "Access</b></font><br></td>\r\n<td valign=\"top\">\r\n<p align=\"right\"><font color=\"#FFFFFF\">"
+           "Access"
+        << PauseMark() << "</b></font><br></td>\r\n<td valign=\"top\">\r\n<p align=\"right\"><font color=\"#FFFFFF\">"
         << now << "<br><br>" << user << "</td>\r\n</tr>\r\n</table>\r\n<p>\r\n";
 }
 
 std::string PageText::MouseOverAttributes(std::string_view restore_colour) const {
   const std::string_view restore =
-      restore_colour.empty() ? std::string_view(settings_.WebColButtonFace) : restore_colour;
-  return " onMouseover='this.bgColor=" + Quoted(settings_.WebColButtonHighlight) + "' " +
+      restore_colour.empty() ? std::string_view(Colour(&Settings::WebColButtonFace)) : restore_colour;
+  return " onMouseover='this.bgColor=" + Quoted(Colour(&Settings::WebColButtonHighlight)) + "' " +
          " onMouseout='this.bgColor=" + Quoted(restore) + "' ";
 }
 
 void PageText::AddCell(std::string_view text, const CellLook& look) {
   text_ += "<td";
   if (look.col_span > 0) text_.append(" colspan=\"").append(std::to_string(look.col_span)).append("\" ");
+  if (readable_) MarkCell(text, look.heading);
   if (look.align == Align::kRight) text_ += " align=\"right\"";
   if (look.align == Align::kCentre) text_ += " align=\"center\"";
   const bool own_back = !look.back_colour.empty();
@@ -138,15 +154,45 @@ void PageText::AddCell(std::string_view text, const CellLook& look) {
 }
 
 void PageText::AddHeading(std::string_view text, Align align) {
-  AddCell(text, {.align = align, .back_colour = settings_.WebColGridHeader});
+  AddCell(text, {.align = align, .back_colour = Colour(&Settings::WebColGridHeader), .heading = true});
+}
+
+// Each value knows its heading: on a narrow screen the one stands before the other.
+void PageText::MarkCell(std::string_view text, bool heading) {
+  if (heading) {
+    headings_.emplace_back(text);
+    text_ += " class=\"heading\"";
+  } else if (column_ < headings_.size()) {
+    text_.append(" data-label=\"").append(headings_[column_++]).append("\"");
+  }
+}
+
+void PageText::Legend(std::initializer_list<Meaning> meanings) {
+  if (!readable_) return;
+  headings_.clear();
+  *this << "<center><table cellspacing=\"0\" cellpadding=\"3\" style=\"font-size: 8pt\">\r\n";
+  for (const Meaning& meaning : meanings) {
+    *this << "<tr>";
+    AddCell(meaning.sample, {.font_colour = meaning.font_colour, .back_colour = meaning.back_colour});
+    AddCell(meaning.text);
+    *this << "</tr>\r\n";
+  }
+  *this << "</table></center>\r\n";
+}
+
+const std::string& PageText::Colour(std::string Settings::*field) const {
+  static const Settings kStandard;
+  return readable_ && !IsColour(settings_.*field) ? kStandard.*field : settings_.*field;
 }
 
 void PageText::AddHeaderRow(std::string_view text, int col_span, bool bold, Row row) {
+  headings_.clear();
   *this << "<tr><td colspan=" << Quoted(std::to_string(col_span)) << " ";
   if (row == Row::kWhite) {
     *this << "bgcolor=\"#FFFFFF\"";
   } else {
-    *this << "bgcolor=" << (row == Row::kGrey ? settings_.WebColGridHeader : settings_.WebColTableHeading);
+    *this << "bgcolor="
+          << (row == Row::kGrey ? Colour(&Settings::WebColGridHeader) : Colour(&Settings::WebColTableHeading));
   }
   *this << " height=\"30\">" << (bold ? "<b>" : "")
         << (row == Row::kBlue ? "<font color=\"#FFFFFF\">" : "<font color=\"#000000\">");
@@ -156,7 +202,7 @@ void PageText::AddHeaderRow(std::string_view text, int col_span, bool bold, Row 
 
 void PageText::AddLabelRow(std::string_view label, std::string_view value, bool mouse_over) {
   *this << "<tr>";
-  AddHeading(label);
+  AddCell(label, {.back_colour = Colour(&Settings::WebColGridHeader)});
   AddCell(value, {.mouse_over = mouse_over, .col_span = 2});
   *this << "</tr>\r\n";
 }
@@ -164,7 +210,7 @@ void PageText::AddLabelRow(std::string_view label, std::string_view value, bool 
 std::string PageText::AddLink(std::string_view url, std::string_view text, const LinkLook& look) {
   if (url.empty()) return {};
   if (text.empty()) text = url;
-  if (text == "0") text = "&nbsp;";
+  if (text == "0" && !look.show_zero) text = "&nbsp;";
   std::string link = "<a";
   link.reserve(url.size() + text.size() + look.title.size() + 80);
   if (!look.title.empty()) link.append(" title=\"").append(look.title).append("\"");
@@ -178,26 +224,26 @@ std::string PageText::AddLink(std::string_view url, std::string_view text, const
 std::string PageText::LinkTo(std::string_view url, std::string_view text) const {
   const Shown shown = Show(text);
   if (escape_ && !BeginsLike(url, "http://") && !BeginsLike(url, "https://")) return std::string(shown);
-  return AddLink(Show(url), shown);
+  return AddLink(Show(url), shown, {.show_zero = readable_});
 }
 
 std::string PageText::PageLink(std::string_view domain, std::string_view page) const {
-  return AddLink(Show(SiteUrl(domain, page)), Show(page));
+  return AddLink(Show(SiteUrl(domain, page)), Show(page), {.show_zero = readable_});
 }
 
 std::string PageText::PopupLink(const Popup& popup, std::string_view text) const {
   std::string query = "?";
   query.append(popup.command).append("&domain=").append(Show(popup.domain)).append(":").append(Show(popup.argument));
   // Browsers decode percent signs before they run a link's script, so no escaping holds inside one.
-  if (escape_) return AddLink(query, Show(text), {.title = popup.title, .new_window = true});
-  return AddLink("javascript:openUIWindow('" + query + "')", text, {.title = popup.title});
+  if (escape_) return AddLink(query, Show(text), {.title = popup.title, .new_window = true, .show_zero = readable_});
+  return AddLink("javascript:openUIWindow('" + query + "')", text, {.title = popup.title, .show_zero = readable_});
 }
 
 std::string PageText::AddButton(std::string_view caption, std::string_view url) const {
   return "<table border=\"1\" cellpadding=\"2\" cellspacing=\"0\" style=\"border:1px solid " +
-         settings_.WebColButtonBorder +
+         Colour(&Settings::WebColButtonBorder) +
          "; border-collapse: collapse; font-family:Tahoma; font-size:8pt\" width=\"85\">\r\n<tr>\r\n<td bgcolor=" +
-         Quoted(settings_.WebColButtonFace) + MouseOverAttributes({}) + " align=\"center\">\r\n" +
+         Quoted(Colour(&Settings::WebColButtonFace)) + MouseOverAttributes({}) + " align=\"center\">\r\n" +
          AddLink(url, caption, {.no_underline = true}) + "</td>\r\n</tr>\r\n</table>\r\n";
 }
 

@@ -2,9 +2,11 @@
 // missing braces and unquoted attributes included.
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "config/settings.h"
 #include "core/look.h"
@@ -24,12 +26,14 @@ struct CellLook {
   std::string_view back_colour = {};  // Empty: WebColGridBack.
   bool mouse_over = false;
   int col_span = 0;
+  bool heading = false;  // Of a column.
 };
 
 struct LinkLook {
   std::string_view title = {};
   bool no_underline = false;
   bool new_window = false;
+  bool show_zero = false;
 };
 
 // A text from a log as a page shows it: escaped, or as it is, and then it is not copied.
@@ -49,9 +53,11 @@ class Shown {
 class PageText {
  public:
   // `escape`: texts that go through Show and the links below can't form tags, attributes or scripts.
-  explicit PageText(const Settings& settings, bool escape = false);
+  // `paused`: the head and the bar on top say that monitoring is. `readable`: see page_style.h.
+  explicit PageText(const Settings& settings, bool escape = false, bool paused = false, bool readable = false);
 
   PageText& operator<<(std::string_view text) {
+    if (text == "<tr>") column_ = 0;
     text_ += text;
     return *this;
   }
@@ -73,6 +79,15 @@ class PageText {
   void WebHeaderBar(std::string_view now, std::string_view user);
   // The style attribute of tables.
   const std::string& WebStyle() const { return style_; }
+
+  bool Readable() const { return readable_; }
+  // The colour of the settings. A readable page takes the standard one where they hold none.
+  const std::string& Colour(std::string Settings::*field) const;
+  // What the colours of a page mean, on a readable one: pairs of a sample cell and what it says.
+  struct Meaning {
+    std::string_view sample, back_colour, font_colour, text;
+  };
+  void Legend(std::initializer_list<Meaning> meanings);
 
   // One cell. A right-aligned "0" shows nothing. The text goes as it is.
   void AddCell(std::string_view text, const CellLook& look = {});
@@ -106,11 +121,15 @@ class PageText {
   static std::string ProductLink();
 
  private:
+  std::string_view PauseMark() const { return paused_ ? " [Paused]" : ""; }
+  void MarkCell(std::string_view text, bool heading);
   std::string MouseOverAttributes(std::string_view restore_colour) const;
 
   const Settings& settings_;
-  const bool escape_;
+  const bool escape_, paused_, readable_;
   std::string text_;
+  std::vector<std::string> headings_;  // Of the columns, on a readable page.
+  size_t column_ = 0;
   std::string style_, grid_back_, mouse_over_grid_;  // Attributes that nearly every cell has.
 };
 

@@ -7,8 +7,6 @@
 namespace vantry {
 namespace {
 
-constexpr int64_t kLoginMinutes = 5;
-
 ReadStep TakeRequestLine(WebClient& c, std::string_view line, std::string_view remote_host, WallTime now) {
   const bool silent = c.LastRequest.s != 0 && MinutesBetween(c.LastRequest, now) > kLoginMinutes;
   // A slot is bound to the address that last used it.
@@ -49,15 +47,54 @@ ReadStep TakeHeader(WebClient& c, std::string_view line) {
   return ReadStep::kMore;
 }
 
+int HexDigit(char c) {
+  const char lower = LowerAscii(c);
+  if (IsDigit(c)) return c - '0';
+  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+// A percent sign without two digits behind it is one.
+std::string DecodeFormText(std::string_view text) {
+  std::string out;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const int high = text[i] == '%' && i + 2 < text.size() ? HexDigit(text[i + 1]) : -1;
+    const int low = high >= 0 ? HexDigit(text[i + 2]) : -1;
+    if (low >= 0) {
+      out += static_cast<char>(high * 16 + low);
+      i += 2;
+    } else {
+      out += text[i] == '+' ? ' ' : text[i];
+    }
+  }
+  return out;
+}
+
+// A password that an earlier connection left in the slot never counts for another name.
+void TakeForm(WebClient& c, std::string_view form) {
+  const auto user = FormField(form, "UserName"), password = FormField(form, "Password");
+  if (!user && !password) return;
+  c.FormGiven = true;
+  c.CredentialsGiven = c.CredentialsGiven || user.has_value();
+  c.UserName = user.value_or("");
+  c.Password = password.value_or("");
+}
+
 ReadStep TakeBody(WebClient& c, std::string_view text, bool end_of_line) {
   if (end_of_line) c.PostData += "\r\n";
   c.PostData += text;
+  if (c.DecodeForms) {
+    TakeForm(c, text);
+    return ReadStep::kRequestComplete;
+  }
   std::string value;
   if (FormValue(text, "UserName=", value)) {
     c.UserName = Trim(Upper(value));
-    c.CredentialsGiven = true;
+    c.CredentialsGiven = c.FormGiven = true;
   }
-  if (FormValue(text, "Password=", value)) c.Password = Upper(value);
+  if (FormValue(text, "Password=", value)) {
+    c.Password = Upper(value);
+    c.FormGiven = true;
+  }
   return ReadStep::kRequestComplete;
 }
 
@@ -67,6 +104,7 @@ void OpenClient(WebClient& c) {
   c.State = WebState::kRequestLine;
   c.HeaderCount = 0;
   c.InUse = true;
+  c.FormGiven = false;
 }
 
 void CloseClient(WebClient& c) {
@@ -102,6 +140,15 @@ bool FormValue(std::string_view text, std::string_view name_and_equals, std::str
   value =
       end != std::string_view::npos ? behind.substr(0, end) : behind.substr(0, behind.empty() ? 0 : behind.size() - 1);
   return true;
+}
+
+std::optional<std::string> FormField(std::string_view form, std::string_view name) {
+  for (const std::string_view field : Split(form, '&')) {
+    const size_t equals = field.find('=');
+    if (equals == std::string_view::npos || DecodeFormText(field.substr(0, equals)) != name) continue;
+    return DecodeFormText(field.substr(equals + 1));
+  }
+  return std::nullopt;
 }
 
 Command SplitCommand(std::string_view query) {

@@ -52,13 +52,13 @@ struct SiteVisitor {
 
 // The domain ends at the last colon. An address of IPv6 has colons of its own, and the domain may have a port. No more
 // of them are tried than an address can have, as a text of nothing but colons must not keep the program busy.
-SiteVisitor FindVisitor(const LiveTables& t, std::string_view text) {
+SiteVisitor FindVisitor(const PageContext& c, int client_no, std::string_view text) {
   size_t colon = text.rfind(':');
   if (colon == std::string_view::npos) return {.domain = text};
   const DomainVisitor last = SplitAt(text, colon);
   const size_t end = std::min(text.find('!', colon), text.size());
   for (DomainVisitor parts = last;; parts = SplitAt(text, colon)) {
-    const int16_t site = parts.ip == last.ip || IsAddress6(parts.ip) ? FindSiteByDomain(t, parts.domain) : 0;
+    const int16_t site = parts.ip == last.ip || IsAddress6(parts.ip) ? FindSiteByDomain(c, client_no, parts.domain) : 0;
     if (site > 0) return {site, parts.domain, parts.ip, parts.visit};
     if (colon == 0 || (colon = text.rfind(':', colon - 1)) == std::string_view::npos) break;
     if (end - colon - 1 > kMaxAddress) break;
@@ -112,7 +112,7 @@ void PreviousVisit(const PageContext& c, PageText& page, std::string_view domain
 }  // namespace
 
 std::string VisitorDetailsTable(const PageContext& c, int client_no, std::string_view domain_visitor) {
-  const SiteVisitor parts = FindVisitor(c.t, domain_visitor);
+  const SiteVisitor parts = FindVisitor(c, client_no, domain_visitor);
   if (parts.site == 0) return NotMonitoredPage(c, parts.domain);
   return BuildPage(c, "Interface.VisitorDetailsTable", [&](PageText& page) {
     const SiteRec& site = c.t.Site(parts.site);
@@ -139,8 +139,8 @@ std::string VisitorDetailsTable(const PageContext& c, int client_no, std::string
   });
 }
 
-std::string PreviousVisitsTable(const PageContext& c, int, std::string_view domain_visitor) {
-  const SiteVisitor parts = FindVisitor(c.t, domain_visitor);
+std::string PreviousVisitsTable(const PageContext& c, int client_no, std::string_view domain_visitor) {
+  const SiteVisitor parts = FindVisitor(c, client_no, domain_visitor);
   if (parts.site == 0) return NotMonitoredPage(c, parts.domain);
   return BuildPage(c, "Interface.PreviousVisitsTable", [&](PageText& page) {
     constexpr int kColumns = 10;

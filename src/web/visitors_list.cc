@@ -29,15 +29,16 @@ std::string Tagless(const PageContext& c, std::string text) {
 
 }  // namespace
 
-PieceSource VisitorsListPieces(const PageContext& c, int, std::string_view domain) {
+PieceSource VisitorsListPieces(const PageContext& c, int client_no, std::string_view domain) {
   auto list = std::make_shared<PagePieces>(c, "Interface.GetVisitorsList");
-  const int16_t found = domain.empty() ? int16_t{0} : FindSiteByDomain(c.t, domain);
+  const int16_t found = domain.empty() ? int16_t{0} : FindSiteByDomain(c, client_no, domain);
   if (!domain.empty() && found == 0) {
     list->Text() << Tagless(c, "The Domain: " + std::string(domain) + " is not being monitored by Vantry.");
     return SourceOf(list);
   }
   const int16_t last = found > 0 ? found : c.t.SiteCount();
   for (int16_t n = std::max<int16_t>(found, 1); n <= last; ++n) {
+    if (!MayShow(c, client_no, c.t.Site(n))) continue;
     const auto visitors = std::make_shared<SiteVisitors>(c.t, n);
     list->Add([&c, n, visitors](PageText& text) {
       return visitors->Some(text, [&](const VisitorRec& v) {

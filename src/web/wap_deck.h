@@ -6,7 +6,12 @@
 
 namespace vantry {
 
-// Writes the whole deck: a card with all sites and a card for each.
-void WapDeck(const PageContext& c, PageText& page);
+// Writes the whole deck: a card with all sites and a card for each. A phone that logged in sees what its login opens.
+void WapDeck(const PageContext& c, PageText& page, int client_no);
+
+// A deck that asks for a name and a password.
+void WapLogin(const PageContext& c, PageText& page);
+// One that refuses them.
+void WapInvalidLogin(const PageContext& c, PageText& page);
 
 }  // namespace vantry

@@ -2,35 +2,27 @@
 
 #include "core/text.h"
 #include "core/wildcard.h"
+#include "web/host_check.h"
 #include "web/request_reader.h"
+#include "web/text_forms.h"
 
 namespace vantry {
 namespace {
 
-// What a caller sent, with its control characters as "%0A": it can't begin a line in a file, nor steer a terminal that
-// shows the file.
-std::string OnOneLine(std::string_view sent) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string text;
-  text.reserve(sent.size());
-  for (const char c : sent) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7F) {
-      text += c;
-    } else {
-      text.append({'%', kDigits[byte >> 4], kDigits[byte & 15]});
-    }
-  }
-  return text;
-}
+constexpr std::string_view kNoHost = "(none)";
 
 }  // namespace
 
 WebServer::WebServer(WebContext c, WebSecurity security)
-    : c_(std::move(c)), security_(std::move(security)), pages_{c_.t,        c_.settings, c_.regional,          c_.log,
-                                                               c_.clock,    c_.files,    c_.history,           clients_,
-                                                               c_.app_path, c_.version,  security_.escape_html} {
+    : c_(std::move(c)),
+      security_(std::move(security)),
+      pages_{c_.t,        c_.settings, c_.regional,          c_.log, c_.clock, c_.files, c_.history, clients_,
+             c_.app_path, c_.version,  security_.escape_html},
+      port_pages_(pages_),
+      logins_(c_.random) {
+  port_pages_.for_port = true;
   quiet_timer_ = c_.loop.NewTimer(kQuietMs / 2, [this] { QuietTick(); });
+  brake_timer_ = c_.loop.NewTimer(kBrakeMs, [this] { BrakeTick(); });
 }
 
 WebServer::~WebServer() {
@@ -41,6 +33,12 @@ const PageContext& WebServer::Pages() {
   if (!events_raised_) CountUp(c_.t.InterfaceCount);
   events_raised_ = true;
   return pages_;
+}
+
+const PageContext& WebServer::PortPages() {
+  port_pages_.paused = c_.t.Corrected.AnswerPaused && !c_.control.Monitoring();
+  Pages();
+  return port_pages_;
 }
 
 Status WebServer::StartWebListener() {
@@ -59,6 +57,7 @@ Status WebServer::StartWebListener() {
 
 void WebServer::CloseConnections() {
   quiet_timer_->Stop();
+  brake_timer_->Stop();
   for (int n = 1; n <= kMaxConnections; ++n) {
     if (clients_[n].InUse && c_.listener.IsOpen(n)) c_.listener.Close(n);
   }
@@ -66,6 +65,7 @@ void WebServer::CloseConnections() {
 }
 
 Claim WebServer::ClaimOf(int n) {
+  if (PumpOf(n).slowed) return Claim::kSlowed;
   if (PumpOf(n).held) return Claim::kAnswering;
   return PumpOf(n).console && clients_[n].State == WebState::kRequestLine ? Claim::kConsole : Claim::kNone;
 }
@@ -75,16 +75,16 @@ bool WebServer::StillOpen(int n, uint64_t serial) {
 }
 
 void WebServer::Connected(int n) {
-  PumpOf(n).framer.Clear();
-  PumpOf(n).content_length = 0;
+  PumpOf(n) = {};
   PumpOf(n).serial = next_serial_++;
-  PumpOf(n).held = PumpOf(n).console = false;
   OpenClient(clients_[n]);
+  ForgetSlot(n);
 }
 
 void WebServer::Disconnected(int n) {
   PumpOf(n).framer.Clear();
   PumpOf(n).serial = 0;
+  PumpOf(n).slowed = false;
   CloseClient(clients_[n]);
 }
 
@@ -95,7 +95,7 @@ void WebServer::Data(int n, std::string_view bytes) {
   while (StillOpen(n, serial) && !PumpOf(n).held) {
     const auto line = PumpOf(n).framer.NextLine();
     if (!line) break;
-    if (clients_[n].State == WebState::kHeaders) NoteContentLength(n, *line);
+    if (clients_[n].State == WebState::kHeaders) NoteHeader(n, *line);
     DataIn(n, *line, true);
   }
   if (StillOpen(n, serial)) DeliverBody(n, false);
@@ -130,20 +130,31 @@ void WebServer::PeerDone(int n) {
   if (PumpOf(n).framer.RestSize() > 0 && !PumpOf(n).held) DataIn(n, PumpOf(n).framer.TakeRest(), false);
 }
 
-void WebServer::NoteContentLength(int n, std::string_view header) {
+void WebServer::NoteHeader(int n, std::string_view header) {
   const size_t colon = header.find(':');
-  if (colon == std::string_view::npos || !EqualsNoCase(header.substr(0, colon), "Content-Length")) return;
-  const int32_t size = LeadingNumber(header.substr(colon + 1));
-  PumpOf(n).content_length = size > 0 ? std::min(static_cast<size_t>(size), LineFramer::kMaxLine) : 0;
+  if (colon == std::string_view::npos) return;
+  const std::string_view name = header.substr(0, colon), value = Trim(header.substr(colon + 1));
+  if (EqualsNoCase(name, "Content-Length")) {
+    const int32_t size = LeadingNumber(value);
+    PumpOf(n).content_length = size > 0 ? std::min(static_cast<size_t>(size), LineFramer::kMaxLine) : 0;
+  } else if (EqualsNoCase(name, "Host")) {
+    PumpOf(n).host_given = true;
+    if (!HostAllowed(value, security_.allowed_hosts)) PumpOf(n).foreign_host = value.empty() ? kNoHost : value;
+  } else if (EqualsNoCase(name, "Cookie")) {
+    if (const std::string_view token = CookieValue(value, CookieName()); !token.empty()) PumpOf(n).token = token;
+  }
 }
 
 void WebServer::DataIn(int n, std::string_view text, bool end_of_line) {
-  if (!text.empty() && text.front() == '@') {
+  const bool control = !text.empty() && text.front() == '@';
+  if (!control) PumpOf(n).controls_only = false;
+  // No page in a browser can make it send a line with "@" first, but one can put it into a body.
+  if (control && (PumpOf(n).controls_only || !c_.t.Corrected.ControlAlone)) {
     if (ControlAllowed(n)) RunControlLine(n, text.substr(1));
     return;
   }
   // While monitoring is paused nobody answers: the browser waits on an open connection until it gives up.
-  if (!c_.control.Monitoring()) return;
+  if (!c_.control.Monitoring() && !c_.t.Corrected.AnswerPaused) return;
   // A failure ends the handling silently; the connection stays open until the peer closes it.
   (void)Attempt([&] {
     const ReadStep step = TakeLine(clients_[n], text, end_of_line, c_.listener.RemoteHost(n), c_.clock.Now());
@@ -155,17 +166,34 @@ void WebServer::DataIn(int n, std::string_view text, bool end_of_line) {
 void WebServer::HandleWebRequest(int n) {
   WebClient& client = clients_[n];
   client.LastRequest = c_.clock.Now();
-  if (client.Query.empty() && Trim(client.Path) == "/") client.LoggedIn = false;
-  if (!c_.settings.WebAccessControl || client.IsWAP) client.LoggedIn = client.AllSites = true;
-  if (!client.LoggedIn && client.CredentialsGiven) {
-    if (!CheckCredentials(n)) {
-      SendWebPage(n, InvalidLogin(Pages(), n));
-      c_.listener.Close(n);
-      return;
-    }
-    if (c_.settings.WebAccessEmail && !c_.settings.EmailSendTo.empty()) return MailLogin(n);
-  }
+  if (c_.t.Corrected.CheckHost && HostRefused(n)) return RefuseHost(n);
+  KnowClient(n);
+  if (!client.LoggedIn && client.CredentialsGiven) return CheckCredentials(n);
   AnswerRequest(n);
+}
+
+// Before HTTP/1.1 a request needed no Host; today's browsers send one always.
+bool WebServer::HostRefused(int n) {
+  const std::string version = Upper(Trim(clients_[n].Version));
+  const bool needed = StartsWith(version, "HTTP/") && !StartsWith(version, "HTTP/1.0");
+  if (needed && !PumpOf(n).host_given) PumpOf(n).foreign_host = kNoHost;
+  return !PumpOf(n).foreign_host.empty();
+}
+
+// The program log names each host once, and a hundred at most: whoever asks can't fill the disk.
+void WebServer::RefuseHost(int n) {
+  constexpr size_t kMaxNamed = 100, kMaxShown = 100;
+  const std::string host = OnOneLine(std::string_view(PumpOf(n).foreign_host).substr(0, kMaxShown));
+  if (refused_hosts_.size() < kMaxNamed && refused_hosts_.insert(host).second) {
+    c_.log.WriteProgramLog("Refused a request of " + c_.listener.RemoteHost(n) + " for the host '" + host +
+                               "', which AllowedHosts in section [Security] of registry.ini does not name",
+                           false);
+  }
+  c_.listener.Send(n,
+                   "HTTP/1.0 403 Forbidden\r\nContent-Type: text/plain\r\n\r\n"
+                   "Vantry is not served under this name. Ask for it by address, or add the name to AllowedHosts in "
+                   "section [Security] of registry.ini.\r\n");
+  c_.listener.Close(n);
 }
 
 void WebServer::AnswerRequest(int n) {
@@ -173,49 +201,13 @@ void WebServer::AnswerRequest(int n) {
   const Command command = SplitCommand(client.Query);
   if (c_.settings.WebAccessLog) WriteAccessLog(n);
   if (!client.LoggedIn) {
-    SendWebPage(n, LoginTable(Pages(), n));
+    SendWebPage(n, LoginTable(PortPages(), n));
   } else if (const Page& page = FindPage(command.word); page.pieces) {
-    SendPieces(n, page.pieces(Pages(), n, command.argument));
+    SendPieces(n, page.pieces(PortPages(), n, command.argument));
   } else {
-    SendWebPage(n, page.build(Pages(), n, command.argument));
+    SendWebPage(n, page.build(PortPages(), n, command.argument));
   }
   c_.listener.Close(n);
-}
-
-bool WebServer::CheckCredentials(int n) {
-  WebClient& client = clients_[n];
-  client.Path.clear();
-  const auto plain = [](std::string_view text) { return Upper(Trim(text)); };
-  if (client.UserName == plain(c_.settings.WebUsername) && client.Password == plain(c_.settings.WebPassword)) {
-    client.LoggedIn = client.AllSites = true;
-    return true;
-  }
-  client.LoggedIn = false;
-  for (const SiteRec& site : c_.t.Sites) {
-    const std::string user = plain(site.WebUserName);
-    if (!user.empty() && user == client.UserName && plain(site.WebPassword) == client.Password) {
-      client.LoggedIn = true;
-      break;
-    }
-  }
-  return client.LoggedIn;
-}
-
-// A login is checked anew for each page, so each page of a logged-in user is mailed. The request is held until the mail
-// is out; by then the client may have left, and another may have its number.
-void WebServer::MailLogin(int n) {
-  const std::string text = "Vantry Web Access User Login:\r\n" + c_.regional.General(c_.clock.Now()) + " " +
-                           c_.listener.RemoteHost(n) + " " + std::to_string(c_.listener.RemotePort(n)) + " " +
-                           clients_[n].UserName;
-  PumpOf(n).held = true;
-  c_.mailer.SendLoginMail(c_.settings.EmailSendTo, text, [this, n, serial = PumpOf(n).serial] {
-    if (!StillOpen(n, serial)) return;
-    PumpOf(n).held = false;
-    (void)Attempt([&] {
-      AnswerRequest(n);
-      return Status::Ok();
-    });
-  });
 }
 
 void WebServer::WriteAccessLog(int n) {
@@ -227,26 +219,25 @@ void WebServer::WriteAccessLog(int n) {
   (void)c_.files.Append(c_.settings.DDFPath + "webaccess.log", line);
 }
 
-std::string_view WebServer::HeadFor(int n) {
+std::string WebServer::HeadFor(int n) {
   // WAP gateways get no status line and no empty line.
-  constexpr std::string_view kWapHead =
-      "Content-Type: text/vnd.wap.wml\r\nCache-Control: no-cache\r\n"
-      "<?xml version=\"1.0\"?>\r<!DOCTYPE wml PUBLIC \"-//WAPFORUM//DTD WML 1.1//EN\" "
+  constexpr std::string_view kDeckHead =
+      "Cache-Control: no-cache\r\n<?xml version=\"1.0\"?>\r<!DOCTYPE wml PUBLIC \"-//WAPFORUM//DTD WML 1.1//EN\" "
       "\"http://www.wapforum.org/DTD/wml_1.1.xml\">\r\n";
-  constexpr std::string_view kHead = "HTTP/1.0 200 OK\r\nContent-Type: text/html\r\n\r\n";
-  return clients_[n].IsWAP ? kWapHead : kHead;
+  const std::string& cookie = PumpOf(n).set_cookie;
+  if (clients_[n].IsWAP) return "Content-Type: text/vnd.wap.wml\r\n" + cookie + std::string(kDeckHead);
+  return "HTTP/1.0 200 OK\r\nContent-Type: text/html\r\n" + cookie + "\r\n";
 }
 
 void WebServer::SendWebPage(int n, std::string_view text) {
-  const std::string_view head = HeadFor(n);
-  std::string all;
-  all.reserve(head.size() + text.size() + 2);
-  c_.listener.Send(n, all.append(head).append(text).append("\r\n"));
+  std::string all = HeadFor(n);
+  all.reserve(all.size() + text.size() + 2);
+  c_.listener.Send(n, all.append(text).append("\r\n"));
 }
 
 void WebServer::SendPieces(int n, PieceSource page) {
   c_.listener.SendPieces(n, [head = HeadFor(n), page = std::move(page)](std::string& out) mutable {
-    out += std::exchange(head, {});
+    out += std::exchange(head, std::string());
     const bool more = page(out);
     if (!more) out += "\r\n";
     return more;

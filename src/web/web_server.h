@@ -4,6 +4,7 @@
 #include <array>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,8 +17,12 @@
 #include "ports/files.h"
 #include "ports/listener.h"
 #include "ports/loop.h"
+#include "ports/random.h"
 #include "web/connection_table.h"
+#include "web/credentials.h"
+#include "web/guess_brake.h"
 #include "web/line_framer.h"
+#include "web/logins.h"
 #include "web/pages.h"
 
 namespace vantry {
@@ -47,6 +52,7 @@ struct WebSecurity {
   std::string bind_address;               // Empty: all addresses.
   std::vector<std::string> control_from;  // Wildcards; none: control lines are taken from everywhere.
   bool escape_html = false;
+  std::vector<std::string> allowed_hosts = {};  // Names beside addresses and "localhost" that may stand in Host.
 };
 
 struct WebContext {
@@ -61,6 +67,7 @@ struct WebContext {
   RemoteControl& control;
   LoginMailer& mailer;
   VisitDatabase& history;
+  Random& random;
   std::string app_path;  // The program's folder, with a separator at its end.
   std::string version;
 };
@@ -70,6 +77,7 @@ class WebServer {
   // The last text of a body, without a line end, counts as whole after this silence; after the longer one if fewer
   // bytes have come than were announced, as a lost packet must not cut a login.
   static constexpr int64_t kQuietMs = 200, kQuietInsideBodyMs = 10'000;
+  static constexpr int64_t kBrakeMs = 250;  // Answers that are held back go out this exactly.
 
   WebServer(WebContext c, WebSecurity security);
   ~WebServer();
@@ -92,9 +100,17 @@ class WebServer {
     LineFramer framer;
     size_t content_length = 0;  // As announced by the headers, 0 for unknown.
     int64_t last_byte_ms = 0;
-    uint64_t serial = 0;   // Tells a connection from a later one with the same number.
-    bool held = false;     // Its request waits for a mail; what arrives meanwhile is kept for later.
-    bool console = false;  // One of its control lines was answered.
+    uint64_t serial = 0;        // Tells a connection from a later one with the same number.
+    bool held = false;          // Its request waits for a mail or a time; what arrives meanwhile is kept for later.
+    bool console = false;       // A control line of it was answered.
+    bool controls_only = true;  // Nothing but control lines has come.
+    bool host_given = false;
+    std::string foreign_host;  // What Host said, where it may not.
+    std::string token;         // The login that its cookie names.
+    std::string set_cookie;    // A header for its answer.
+    bool slowed = false;       // Its login is answered at the time below.
+    int64_t answer_ms = 0;
+    Reach opened = Reach::kNothing;  // What its login opens then.
   };
   Pump& PumpOf(int connection) { return pumps_[static_cast<size_t>(connection - 1)]; }
   Claim ClaimOf(int connection);
@@ -107,7 +123,7 @@ class WebServer {
   void DeliverBody(int connection, bool whole);
   static int64_t QuietFor(const Pump& pump) { return pump.content_length > 0 ? kQuietInsideBodyMs : kQuietMs; }
   void QuietTick();
-  void NoteContentLength(int connection, std::string_view header);
+  void NoteHeader(int connection, std::string_view header);
 
   void DataIn(int connection, std::string_view text, bool end_of_line);
   void RunControlLine(int connection, std::string_view word);
@@ -115,11 +131,24 @@ class WebServer {
   bool ControlAllowed(int connection) const;
 
   void HandleWebRequest(int connection);
-  bool CheckCredentials(int connection);
+  bool HostRefused(int connection);
+  void RefuseHost(int connection);
+
+  // login_check.cc: who asks.
+  std::string CookieName() const;
+  void ForgetSlot(int connection);
+  void KnowClient(int connection);
+  void TakeUpLogin(int connection);
+  bool BeginLogin(int connection);
+  void CheckCredentials(int connection);
+  void BrakeTick();
+  void EndCheck(int connection, Reach opened);
   void MailLogin(int connection);
+
   void AnswerRequest(int connection);
   void WriteAccessLog(int connection);
-  std::string_view HeadFor(int connection);
+  std::string HeadFor(int connection);
+  const PageContext& PortPages();
   void SendWebPage(int connection, std::string_view text);
   void SendPieces(int connection, PieceSource page);
   // Answers a control line.
@@ -130,9 +159,12 @@ class WebServer {
   WebClientTable clients_;
   std::array<Pump, kMaxConnections> pumps_;
   uint64_t next_serial_ = 1;
-  PageContext pages_;
+  PageContext pages_, port_pages_;
   bool events_raised_ = false;
-  std::unique_ptr<Timer> quiet_timer_;
+  std::set<std::string> refused_hosts_;  // That the program log names.
+  Logins logins_;
+  GuessBrake brake_;
+  std::unique_ptr<Timer> quiet_timer_, brake_timer_;
 };
 
 }  // namespace vantry

@@ -100,6 +100,17 @@ TEST(Doors, NoneOfFiveHundredDamagesOpensMoreThanTheSoundFile) {
   EXPECT_LT(closed, 500);
 }
 
+TEST(Doors, AllowedHostsAreNamesBetweenSemicolons) {
+  const Doors d("[Security]\nAllowedHosts= Vantry.my.example; box;\n");
+  EXPECT_TRUE(d.problems.empty());
+  EXPECT_EQ(d.security.allowed_hosts, (std::vector<std::string>{"Vantry.my.example", "box"}));
+  for (const char* hosts : {"a b", "box:8004", "http://box", "*.example", "box,other", "b\xc3\xbcro", "a;;b c"}) {
+    const Doors damaged("[Security]\nBindAddress=192.0.2.1\nAllowedHosts=" + std::string(hosts) + "\n");
+    EXPECT_TRUE(damaged.Closed() && damaged.security.allowed_hosts.empty()) << hosts;
+    EXPECT_TRUE(Contains(damaged.problems[0], "AllowedHosts holds '")) << hosts;
+  }
+}
+
 TEST(Doors, OneLineSaysWhoMayLookAndWhoMaySteer) {
   Settings settings;
   WebSecurity security;
@@ -120,6 +131,11 @@ TEST(Doors, AnEmptyAdministratorIsWarnedOf) {
   EXPECT_EQ(EmptyLoginWarning(settings), "") << "nobody is asked";
   settings.WebAccessControl = true;
   EXPECT_TRUE(Contains(EmptyLoginWarning(settings), "an empty form logs in as the administrator"));
+  Corrections corrected;
+  corrected.RefuseEmptyLogin = true;
+  EXPECT_EQ(EmptyLoginWarning(settings, corrected),
+            "SETTINGS.INI: WebAccessControl is on and WebUsername is empty, so nobody can log in as the administrator. "
+            "Set WebUsername and WebPassword.");
   settings.WebPassword = "secret";
   EXPECT_TRUE(Contains(EmptyLoginWarning(settings), "an empty name with WebPassword logs in"));
   settings.WebUsername = "me";

@@ -378,6 +378,22 @@ TEST_F(ListenerTest, AnAddressHoldsHalfOfThePlacesWhileOthersWait) {
   EXPECT_EQ(listener.RemoteHost(60), "127.0.0.3") << "the first of those whose address has fewest places";
 }
 
+TEST_F(ListenerTest, WhoseAnswerIsHeldBackGoesFirst) {
+  Come(60, 2);
+  Come(40);
+  ASSERT_TRUE(Logged("+100"));
+  for (int n = 1; n <= 100; ++n) claims[n] = Claim::kAnswering;
+  claims[100] = claims[1] = claims[2] = Claim::kSlowed;
+  Come(2, 3);
+  listener.Sweep();
+  EXPECT_EQ(PlacesOf("127.0.0.3"), 2) << "at once";
+  EXPECT_TRUE(listener.IsOpen(100) && PlacesOf("127.0.0.2") == 58) << "where most of them are";
+  claims[1] = claims[2] = Claim::kAnswering;
+  Come(2, 3);
+  listener.Sweep();
+  EXPECT_EQ(PlacesOf("127.0.0.3"), 3) << "nobody else goes";
+}
+
 TEST_F(ListenerTest, ACrowdThatFillsTheRoomForCallersHidesNobody) {
   for (int n = 1; n <= 100; ++n) claims[n] = Claim::kAnswering;
   Come(420);

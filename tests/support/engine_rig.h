@@ -55,6 +55,7 @@ struct EngineTest : ::testing::Test {
   NobodyOnTheLine gateway;
   RecordingPrograms programs;
   RecordingBus bus;
+  FakeRandom random;
   std::unique_ptr<FakeResolver> resolver;
   std::unique_ptr<Engine> engine;
 
@@ -64,9 +65,9 @@ struct EngineTest : ::testing::Test {
     loop.quit = false;
     engine.reset();
     resolver = std::make_unique<FakeResolver>();
-    engine = std::make_unique<Engine>(
-        EnginePorts{clock, loop, files, data_files, index, listener, notices, *resolver, mail, gateway, programs, bus},
-        EngineOptions{"/home/", command, Regional{}, "", std::move(acquire)});
+    engine = std::make_unique<Engine>(EnginePorts{clock, loop, files, data_files, index, listener, notices, *resolver,
+                                                  mail, gateway, programs, bus, random},
+                                      EngineOptions{"/home/", command, Regional{}, "", std::move(acquire)});
     return engine->Main();
   }
   void Sites(int count, const std::string& more = "") {

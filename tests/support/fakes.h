@@ -14,8 +14,24 @@
 #include "ports/clock.h"
 #include "ports/loop.h"
 #include "ports/notices.h"
+#include "ports/random.h"
 
 namespace vantry {
+
+// No two draws are alike.
+class FakeRandom final : public Random {
+ public:
+  bool fails = false;
+  uint16_t draws = 0;
+  Status Draw(size_t count, std::string& bytes) override {
+    if (fails) return Status::Error(Fail::kIo, "no random numbers");
+    ++draws;
+    bytes.assign(count, '\x11');
+    bytes[0] = static_cast<char>(draws >> 8);
+    bytes[1] = static_cast<char>(draws & 255);
+    return Status::Ok();
+  }
+};
 
 class FakeClock final : public Clock {
  public:

@@ -88,6 +88,7 @@ struct WebTest : ::testing::Test {
   FakeListener listener;
   FakeControl control;
   FakeMailer mailer;
+  FakeRandom random;
   std::string program_log;
   ProgramLog log{t,
                  regional,
@@ -106,7 +107,7 @@ struct WebTest : ::testing::Test {
   }
   void Restart(WebSecurity security) {
     web = std::make_unique<WebServer>(WebContext{t, settings, regional, log, clock, files, loop, listener, control,
-                                                 mailer, history, "/app/", "2.0.000"},
+                                                 mailer, history, random, "/app/", "2.0.000"},
                                       std::move(security));
     EXPECT_TRUE(web->StartWebListener().ok());
   }
