@@ -87,6 +87,7 @@ class BenchClock final : public Clock {
   WallTime Now() const override { return {system_.Now().s + ahead_s}; }
   SteadyTime Steady() const override { return frozen ? SteadyTime{} : system_.Steady(); }
   int32_t UtcOffset() const override { return system_.UtcOffset(); }
+  int32_t UtcOffsetAt(UtcTime instant) const override { return system_.UtcOffsetAt(instant); }
   bool frozen = false;
   int64_t ahead_s = 0;
 

@@ -29,6 +29,12 @@ struct LogTime {
   auto operator<=>(const LogTime&) const = default;
 };
 
+// Civil seconds of UTC: one for each instant, whatever a zone makes of it.
+struct UtcTime {
+  int64_t s = 0;
+  auto operator<=>(const UtcTime&) const = default;
+};
+
 // Civil seconds of the machine's clock, in local time. May jump.
 struct WallTime {
   int64_t s = 0;

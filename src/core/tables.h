@@ -88,7 +88,7 @@ struct SiteRec : ReadState {
   int32_t PagesCounted = 0;                       // Counted page views in this run.
   bool WebAccess = false, WebReferrers = false;   // Saved.
   std::string WebUserName, WebPassword, WebLogo;  // Saved.
-  bool UseLocalTime = false;                      // Saved and shown; no line is read by it.
+  bool UseLocalTime = false;                      // Saved. Asked for with corrected times alone.
   WallTime ExLastLowCheck, ExLastHighCheck;
   int16_t ExValue130 = 0, ExValue131 = 0, ExValue133 = 0, ExValue134 = 0, ExValue161 = 0;
   bool ViewDirty = false;     // A visitor left: the site's node needs its count refreshed.

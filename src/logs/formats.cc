@@ -160,18 +160,48 @@ std::optional<int32_t> ZoneSeconds(std::string_view zone) {
   return static_cast<int32_t>(std::nearbyint(static_cast<double>(*number) / 100.0)) * 3600;
 }
 
-// "[10/Oct/2002:13:55:36", and the zone in the next field. The zone is added to the time, not subtracted.
-void ReadNcsaDate(DateLine& line) {
-  const auto field = line.fields.Get(line.ordinal);
-  if (!field) return;
-  const std::string_view text = field->substr(field->empty() ? 0 : 1);
-  if (const auto day = line.memo.day.Get(text.substr(0, 11), ParseNamedMonthDate)) line.hit.HitDate = *day;
-  if (text.size() > 12) {
-    if (const auto time = ParseTime(text.substr(12))) line.hit.HitTime = *time;
+// "+0530" is 19800 seconds. Zones of -1200 to +1400 exist; what is far beyond is not one.
+std::optional<int32_t> TrueZoneSeconds(std::string_view zone) {
+  if (zone.size() != 5 || (zone[0] != '+' && zone[0] != '-')) return std::nullopt;
+  if (!AllDigits(zone.substr(1))) return std::nullopt;
+  const int hours = (zone[1] - '0') * 10 + zone[2] - '0', minutes = (zone[3] - '0') * 10 + zone[4] - '0';
+  if (hours > 15 || minutes > 59) return std::nullopt;
+  return (zone[0] == '-' ? -1 : 1) * (hours * 3600 + minutes * 60);
+}
+
+struct NcsaTime {
+  std::string_view text, zone;
+};
+
+// "[10/Oct/2002:13:55:36" and, in the next field, "-0700]".
+std::optional<NcsaTime> NcsaTimeOf(DateLine& line) {
+  if (line.quoted) {
+    if (line.quoted->Stamp().empty()) return std::nullopt;
+    return NcsaTime{line.quoted->Stamp(), line.quoted->Zone().substr(0, 5)};
   }
-  const auto zone = line.fields.Get(line.ordinal + 1);
-  if (!zone) return;
-  if (const auto shift = line.memo.shift.Get(zone->substr(0, 5), ZoneSeconds)) line.shift = *shift;
+  const auto field = line.fields.Get(line.ordinal);
+  if (!field) return std::nullopt;
+  NcsaTime time{field->substr(field->empty() ? 0 : 1), line.fields.Get(line.ordinal + 1).value_or("").substr(0, 5)};
+  // A time without a zone: the bracket closes the field itself.
+  if (line.zone && time.text.ends_with(']')) time = {time.text.substr(0, time.text.size() - 1), ""};
+  return time;
+}
+
+// The shift is the zone: it is added, not subtracted.
+void ReadNcsaDate(DateLine& line) {
+  const auto time = NcsaTimeOf(line);
+  if (!time) return;
+  if (const auto day = line.memo.day.Get(time->text.substr(0, 11), ParseNamedMonthDate)) line.hit.HitDate = *day;
+  if (time->text.size() > 12) {
+    if (const auto seconds = ParseTime(time->text.substr(12))) line.hit.HitTime = *seconds;
+  }
+  if (!line.zone) {
+    if (const auto shift = line.memo.shift.Get(time->zone, ZoneSeconds)) line.shift = *shift;
+  } else if (time->zone.empty()) {
+    line.zone->reset();
+  } else if (const auto zone = line.memo.shift.Get(time->zone, TrueZoneSeconds)) {
+    *line.zone = *zone;
+  }
 }
 
 // --- Splitting the page ---
@@ -225,12 +255,14 @@ constexpr LogFormat kFormats[] = {
      .proxy_style = true,
      .header = kIsaNames,
      .one_target = true,
+     .utc = true,
      .recognise = IsIsaLine,
      .read_date = ReadYearFirst,
      .split_page = SplitIsaPage},
     {.type = LogType::kW3C,
      .name = "W3C Extended",
      .header = kW3cNames,
+     .utc = true,
      .recognise = IsW3cLine,
      .read_date = ReadYearFirst},
     {.type = LogType::kNCSA,
@@ -243,6 +275,7 @@ constexpr LogFormat kFormats[] = {
                            {kServerBytes, 9},
                            {kUserAgent, 11},
                            {kReferer, 10}},
+     .quoted = true,
      .recognise = IsNcsaLine,
      .read_date = ReadNcsaDate,
      .split_page = UseHomePage},

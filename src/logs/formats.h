@@ -8,6 +8,7 @@
 
 #include "core/tables.h"
 #include "logs/fields.h"
+#include "logs/ncsa_line.h"
 
 namespace vantry {
 
@@ -47,6 +48,9 @@ struct DateLine {
   HitRec& hit;      // HitDate, and HitTime where the date's field has the time too.
   int32_t& shift;   // Seconds to add to the line's time.
   DateMemo& memo;
+  // Where the line's zone goes if it is to be told as it stands; null where the shift alone counts.
+  std::optional<int32_t>* zone = nullptr;
+  const NcsaLine* quoted = nullptr;  // The line cut by its quotes, if that is how it is read.
 };
 
 struct LogFormat {
@@ -57,6 +61,8 @@ struct LogFormat {
   std::optional<FieldLayout> layout = {};  // Of a log without a header line; empty when only a header tells the fields.
   std::span<const HeaderName> header = {};  // Of formats whose logs begin with lines of "#".
   bool one_target = false;                  // A visit ends when the request goes to another host.
+  bool quoted = false;                      // Fields may stand in quotes, with separators inside.
+  bool utc = false;  // Servers write its times in UTC; without this and without a zone a time is local.
   // Returns whether a line can only be of this format. A format with a header is asked about whole lines that begin
   // with "#", the others about all other lines.
   bool (*recognise)(std::string_view line) = nullptr;

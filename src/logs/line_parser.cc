@@ -5,8 +5,11 @@
 
 namespace vantry {
 
-void LineParser::SetFormat(const LogFormat& format) {
+void LineParser::SetFormat(const LogFormat& format, LineRules rules) {
   format_ = &format;
+  rules_ = rules;
+  quoted_ = format.quoted && rules.quoted_fields;
+  zone_ = format.utc && !rules.local_time ? std::optional<int32_t>(0) : std::nullopt;
   layout_ = format.layout.value_or(FieldLayout());
 }
 
@@ -19,7 +22,28 @@ void LineParser::ClearFields() {
 }
 
 void LineParser::Take(Field field, std::string& into) {
-  if (const auto text = Get(field)) into.assign(*text);
+  const auto text = Get(field);
+  if (!text) return;
+  into.assign(*text);
+  if (quoted_) Unescape(into);
+}
+
+std::optional<std::string_view> LineParser::GetQuoted(Field field) {
+  if (!Has(field)) return std::nullopt;
+  switch (field) {
+    case kClientIp:
+      return line_.Client();
+    case kUriStem:
+      return line_.Target();
+    case kStatus:
+      return line_.Status();
+    case kReferer:
+      return line_.Referrer();
+    case kUserAgent:
+      return line_.Agent();
+    default:
+      return std::nullopt;
+  }
 }
 
 void LineParser::TakeNumber(Field field, int32_t& into) {
@@ -29,26 +53,49 @@ void LineParser::TakeNumber(Field field, int32_t& into) {
 }
 
 LogTime LineParser::ReadTime(std::string_view line) {
-  fields_.Start(line, format_->separator);
+  if (quoted_) {
+    line_.Start(line);
+  } else {
+    fields_.Start(line, format_->separator);
+  }
   if (Has(kDate)) {
-    DateLine date{fields_, layout_[kDate], hit_, shift_, memo_};
+    DateLine date{
+        fields_, layout_[kDate], hit_, shift_, memo_, rules_.true_times ? &zone_ : nullptr, quoted_ ? &line_ : nullptr};
     format_->read_date(date);
   } else {
-    hit_.HitDate = DayOf(clock_.Now());
+    // The day in the log's own zone: just after midnight east of Greenwich a log in UTC still writes yesterday.
+    const int64_t ahead = rules_.true_times && zone_ ? clock_.UtcOffset() - *zone_ : 0;
+    hit_.HitDate = DayOf(WallTime{clock_.Now().s - ahead});
   }
   if (const auto text = Get(kTime)) {
     if (const auto time = ParseTime(*text)) hit_.HitTime = *time;
   }
   LogTime time = MakeLogTime(hit_.HitDate, hit_.HitTime);
+  if (rules_.true_times) return TimeHere(time);
   time.s += shift_;
   return time;
+}
+
+LogTime LineParser::TimeHere(LogTime written) const {
+  if (!zone_) return written;
+  const UtcTime instant{written.s - *zone_};
+  return {instant.s + clock_.UtcOffsetAt(instant)};
 }
 
 bool LineParser::ReadPage(const SiteRec& site) {
   if (!Has(kUriStem)) return false;
   Take(kUriStem, hit_.HitPage);
+  if (quoted_) PartQuery(site);
   if (format_->split_page) format_->split_page(hit_, site);
   return true;
+}
+
+void LineParser::PartQuery(const SiteRec& site) {
+  const size_t mark = hit_.HitPage.find('?');
+  hit_.HitQuery.clear();
+  if (mark == std::string::npos) return;
+  if (site.IncludeQuery) hit_.HitQuery.assign(hit_.HitPage, mark + 1);
+  hit_.HitPage.resize(mark);
 }
 
 void LineParser::ReadRemainingFields() {
@@ -64,6 +111,7 @@ void LineParser::ReadRemainingFields() {
 
 std::optional<std::string_view> LineParser::AddressIn(std::string_view line) const {
   if (!Has(kClientIp)) return std::nullopt;
+  if (quoted_) return NcsaClient(line);
   for (int16_t skipped = 0; skipped < layout_[kClientIp]; ++skipped) {
     const size_t at = line.find(format_->separator);
     if (at == std::string_view::npos) return std::nullopt;

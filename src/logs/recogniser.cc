@@ -14,12 +14,13 @@ bool IsBlank(std::string_view line) {
   return line.find_first_not_of(" \t") == std::string_view::npos;
 }
 
-std::optional<LogType> TypeOfLine(std::string_view line, bool complete) {
+std::optional<LogType> TypeOfLine(std::string_view line, bool complete, bool quoted_fields) {
   const bool header = line.front() == '#';
   // A header that is cut could lack the very names that tell one format from another.
   if (header && !complete) return std::nullopt;
   for (const LogFormat& format : Formats()) {
-    if (header != format.header.empty() && format.recognise(line)) return format.type;
+    if (header == format.header.empty()) continue;
+    if (format.recognise(line) || (format.quoted && quoted_fields && IsQuotedNcsaLine(line))) return format.type;
   }
   return std::nullopt;
 }
@@ -37,7 +38,7 @@ std::string_view FirstLine(std::string_view bytes) {
   return {};
 }
 
-std::optional<RecognisedLog> RecogniseLog(std::string_view first_bytes) {
+std::optional<RecognisedLog> RecogniseLog(std::string_view first_bytes, bool quoted_fields) {
   if (first_bytes.empty() || Contains(first_bytes, std::string_view("\0", 1))) return std::nullopt;
   const bool last_complete = first_bytes.back() == '\n' || first_bytes.back() == '\r';
   const auto lines = TextLines(first_bytes);
@@ -45,7 +46,7 @@ std::optional<RecognisedLog> RecogniseLog(std::string_view first_bytes) {
   for (size_t i = 0; i < lines.size() && tried < kLinesToTry; ++i) {
     if (IsBlank(lines[i])) continue;
     ++tried;
-    if (const auto type = TypeOfLine(lines[i], last_complete || i + 1 < lines.size())) {
+    if (const auto type = TypeOfLine(lines[i], last_complete || i + 1 < lines.size(), quoted_fields)) {
       return RecognisedLog{*type, EndsLinesWithLf(first_bytes)};
     }
   }

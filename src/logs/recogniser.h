@@ -14,8 +14,9 @@ struct RecognisedLog {
 };
 
 // Returns the format of a log that begins with these bytes; empty when it is none that the program reads. Only the
-// first lines are looked at. A line that is cut off counts only when it says enough as it is.
-std::optional<RecognisedLog> RecogniseLog(std::string_view first_bytes);
+// first lines are looked at. A line that is cut off counts only when it says enough as it is. `quoted_fields`: whether
+// the lines of NCSA logs will be read by their quotes, which takes more of them.
+std::optional<RecognisedLog> RecogniseLog(std::string_view first_bytes, bool quoted_fields = false);
 
 // Returns whether there is an LF and no CR.
 bool EndsLinesWithLf(std::string_view bytes);

@@ -5,10 +5,17 @@
 namespace vantry {
 namespace {
 
+// Zones change at quarters of an hour; the few that ever changed in between are asked anew for each instant there.
+constexpr int64_t kSpan = 900;
+
 tm LocalTime(time_t utc) {
   tm parts{};
   ::localtime_r(&utc, &parts);
   return parts;
+}
+
+int32_t OffsetAt(int64_t utc) {
+  return static_cast<int32_t>(LocalTime(utc).tm_gmtoff);
 }
 
 }  // namespace
@@ -32,7 +39,19 @@ SteadyTime SystemClock::Steady() const {
 }
 
 int32_t SystemClock::UtcOffset() const {
-  return static_cast<int32_t>(LocalTime(std::time(nullptr)).tm_gmtoff);
+  return OffsetAt(std::time(nullptr));
+}
+
+// The lines of a log lie close together in time, so the span of the last one is kept.
+int32_t SystemClock::UtcOffsetAt(UtcTime instant) const {
+  static const int64_t epoch = MakeDay(1970, 1, 1)->n * kSecondsPerDay;
+  const int64_t utc = instant.s - epoch;
+  if (span_known_ && utc >= span_begin_ && utc - span_begin_ < kSpan) return span_offset_;
+  const int64_t begin = FloorDiv(utc, kSpan) * kSpan;
+  span_offset_ = OffsetAt(begin);
+  span_known_ = OffsetAt(begin + kSpan - 1) == span_offset_;
+  span_begin_ = begin;
+  return span_known_ ? span_offset_ : OffsetAt(utc);
 }
 
 }  // namespace vantry

@@ -10,10 +10,14 @@ class SystemClock final : public Clock {
   WallTime Now() const override;
   SteadyTime Steady() const override;
   int32_t UtcOffset() const override;
+  int32_t UtcOffsetAt(UtcTime instant) const override;
 
  private:
   mutable int64_t utc_s_ = -1;
   mutable WallTime local_;
+  mutable int64_t span_begin_ = 0;  // Seconds since 1970 from which on the offset below holds for a kSpan.
+  mutable int32_t span_offset_ = 0;
+  mutable bool span_known_ = false;
 };
 
 }  // namespace vantry

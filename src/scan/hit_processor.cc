@@ -6,7 +6,9 @@ namespace vantry {
 void HitProcessor::SetLayout(int16_t number) {
   SiteRec& site = t_.Site(number);
   const LogFormat& format = FormatOf(site.Type);
-  parser_.SetFormat(format);
+  parser_.SetFormat(format, {.true_times = t_.Corrected.TrueTimes,
+                             .quoted_fields = t_.Corrected.NcsaFields,
+                             .local_time = site.UseLocalTime});
   site.FieldSeparator = format.separator;
   if (format.layout) site.FieldsKnown = true;
   if (format.proxy_style) site.ProxyStyle = *format.proxy_style;

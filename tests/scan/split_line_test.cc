@@ -194,5 +194,35 @@ TEST(SplitLine, TenThousandFieldsAndHostileBytesAreJustALine) {
   EXPECT_NE(rig.Visitor("10.0.0.2"), nullptr);
 }
 
+// A machine two hours ahead of UTC, its logs in different zones.
+TEST(SplitLine, CorrectedTimesDecideWhichLinesAreTodays) {
+  ScanRig rig;
+  rig.t.Corrected.TrueTimes = true;
+  rig.clock.utc_offset = 2 * 3600;
+  rig.AddSite();
+  rig.AddSite(LogType::kW3C);
+  rig.AddSite(LogType::kW3C).UseLocalTime = true;
+  rig.Ready(1);
+  const auto ncsa = [](const char* stamp) {
+    return "10.0.0.1 - - [" + std::string(stamp) + "] \"GET /a.htm HTTP/1.0\" 200 1";
+  };
+  EXPECT_TRUE(rig.Line(ncsa("04/Mar/2026:22:00:00 +0000")));
+  EXPECT_EQ(rig.t.Site(1).LastReadDateTime, At(2026, 3, 5, 0, 0, 0));
+  EXPECT_FALSE(rig.Line(ncsa("04/Mar/2026:21:59:59 +0000")));
+  EXPECT_FALSE(rig.Line(ncsa("05/Mar/2026:22:00:00 +0000")));
+  EXPECT_TRUE(rig.Line(ncsa("05/Mar/2026:23:59:59 +0200")));
+  EXPECT_TRUE(rig.Line(ncsa("06/Mar/2026:03:00:00 +0530")));
+  EXPECT_EQ(rig.t.Site(1).LastReadDateTime, At(2026, 3, 5, 23, 30, 0));
+  rig.Ready(2);
+  rig.scan.Hits().Parser().MapFields("DATE TIME C-IP CS-URI-STEM");
+  EXPECT_TRUE(rig.Line("2026-03-04 22:30:00 10.0.0.2 /a.htm", 2));
+  EXPECT_EQ(FormatTime(SecondOfDay(rig.Visitor("10.0.0.2", 2)->StartTime)), "00:30:00");
+  rig.Ready(3);
+  rig.scan.Hits().Parser().MapFields("DATE TIME C-IP CS-URI-STEM");
+  EXPECT_FALSE(rig.Line("2026-03-04 22:30:00 10.0.0.2 /a.htm", 3));
+  EXPECT_TRUE(rig.Line("2026-03-05 22:30:00 10.0.0.2 /a.htm", 3));
+  EXPECT_EQ(FormatTime(SecondOfDay(rig.Visitor("10.0.0.2", 3)->StartTime)), "22:30:00");
+}
+
 }  // namespace
 }  // namespace vantry

@@ -38,6 +38,8 @@ class FakeClock final : public Clock {
   WallTime now;
   SteadyTime steady;
   int32_t utc_offset = 0;
+  // When the zone changes, earliest first, and its offset from then on; before the first it is utc_offset.
+  std::vector<std::pair<UtcTime, int32_t>> changes;
 
   FakeClock() { now = {MakeDay(2026, 3, 5)->n * kSecondsPerDay + 12 * 3600}; }
   void Advance(int64_t seconds) {
@@ -50,6 +52,13 @@ class FakeClock final : public Clock {
     return steady;
   }
   int32_t UtcOffset() const override { return utc_offset; }
+  int32_t UtcOffsetAt(UtcTime instant) const override {
+    int32_t offset = utc_offset;
+    for (const auto& [from, after] : changes) {
+      if (instant >= from) offset = after;
+    }
+    return offset;
+  }
   int64_t ms_per_look = 0;  // Makes time pass with each look at the steady clock.
 };
 
