@@ -304,7 +304,9 @@ std::optional<ReadProblem> ParseSites(std::string_view bytes, const Regional& re
   return std::nullopt;
 }
 
-std::string FormatSites(const Regional& regional, LiveTables& tables) {
+std::string FormatSites(const Regional& settings, LiveTables& tables) {
+  // Readers take a date with the year in front whatever the machine's own form is.
+  const Regional regional = tables.Corrected.IsoDates ? Regional{.short_date = "yyyy-MM-dd"} : settings;
   std::string out;
   int dns_count = 0;
   for (int16_t n = 1; n <= tables.SiteCount(); ++n) {

@@ -15,8 +15,8 @@ namespace vantry {
 // Adds the sites and alerts in these bytes to the tables. On a problem what was read up to that line stays.
 std::optional<ReadProblem> ParseSites(std::string_view bytes, const Regional& regional, LiveTables& tables);
 
-// The file's bytes for the tables; deleted sites and their alerts are left out, and a site that is paused by its sleep
-// period alone is written (and set) as not paused.
+// The file's bytes for the tables, with dates in the machine's form or, corrected, as yyyy-MM-dd; deleted sites and
+// their alerts are left out, and a site that is paused by its sleep period alone is written (and set) as not paused.
 std::string FormatSites(const Regional& regional, LiveTables& tables);
 
 // Reads VANTRY.INI from the program folder. A missing file leaves the tables empty and is no failure. kBadData when the

@@ -42,13 +42,19 @@ Status ReadFirstBytes(LogFile& file, std::string& bytes) {
   return status;
 }
 
-Status ChooseType(const std::string& path, std::string_view bytes, std::optional<LogType> forced, LogPlace& place) {
+// How the type is told: given, or recognised with or without quoted fields.
+struct TypeChoice {
+  std::optional<LogType> forced;
+  bool quoted_fields = false;
+};
+
+Status ChooseType(const std::string& path, std::string_view bytes, const TypeChoice& how, LogPlace& place) {
   place.unix_lines = EndsLinesWithLf(bytes);
-  if (forced) {
-    place.type = *forced;
+  if (how.forced) {
+    place.type = *how.forced;
     return Status::Ok();
   }
-  if (const auto log = RecogniseLog(bytes)) {
+  if (const auto log = RecogniseLog(bytes, how.quoted_fields)) {
     place.type = log->type;
     place.unix_lines = log->unix_lines;
     place.recognised = true;
@@ -82,7 +88,7 @@ const FileEntry* NewestFile(const std::vector<FileEntry>& entries, std::string_v
   return best;
 }
 
-Status FindInFolder(Files& files, std::optional<LogType> forced, LogPlace& place) {
+Status FindInFolder(Files& files, const TypeChoice& how, LogPlace& place) {
   std::vector<FileEntry> entries;
   if (Status status = files.List(place.folder, entries); !status.ok()) return status;
   place.choice = FileChoice::kByDate;
@@ -90,7 +96,7 @@ Status FindInFolder(Files& files, std::optional<LogType> forced, LogPlace& place
   const FileEntry* newest = NewestFile(entries, place.mask);
   if (!newest) {
     newest = NewestFile(entries, "*");
-    if (!newest && forced) return ChooseType(place.folder, "", forced, place);
+    if (!newest && how.forced) return ChooseType(place.folder, "", how, place);
     if (!newest) return Refuse(Printable(place.folder) + " holds no log. Name its type with " + TypeOption() + ".");
     const size_t dot = newest->name.rfind('.');
     place.mask = "*" + (dot == std::string::npos ? "" : MaskOf(newest->name.substr(dot)));
@@ -100,7 +106,7 @@ Status FindInFolder(Files& files, std::optional<LogType> forced, LogPlace& place
   const std::string path = place.folder + newest->name;
   Status status = files.OpenLog(path, file);
   if (status.ok()) status = ReadFirstBytes(*file, bytes);
-  return status.ok() ? ChooseType(path, bytes, forced, place) : status;
+  return status.ok() ? ChooseType(path, bytes, how, place) : status;
 }
 
 Status CheckText(std::string_view what, std::string_view text) {
@@ -125,7 +131,9 @@ std::string MaskForName(std::string_view name) {
   return mask;
 }
 
-Status FindLog(Files& files, const std::string& path, std::optional<LogType> forced, LogPlace& place) {
+Status FindLog(Files& files, const std::string& path, std::optional<LogType> forced, LogPlace& place,
+               bool quoted_fields) {
+  const TypeChoice how{forced, quoted_fields};
   place = {};
   if (HasControls(path)) return Refuse("The log's path holds line ends or other control characters.");
   const size_t slash = path.rfind('/');
@@ -135,22 +143,23 @@ Status FindLog(Files& files, const std::string& path, std::optional<LogType> for
   if (!status.ok()) {
     place.folder = WithSeparator(path);
     std::vector<FileEntry> entries;
-    return files.List(place.folder, entries).ok() ? FindInFolder(files, forced, place) : status;
+    return files.List(place.folder, entries).ok() ? FindInFolder(files, how, place) : status;
   }
   place.folder = path.substr(0, slash + 1);
   place.mask = MaskForName(std::string_view(path).substr(slash + 1));
   place.choice = FileChoice::kSameName;
   std::string bytes;
   if (Status read = ReadFirstBytes(*file, bytes); !read.ok()) return read;
-  return ChooseType(path, bytes, forced, place);
+  return ChooseType(path, bytes, how, place);
 }
 
-Status AddSite(Files& files, const std::string& home, const Regional& regional, const std::string& name,
-               const std::string& domain, const LogPlace& place) {
+Status AddSite(Files& files, const ProgramFolder& folder, const std::string& name, const std::string& domain,
+               const LogPlace& place) {
   if (Status status = CheckText("name", name); !status.ok()) return status;
   if (Status status = CheckText("domain", domain); !status.ok()) return status;
   LiveTables tables;
-  if (Status status = ReadAllSites(files, home, regional, tables); !status.ok()) return status;
+  tables.Corrected = folder.corrected;
+  if (Status status = ReadAllSites(files, folder.home, folder.regional, tables); !status.ok()) return status;
   if (tables.Sites.size() >= 32767) return Refuse("There are 32767 sites, which is the most there can be.");
   SiteRec site;
   site.Name = Trim(name);
@@ -170,7 +179,7 @@ Status AddSite(Files& files, const std::string& home, const Regional& regional, 
   site.Frequency = 5;
   site.WebAccess = site.WebReferrers = true;
   tables.Sites.push_back(std::move(site));
-  return WriteINI(files, home, regional, tables);
+  return WriteINI(files, folder.home, folder.regional, tables);
 }
 
 }  // namespace vantry

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "core/corrections.h"
 #include "core/regional.h"
 #include "core/status.h"
 #include "core/tables.h"
@@ -24,12 +25,21 @@ struct LogPlace {
 // Looks at an absolute path: a log file, or a folder whose newest log (names that begin with "." do not count) stands
 // for all. `forced` is taken in place of what the log looks like. Fails with a text that names the file and its first
 // line when the type can't be told.
-Status FindLog(Files& files, const std::string& path, std::optional<LogType> forced, LogPlace& place);
+// `quoted_fields`: see RecogniseLog.
+Status FindLog(Files& files, const std::string& path, std::optional<LogType> forced, LogPlace& place,
+               bool quoted_fields = false);
 
-// Adds the site to VANTRY.INI in the folder `home` (ends in "/"), which is there and whose lock the caller holds.
+// The folder of a program, and how its files are read and written.
+struct ProgramFolder {
+  std::string home;  // Ends in "/".
+  Regional regional = {};
+  Corrections corrected = {};
+};
+
+// Adds the site to VANTRY.INI in the folder, which is there and whose lock the caller holds.
 // kRefused for a name or domain that is empty, unfit or taken, or when the file as it is can't be read in full.
-Status AddSite(Files& files, const std::string& home, const Regional& regional, const std::string& name,
-               const std::string& domain, const LogPlace& place);
+Status AddSite(Files& files, const ProgramFolder& folder, const std::string& name, const std::string& domain,
+               const LogPlace& place);
 
 // A mask that fits this file name, and hardly any other: what can't stand in a mask becomes "?".
 std::string MaskForName(std::string_view name);

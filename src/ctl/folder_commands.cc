@@ -52,20 +52,31 @@ Status MakeRegistry(RegistryFile& registry) {
   return status;
 }
 
+// What will be switched on in the folder once it has its registry.ini.
+Corrections CorrectionsOf(RegistryFile& registry, bool is_new) {
+  std::vector<std::string> problems;  // The program tells them at its start.
+  if (!is_new) return ReadCorrections(registry, problems);
+  Corrections all;
+  for (const CorrectionRow& row : CorrectionRows()) row.Set(all, row.number ? row.standard : 1);
+  return all;
+}
+
 Status AddSiteCommand(Files& files, const CtlArguments& a) {
   const std::string home = WithSeparator(AbsolutePath(a.operands[0]));
+  RegistryFile registry(files, home + "registry.ini");
+  std::string bytes;
+  const bool is_new = files.Read(home + "registry.ini", bytes).fail == Fail::kNotFound;
+  const Corrections corrected = CorrectionsOf(registry, is_new);
   LogPlace place;
-  Status status = FindLog(files, AbsolutePath(a.operands[1]), a.type, place);
+  Status status = FindLog(files, AbsolutePath(a.operands[1]), a.type, place, corrected.NcsaFields);
   if (status.ok()) status = files.MakeFolder(home);
   if (!status.ok()) return status;
   std::cout << (place.recognised ? "Recognised " : "Taken for ") << FormatOf(place.type).name << ", "
             << (place.unix_lines ? "LF" : "CR LF") << " line ends\n";
   SingleInstance lock(home + "vantry.lock");
   if (status = Hold(lock, home, "would undo the change"); !status.ok()) return status;
-  RegistryFile registry(files, home + "registry.ini");
-  std::string bytes;
-  if (files.Read(home + "registry.ini", bytes).fail == Fail::kNotFound) status = MakeRegistry(registry);
-  if (status.ok()) status = AddSite(files, home, ReadRegional(registry), a.name, a.domain, place);
+  if (is_new) status = MakeRegistry(registry);
+  if (status.ok()) status = AddSite(files, {home, ReadRegional(registry), corrected}, a.name, a.domain, place);
   if (status.ok()) {
     std::cout << "Added " << Printable(Trim(a.name)) << " (" << Printable(Trim(a.domain))
               << "): " << Printable(place.folder) << Printable(place.mask) << "\n";

@@ -95,6 +95,32 @@ TEST(SiteFileWrite, TwoSitesWithAlerts_AreWrittenByteForByte) {
   CheckGolden("two_sites.ini", FormatSites(kSiteRegional, t));
 }
 
+TEST(SiteFileWrite, CorrectedDates_AreWrittenWithTheYearInFront) {
+  LiveTables t;
+  t.Corrected.IsoDates = true;
+  Fill(t);
+  CheckGolden("two_sites_iso.ini", FormatSites(kSiteRegional, t));
+}
+
+TEST(SiteFileWrite, BothFormsOfDates_AreReadWhateverTheSettings) {
+  for (const char* golden : {"two_sites.ini", "two_sites_iso.ini"}) {
+    for (const bool corrected : {false, true}) {
+      LiveTables t;
+      t.Corrected.IsoDates = corrected;
+      ASSERT_FALSE(ParseSites(Golden(golden), kSiteRegional, t)) << golden;
+      EXPECT_EQ(t.Site(2).LastTime, MakeLogTime(*MakeDay(2004, 3, 9), 47'106));
+      EXPECT_EQ(t.Site(1).LastTime, LogTime{});
+      EXPECT_EQ(FormatSites(kSiteRegional, t), Golden(corrected ? "two_sites_iso.ini" : "two_sites.ini"));
+    }
+  }
+  // A file of corrected dates outlives a change of the regional settings.
+  for (const char* pattern : {"d.M.yyyy", "yy/MM/dd", "dd/MM/yy"}) {
+    LiveTables t;
+    ASSERT_FALSE(ParseSites(Golden("two_sites_iso.ini"), Regional{.short_date = pattern}, t));
+    EXPECT_EQ(t.Site(2).LastReadDateTime, MakeLogTime(*MakeDay(2004, 10, 31), 86'399)) << pattern;
+  }
+}
+
 TEST(SiteFileWrite, GoldenFile_IsReadAndWrittenBackTheSame) {
   LiveTables t;
   EXPECT_FALSE(ParseSites(Golden("two_sites.ini"), kSiteRegional, t));

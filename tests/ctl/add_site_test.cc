@@ -14,7 +14,7 @@ const std::string kNcsaLine = "192.0.2.1 - - [10/Oct/2026:13:55:36 +0000] \"GET 
 class AddSiteTest : public ::testing::Test {
  protected:
   Status Add(const std::string& name, const std::string& domain) {
-    return AddSite(files_, "/home/", Regional{}, name, domain, place_);
+    return AddSite(files_, {"/home/", {}, {}}, name, domain, place_);
   }
   void ReadBack(LiveTables& tables) { EXPECT_TRUE(ReadINI(files_, "/home/", Regional{}, tables).ok()); }
 
