@@ -1,12 +1,13 @@
 // Scans one log file, as a first scan, and prints what it took:
 //   scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [leave] [history=FOLDER]
-//            [exceptions|exceptions-without-mail]
+//            [exceptions|exceptions-without-mail] [corrected|corrected-without-seek]
 // TYPE as in the site file; the date is taken for today, 0 for a day long ago.
 //   again     reads the file a second time, with all its visitors on the site already, and tells that time
 //   loop      yields turn Qt's loop instead of being counted alone
 //   no-yield  the clock does not move during the scan, so it never yields
 //   leave     lets all visitors leave in the end, and tells how long that took and what memory is left then
 //   exceptions      raises them, and collects their mails unless told not to
+//   corrected       with all corrections on; the other form leaves SeekToday off, which would skip old lines
 //   history=FOLDER  with the history on, in this folder; the time includes making everything durable
 #include <QCoreApplication>
 #include <chrono>
@@ -29,6 +30,7 @@ namespace {
 
 struct Options {
   bool again = false, loop = false, no_yield = false, leave = false, exceptions = false, mail = true;
+  bool corrected = false, seek = true;
   std::string history;
 };
 
@@ -43,6 +45,9 @@ bool ReadOptions(int argc, char** argv, Options& options) {
       options.no_yield = true;
     } else if (word == "leave") {
       options.leave = true;
+    } else if (word == "corrected" || word == "corrected-without-seek") {
+      options.corrected = true;
+      options.seek = word == "corrected";
     } else if (word == "exceptions" || word == "exceptions-without-mail") {
       options.exceptions = true;
       options.mail = word == "exceptions";
@@ -101,7 +106,7 @@ int main(int argc, char** argv) {
   if (!ReadOptions(argc, argv, options)) {
     std::fprintf(stderr,
                  "usage: scan_run TYPE FILE YYYYMMDD|0 [again] [loop] [no-yield] [leave] [history=FOLDER] "
-                 "[exceptions|exceptions-without-mail]\n");
+                 "[exceptions|exceptions-without-mail] [corrected|corrected-without-seek]\n");
     return 2;
   }
   QCoreApplication application(argc, argv);
@@ -121,6 +126,12 @@ int main(int argc, char** argv) {
   if (!options.history.empty() && !database.DatabaseReady()) return 1;
   const int date = std::atoi(argv[3]);
   if (date > 0) rig.t.Today = vantry::MakeDay(date / 10000, date / 100 % 100, date % 100).value_or(vantry::Day{});
+  if (options.corrected) {
+    for (const vantry::CorrectionRow& row : vantry::CorrectionRows()) {
+      row.Set(rig.t.Corrected, row.number ? row.standard : 1);
+    }
+    rig.t.Corrected.SeekToday = options.seek;
+  }
   rig.loop.real = options.loop ? &qt_loop : nullptr;
   rig.clock.frozen = options.no_yield;
   AddSite(rig, std::atoi(argv[1]), argv[2]);

@@ -196,14 +196,14 @@ void Engine::ShowFirstView() {
   view_.ShowCurrentView();
 }
 
-// The first scans of many sites are spread 2 seconds apart; paused sites take no place.
+// The first scans of many sites are spread 2 seconds apart; paused sites take no place. Corrected, all are due at once.
 void Engine::StaggerSites() {
   const WallTime now = ports_.clock.Now();
   int32_t place = 0;
   for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
     SiteRec& site = t_.Site(n);
     if (!site.Paused) ++place;
-    site.LastScanTime.s = now.s - site.Frequency + 2 * place;
+    site.LastScanTime.s = now.s - site.Frequency + (t_.Corrected.QuickStart ? -1 : 2 * place);
     site.LastLookupTime = now;
     site.ForceLookup = true;
     site.ExLastLowCheck = site.ExLastHighCheck = now;
@@ -214,6 +214,13 @@ void Engine::StaggerSites() {
 
 void Engine::StartTimersAndListener() {
   pause_.StartTimers();
+  if (t_.Corrected.QuickStart) {
+    first_tick_ = ports_.loop.NewTimer(0, [this] {
+      first_tick_->Stop();
+      if (Monitoring()) scan_.Timer1Tick();
+    });
+    first_tick_->Start();
+  }
   flush_timer_->Start();
   automation_.Start();
   const Status status = web_.StartWebListener();

@@ -158,6 +158,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   ScanCycle scan_;
   WebServer web_;
   std::unique_ptr<Timer> timer1_, timer2_, send_timer_, flush_timer_;
+  std::unique_ptr<Timer> first_tick_;  // Of a quick start: ticks once, as soon as the loop turns.
   PauseControl pause_;
   uint64_t removed_at_return_ = 0;  // Visitors that had left when free memory last went back to the system.
 };

@@ -17,7 +17,7 @@ constexpr CorrectionRow kRows[] = {
     {"NcsaFields", &C::NcsaFields, nullptr, 0,
      "Quoted fields of an NCSA line are read whole, page and query are parted, a virtual host in front is skipped, and "
      "user names may hold blanks.",
-     "logs/formats.cc"},
+     "logs/ncsa_line.cc"},
     {"WholeLines", &C::WholeLines, nullptr, 0,
      "The last line of a log is left alone until its end is there, and empty lines and comments make no visitors.",
      "scan/scan_cycle.cc"},
@@ -35,7 +35,7 @@ constexpr CorrectionRow kRows[] = {
      "A local log is watched and read within 100 ms of a change, ten times a second at most.", "scan/scan_cycle.cc"},
     {"SeekToday", &C::SeekToday, nullptr, 0,
      "A first scan finds the first of today's lines by halving and does not read what comes before.",
-     "scan/scan_cycle.cc"},
+     "scan/first_of_today.cc"},
     {"QuickStart", &C::QuickStart, nullptr, 0, "The first scans follow each other at once.", "app/engine.cc"},
     {"QuietFirstScan", &C::QuietFirstScan, nullptr, 0,
      "Lines written before the start fill lists and history and act on nobody: no mail, short message, program or "
@@ -74,7 +74,7 @@ constexpr CorrectionRow kRows[] = {
     {"SleepOverMidnight", &C::SleepOverMidnight, nullptr, 0,
      "A sleep may last over midnight, and waking leaves a site alone that was paused by hand.", "scan/scan_cycle.cc"},
     {"KeepFixedLayout", &C::KeepFixedLayout, nullptr, 0, "A \"#Fields\" line in a log of fixed layout is a comment.",
-     "logs/line_parser.cc"},
+     "scan/scan_cycle.cc"},
     {"AnswerPaused", &C::AnswerPaused, nullptr, 0, "Pages come while monitoring is paused, and say so.",
      "web/web_server.cc"},
     {"ReadablePages", &C::ReadablePages, nullptr, 0,

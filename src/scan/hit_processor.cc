@@ -25,11 +25,20 @@ void HitProcessor::WarmUp(int16_t number, std::string_view next_line) {
   t_.Visitors.WarmIndex(next_visitor_);
 }
 
+// A server's clock may run ahead of this one a little; a line far ahead is of no day that comes soon.
+bool HitProcessor::IsOfComingDay(LogTime hit) const {
+  constexpr int64_t kAhead = 600;
+  return t_.Corrected.CatchUpRollover && hit.s <= c_.clock.Now().s + kAhead;
+}
+
 bool HitProcessor::SplitLine(std::string_view line, int16_t number) {
   SiteRec& site = t_.Site(number);
   const LogTime hit = parser_.ReadTime(line);
+  const Day day = DayOf(hit);
+  met_coming_day_ = day > t_.Today && IsOfComingDay(hit);
+  if (met_coming_day_) return false;
   site.LastReadPos = t_.Hit.CurPos;
-  if (DayOf(hit) != t_.Today) return false;
+  if (day != t_.Today) return false;
   site.LastReadDateTime = hit;
   // The two times are equal here, so this ends a line only when InactivityMins is 0: then a site that has caught up
   // processes no further lines.

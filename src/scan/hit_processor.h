@@ -28,11 +28,16 @@ class HitProcessor {
   // the line before. Returns whether the line passed the date tests.
   bool SplitLine(std::string_view line, int16_t site);
 
+  // Returns whether the line last processed is of the day that comes. It counts as not read: the position stays before
+  // it until the day has changed.
+  bool MetComingDay() const { return met_coming_day_; }
+
   // Asks the memory for this line's visitor and for the index of the next line's, so that they are there when SplitLine
   // looks for them. Only the beginning of that line is needed. Changes nothing but time.
   void WarmUp(int16_t site, std::string_view next_line);
 
  private:
+  bool IsOfComingDay(LogTime hit) const;
   bool KeepExtension();
   void ProcessHit(std::string_view line, int16_t site, LogTime hit);
   VisitorRec* FindVisitor(int16_t site, LogTime hit, bool& drop);
@@ -57,8 +62,9 @@ class HitProcessor {
   Classifier classifier_;
   LineParser parser_;
   uint64_t next_visitor_ = 0;  // Hash of the visitor that WarmUp asked for last.
-  int16_t line_site_ = 0;      // Site of the line being processed.
-  std::string ext_;            // Lower-case extension of this line's page.
+  bool met_coming_day_ = false;
+  int16_t line_site_ = 0;  // Site of the line being processed.
+  std::string ext_;        // Lower-case extension of this line's page.
 };
 
 // True when the address fits one of the site's `Exclude` patterns or the page one of `ExcludePages`.

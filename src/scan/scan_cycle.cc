@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "core/text.h"
 #include "core/visitor_rows.h"
+#include "scan/first_of_today.h"
 
 namespace vantry {
 namespace {
@@ -45,8 +47,10 @@ void ScanCycle::Timer1Tick() {
     AllowForClockSetBack();
     Rollover();
     c_.daily.CheckAutoArchive();
+    SteadyTime last_yield = c_.clock.Steady();
     for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
       TickSite(n);
+      if (t_.Corrected.QuickStart && !t_.Closing) YieldBetweenSites(last_yield);
       if (t_.Closing || !monitoring_()) break;
     }
     TellDroppedRows(false);
@@ -80,14 +84,21 @@ void ScanCycle::AllowForClockSetBack() {
   });
 }
 
-// A period that runs over midnight never begins: its start is later than its end.
+// In the classic way a period that runs over midnight never begins, since its start is later than its end; and waking
+// starts a site that was paused before.
 void ScanCycle::UpdateSleep(SiteRec& site) {
   if (!site.SleepMode) return;
   const int32_t now = SecondOfDay(c_.clock.Now());
+  const bool corrected = t_.Corrected.SleepOverMidnight;
+  const bool over_midnight = corrected && site.SleepStart > site.SleepEnd;
   if (site.Sleeping) {
-    if (now > site.SleepEnd) site.Sleeping = site.Paused = false;
-  } else if (now > site.SleepStart && now < site.SleepEnd) {
-    site.Sleeping = site.Paused = true;
+    const bool awake = now > site.SleepEnd && (!over_midnight || now <= site.SleepStart);
+    // A period that was changed meanwhile, or a clock that was set back.
+    const bool early = corrected && !over_midnight && now < site.SleepStart;
+    if (awake || early) site.Sleeping = site.Paused = false;
+  } else if (over_midnight ? now > site.SleepStart || now < site.SleepEnd
+                           : now > site.SleepStart && now < site.SleepEnd) {
+    if (!corrected || !site.Paused) site.Sleeping = site.Paused = true;
   }
 }
 
@@ -108,14 +119,19 @@ void ScanCycle::TickSite(int16_t n) {
   c_.exceptions.CheckExceptions(n);
 }
 
-// In the minute 00:01. Until then Today is the old date, so lines of a new day's first minute are read and lost.
+// The classic day ends in the minute 00:01. Until then Today is the old date, so lines of a new day's first minute are
+// read and lost; and a day whose minute meets no tick does not end. The corrected one ends at midnight, or at the first
+// tick after it; a clock that was set back to an earlier day is believed in that minute.
+bool ScanCycle::DayIsOver() {
+  const WallTime now = c_.clock.Now();
+  const bool minute = SecondOfDay(now) / 60 == 1;
+  if (t_.Corrected.CatchUpRollover) return DayOf(now) > t_.Today || (minute && DayOf(now) < t_.Today);
+  const bool done = std::exchange(t_.RolloverDone, minute);
+  return minute && !done;
+}
+
 void ScanCycle::Rollover() {
-  if (SecondOfDay(c_.clock.Now()) / 60 != 1) {
-    t_.RolloverDone = false;
-    return;
-  }
-  if (t_.RolloverDone) return;
-  t_.RolloverDone = true;
+  if (!DayIsOver()) return;
   const int16_t view = t_.CurrentView;
   RolloverSites();
   for (AlertRec& alert : t_.Alerts) alert.AlertHits = 0;
@@ -215,7 +231,7 @@ Status ScanCycle::PrepareScan(int16_t n) {
   }
   SiteRec& site = t_.Site(n);
   // A restart, and every later scan, has the layout without seeing the header again.
-  if (!site.LastFields.empty()) hits_.Parser().MapFields(site.LastFields);
+  if (!site.LastFields.empty() && TakesHeader()) hits_.Parser().MapFields(site.LastFields);
   return Status::Ok();
 }
 
@@ -280,10 +296,25 @@ Status ScanCycle::ReadLocalLog(int16_t n) {
   std::unique_ptr<LogFile> file;
   if (Status status = c_.files.OpenLog(t_.Site(n).LastLogFile, file); !status.ok()) return status;
   SiteRec& site = t_.Site(n);
-  const int64_t start = StartReading(site);
-  if (site.LastReadPosDay == 0) site.LastReadPosDay = start + 1;
+  int64_t start = StartReading(site);
+  if (site.LastReadPosDay == 0) {
+    if (t_.Corrected.SeekToday) start = SkipToToday(n, *file, start);
+    site.LastReadPosDay = start + 1;
+  }
   LineReader reader(*file, site.Unix, start, buffer_);
   return ReadLines(n, reader);
+}
+
+// The position moves as if all lines before had been read: they are of earlier days.
+int64_t ScanCycle::SkipToToday(int16_t n, LogFile& file, int64_t from) {
+  SiteRec& site = t_.Site(n);
+  const LineParser& parser = hits_.Parser();
+  const TodayPlace place =
+      FirstOfToday({file, parser.Format(), parser.Rules(), t_.HitShift, c_.clock, site.LastFields}, from, t_.Today);
+  if (place.start == from) return from;
+  if (!place.header.empty()) TakeHeaderLine(n, place.header);
+  site.LastReadPos = t_.Hit.CurPos = place.start + 1;
+  return place.start;
 }
 
 Status ScanCycle::ReadLines(int16_t n, LineReader& reader) {
@@ -310,6 +341,7 @@ Status ScanCycle::ReadLines(int16_t n, LineReader& reader) {
     } else if (t_.Site(n).FieldsKnown) {
       hits_.WarmUp(n, reader.Ahead());
       hits_.SplitLine(line, n);
+      if (hits_.MetComingDay()) return Status::Ok();
     }
     if (++lines == kLinesPerCheck) {
       lines = 0;
@@ -327,7 +359,23 @@ void ScanCycle::Yield(SteadyTime& last) {
   last = c_.clock.Steady();
 }
 
+// Many first scans follow each other in one tick, and other ticks wait for all of them; only the port is served.
+void ScanCycle::YieldBetweenSites(SteadyTime& last) {
+  struct Busy {
+    explicit Busy(bool& flag) : flag_(flag) { flag_ = true; }
+    ~Busy() { flag_ = false; }
+    bool& flag_;
+  } const busy(t_.ScanInProgress);
+  Yield(last);
+}
+
+// In the classic way a "#FIELDS:" line takes the layout from a format that has no names for it.
+bool ScanCycle::TakesHeader() {
+  return !t_.Corrected.KeepFixedLayout || hits_.Parser().TakesHeader();
+}
+
 void ScanCycle::TakeHeaderLine(int16_t n, std::string_view line) {
+  if (!TakesHeader()) return;
   const std::string text = Upper(Trim(line));
   if (!StartsWith(text, "#FIELDS:")) return;
   SiteRec& site = t_.Site(n);

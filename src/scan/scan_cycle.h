@@ -41,6 +41,7 @@ class ScanCycle {
 
  private:
   void AllowForClockSetBack();
+  bool DayIsOver();
   void Rollover();
   void RolloverSites();
   void ShowCurrentView();
@@ -55,12 +56,15 @@ class ScanCycle {
   int64_t StartReading(SiteRec& site);
   Status StartFetch(int16_t site);
   Status ReadLocalLog(int16_t site);
+  int64_t SkipToToday(int16_t site, LogFile& file, int64_t from);
   Status ReadLines(int16_t site, LineReader& reader);
+  bool TakesHeader();
   void TakeHeaderLine(int16_t site, std::string_view line);
   void FailScan(int16_t site, const Status& status);
   void WarnNoFields(int16_t site);
   std::string NewestLocalFile(int16_t site);
   void Yield(SteadyTime& last);
+  void YieldBetweenSites(SteadyTime& last);
 
   ScanContext& c_;
   LiveTables& t_;
