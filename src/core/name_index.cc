@@ -9,22 +9,30 @@ bool NameIndex::ByNumber::operator()(const VisitorRec* a, const VisitorRec* b) c
   return a->Number < b->Number;
 }
 
-VisitorRec* NameIndex::First(const std::string& mask, const std::function<void(const Visit&)>& for_each) {
+std::set<VisitorRec*, NameIndex::ByNumber>& NameIndex::Matches::Of(const VisitorRec& visitor) {
+  return visitors[by_site ? visitor.Site : int16_t{0}];
+}
+
+VisitorRec* NameIndex::First(const std::string& mask, int16_t site, const std::function<void(const Visit&)>& for_each) {
   auto found = matches_.find(mask);
-  if (found == matches_.end()) {
-    std::set<VisitorRec*, ByNumber> visitors;
+  if (found == matches_.end() || found->second.by_site != (site != 0)) {
+    Matches matches{.by_site = site != 0, .visitors = {}};
     for_each([&](VisitorRec& v) {
-      if (Like(v.DNS, mask)) visitors.insert(visitors.end(), &v);
+      if (!Like(v.DNS, mask)) return;
+      auto& visitors = matches.Of(v);
+      visitors.insert(visitors.end(), &v);
     });
     // Masks that the settings no longer have go here, too.
     if (matches_.size() == kMostMasks) matches_.clear();
-    found = matches_.emplace(mask, std::move(visitors)).first;
+    found = matches_.insert_or_assign(mask, std::move(matches)).first;
   }
-  return found->second.empty() ? nullptr : *found->second.begin();
+  const auto visitors = found->second.visitors.find(site);
+  return visitors == found->second.visitors.end() || visitors->second.empty() ? nullptr : *visitors->second.begin();
 }
 
 void NameIndex::NameChanged(VisitorRec& visitor) {
-  for (auto& [mask, visitors] : matches_) {
+  for (auto& [mask, matches] : matches_) {
+    auto& visitors = matches.Of(visitor);
     if (Like(visitor.DNS, mask)) {
       visitors.insert(visitors.end(), &visitor);
     } else {
@@ -34,7 +42,7 @@ void NameIndex::NameChanged(VisitorRec& visitor) {
 }
 
 void NameIndex::Leaves(VisitorRec& visitor) {
-  for (auto& [mask, visitors] : matches_) visitors.erase(&visitor);
+  for (auto& [mask, matches] : matches_) matches.Of(visitor).erase(&visitor);
 }
 
 }  // namespace vantry

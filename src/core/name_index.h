@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <set>
@@ -18,9 +19,10 @@ class NameIndex {
   static constexpr size_t kMostMasks = 64;
 
   using Visit = std::function<void(VisitorRec&)>;
-  // Returns the first visitor by number whose DNS fits the mask, null when there is none. A mask that is new here costs
-  // one call of `for_each`, which goes through all visitors; from then on its matches are kept.
-  VisitorRec* First(const std::string& mask, const std::function<void(const Visit&)>& for_each);
+  // Returns the first visitor by number whose DNS fits the mask, of this site or of any (0), null when there is none. A
+  // mask that is new here costs one call of `for_each`, which goes through all visitors; from then on its matches are
+  // kept. So does a mask asked for by site after it was asked for without, and the other way round.
+  VisitorRec* First(const std::string& mask, int16_t site, const std::function<void(const Visit&)>& for_each);
 
   // To be called after a visitor's DNS has changed, and before a visitor leaves the table.
   void NameChanged(VisitorRec& visitor);
@@ -31,7 +33,12 @@ class NameIndex {
   struct ByNumber {
     bool operator()(const VisitorRec* a, const VisitorRec* b) const;
   };
-  std::map<std::string, std::set<VisitorRec*, ByNumber>> matches_;  // By mask.
+  struct Matches {
+    bool by_site = false;
+    std::map<int16_t, std::set<VisitorRec*, ByNumber>> visitors;  // By site; all of them under 0 if not by site.
+    std::set<VisitorRec*, ByNumber>& Of(const VisitorRec& visitor);
+  };
+  std::map<std::string, Matches> matches_;  // By mask.
 };
 
 }  // namespace vantry

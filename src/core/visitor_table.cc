@@ -65,8 +65,8 @@ void VisitorTable::ChangeName(VisitorRec& visitor, std::string_view name) {
   names_.NameChanged(visitor);
 }
 
-VisitorRec* VisitorTable::FirstNamed(const std::string& mask) {
-  return names_.First(mask,
+VisitorRec* VisitorTable::FirstNamed(const std::string& mask, int16_t site) {
+  return names_.First(mask, site,
                       [this](const NameIndex::Visit& visit) { ForEach([&](int32_t, VisitorRec& v) { visit(v); }); });
 }
 

@@ -49,9 +49,9 @@ class VisitorTable {
   SharedText Shared(std::string_view text) { return texts_.Get(text); }
   // Gives a visitor another DNS. Every change goes through here, or FirstNamed misses it.
   void ChangeName(VisitorRec& visitor, std::string_view name);
-  // Returns the first visitor whose DNS fits the mask, null for none. Only a mask's first call goes through all
-  // visitors.
-  VisitorRec* FirstNamed(const std::string& mask);
+  // Returns the first visitor of this site, or of any (0), whose DNS fits the mask, null for none. Only a mask's first
+  // call goes through all visitors.
+  VisitorRec* FirstNamed(const std::string& mask, int16_t site = 0);
   // Takes out the visitors with these numbers, calling `leave` for each right before. The order of the others stays,
   // and so do all numbers until CloseGaps. `leave` must not add or remove.
   void Remove(std::span<const int32_t> numbers, const std::function<void(VisitorRec&)>& leave = {});

@@ -93,15 +93,15 @@ VisitorRec* HitProcessor::FindVisitor(int16_t number, LogTime hit, bool& drop) {
   return nullptr;
 }
 
-// Clients of rotating proxies show many addresses: a hit joins a visitor whose name fits the same mask, on whatever
-// site, while that visitor is active.
+// Clients of rotating proxies show many addresses: a hit joins a visitor whose name fits the same mask, while that
+// visitor is active. Classic groups go over all sites, so that a hit shows as a page of another site.
 VisitorRec* HitProcessor::GetVisitorByGroup() {
   const std::string name = c_.history.LookupDNS(t_.Hit.HitIP, nullptr);
   if (name.empty()) return nullptr;
   for (const std::string& mask : c_.settings.DNSMask) {
     if (mask.empty()) return nullptr;
     if (!Like(name, mask)) continue;
-    VisitorRec* first = t_.Visitors.FirstNamed(mask);
+    VisitorRec* first = t_.Visitors.FirstNamed(mask, t_.Corrected.GroupsPerSite ? line_site_ : int16_t{0});
     if (!first) continue;
     if (MinutesBetween(first->LastClock, c_.clock.Now()) >= c_.settings.InactivityMins / 2) return nullptr;
     if (first->GroupMask != mask) first->GroupMask = t_.Visitors.Shared(mask);

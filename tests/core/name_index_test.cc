@@ -12,8 +12,8 @@ namespace {
 
 struct NamesTest : ::testing::Test {
   LiveTables t;
-  VisitorRec& Add(const std::string& name) {
-    VisitorRec& v = *t.Visitors.At(t.Visitors.Add(1, "10.0.0." + std::to_string(++added_)));
+  VisitorRec& Add(const std::string& name, int16_t site = 1) {
+    VisitorRec& v = *t.Visitors.At(t.Visitors.Add(site, "10.0.0." + std::to_string(++added_)));
     t.Visitors.ChangeName(v, name);
     return v;
   }
@@ -58,6 +58,20 @@ TEST_F(NamesTest, MoreMasksThanAreKeptStillFindTheFirst) {
   }
 }
 
+TEST_F(NamesTest, FirstOfASiteIsFoundAmongThoseOfOthers) {
+  VisitorRec& one = Add("a.example", 1);
+  VisitorRec& two = Add("b.example", 2);
+  EXPECT_EQ(t.Visitors.FirstNamed("*.example", 2), &two);
+  EXPECT_EQ(t.Visitors.FirstNamed("*.example", 1), &one);
+  EXPECT_EQ(t.Visitors.FirstNamed("*.example", 3), nullptr);
+  VisitorRec& three = Add("c.example", 3);
+  EXPECT_EQ(t.Visitors.FirstNamed("*.example", 3), &three);
+  EXPECT_EQ(t.Visitors.FirstNamed("*.example"), &one) << "of any site, after it was asked for by site";
+  t.Visitors.Remove(std::vector<int32_t>{one.Number});
+  EXPECT_EQ(t.Visitors.FirstNamed("*.example", 1), nullptr);
+  EXPECT_EQ(t.Visitors.FirstNamed("*.example", 2), &two);
+}
+
 // Against a walk through all visitors.
 TEST_F(NamesTest, RandomChangesGiveTheSameAsAWalk) {
   std::mt19937 random(7);
@@ -71,7 +85,7 @@ TEST_F(NamesTest, RandomChangesGiveTheSameAsAWalk) {
     const auto number = static_cast<int32_t>(random() % 80 + 1);
     VisitorRec* v = t.Visitors.At(number);
     if (t.Visitors.Count() < 40 || random() % 3 == 0) {
-      if (t.Visitors.Count() < 60) Add(name());
+      if (t.Visitors.Count() < 60) Add(name(), static_cast<int16_t>(random() % 3 + 1));
     } else if (v && random() % 2 == 0) {
       t.Visitors.ChangeName(*v, name());
     } else if (v) {
@@ -79,11 +93,12 @@ TEST_F(NamesTest, RandomChangesGiveTheSameAsAWalk) {
       t.Visitors.CloseGaps();
     }
     const std::string& mask = masks[random() % std::size(masks)];
+    const auto site = static_cast<int16_t>(step / 5'000 % 2 == 0 ? 0 : random() % 3 + 1);
     VisitorRec* first = nullptr;
     t.Visitors.ForEach([&](int32_t, VisitorRec& each) {
-      if (!first && Like(each.DNS, mask)) first = &each;
+      if (!first && (site == 0 || each.Site == site) && Like(each.DNS, mask)) first = &each;
     });
-    ASSERT_EQ(t.Visitors.FirstNamed(mask), first) << "step " << step << ", " << mask;
+    ASSERT_EQ(t.Visitors.FirstNamed(mask, site), first) << "step " << step << ", " << mask << " " << site;
   }
 }
 

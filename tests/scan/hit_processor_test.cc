@@ -216,6 +216,26 @@ TEST_F(HitTest, GroupMembersJoinAVisitorOfAnySite) {
   EXPECT_EQ(rig.t.Visitors.Count(), 2) << "an empty mask ends the search";
 }
 
+TEST_F(HitTest, GroupsHoldWithinASiteWithTheirCorrection) {
+  rig.t.Corrected.GroupsPerSite = true;
+  rig.AddSite();
+  rig.settings.DNSMask[0] = "*.proxy.example";
+  rig.names.names["10.0.0.1"] = rig.names.names["10.0.0.2"] = "c1.proxy.example";
+  rig.history.dns = {{"10.0.0.2", "c2.proxy.example"}, {"10.0.0.3", "c3.proxy.example"}};
+  rig.Hit("10.0.0.1", "11:00:00", "/a.htm");
+  rig.Ready(2);
+  rig.Line(ScanRig::Ncsa("10.0.0.2", "11:00:05", "/b.htm"), 2);
+  ASSERT_EQ(rig.t.Visitors.Count(), 2);
+  EXPECT_EQ(V().Page, "a.htm");
+  EXPECT_EQ(V().GroupMask, "");
+  EXPECT_EQ(rig.Visitor("10.0.0.2", 2)->Page, "b.htm");
+  // On its own site a member joins as ever.
+  rig.Line(ScanRig::Ncsa("10.0.0.3", "11:00:06", "/c.htm"), 2);
+  EXPECT_EQ(rig.t.Visitors.Count(), 2);
+  EXPECT_EQ(rig.Visitor("10.0.0.2", 2)->Page, "c.htm");
+  EXPECT_EQ(rig.Visitor("10.0.0.2", 2)->GroupMask, "*.proxy.example");
+}
+
 TEST_F(HitTest, GroupIsLeftAloneAtHalfTheInactivityTime) {
   rig.settings.DNSMask[0] = "*.proxy.example";
   rig.names.names["10.0.0.1"] = "c1.proxy.example";
