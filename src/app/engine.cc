@@ -131,7 +131,8 @@ void Engine::InitEngine() {
     problems_.push_back(status.text + ". It is left as it is, and what is learnt about spiders will not be saved.");
   }
   proxy_ = ReadProxy(registry_, options_.http_proxy);
-  for (std::string& problem : ReadSettingsINI(files_, options_.app_path, settings_, t_.Countries)) {
+  for (std::string& problem :
+       ReadSettingsINI(files_, options_.app_path, settings_, t_.Countries, t_.Corrected.OneDataFolder)) {
     problems_.push_back(std::move(problem));
   }
   if (std::string warning = EmptyLoginWarning(settings_, t_.Corrected); !warning.empty()) {
@@ -155,6 +156,10 @@ void Engine::ChooseDataFolder() {
     WriteRegistryValue(registry_, kSettings, "DDFPath", settings_.DDFPath);
   }
   settings_.DDFPath = WithSeparator(settings_.DDFPath);
+  // Classic programs look for the robots cache and make the folder here, and go elsewhere when SETTINGS.INI says so.
+  if (std::string bytes; t_.Corrected.OneDataFolder && files_.Read(options_.app_path + "SETTINGS.INI", bytes).ok()) {
+    settings_.DDFPath = DataFolderOf(bytes, settings_.DDFPath);
+  }
   for (const std::string& folder : {settings_.DDFPath, settings_.DDFPath + "Temp/"}) {
     if (const Status status = files_.MakeFolder(folder); !status.ok()) {
       problems_.push_back("The data folder can't be made: " + status.text +

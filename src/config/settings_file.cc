@@ -206,13 +206,17 @@ void ParseCountries(std::string_view bytes, std::vector<CountryEntry>& countries
 namespace {
 // Returns the failure that ended the reading; what else there is to tell goes to `told`.
 std::optional<std::string> ReadAll(Files& files, const std::string& app_path, Settings& settings,
-                                   std::vector<CountryEntry>& countries, std::vector<std::string>& told) {
+                                   std::vector<CountryEntry>& countries, bool one_data_folder,
+                                   std::vector<std::string>& told) {
+  const std::string data_folder = settings.DDFPath;
   std::optional<std::string> problem;
   std::string bytes;
   std::string path = app_path + "SETTINGS.INI";
   settings.Extension.clear();
   if (ReadOptional(files, path, bytes, problem)) {
-    if (const auto p = ParseSettings(bytes, settings)) return Located(path, *p);
+    const auto p = ParseSettings(bytes, settings);
+    if (one_data_folder) settings.DDFPath = DataFolderOf(bytes, data_folder);
+    if (p) return Located(path, *p);
     TellLostLine(path, bytes, told);
   }
   if (problem) return problem;
@@ -236,10 +240,17 @@ std::optional<std::string> ReadAll(Files& files, const std::string& app_path, Se
 }  // namespace
 
 std::vector<std::string> ReadSettingsINI(Files& files, const std::string& app_path, Settings& settings,
-                                         std::vector<CountryEntry>& countries) {
+                                         std::vector<CountryEntry>& countries, bool one_data_folder) {
   std::vector<std::string> told;
-  if (auto problem = ReadAll(files, app_path, settings, countries, told)) told.push_back(std::move(*problem));
+  if (auto problem = ReadAll(files, app_path, settings, countries, one_data_folder, told))
+    told.push_back(std::move(*problem));
   return told;
+}
+
+std::string DataFolderOf(std::string_view bytes, const std::string& otherwise) {
+  Settings named;
+  (void)ParseSettings(bytes, named);  // Lines up to a mistake count, as they do in the reading itself.
+  return named.DDFPath.empty() ? otherwise : WithSeparator(named.DDFPath);
 }
 
 Status WriteSettingsINI(Files& files, const std::string& app_path, const Settings& settings) {

@@ -25,9 +25,13 @@ void ParseCountries(std::string_view bytes, std::vector<CountryEntry>& countries
 // Reads SETTINGS.INI and EXTYPES.INI from the program folder, then the two text files from the data folder, in this
 // order. A file that is not there leaves its defaults. A failure ends the reading at once: what was read stays, and
 // neither later files nor the default extensions follow. Returns what there is to tell, each with the file's path in
-// front: last lines that were not read, and the failure that ended the reading.
+// front: last lines that were not read, and the failure that ended the reading. With `one_data_folder` the data folder
+// that SETTINGS.INI names is a folder as DataFolderOf gives it, else it stands as it was written.
 std::vector<std::string> ReadSettingsINI(Files& files, const std::string& app_path, Settings& settings,
-                                         std::vector<CountryEntry>& countries);
+                                         std::vector<CountryEntry>& countries, bool one_data_folder = false);
+
+// The data folder that the bytes of SETTINGS.INI name, with "/" at its end; `otherwise` if they name none.
+std::string DataFolderOf(std::string_view bytes, const std::string& otherwise);
 
 // Writes SETTINGS.INI, then EXTYPES.INI. The first failure ends the writing.
 Status WriteSettingsINI(Files& files, const std::string& app_path, const Settings& settings);

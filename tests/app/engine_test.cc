@@ -124,6 +124,39 @@ TEST_F(EngineTest, SettingsReplaceTheDataFolderAsItStands) {
   EXPECT_NE(files.Get("/else/whereTRL.LOG"), "<none>") << "no separator is added";
 }
 
+TEST_F(EngineTest, OneDataFolderHoldsEverythingWithItsCorrection) {
+  files.Put("/home/registry.ini", "[Corrections]\nOneDataFolder=True\n\n[Settings]\nDDFPath=/old/\n\n");
+  files.Put("/home/SETTINGS.INI", "DDFPath=/else/where\r\nWebAccessPort= 9000\r\n\r\n");
+  files.Put("/else/where/robots.dat", "10.0.0.1 LinkLooker/1\r\n");
+  files.Put("/else/where/Countries.txt", "NO,Norway\n");
+  ASSERT_TRUE(Start());
+  EXPECT_TRUE(notices.told.empty());
+  EXPECT_EQ(engine->GetSettings().DDFPath, "/else/where/");
+  EXPECT_TRUE(files.folders.contains("/else/where/Temp/"));
+  EXPECT_FALSE(files.folders.contains("/old/"));
+  EXPECT_EQ(engine->Tables().UnknownAgents.size(), 1U);
+  EXPECT_EQ(engine->Tables().Countries.size(), 1U);
+  EXPECT_NE(files.Get("/else/where/TRL.LOG"), "<none>");
+  engine->Tables().UnknownAgents.push_back({"10.0.0.2", "Other/1"});
+  engine->Tables().UnknownAgentsDirty = true;
+  engine->Closing();
+  EXPECT_EQ(files.Get("/else/where/robots.dat"), "10.0.0.1 LinkLooker/1\r\n10.0.0.2 Other/1\r\n");
+
+  // A folder that the settings do not name is the registry's, as ever.
+  files.Put("/home/SETTINGS.INI", "DDFPath=\r\nWebAccessPort= 9000\r\n\r\n");
+  ASSERT_TRUE(Start());
+  EXPECT_EQ(engine->GetSettings().DDFPath, "/old/");
+  EXPECT_TRUE(files.folders.contains("/old/Temp/"));
+}
+
+TEST_F(EngineTest, ClassicRobotsCacheIsReadBeforeTheSettings) {
+  files.Put("/home/SETTINGS.INI", "DDFPath=/else/\r\nWebAccessPort= 9000\r\n\r\n");
+  files.Put("/else/robots.dat", "10.0.0.1 LinkLooker/1\r\n");
+  ASSERT_TRUE(Start());
+  EXPECT_TRUE(engine->Tables().UnknownAgents.empty());
+  EXPECT_EQ(engine->GetSettings().DDFPath, "/else/");
+}
+
 TEST_F(EngineTest, ProblemsInFilesAreToldWithTheirLine) {
   files.Put("/home/SETTINGS.INI", "ReverseDNS=Maybe\r\n\r\n");
   files.Put("/home/VANTRY.INI", "[A]\r\nUnix=x\r\n\r\n");
