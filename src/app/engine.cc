@@ -135,6 +135,7 @@ void Engine::InitEngine() {
        ReadSettingsINI(files_, options_.app_path, settings_, t_.Countries, t_.Corrected.OneDataFolder)) {
     problems_.push_back(std::move(problem));
   }
+  ReadTodaysLists();
   if (std::string warning = EmptyLoginWarning(settings_, t_.Corrected); !warning.empty()) {
     problems_.push_back(std::move(warning));
   }

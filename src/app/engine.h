@@ -32,9 +32,11 @@
 #include "ports/loop.h"
 #include "ports/mail.h"
 #include "ports/notices.h"
+#include "ports/patterns.h"
 #include "ports/programs.h"
 #include "ports/random.h"
 #include "ports/resolver.h"
+#include "scan/agent_names.h"
 #include "scan/resolver_queue.h"
 #include "scan/scan_cycle.h"
 #include "web/automation.h"
@@ -57,6 +59,7 @@ struct EnginePorts {
   Programs& programs;
   AutomationBus& bus;
   Random& random;
+  Patterns& patterns;
 };
 
 struct EngineOptions {
@@ -66,6 +69,8 @@ struct EngineOptions {
   std::string http_proxy;  // Of the environment.
   // Takes the lock that keeps a second program off the folder; false when another one holds it. Empty: no lock.
   std::function<bool()> acquire_instance = {};
+  // Where the lists that come with the program lie, each with "/" at its end; one in the data folder goes before.
+  std::vector<std::string> list_folders = {};
 };
 
 // Major number, ".", minor number, ".", revision with three digits.
@@ -116,6 +121,8 @@ class Engine final : public RemoteControl, public LoginMailer {
   void InitEngine();
   void ReadRegistry();
   void ChooseDataFolder();
+  void ReadTodaysLists();
+  void ReadTodaysEngines();
   void KeepUnreadSites(const Status& status);
   std::string KeepCopy(const std::string& path, const std::string& bytes);
   bool LoadWindow();
@@ -154,6 +161,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   DoNothingFtp ftp_;
   DoNothingDailyWork daily_;
 
+  std::optional<AgentNames> agents_;
   ScanContext scan_context_;
   ScanCycle scan_;
   WebServer web_;

@@ -19,6 +19,7 @@
 #include "platform/program_starter.h"
 #include "platform/qt_line_client.h"
 #include "platform/qt_loop.h"
+#include "platform/re2_patterns.h"
 #include "platform/regional_locale.h"
 #include "platform/sd_bus_automation.h"
 #include "platform/single_instance.h"
@@ -34,11 +35,16 @@ std::string Environment(const char* name) {
   return value ? value : "";
 }
 
+std::filesystem::path ExecutableFolder() {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+}
+
 // VANTRY_HOME, else the executable's folder.
 std::string AppPath() {
   std::string home = Environment("VANTRY_HOME");
   std::error_code error;
-  if (home.empty()) home = std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
+  if (home.empty()) home = ExecutableFolder().string();
   const std::string whole = std::filesystem::absolute(home, error).string();
   return vantry::WithSeparator(error ? home : whole);
 }
@@ -75,6 +81,7 @@ int main(int argc, char** argv) {
   vantry::CaresResolver resolver({.servers = ReadRegistryValue(registry, "Resolver", "Servers", "")});
   vantry::CurlMail mail;
   vantry::QtLineClient sms;
+  vantry::Re2Patterns patterns;
   vantry::ProgramStarter programs;
   vantry::SystemRandom random;
   // A service manager names a socket for notes of its services.
@@ -92,8 +99,13 @@ int main(int argc, char** argv) {
     return status.ok();
   };
   vantry::Engine engine(
-      {clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus, random},
-      {app_path, command.text, vantry::ReadRegional(registry), Environment("http_proxy"), acquire});
+      {clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus, random, patterns},
+      {app_path,
+       command.text,
+       vantry::ReadRegional(registry),
+       Environment("http_proxy"),
+       acquire,
+       {ExecutableFolder().parent_path().string() + "/share/vantry/"}});
   vantry::StopSignals signals([&engine] { engine.Closing(); });
   if (!engine.Main()) return result;
   if (!resolver.Problem().empty()) {

@@ -231,7 +231,7 @@ std::optional<std::string> ReadAll(Files& files, const std::string& app_path, Se
   }
   if (problem) return problem;
 
-  if (ReadOptional(files, settings.DDFPath + "Search engines.txt", bytes, problem)) ParseSearchEngines(bytes, settings);
+  if (ReadOptional(files, settings.DDFPath + kSearchEnginesFile, bytes, problem)) ParseSearchEngines(bytes, settings);
   if (problem) return problem;
   if (ReadOptional(files, settings.DDFPath + "Countries.txt", bytes, problem)) ParseCountries(bytes, countries);
   return problem;

@@ -45,7 +45,7 @@ constexpr CorrectionRow kRows[] = {
      "A restart changes no number and acts on nothing twice; read positions are saved every minute (SaveEvery).",
      "scan/, database/"},
     {"TodaysNames", &C::TodaysNames, nullptr, 0, "Browsers, systems, devices and spiders are told by today's lists.",
-     "scan/classifier.cc"},
+     "scan/agent_names.cc"},
     {"KeepEdits", &C::KeepEdits, nullptr, 0,
      "Edits of the INI files are taken over within 10 seconds, and nothing is overwritten unread.",
      "config/, app/engine.cc"},

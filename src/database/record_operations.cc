@@ -1,4 +1,5 @@
 // Which table gets which record at which moment, and how each value is formatted.
+#include "core/agent_text.h"
 #include "core/exception_numbers.h"
 #include "core/text.h"
 #include "core/visitor_rows.h"
@@ -16,6 +17,15 @@ std::string VisitNo(const VisitorRec& v) {
 
 std::string TimeText(LogTime time) {
   return FormatTime(SecondOfDay(time));
+}
+
+// Names by today's lists are longer than the fields; they are shortened to what still holds. Classic ones are cut.
+void SetBrowser(Table& table, size_t field, const VisitorRec& v, bool todays_names) {
+  table.SetText(field, todays_names ? FitBrowser(v.Browser, table.Width(field)) : std::string_view(v.Browser));
+}
+
+void SetSpider(Table& table, size_t field, const VisitorRec& v, bool todays_names) {
+  table.SetText(field, todays_names ? FitSpider(v.SpiderName, table.Width(field)) : std::string_view(v.SpiderName));
 }
 
 const char* YesNo(bool yes) {
@@ -109,9 +119,9 @@ void VisitDatabase::AddVisitToDatabase(VisitorRec& v, std::string_view first_pag
     t.SetText(kVisitTime, TimeText(v.StartTime));
     t.SetText(kFirstPage, first_page);
     t.SetText(kLastPage, first_page);
-    t.SetText(kBrowser, v.Browser);
+    SetBrowser(t, kBrowser, v, c_.t.Corrected.TodaysNames);
     t.SetText(kSpider, YesNo(v.IsSpider));
-    t.SetText(kSpiderT, v.SpiderName);
+    SetSpider(t, kSpiderT, v, c_.t.Corrected.TodaysNames);
     t.SetText(kReferrer, CutReferrer(v.Referrer));
     t.SetNumber(kPagesSeen, 1);
     t.SetText(kActive, "Y");
@@ -220,13 +230,13 @@ Status VisitDatabase::WriteVisitor(VisitorRec& v, bool new_visit) {
     t.SetText(kFirstVTime, TimeText(v.StartTime));
     t.SetNumber(kVisits, 0);
     t.SetText(kSpider, YesNo(v.IsSpider));
-    t.SetText(kSpiderT, v.SpiderName);
+    SetSpider(t, kSpiderT, v, c_.t.Corrected.TodaysNames);
     t.SetText(kSite, SiteName(v));
     t.SetText(kCountry, v.CountryCode);
     t.SetNumber(kHackCount, 0);
   }
   t.SetText(kIP, v.IP);
-  t.SetText(kBrowser, v.Browser);
+  SetBrowser(t, kBrowser, v, c_.t.Corrected.TodaysNames);
   t.SetText(kDNS, v.DNS);
   const LogTime last = Joined(t.Date(kLastVDate), t.Text(kLastVTime));
   if (v.StartTime > last) {

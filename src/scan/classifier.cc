@@ -113,8 +113,8 @@ void Classifier::IndexNewAgents() {
   }
 }
 
-std::string Classifier::SelectSpider(std::string_view agent, std::string_view ip) {
-  std::string spider = KnownSpider(agent);
+std::string Classifier::SelectSpider(std::string_view agent, std::string_view ip, AgentNames* today) {
+  std::string spider = today ? today->NameOf(agent).spider : KnownSpider(agent);
   if (!spider.empty() || agent.size() < 2) return spider;
   IndexNewAgents();
   if (addresses_.contains(std::string(ip))) return "Auto Detected";

@@ -9,6 +9,7 @@
 
 #include "core/tables.h"
 #include "ports/files.h"
+#include "scan/agent_names.h"
 
 namespace vantry {
 
@@ -22,8 +23,9 @@ class Classifier {
  public:
   explicit Classifier(LiveTables& tables) : t_(tables) {}
 
-  // A known spider's name, "Auto Detected" for an agent or address learnt before, empty for no spider.
-  std::string SelectSpider(std::string_view agent, std::string_view ip);
+  // A known spider's name, "Auto Detected" for an agent or address learnt before, empty for no spider. Which spiders
+  // are known is for `today` to say, unless it is null.
+  std::string SelectSpider(std::string_view agent, std::string_view ip, AgentNames* today = nullptr);
 
   // Learns a client that asked for robots.txt. False when its address was known already.
   bool LearnAgent(std::string_view ip, std::string_view agent);

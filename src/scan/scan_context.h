@@ -17,6 +17,7 @@
 #include "ports/files.h"
 #include "ports/loop.h"
 #include "ports/notices.h"
+#include "scan/agent_names.h"
 
 namespace vantry {
 
@@ -67,6 +68,7 @@ struct ScanContext {
   VisitorNames& names;
   FtpFetch& ftp;
   DailyWork& daily;
+  AgentNames* agents = nullptr;  // Today's lists; null where the classic rules tell browsers and spiders.
 };
 
 }  // namespace vantry

@@ -114,7 +114,7 @@ VisitorRec* HitProcessor::GetVisitorByGroup() {
 bool HitProcessor::ChooseSpider(int16_t number, LogTime hit, std::string& spider) {
   const HitRec& h = t_.Hit;
   if (t_.Site(number).ProxyStyle) return true;
-  spider = classifier_.SelectSpider(h.HitAgent, h.HitIP);
+  spider = classifier_.SelectSpider(h.HitAgent, h.HitIP, c_.agents);
   if (spider.empty() && EqualsNoCase(h.HitPage, "ROBOTS.TXT")) {
     spider = "Unknown";
     if (h.HitAgent.size() >= 2 && classifier_.LearnAgent(h.HitIP, h.HitAgent)) {
@@ -126,7 +126,7 @@ bool HitProcessor::ChooseSpider(int16_t number, LogTime hit, std::string& spider
 
 VisitorRec* HitProcessor::NewVisitor(int16_t number, LogTime hit, int32_t& alert) {
   HitRec& h = t_.Hit;
-  std::string browser = SelectBrowser(h.HitAgent);
+  std::string browser = c_.agents ? c_.agents->NameOf(h.HitAgent).browser : SelectBrowser(h.HitAgent);
   if (browser == "-" && !h.HitMethod.empty()) browser = h.HitMethod;
   if (browser == "VT") return nullptr;  // The program's own touch monitor.
   std::string spider;

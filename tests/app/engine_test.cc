@@ -157,6 +157,46 @@ TEST_F(EngineTest, ClassicRobotsCacheIsReadBeforeTheSettings) {
   EXPECT_EQ(engine->GetSettings().DDFPath, "/else/");
 }
 
+TEST_F(EngineTest, TodaysNamesComeWithTheProgramAndTheOperatorsListsGoBefore) {
+  const auto switched = [&](bool on) {
+    files.Put("/home/registry.ini", std::string("[Corrections]\nTodaysNames=") + (on ? "True" : "False") + "\n\n");
+    ASSERT_TRUE(Start());
+  };
+  files.Put("/share/Search engines.txt", "Bing,.bing.com,q\n");
+  switched(false);
+  EXPECT_TRUE(notices.told.empty());
+  EXPECT_EQ(engine->GetSettings().SearchEngines.size(), 26U);
+  // Whatever is missing is named, and the program goes on as before.
+  switched(true);
+  ASSERT_EQ(notices.told.size(), 1U);
+  EXPECT_EQ(
+      notices.told[0],
+      "TodaysNames is on, but Browsers.txt is missing; looked for in /home/Data/ and /share/. Browsers and spiders "
+      "are told by the classic rules instead.");
+  EXPECT_FALSE(engine->Tables().Corrected.TodaysNames);
+  patterns.problem = "this program was built without RE2";
+  switched(true);
+  EXPECT_TRUE(Contains(notices.told.back(), "TodaysNames is on, but this program was built without RE2."));
+  patterns.problem.clear();
+
+  notices.told.clear();
+  files.Put("/share/Browsers.txt", "[browser]\nb\t(B)/(\\d+)\tBrowser\n");
+  files.Put("/share/Spiders.txt", "[spider]\nb\tBot\tTheBot\tsearch\n");
+  files.Put("/home/Data/Spiders.txt", "[spider]\nb\t\\bB\\b\tOwn\tfeed\n");
+  Sites(1);
+  Log("11:59:00", "10.0.0.1");
+  switched(true);
+  EXPECT_TRUE(notices.told.empty());
+  ASSERT_EQ(engine->GetSettings().SearchEngines.size(), 1U);
+  Run(10);
+  VisitorRec* v = engine->Tables().Visitors.Lookup(1, "10.0.0.1");
+  ASSERT_NE(v, nullptr);
+  EXPECT_EQ(v->SpiderName, "Own (feed)");
+  files.Put("/home/Data/Search engines.txt", "A,a\nB,b\n");
+  switched(true);
+  EXPECT_EQ(engine->GetSettings().SearchEngines.size(), 2U);
+}
+
 TEST_F(EngineTest, ProblemsInFilesAreToldWithTheirLine) {
   files.Put("/home/SETTINGS.INI", "ReverseDNS=Maybe\r\n\r\n");
   files.Put("/home/VANTRY.INI", "[A]\r\nUnix=x\r\n\r\n");
@@ -373,7 +413,7 @@ TEST_F(EngineTest, TenEnginesLiveSideBySide) {
     indexes.emplace_back(disks[i]);
     engines.push_back(
         std::make_unique<Engine>(EnginePorts{clock, *loops[i], files, disks[i], indexes[i], listener, notices,
-                                             resolvers[i], mail, gateway, programs, buses[i], random},
+                                             resolvers[i], mail, gateway, programs, buses[i], random, patterns},
                                  EngineOptions{"/home/", "", Regional{}, "", {}}));
     ASSERT_TRUE(engines.back()->Main());
   }

@@ -15,6 +15,7 @@
 #include "support/memory_data_files.h"
 #include "support/memory_files.h"
 #include "support/memory_index.h"
+#include "support/std_patterns.h"
 
 namespace vantry {
 
@@ -56,6 +57,7 @@ struct EngineTest : ::testing::Test {
   RecordingPrograms programs;
   RecordingBus bus;
   FakeRandom random;
+  StdPatterns patterns;
   std::unique_ptr<FakeResolver> resolver;
   std::unique_ptr<Engine> engine;
 
@@ -65,9 +67,10 @@ struct EngineTest : ::testing::Test {
     loop.quit = false;
     engine.reset();
     resolver = std::make_unique<FakeResolver>();
-    engine = std::make_unique<Engine>(EnginePorts{clock, loop, files, data_files, index, listener, notices, *resolver,
-                                                  mail, gateway, programs, bus, random},
-                                      EngineOptions{"/home/", command, Regional{}, "", std::move(acquire)});
+    engine =
+        std::make_unique<Engine>(EnginePorts{clock, loop, files, data_files, index, listener, notices, *resolver, mail,
+                                             gateway, programs, bus, random, patterns},
+                                 EngineOptions{"/home/", command, Regional{}, "", std::move(acquire), {"/share/"}});
     return engine->Main();
   }
   void Sites(int count, const std::string& more = "") {

@@ -1,0 +1,37 @@
+// What the engine reads beside its settings.
+#include "app/engine.h"
+#include "config/settings_file.h"
+
+namespace vantry {
+
+// Without the lists, or without what searches by them, everything is told as before, and people are told why.
+void Engine::ReadTodaysLists() {
+  bool& wanted = t_.Corrected.TodaysNames;
+  if (!wanted) return;
+  std::vector<std::string> folders{settings_.DDFPath};
+  folders.insert(folders.end(), options_.list_folders.begin(), options_.list_folders.end());
+  AgentRules rules;
+  std::string problem = ports_.patterns.Problem();
+  if (problem.empty()) problem = ReadAgentRules(files_, folders, rules).text;
+  if (!problem.empty()) {
+    wanted = false;
+    problems_.push_back("TodaysNames is on, but " + problem +
+                        ". Browsers and spiders are told by the classic rules instead.");
+    return;
+  }
+  scan_context_.agents = &agents_.emplace(ports_.patterns, std::move(rules));
+  ReadTodaysEngines();
+}
+
+// A list in the data folder is the operator's own and has been read already.
+void Engine::ReadTodaysEngines() {
+  if (files_.Exists(settings_.DDFPath + kSearchEnginesFile)) return;
+  for (const std::string& folder : options_.list_folders) {
+    std::string bytes;
+    if (!files_.Read(folder + kSearchEnginesFile, bytes).ok()) continue;
+    ParseSearchEngines(bytes, settings_);
+    return;
+  }
+}
+
+}  // namespace vantry
