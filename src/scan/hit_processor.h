@@ -10,6 +10,7 @@
 #include "logs/line_parser.h"
 #include "scan/classifier.h"
 #include "scan/lifecycle.h"
+#include "scan/other_visitors.h"
 #include "scan/scan_context.h"
 
 namespace vantry {
@@ -17,7 +18,7 @@ namespace vantry {
 class HitProcessor {
  public:
   HitProcessor(ScanContext& c, Lifecycle& lifecycle)
-      : c_(c), t_(c.t), lifecycle_(lifecycle), classifier_(c.t), parser_(t_.Hit, t_.HitShift, c.clock) {}
+      : c_(c), t_(c.t), lifecycle_(lifecycle), classifier_(c.t), others_(c.t), parser_(t_.Hit, t_.HitShift, c.clock) {}
 
   // Sets format, separator and flags of the site's log type at the start of a scan.
   void SetLayout(int16_t site);
@@ -60,6 +61,7 @@ class HitProcessor {
   LiveTables& t_;
   Lifecycle& lifecycle_;
   Classifier classifier_;
+  OtherVisitors others_;
   LineParser parser_;
   uint64_t next_visitor_ = 0;  // Hash of the visitor that WarmUp asked for last.
   bool met_coming_day_ = false;

@@ -56,6 +56,11 @@ void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit
 
   bool drop = false;
   VisitorRec* v = FindVisitor(number, hit, drop);
+  std::optional<AsOther> as_other;
+  if (!v && !drop && others_.Full()) {
+    as_other.emplace(h);
+    v = FindVisitor(number, hit, drop);
+  }
   if (drop) return;
   int32_t alert = 0;
   if (!v) v = NewVisitor(number, hit, alert);
@@ -63,9 +68,11 @@ void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit
 
   v->LastHitTime = hit;
   if (parser_.Format().one_target && v->Referrer != h.HitReferrer) v->Referrer = t_.Visitors.Shared(h.HitReferrer);
+  if (as_other) others_.Count(*v, as_other->Address());
   // A repeated request, a frame reload or the re-read last line counts once; so does a second page in one second.
   const auto page_hash = static_cast<uint32_t>(std::hash<std::string>{}(h.HitPage));
-  if ((page_hash == v->PageHash && h.HitPage == v->Page) || hit == v->LastPageTime) return;
+  const bool repeated = (page_hash == v->PageHash && h.HitPage == v->Page) || hit == v->LastPageTime;
+  if (repeated && !as_other) return;
   v->PageHash = page_hash;
   CountPage(*v, line, hit);
   if (t_.Corrected.TestEveryPage && v->Pages > 1 && !v->AlertRaised) alert = TestAlerts(*v);
@@ -221,7 +228,7 @@ void HitProcessor::CountPage(VisitorRec& v, std::string_view line, LogTime hit) 
   SiteRec& site = t_.Site(line_site_);
   ++site.PagesCounted;
   if (t_.ShowTraceView) c_.log.AddTrace(line_site_, line);
-  if (v.Pages > 1 && MinutesBetween(v.LastPageTime, hit) >= site.ExValue134)
+  if (v.Pages > 1 && !others_.IsOther(v) && MinutesBetween(v.LastPageTime, hit) >= site.ExValue134)
     Raise(v, kExLongOnAPage, hit, v.Page, v.IP);
   v.LastPageTime = hit;
   v.LastClock = c_.clock.Now();

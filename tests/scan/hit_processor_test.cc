@@ -515,5 +515,52 @@ TEST_F(HitTest, ProxyLogsHaveNoSpiders) {
   EXPECT_FALSE(firewall.Visitor("10.0.0.9")->IsSpider);
 }
 
+TEST_F(HitTest, VisitorsBeyondTheBoundAreOneRow) {
+  rig.t.Corrected.MaxVisitors = 2;
+  rig.Hit("10.0.0.1", "11:00:00", "/a.htm");
+  rig.Hit("10.0.0.2", "11:00:00", "/a.htm");
+  for (int i = 3; i < 43; ++i) rig.Hit("10.0.0." + std::to_string(i), "11:00:01", "/a.htm", 404);
+  rig.Hit("10.0.0.3", "11:00:02", "/b.htm");
+  rig.Hit("10.0.0.1", "11:00:03", "/b.htm");
+  ASSERT_EQ(rig.t.Visitors.Count(), 3);
+  const VisitorRec& other = V("other");
+  EXPECT_EQ(other.Pages, 41);
+  EXPECT_EQ(other.KnownName, "other (40 addresses, 41 pages)");
+  EXPECT_EQ(other.DNS, "other");
+  EXPECT_EQ(other.Page, "b.htm");
+  EXPECT_TRUE(other.UserAgent.empty());
+  EXPECT_EQ(V().Pages, 2);
+  EXPECT_EQ(rig.t.Site(1).PagesCounted, 44);
+  EXPECT_EQ(rig.t.Site(1).TotalVisitors, 3);
+  // What single lines tell is raised; the row stands for many, so nothing is said of how it behaves.
+  EXPECT_EQ(rig.exceptions.Count(404), 40);
+  EXPECT_EQ(rig.exceptions.raised.size(), 40u);
+  EXPECT_EQ(other.HackCount, 0);
+  EXPECT_EQ(rig.history.Count("visit 1:other"), 1);
+  // Another site has a row of its own, and the next line goes by its own fields.
+  rig.AddSite();
+  rig.Ready(2);
+  rig.Line(ScanRig::Ncsa("10.0.0.9", "11:00:04", "/a.htm", 200, "http://a.example/", "Agent/1"), 2);
+  EXPECT_EQ(rig.Visitor("other", 2)->KnownName, "other (1 addresses, 1 pages)");
+  EXPECT_EQ(rig.t.Hit.HitIP, "10.0.0.9");
+  EXPECT_EQ(rig.t.Hit.HitAgent, "Agent/1");
+}
+
+TEST_F(HitTest, TheRowOfOthersBeginsAnewAfterItLeft) {
+  rig.t.Corrected.MaxVisitors = 1;
+  rig.Hit("10.0.0.1", "11:00:00", "/a.htm");
+  rig.Hit("10.0.0.2", "11:00:01", "/a.htm");
+  rig.Ready(1, 1);
+  rig.Hit("10.0.0.3", "11:50:00", "/a.htm");
+  EXPECT_EQ(V("other").KnownName, "other (1 addresses, 1 pages)");
+}
+
+TEST_F(HitTest, WithoutABoundEverybodyHasARow) {
+  for (int i = 1; i < 43; ++i) rig.Hit("10.0.0." + std::to_string(i), "11:00:01", "/a.htm");
+  rig.Hit("other", "11:00:02", "/a.htm");
+  EXPECT_EQ(rig.t.Visitors.Count(), 43);
+  EXPECT_TRUE(V("other").KnownName.empty());
+}
+
 }  // namespace
 }  // namespace vantry
