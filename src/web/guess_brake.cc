@@ -1,6 +1,8 @@
 #include "web/guess_brake.h"
 
 #include <algorithm>
+#include <utility>
+#include <vector>
 
 #include "core/text.h"
 
@@ -46,14 +48,24 @@ void GuessBrake::Count(Counters& counters, const std::string& key, int64_t now_m
   counter = {std::min(Faded(counter, now_ms) + 1, kMostCounted), now_ms};
 }
 
-// The one with the fewest wrong tries goes, so a crowd of new ones can't push out somebody who has guessed for long.
+// The quarter with the fewest wrong tries goes, so a crowd of new ones can't push out somebody who has guessed for
+// long.
 void GuessBrake::MakeRoom(Counters& counters, int64_t now_ms) {
-  std::erase_if(counters, [&](const auto& entry) { return Faded(entry.second, now_ms) == 0; });
-  if (counters.size() < kMostKept) return;
-  counters.erase(std::min_element(counters.begin(), counters.end(), [&](const auto& a, const auto& b) {
-    return std::pair(Faded(a.second, now_ms), a.second.since_ms) <
-           std::pair(Faded(b.second, now_ms), b.second.since_ms);
-  }));
+  struct Kept {
+    int wrong;
+    int64_t since_ms;
+    Counters::iterator place;
+  };
+  std::vector<Kept> kept;
+  kept.reserve(counters.size());
+  for (auto it = counters.begin(); it != counters.end(); ++it) {
+    kept.push_back({Faded(it->second, now_ms), it->second.since_ms, it});
+  }
+  const auto leaving = kept.begin() + static_cast<std::ptrdiff_t>(kept.size() / 4);
+  std::nth_element(kept.begin(), leaving, kept.end(), [](const Kept& a, const Kept& b) {
+    return std::pair(a.wrong, a.since_ms) < std::pair(b.wrong, b.since_ms);
+  });
+  for (auto it = kept.begin(); it != leaving; ++it) counters.erase(it->place);
 }
 
 std::string GuesserOf(std::string_view address) {

@@ -238,6 +238,7 @@ PieceSource VisitorsTablePieces(const PageContext& c, int client_no, std::string
   auto page = std::make_shared<PagePieces>(c, "Interface.VisitorsTable");
   page->Text().HTMLHeader("Vantry: " + std::string(page->Text().Show(domain)));
   HeaderBar(c, page->Text(), client_no);
+  bool known = true;
   if (EqualsNoCase(Trim(domain), "ALL")) {
     AddSiteTable(c, *page, client_no, 0);
   } else if (domain.empty()) {
@@ -251,15 +252,18 @@ PieceSource VisitorsTablePieces(const PageContext& c, int client_no, std::string
       const bool may_show = site.WebAccess && MayShow(c, client_no, site);
       if (may_show && EqualsNoCase(Trim(site.Domain), Trim(domain))) found = n;
     }
-    if (found > 0) {
+    known = found > 0;
+    if (known) {
       AddSiteTable(c, *page, client_no, found);
     } else {
       page->Text() << NotMonitoredPage(c, domain);
     }
   }
-  page->Add([](PageText& text) {
-    text.Legend({{"On Page", "Red", "", "The page was not found (404)."},
-                 {"DNS Name", "", "#FF0000", "The visitor has been idle for a while."}});
+  page->Add([known](PageText& text) {
+    if (known) {
+      text.Legend({{"On Page", "Red", "", "The page was not found (404)."},
+                   {"DNS Name", "", "#FF0000", "The visitor has been idle for a while."}});
+    }
     text.PopupScript();
     text.HTMLFooter();
     return false;

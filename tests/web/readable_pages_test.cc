@@ -39,6 +39,7 @@ TEST_F(ReadablePagesTest, AsTheyGoOut) {
   t.Site(1).TodayAlerts = 3;
   Check("sites_busy.html", SitesTable(rig.context, 1));
   Check("visitors.html", VisitorsTable(rig.context, 1, "www.one.example"));
+  Check("visitors_of_no_site.html", VisitorsTable(rig.context, 1, "no.example"));
   Check("visitors_of_all_sites.html", VisitorsTable(rig.context, 1, "all"));
   Check("alerts.html", AlertsTable(rig.context, 1, "www.one.example"));
   Check("spiders.html", SpidersTable(rig.context, 1, "www.one.example"));
