@@ -76,6 +76,10 @@ struct Steered final : RemoteControl {
   void Pause() override { Steer(monitoring = false); }
   void Continue() override { Steer(monitoring = true); }
   void Stop() override { Steer(true); }
+  std::string Reload() override {
+    Steer(true);
+    return "nothing";
+  }
   void ShowWindow() override { Steer(true); }
   void HideWindow() override { Steer(true); }
   void Steer(bool) const { Require(speaking != kConnections); }

@@ -11,7 +11,6 @@ namespace vantry {
 namespace {
 
 constexpr char kSettings[] = "Settings";
-constexpr int kMaxCopies = 9;
 
 }  // namespace
 
@@ -44,6 +43,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { Timer2Tick(); })),
       send_timer_(ports_.loop.NewTimer(MailQueue::kSendTimerMs, [this] { mail_.SendTimerTick(); })),
       flush_timer_(ports_.loop.NewTimer(VisitDatabase::kFlushAllMs, [this] { FlushHistory(); })),
+      edit_timer_(ports_.loop.NewTimer(LiveEdits::kLookMs, [this] { edits_->TakeOver(false); })),
       pause_(t_, log_, view_, AppVersion()) {
   pause_.AddTimer(*timer1_);
   pause_.AddTimer(*timer2_);
@@ -104,33 +104,22 @@ void Engine::KeepUnreadSites(const Status& status) {
     return;
   }
   std::string bytes;
-  const std::string copy = files_.Read(path, bytes).ok() ? KeepCopy(path, bytes) : std::string();
+  const std::string copy = files_.Read(path, bytes).ok() ? KeepCopy(files_, path, bytes) : std::string();
   site_file_kept_ = !copy.empty();
   problems_.push_back(status.text + (site_file_kept_ ? " The file as it was is kept as " + copy + "."
                                                      : " It can't be copied, so no change of a site will be saved."));
 }
 
-// Keeps the bytes beside the file under the first name that is free or holds them already, and returns that name. Empty
-// when all names are taken or the disk refuses.
-std::string Engine::KeepCopy(const std::string& path, const std::string& bytes) {
-  for (int n = 1; n <= kMaxCopies; ++n) {
-    const std::string copy = path + ".unread" + (n == 1 ? "" : std::to_string(n));
-    std::string there;
-    const Status status = files_.Read(copy, there);
-    if (status.ok() && there == bytes) return copy;
-    if (status.fail == Fail::kNotFound) return files_.Replace(copy, bytes).ok() ? copy : std::string();
-  }
-  return {};
-}
-
 void Engine::InitEngine() {
   ReadRegistry();
+  WatchEdits();
   ChooseDataFolder();
   t_.Today = DayOf(ports_.clock.Now());
   if (const Status status = ReadRobotsCache(files_, settings_.DDFPath, t_); !status.ok()) {
     problems_.push_back(status.text + ". It is left as it is, and what is learnt about spiders will not be saved.");
   }
   proxy_ = ReadProxy(registry_, options_.http_proxy);
+  if (edits_) edits_->BeginDataFolder();
   for (std::string& problem :
        ReadSettingsINI(files_, options_.app_path, settings_, t_.Countries, t_.Corrected.OneDataFolder)) {
     problems_.push_back(std::move(problem));
@@ -228,6 +217,7 @@ void Engine::StartTimersAndListener() {
     first_tick_->Start();
   }
   flush_timer_->Start();
+  if (edits_) edit_timer_->Start();
   automation_.Start();
   const Status status = web_.StartWebListener();
   if (status.ok()) return;
@@ -250,6 +240,7 @@ void Engine::SaveRegistry() {
 void Engine::SaveSites() {
   const bool saved = log_.Guard("Engine.WriteINI", [this] {
     if (!site_file_kept_) return Status::Error(Fail::kRefused, "VANTRY.INI was not read in full and is left as it is");
+    if (edits_) return edits_->WriteSites();
     return WriteINI(files_, options_.app_path, options_.regional, t_);
   });
   if (saved) return;
@@ -279,6 +270,7 @@ void Engine::Closing() {
   view_.SetStatus("Closing...");
   pause_.StopTimers();
   flush_timer_->Stop();
+  edit_timer_->Stop();
   ports_.resolver.Cancel();
   web_.CloseConnections();
   automation_.Close();

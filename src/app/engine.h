@@ -12,6 +12,7 @@
 #include "alerts/exceptions.h"
 #include "app/absent_parts.h"
 #include "app/doors.h"
+#include "app/live_edits.h"
 #include "config/registry_store.h"
 #include "config/settings.h"
 #include "config/unread_guard.h"
@@ -71,6 +72,7 @@ struct EngineOptions {
   std::function<bool()> acquire_instance = {};
   // Where the lists that come with the program lie, each with "/" at its end; one in the data folder goes before.
   std::vector<std::string> list_folders = {};
+  bool on_terminal = false;  // A hang-up says that somebody closed it.
 };
 
 // Major number, ".", minor number, ".", revision with three digits.
@@ -94,6 +96,10 @@ class Engine final : public RemoteControl, public LoginMailer {
   void Pause() override { pause_.Pause(); }
   void Continue() override { pause_.Continue(); }
   void Stop() override { Closing(); }
+  // Takes over what was edited, and says what that was. Nothing without the correction.
+  std::string Reload() override { return edits_ ? edits_->TakeOver(true) : std::string(); }
+  // The signal that a closing terminal sends, and that asks a service to read its files again.
+  void HangUp();
   void ShowWindow() override { view_.Show(); }
   void HideWindow() override { view_.Hide(); }
   void SendLoginMail(const std::string& to, const std::string& text, std::function<void()> done) override;
@@ -121,10 +127,10 @@ class Engine final : public RemoteControl, public LoginMailer {
   void InitEngine();
   void ReadRegistry();
   void ChooseDataFolder();
+  void WatchEdits();
   void ReadTodaysLists();
   void ReadTodaysEngines();
   void KeepUnreadSites(const Status& status);
-  std::string KeepCopy(const std::string& path, const std::string& bytes);
   bool LoadWindow();
   void ShowFirstView();
   void StaggerSites();
@@ -145,6 +151,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   UnreadGuard files_;
   RegistryFile registry_;
   WebSecurity security_;
+  std::optional<LiveEdits> edits_;  // Only with KeepEdits.
   ProgramLog log_;
   std::optional<Proxy> proxy_;
   bool site_file_kept_ = true;  // False when VANTRY.INI holds lines that are nowhere else.
@@ -165,7 +172,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   ScanContext scan_context_;
   ScanCycle scan_;
   WebServer web_;
-  std::unique_ptr<Timer> timer1_, timer2_, send_timer_, flush_timer_;
+  std::unique_ptr<Timer> timer1_, timer2_, send_timer_, flush_timer_, edit_timer_;
   std::unique_ptr<Timer> first_tick_;  // Of a quick start: ticks once, as soon as the loop turns.
   PauseControl pause_;
   uint64_t removed_at_return_ = 0;  // Visitors that had left when free memory last went back to the system.

@@ -4,6 +4,27 @@
 
 namespace vantry {
 
+void Engine::WatchEdits() {
+  if (!t_.Corrected.KeepEdits) return;
+  edits_.emplace(LiveEditsContext{.t = t_,
+                                  .settings = settings_,
+                                  .files = files_,
+                                  .regional = options_.regional,
+                                  .log = log_,
+                                  .clock = ports_.clock,
+                                  .app_path = options_.app_path,
+                                  .tell = [this](const std::string& text) { ports_.notices.Tell(text); }});
+  edits_->BeginProgramFolder();
+}
+
+void Engine::HangUp() {
+  if (edits_ && !options_.on_terminal) {
+    edits_->TakeOver(true);
+  } else {
+    Closing();
+  }
+}
+
 // Without the lists, or without what searches by them, everything is told as before, and people are told why.
 void Engine::ReadTodaysLists() {
   bool& wanted = t_.Corrected.TodaysNames;

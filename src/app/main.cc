@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <string>
 
+#include <unistd.h>
+
 #include "app/command_line.h"
 #include "app/engine.h"
 #include "config/value_forms.h"
@@ -105,8 +107,9 @@ int main(int argc, char** argv) {
        vantry::ReadRegional(registry),
        Environment("http_proxy"),
        acquire,
-       {ExecutableFolder().parent_path().string() + "/share/vantry/"}});
-  vantry::StopSignals signals([&engine] { engine.Closing(); });
+       {ExecutableFolder().parent_path().string() + "/share/vantry/"},
+       ::isatty(STDIN_FILENO) == 1});
+  vantry::StopSignals signals([&engine] { engine.Closing(); }, [&engine] { engine.HangUp(); });
   if (!engine.Main()) return result;
   if (!resolver.Problem().empty()) {
     notices.Tell("No host names are looked up: " + app_path + "registry.ini, section Resolver: " + resolver.Problem());

@@ -233,7 +233,7 @@ std::optional<std::string> ReadAll(Files& files, const std::string& app_path, Se
 
   if (ReadOptional(files, settings.DDFPath + kSearchEnginesFile, bytes, problem)) ParseSearchEngines(bytes, settings);
   if (problem) return problem;
-  if (ReadOptional(files, settings.DDFPath + "Countries.txt", bytes, problem)) ParseCountries(bytes, countries);
+  if (ReadOptional(files, settings.DDFPath + kCountriesFile, bytes, problem)) ParseCountries(bytes, countries);
   return problem;
 }
 

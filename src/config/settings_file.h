@@ -15,6 +15,7 @@ namespace vantry {
 
 // In the data folder.
 inline constexpr char kSearchEnginesFile[] = "Search engines.txt";
+inline constexpr char kCountriesFile[] = "Countries.txt";
 
 // Reads the bytes of SETTINGS.INI over the values that stand in `settings`; does not touch the extension defaults.
 std::optional<ReadProblem> ParseSettings(std::string_view bytes, Settings& settings);

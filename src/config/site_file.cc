@@ -326,6 +326,27 @@ std::string FormatSites(const Regional& settings, LiveTables& tables) {
   return out;
 }
 
+void TakeOverFields(const SiteRec& before, const SiteRec& after, SiteRec& site) {
+  const ReadState state = site;
+  for (const SiteRow& row : kSiteRows) {
+    std::visit(
+        [&](auto field) {
+          if (before.*field != after.*field) site.*field = after.*field;
+        },
+        row.field);
+  }
+  static_cast<ReadState&>(site) = state;
+}
+
+std::string FormatAlertsOf(const LiveTables& tables, int16_t site) {
+  std::string out;
+  int dns_count = 0;
+  for (const AlertRec& alert : tables.Alerts) {
+    if (alert.Site == site) AppendAlert(out, alert, dns_count);
+  }
+  return out;
+}
+
 Status ReadINI(Files& files, const std::string& app_path, const Regional& regional, LiveTables& tables) {
   const std::string path = app_path + "VANTRY.INI";
   std::string bytes;

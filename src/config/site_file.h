@@ -19,6 +19,12 @@ std::optional<ReadProblem> ParseSites(std::string_view bytes, const Regional& re
 // their alerts are left out, and a site that is paused by its sleep period alone is written (and set) as not paused.
 std::string FormatSites(const Regional& regional, LiveTables& tables);
 
+// Copies to `site` every saved field in which `after` differs from `before`, but for the reading state.
+void TakeOverFields(const SiteRec& before, const SiteRec& after, SiteRec& site);
+
+// The alert blocks of a site as they would be written, were they the first of the file.
+std::string FormatAlertsOf(const LiveTables& tables, int16_t site);
+
 // Reads VANTRY.INI from the program folder. A missing file leaves the tables empty and is no failure. kBadData when the
 // file was read up to a line only: what was read stays, and the text names file and line. kIo when it could not be
 // opened.

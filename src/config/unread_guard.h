@@ -23,6 +23,7 @@ class UnreadGuard final : public Files {
   Status Append(const std::string& path, std::string_view bytes) override { return files_.Append(path, bytes); }
   Status Remove(const std::string& path) override;
   bool Exists(const std::string& path) override { return files_.Exists(path); }
+  Status Identify(const std::string& path, FileIdentity& identity) override { return files_.Identify(path, identity); }
   Status MakeFolder(const std::string& path) override { return files_.MakeFolder(path); }
   Status List(const std::string& folder, std::vector<FileEntry>& entries) override {
     return files_.List(folder, entries);
@@ -37,5 +38,9 @@ class UnreadGuard final : public Files {
   Files& files_;
   std::map<std::string, std::string> unread_;  // Why the last reading failed, by path.
 };
+
+// Keeps the bytes beside the file under the first name that is free or holds them already, and returns that name. Empty
+// when all names are taken or the disk refuses.
+std::string KeepCopy(Files& files, const std::string& path, const std::string& bytes);
 
 }  // namespace vantry

@@ -48,7 +48,7 @@ constexpr CorrectionRow kRows[] = {
      "scan/agent_names.cc"},
     {"KeepEdits", &C::KeepEdits, nullptr, 0,
      "Edits of the INI files are taken over within 10 seconds, and nothing is overwritten unread.",
-     "config/, app/engine.cc"},
+     "app/live_edits.cc"},
     {"WideKeys", &C::WideKeys, nullptr, 0,
      "New tables hold 45 characters of an address, 60 of a site's name and 30 of a browser's.", "database/schema.cc"},
     {"GroupsPerSite", &C::GroupsPerSite, nullptr, 0, "A DNS group holds within its site.", "scan/visitor_hits.cc"},

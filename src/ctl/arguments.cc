@@ -27,9 +27,9 @@ constexpr CommandRow kCommands[] = {
     {CtlCommand::kWatch, "watch", "[--once]", "show sites and visitors, every 2 seconds anew, until Ctrl-C",
      "  --once         show one picture and end; fails when nobody answers\n", 0, 0},
     {CtlCommand::kAddSite, "add-site", "DIR --name NAME --domain DOMAIN [--type N] PATH",
-     "add a site to a stopped program's folder",
+     "add a site to a program's folder",
      "DIR is the program's folder (its VANTRY_HOME), made when it is not there. PATH is the log file, or the\n"
-     "folder whose newest log counts.\n\n"
+     "folder whose newest log counts. The program must be stopped, unless its correction KeepEdits is on.\n\n"
      "  --name NAME    the site's name\n"
      "  --domain NAME  the site's domain\n"
      "  --type N       the log's type, where it can't be told from the log:\n",
@@ -49,6 +49,8 @@ constexpr CommandRow kCommands[] = {
      "DIR is the folder of a stopped program, $VANTRY_HOME if it is left out. The disk needs room for the largest\n"
      "tables a second time. An interrupted run has lost nothing: run it again.\n",
      0, 1},
+    {CtlCommand::kReload, "reload", "", "take over now what was edited in the program's files",
+     "Without it edits are taken over within 10 seconds. Needs the correction KeepEdits.\n", 0, 0},
 };
 
 const CommandRow& RowOf(CtlCommand command) {

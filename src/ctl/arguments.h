@@ -21,7 +21,8 @@ enum class CtlCommand {
   kWatch,
   kAddSite,
   kCorrections,
-  kWidenTables
+  kWidenTables,
+  kReload
 };
 
 // Commands on a folder of files, which ask no running program.

@@ -92,6 +92,8 @@ Status RunNetworkCommand(const Endpoint& endpoint, const CtlArguments& a) {
       return Caption(endpoint, "@PAUSE");
     case CtlCommand::kContinue:
       return Caption(endpoint, "@CONTINUE");
+    case CtlCommand::kReload:
+      return Caption(endpoint, "@RELOAD");
     case CtlCommand::kStop:
       return Stop(endpoint);
     case CtlCommand::kStatus:

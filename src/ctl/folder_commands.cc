@@ -74,12 +74,15 @@ Status AddSiteCommand(Files& files, const CtlArguments& a) {
   std::cout << (place.recognised ? "Recognised " : "Taken for ") << FormatOf(place.type).name << ", "
             << (place.unix_lines ? "LF" : "CR LF") << " line ends\n";
   SingleInstance lock(home + "vantry.lock");
-  if (status = Hold(lock, home, "would undo the change"); !status.ok()) return status;
-  if (is_new) status = MakeRegistry(registry);
+  status = Hold(lock, home, "would undo the change");
+  const bool taken_over = status.fail == Fail::kRefused && corrected.KeepEdits;
+  if (!status.ok() && !taken_over) return status;
+  status = is_new ? MakeRegistry(registry) : Status::Ok();
   if (status.ok()) status = AddSite(files, {home, ReadRegional(registry), corrected}, a.name, a.domain, place);
   if (status.ok()) {
     std::cout << "Added " << Printable(Trim(a.name)) << " (" << Printable(Trim(a.domain))
               << "): " << Printable(place.folder) << Printable(place.mask) << "\n";
+    if (taken_over) std::cout << "The running Vantry takes it over within 10 seconds.\n";
   }
   return status;
 }

@@ -10,11 +10,6 @@
 namespace vantry {
 namespace {
 
-FileIdentity IdentityOf(const struct stat& info) {
-  return {info.st_size, info.st_ino, WrittenNs(info),
-          int64_t{info.st_ctim.tv_sec} * 1'000'000'000 + info.st_ctim.tv_nsec};
-}
-
 class PosixDataFile final : public DataFile {
  public:
   PosixDataFile(int fd, std::string path) : fd_(fd), path_(std::move(path)) {}

@@ -101,6 +101,13 @@ bool PosixFiles::Exists(const std::string& path) {
   return ::access(path.c_str(), F_OK) == 0;
 }
 
+Status PosixFiles::Identify(const std::string& path, FileIdentity& identity) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) return Failure(path, errno);
+  identity = IdentityOf(info);
+  return Status::Ok();
+}
+
 Status PosixFiles::MakeFolder(const std::string& path) {
   for (size_t at = path.find('/', 1);; at = path.find('/', at + 1)) {
     const std::string part = path.substr(0, at);

@@ -12,6 +12,7 @@ class PosixFiles final : public Files {
   Status Append(const std::string& path, std::string_view bytes) override;
   Status Remove(const std::string& path) override;
   bool Exists(const std::string& path) override;
+  Status Identify(const std::string& path, FileIdentity& identity) override;
   Status MakeFolder(const std::string& path) override;
   Status List(const std::string& folder, std::vector<FileEntry>& entries) override;
   Status OpenLog(const std::string& path, std::unique_ptr<LogFile>& file) override;

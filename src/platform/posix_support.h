@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "core/status.h"
+#include "ports/file_identity.h"
 
 namespace vantry {
 
@@ -54,6 +55,11 @@ inline void SyncFolderOf(const std::string& path) {
 // The last write in nanoseconds of the file system's clock.
 inline int64_t WrittenNs(const struct stat& info) {
   return int64_t{info.st_mtim.tv_sec} * 1'000'000'000 + info.st_mtim.tv_nsec;
+}
+
+inline FileIdentity IdentityOf(const struct stat& info) {
+  return {info.st_size, info.st_ino, WrittenNs(info),
+          int64_t{info.st_ctim.tv_sec} * 1'000'000'000 + info.st_ctim.tv_nsec};
 }
 
 }  // namespace vantry

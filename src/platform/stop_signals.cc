@@ -19,21 +19,27 @@ void IgnoreSignals() {
   for (const int number : {SIGPIPE, SIGUSR1, SIGUSR2}) ::signal(number, SIG_IGN);
 }
 
-StopSignals::StopSignals(std::function<void()> stop) {
+StopSignals::StopSignals(std::function<void()> stop, std::function<void()> hang_up) {
   sigset_t set;
   ::sigemptyset(&set);
   ::sigaddset(&set, SIGTERM);
   ::sigaddset(&set, SIGINT);
-  ::sigaddset(&set, SIGHUP);  // The terminal was closed.
+  ::sigaddset(&set, SIGHUP);
   ::sigprocmask(SIG_BLOCK, &set, nullptr);
   watch_ = std::make_unique<Watch>(::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
   QObject::connect(&watch_->notifier, &QSocketNotifier::activated, &watch_->notifier,
-                   [fd = watch_->fd, stop = std::move(stop)] {
+                   [fd = watch_->fd, stop = std::move(stop), hang_up = std::move(hang_up)] {
                      // Read first: the notifier fires again in a nested loop until the data is gone.
                      signalfd_siginfo info;
-                     bool asked = false;
-                     while (::read(fd, &info, sizeof info) == sizeof info) asked = true;
-                     if (asked) stop();
+                     bool asked = false, hung_up = false;
+                     while (::read(fd, &info, sizeof info) == sizeof info) {
+                       (info.ssi_signo == SIGHUP ? hung_up : asked) = true;
+                     }
+                     if (asked) {
+                       stop();
+                     } else if (hung_up) {
+                       hang_up();
+                     }
                    });
 }
 

@@ -9,10 +9,10 @@ namespace vantry {
 // two have no meaning yet.
 void IgnoreSignals();
 
-// Delivers SIGTERM, SIGINT and SIGHUP as calls on the loop.
+// Delivers SIGTERM and SIGINT, and SIGHUP by itself, as calls on the loop.
 class StopSignals {
  public:
-  explicit StopSignals(std::function<void()> stop);
+  StopSignals(std::function<void()> stop, std::function<void()> hang_up);
   ~StopSignals();
 
  private:

@@ -10,6 +10,7 @@
 
 #include "core/date_time.h"
 #include "core/status.h"
+#include "ports/file_identity.h"
 
 namespace vantry {
 
@@ -43,6 +44,8 @@ class Files {
   // Removing a missing file is not a failure.
   virtual Status Remove(const std::string& path) = 0;
   virtual bool Exists(const std::string& path) = 0;
+  // kNotFound if there is no such file.
+  virtual Status Identify(const std::string& path, FileIdentity& identity) = 0;
   // Creates the folder and its parents; an existing one is not a failure.
   virtual Status MakeFolder(const std::string& path) = 0;
   // The plain files of a folder, in no particular order.

@@ -32,6 +32,8 @@ void WebServer::RunControlLine(int n, std::string_view text) {
   } else if (word == "CONTINUE") {
     program.Continue();
     SendWebLine(n, program.Caption() + " [Running]");
+  } else if (word == "RELOAD" && c_.t.Corrected.KeepEdits) {
+    SendWebLine(n, program.Caption() + ": " + program.Reload());
   } else if (word == "@STOP") {
     SendWebLine(n, "XXX");
     program.Stop();

@@ -36,6 +36,8 @@ class RemoteControl {
   virtual void Pause() = 0;
   virtual void Continue() = 0;
   virtual void Stop() = 0;  // The closing routine; the program ends after it.
+  // Takes over what was edited in the files and says what that was; empty when that is not wanted.
+  virtual std::string Reload() = 0;
   virtual void ShowWindow() = 0;
   virtual void HideWindow() = 0;
 };

@@ -66,7 +66,7 @@ struct Sounds : ::testing::Test {
 TEST_F(Sounds, PlayerStartsWithNoSignalBlocked) {
   int argc = 0;
   QCoreApplication application(argc, nullptr);
-  StopSignals blocks([] {});
+  StopSignals blocks([] {}, [] {});
   sigset_t blocked;
   ::sigprocmask(SIG_BLOCK, nullptr, &blocked);
   ASSERT_TRUE(::sigismember(&blocked, SIGTERM));

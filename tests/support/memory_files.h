@@ -20,6 +20,7 @@ class MemoryFiles final : public Files {
     std::string bytes;
     int64_t written_ns = 0;
     bool readable = true;
+    int64_t version = 0;  // Another one after every write.
   };
   std::map<std::string, std::shared_ptr<Entry>> entries;  // By path.
   std::set<std::string> folders;
@@ -32,6 +33,7 @@ class MemoryFiles final : public Files {
     if (!entry) entry = std::make_shared<Entry>();
     entry->bytes = std::move(bytes);
     entry->written_ns = clock_ns;
+    entry->version = ++versions_;
   }
   std::string Get(const std::string& path) const {
     const auto it = entries.find(path);
@@ -48,7 +50,7 @@ class MemoryFiles final : public Files {
   }
   Status Replace(const std::string& path, std::string_view bytes) override {
     if (Broken("replace " + path)) return Status::Error(Fail::kIo, path + ": No space left on device");
-    entries[path] = std::make_shared<Entry>(Entry{std::string(bytes), clock_ns, true});
+    entries[path] = std::make_shared<Entry>(Entry{std::string(bytes), clock_ns, true, ++versions_});
     return Status::Ok();
   }
   Status Append(const std::string& path, std::string_view bytes) override {
@@ -57,6 +59,7 @@ class MemoryFiles final : public Files {
     if (!entry) entry = std::make_shared<Entry>();
     entry->bytes.append(bytes);
     entry->written_ns = clock_ns;
+    entry->version = ++versions_;
     return Status::Ok();
   }
   Status Remove(const std::string& path) override {
@@ -65,6 +68,13 @@ class MemoryFiles final : public Files {
     return Status::Ok();
   }
   bool Exists(const std::string& path) override { return entries.contains(path); }
+  Status Identify(const std::string& path, FileIdentity& identity) override {
+    const auto it = entries.find(path);
+    if (it == entries.end()) return Status::Error(Fail::kNotFound, path + ": not there");
+    const Entry& entry = *it->second;
+    identity = {static_cast<int64_t>(entry.bytes.size()), 1, entry.written_ns, entry.version};
+    return Status::Ok();
+  }
   Status MakeFolder(const std::string& path) override {
     if (Broken("folder " + path)) return Status::Error(Fail::kIo, path + ": broken on command");
     folders.insert(path);
@@ -110,6 +120,7 @@ class MemoryFiles final : public Files {
     std::shared_ptr<Entry> entry_;
   };
 
+  int64_t versions_ = 0;
   bool Broken(const std::string& call) {
     calls.push_back(call);
     return fails && fails(call);

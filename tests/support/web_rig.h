@@ -63,6 +63,10 @@ struct FakeControl final : RemoteControl {
   void Pause() override { monitoring = false; }
   void Continue() override { monitoring = true; }
   void Stop() override { calls.emplace_back("stop"); }
+  std::string Reload() override {
+    calls.emplace_back("reload");
+    return "nothing was edited";
+  }
   void ShowWindow() override { calls.emplace_back("show"); }
   void HideWindow() override { calls.emplace_back("hide"); }
 };

@@ -9,6 +9,17 @@ namespace {
 
 constexpr char kHi[] = "Vantry 2.0.000 [Running]\r\n";
 
+TEST_F(WebTest, ReloadIsAControlLineOfItsCorrection) {
+  Connect(1);
+  Send(1, "@RELOAD\r\n");
+  EXPECT_EQ(listener.peers[1].sent, "");
+  EXPECT_TRUE(control.calls.empty());
+  t.Corrected.KeepEdits = true;
+  Send(1, "@reload\r\n");
+  EXPECT_EQ(listener.peers[1].sent, "Vantry 2.0.000: nothing was edited\r\n");
+  EXPECT_EQ(control.calls, std::vector<std::string>{"reload"});
+}
+
 TEST_F(WebTest, ControlLinesInARequestAreNoneWithControlAlone) {
   for (const bool corrected : {false, true}) {
     t.Corrected.ControlAlone = corrected;

@@ -1,0 +1,73 @@
+// Edits of the files that an operator keeps, taken over while the program runs.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "config/edit_watch.h"
+#include "config/settings.h"
+#include "core/program_log.h"
+#include "core/regional.h"
+#include "core/tables.h"
+#include "ports/clock.h"
+#include "ports/files.h"
+
+namespace vantry {
+
+struct LiveEditsContext {
+  LiveTables& t;
+  Settings& settings;
+  Files& files;
+  const Regional& regional;
+  ProgramLog& log;
+  Clock& clock;
+  std::string app_path;
+  std::function<void(std::string)> tell;  // For the console.
+};
+
+class LiveEdits {
+ public:
+  // Two looks this far apart must see the same before a file counts as edited, so an edit is taken over within 10 s.
+  static constexpr int64_t kLookMs = 4'000;
+
+  explicit LiveEdits(LiveEditsContext c) : c_(std::move(c)), watch_(c_.files) {}
+
+  // Before the program folder's files are read at the start, and before those of the data folder are.
+  void BeginProgramFolder();
+  void BeginDataFolder();
+
+  // Takes over what was edited; `at_once` takes a file that has changed since the last look as well. A file with a
+  // mistake is told with its line, once, and changes nothing. Does nothing inside a scan, whose references would be
+  // void. Returns what was done, for people.
+  std::string TakeOver(bool at_once);
+
+  // Writes VANTRY.INI after taking over what was edited there. Inside a scan edits go into the file alone, which is
+  // for the end of the program; at other times the file is then left for later.
+  Status WriteSites();
+
+ private:
+  // Returns why nothing was taken over; empty if it was.
+  using Take = std::string (LiveEdits::*)(const std::string& bytes);
+  struct Row {
+    std::string path;
+    Take take;
+  };
+
+  std::vector<Row> Rows() const;
+  std::string SitesPath() const { return c_.app_path + "VANTRY.INI"; }
+  std::string TakeSettings(const std::string& bytes);
+  std::string TakeExceptionTypes(const std::string& bytes);
+  std::string TakeSites(const std::string& bytes);
+  std::string TakeEngines(const std::string& bytes);
+  std::string TakeCountries(const std::string& bytes);
+  void RefreshConstants();
+  Status MergeForWriting(LiveTables& tables);
+
+  LiveEditsContext c_;
+  EditWatch watch_;
+  std::string sites_;  // The bytes of VANTRY.INI as they were last read or written.
+};
+
+}  // namespace vantry
