@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/quiet_lines.h"
 #include "core/text.h"
 #include "core/visitor_rows.h"
 #include "core/wildcard.h"
@@ -68,7 +69,9 @@ void Alerts::AddAlert(VisitorRec& v, int32_t place) {
   v.AlertPending = false;
   if (place < 1 || static_cast<size_t>(place) > c_.t.Alerts.size()) return;
   // What a first scan finds happened while the program did not run: it is listed in silence.
-  c_.log.Guard("AddAlert", [&] { return AddAlert(v, place, c_.t.Site(v.Site).ScanCount < 2); });
+  const SiteRec& site = c_.t.Site(v.Site);
+  const bool silent = site.ScanCount < 2 || IsQuietLine(c_.t, site);
+  c_.log.Guard("AddAlert", [&] { return AddAlert(v, place, silent); });
 }
 
 Status Alerts::AddAlert(VisitorRec& v, int32_t place, bool silent) {
@@ -95,7 +98,7 @@ void Alerts::NameArrived(VisitorRec& v) {
   v.AlertRaised = true;
   // Names of those who came in the first scan arrive after it.
   const SiteRec& site = c_.t.Site(v.Site);
-  const bool silent = site.ScanCount < 2 || v.VisitNo <= site.FirstScanVisitors;
+  const bool silent = !site.ReadOnce || v.VisitNo <= site.FirstScanVisitors;
   c_.log.Guard("AddAlert", [&] { return AddAlert(v, place, silent); });
 }
 

@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "core/exception_numbers.h"
+#include "core/quiet_lines.h"
 #include "core/text.h"
 #include "core/visitor_rows.h"
 
@@ -60,28 +61,30 @@ bool Exceptions::AddException(int16_t site, int number, LogTime when, std::optio
     raised.address = address;
     raised.visit_number = visit_number;
     raised.message = ExceptionMessage(type->Description, raised.value, address, visit_number);
-    bool act = true, notify = true;
+    bool act = true, notify = true, tell = true;
     if (site > 0) {
       const SiteRec& rec = c_.t.Site(site);
       raised.site_text = rec.Name + ": ";
       act = rec.ReplayUntilPos == 0;
       notify = !rec.EmailNoExceptions;
+      tell = !IsQuietLine(c_.t, rec);
     }
-    if (act) Act(raised, *type, notify);
+    if (act) Act(raised, *type, notify, tell);
     Count(raised);
     return Status::Ok();
   });
 }
 
-void Exceptions::Act(const Raised& raised, const ExceptionType& type, bool notify) {
+void Exceptions::Act(const Raised& raised, const ExceptionType& type, bool notify, bool tell) {
   const std::string number = std::to_string(raised.number);
-  if (type.Email && notify) {
+  if (tell && type.Email && notify) {
     c_.mail.SendEmail(
         raised.site_text + "[" + number + "] " + raised.message + " @ " + c_.regional.General(raised.when), raised.site,
         type.EmailAddress);
   }
   c_.history.AddExceptionToDatabase(
       {raised.site_text, raised.when, type.Number, raised.address, raised.visit_number, raised.value});
+  if (!tell) return;
   if (type.EventLog) {
     c_.log.AddLogEvent(raised.site_text + "[" + number + "] " + raised.message, LevelOf(type.EventLevel));
   }

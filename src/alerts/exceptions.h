@@ -41,7 +41,8 @@ class Exceptions final : public ExceptionSink {
     int32_t visit_number = 0;
   };
   const ExceptionType* FindType(int number) const;
-  void Act(const Raised& raised, const ExceptionType& type, bool notify);
+  // Stores it; with `tell` people and programs hear of it, and with `notify` by mail and short message too.
+  void Act(const Raised& raised, const ExceptionType& type, bool notify, bool tell);
   void RunProgram(const Raised& raised, const ExceptionType& type);
   void Count(const Raised& raised);
   Status CheckType(int16_t site, const ExceptionType& type);

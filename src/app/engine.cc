@@ -83,6 +83,7 @@ int Engine::ExceptionNumberAt(int16_t place) const {
 bool Engine::Main() {
   bool running = false;
   log_.Guard("Main", [&] {
+    t_.Started = ports_.clock.Now();
     InitEngine();
     t_.Sites.clear();
     if (const Status status = ReadINI(files_, options_.app_path, options_.regional, t_); !status.ok()) {

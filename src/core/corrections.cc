@@ -38,9 +38,9 @@ constexpr CorrectionRow kRows[] = {
      "scan/first_of_today.cc"},
     {"QuickStart", &C::QuickStart, nullptr, 0, "The first scans follow each other at once.", "app/engine.cc"},
     {"QuietFirstScan", &C::QuietFirstScan, nullptr, 0,
-     "Lines written before the start fill lists and history and act on nobody: no mail, short message, program or "
-     "sound.",
-     "alerts/"},
+     "Lines that a new site's log had before the start fill lists and history and act on nobody: no mail, short "
+     "message, program, sound or event.",
+     "core/quiet_lines.h"},
     {"QuietReplay", &C::QuietReplay, nullptr, 0,
      "A restart changes no number and acts on nothing twice; read positions are saved every minute (SaveEvery).",
      "scan/, database/"},

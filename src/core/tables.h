@@ -84,7 +84,9 @@ struct SiteRec : ReadState {
   std::string LastPage;               // Of the visitor removed last.
   bool Deleted = false;
   int32_t ScanCount = 0;                          // Scans started in this run.
-  int32_t FirstScanVisitors = 0;                  // TotalVisitors after the first of them.
+  bool ReadFromStart = false;                     // Nothing of the log had been read before this run.
+  bool ReadOnce = false;                          // A scan of this run came to the log's end.
+  int32_t FirstScanVisitors = 0;                  // TotalVisitors after the first that did.
   int32_t PagesCounted = 0;                       // Counted page views in this run.
   bool WebAccess = false, WebReferrers = false;   // Saved.
   std::string WebUserName, WebPassword, WebLogo;  // Saved.
@@ -202,6 +204,7 @@ struct CountryEntry {
 
 struct LiveTables {
   Corrections Corrected;  // What the operator has switched on; set at the start.
+  WallTime Started;       // When the program did.
   std::vector<SiteRec> Sites;
   VisitorTable Visitors;
   std::vector<AlertRec> Alerts;  // Of all sites, in the order of the site file.

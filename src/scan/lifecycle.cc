@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <span>
 
+#include "core/quiet_lines.h"
 #include "core/visitor_rows.h"
 
 namespace vantry {
@@ -101,7 +102,7 @@ void Lifecycle::Leave(VisitorRec& v) {
   site.ViewDirty = true;
   t_.pageGrid.DeleteRows(v);
   FinishAlertRow(v);
-  if (t_.InterfaceCount > 0) c_.events.VisitorLeft(site.Domain, v);
+  if (t_.InterfaceCount > 0 && !IsQuietLine(t_, site)) c_.events.VisitorLeft(site.Domain, v);
   c_.history.UpdateVisitInDatabase(v);
 }
 

@@ -115,7 +115,10 @@ void ScanCycle::TickSite(int16_t n) {
   ScanSite(n);
   if (t_.Closing) return;
   t_.Site(n).CaughtUp = true;
-  if (t_.Site(n).ScanCount == 1) t_.Site(n).FirstScanVisitors = t_.Site(n).TotalVisitors;
+  // After a first scan the table holds all visits since midnight. Those that are over must not count as a crowd.
+  const bool quiet = t_.Corrected.QuietFirstScan || t_.Corrected.QuietReplay;
+  if (quiet && t_.Site(n).ScanCount == 1) lifecycle_.ScanToRemove();
+  if (t_.Closing) return;
   c_.exceptions.CheckExceptions(n);
 }
 
@@ -184,7 +187,7 @@ void ScanCycle::AnnounceFirstScan(int16_t n) {
                               "The could take several minutes depending on the size of your log file. "
                               "This will take longer than subsequent scans.");
   }
-  t_.FirstScan = true;
+  t_.FirstScan = t_.Site(n).ReadFromStart = true;
   c_.view.SetStatus("Scanning for the first time. Please wait.....");
 }
 
@@ -430,6 +433,8 @@ void ScanCycle::EndScan(int16_t n) {
     site.LastScanError.clear();
     site.Scanning = site.Replaying = false;
     site.ReplayUntilPos = 0;
+    if (!site.ReadOnce) site.FirstScanVisitors = site.TotalVisitors;
+    site.ReadOnce = true;
     // A first scan replays history: no peaks are taken from it.
     if (site.ScanCount > 1 && site.CurrentVisitors > site.PeakToday) site.PeakToday = site.CurrentVisitors;
     c_.view.UpdateStatus();

@@ -2,6 +2,7 @@
 #include <functional>
 
 #include "core/exception_numbers.h"
+#include "core/quiet_lines.h"
 #include "core/text.h"
 #include "core/visitor_rows.h"
 #include "core/wildcard.h"
@@ -210,7 +211,7 @@ void HitProcessor::SetReferrer(VisitorRec& v, const SiteRec& site) {
 }
 
 void HitProcessor::Announce(const VisitorRec& v, const SiteRec& site) {
-  if (site.ReplayUntilPos != 0 || !site.CaughtUp) return;
+  if (site.ReplayUntilPos != 0 || !site.CaughtUp || IsQuietLine(t_, site)) return;
   if (!v.AlertPending && site.ScanCount > 2 && !c_.settings.DefaultSound.empty() && c_.settings.NewVisitorSound) {
     c_.notices.PlaySound(c_.settings.DefaultSound);
   }
@@ -312,7 +313,8 @@ void HitProcessor::ScoreVisit(VisitorRec& v, LogTime hit) {
 
 void HitProcessor::StorePage(VisitorRec& v) {
   const std::string& page = t_.Hit.HitPage;
-  if (t_.InterfaceCount > 0 && v.Pages >= 2) c_.events.VisitorPageMove(t_.Site(line_site_).Domain, v);
+  const SiteRec& site = t_.Site(line_site_);
+  if (t_.InterfaceCount > 0 && v.Pages >= 2 && !IsQuietLine(t_, site)) c_.events.VisitorPageMove(site.Domain, v);
   if (t_.HasWindow) t_.pageGrid.AddRow(v, v.Pages, page, v.Query, SecondOfDay(v.LastPageTime));
   c_.history.AddPageToDatabase(v);
 }

@@ -197,6 +197,22 @@ TEST_F(RaisedAlertTest, IsSilentInTheFirstScan) {
   EXPECT_EQ(rig.programs.started, std::vector<std::string>{"/bin/act"});
 }
 
+TEST_F(RaisedAlertTest, IsSilentForLinesFromBeforeTheStartWhenCorrected) {
+  alert->Email = true;
+  alert->EmailAddress = "a@example";
+  SiteRec& site = rig.t.Site(1);
+  site.ReadFromStart = site.Scanning = true;
+  rig.t.Started = rig.clock.now;
+  site.LastReadDateTime.s = rig.clock.now.s - 60;
+  rig.t.Corrected.QuietFirstScan = true;
+  Raise();
+  EXPECT_TRUE(rig.mail.sent.empty());
+  EXPECT_EQ(rig.t.logGrid.RowCount(), 1u);
+  site.LastReadDateTime.s = rig.clock.now.s;
+  Raise();
+  EXPECT_EQ(rig.mail.sent.size(), 1u);
+}
+
 TEST_F(RaisedAlertTest, AHostMaskMeetsTheNameWhenItArrivesWhenCorrected) {
   visitor.AlertPending = false;
   alert->DNS = {"*.example.org"};

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/exception_numbers.h"
+#include "core/quiet_lines.h"
 #include "support/alert_rig.h"
 
 namespace vantry {
@@ -268,6 +269,41 @@ TEST_F(ExceptionTest, AReplayIsCountedAndListedInSilence) {
   EXPECT_EQ(rig.files.Get("/sms/POLLED.TXT"), "<none>");
   EXPECT_EQ(Rows(), 1u);
   EXPECT_EQ(rig.t.Site(1).TodayExceptions, 1);
+}
+
+TEST_F(ExceptionTest, LinesFromBeforeTheStartAreStoredAndToldToNobodyWhenCorrected) {
+  ExceptionType& type = rig.Type(404);
+  type.EmailAddress = "admin@example";
+  type.EventLog = type.SMS = type.RunProgram = true;
+  type.Run = "/bin/act";
+  rig.files.Put("/bin/act", "");
+  SiteRec& site = rig.t.Site(1);
+  site.ReadFromStart = site.Scanning = true;
+  rig.t.Started = rig.clock.now;
+  const auto told = [&](int64_t seconds_before) {
+    site.LastReadDateTime.s = rig.t.Started.s - seconds_before;
+    const size_t before = rig.programs.started.size();
+    EXPECT_TRUE(Raise(1, 404, "a"));
+    EXPECT_EQ(rig.mail.sent.size() > 0, rig.programs.started.size() > 0);
+    EXPECT_EQ(rig.notices.events.size(), rig.programs.started.size());
+    return rig.programs.started.size() > before;
+  };
+  rig.t.Corrected.QuietFirstScan = true;
+  EXPECT_FALSE(told(3600));
+  EXPECT_FALSE(told(kBeforeStartSeconds));
+  EXPECT_EQ(rig.files.Get("/sms/POLLED.TXT"), "<none>");
+  EXPECT_EQ(rig.history.rows.size(), 2u);
+  EXPECT_EQ(Rows(), 2u);
+  EXPECT_EQ(site.TodayExceptions, 2);
+  EXPECT_TRUE(told(kBeforeStartSeconds - 1));
+  site.Scanning = false;  // What is no line's.
+  EXPECT_TRUE(told(3600));
+  site.Scanning = true;
+  site.ReadFromStart = false;  // What came while the program did not run.
+  EXPECT_TRUE(told(3600));
+  site.ReadFromStart = true;
+  rig.t.Corrected.QuietFirstScan = false;
+  EXPECT_TRUE(told(3600)) << "classic";
 }
 
 TEST_F(ExceptionTest, APlaceToRunThatIsNotThereIsSkippedAndAFailureIsReported) {

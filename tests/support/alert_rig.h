@@ -44,6 +44,7 @@ struct AlertRig : MailRig {
   AlertRig() {
     for (SiteRec& site : t.Sites) {
       site.ScanCount = 2;
+      site.ReadOnce = true;
       site.ExLastLowCheck = site.ExLastHighCheck = clock.now;
     }
     AddDefaultExTypes(settings.ExceptionTypes);

@@ -1,0 +1,18 @@
+// Which lines act on nobody: they tell of what happened while the program did not run.
+#pragma once
+
+#include "core/tables.h"
+
+namespace vantry {
+
+// A line counts as written before the start when it is at least this much older.
+inline constexpr int64_t kBeforeStartSeconds = 2;
+
+// Whether the line that is being processed lies before the start of the program in a log that it reads for the first
+// time. False outside a scan.
+inline bool IsQuietLine(const LiveTables& t, const SiteRec& site) {
+  return t.Corrected.QuietFirstScan && site.ReadFromStart && site.Scanning &&
+         site.LastReadDateTime.s + kBeforeStartSeconds <= t.Started.s;
+}
+
+}  // namespace vantry
