@@ -27,6 +27,7 @@ class NullPrograms final : public Programs {
  public:
   void SetEnvironment(const std::string&, const std::string&) override {}
   Status Start(const std::string&) override { return Status::Ok(); }
+  void Limit(int32_t, std::function<void(std::string_view)>) override {}
 };
 
 class NullBus final : public AutomationBus {

@@ -174,6 +174,8 @@ bool Engine::LoadWindow() {
   for (const std::string& problem : problems_) ports_.notices.Tell(problem);
   for (const std::string& line : SharedHistories(t_)) ports_.notices.Tell(line);
   view_.SetStatus("Preparing...");
+  ports_.programs.Limit(t_.Corrected.MaxPrograms,
+                        [this](std::string_view text) { log_.ReportError(text, "f.runThis"); });
   StaggerSites();
   log_.Guard("Engine.RefreshexceptionConstants",
              [this] { return RefreshexceptionConstants(settings_.ExceptionTypes, t_); });

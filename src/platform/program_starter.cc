@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include <signal.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include "core/text.h"
@@ -24,6 +25,8 @@ struct Launch {
   int null = -1, report = -1;                 // Above the three standard descriptors.
   int descriptors = 0;                        // No descriptor is as high as this.
   bool silent = false;
+  bool watched = false;  // `process` is wanted.
+  int process = -1;
 };
 
 // Sets a descriptor up above the standard ones: those may be closed here and are given to the program.
@@ -69,7 +72,16 @@ void CloseOthersAtExec(int descriptors) {
   const pid_t child = ::fork();
   if (child == 0) Become(launch);
   if (child < 0) TellAndExit(launch.report);
+  // Told apart from an errno by its sign.
+  const int number = -child;
+  (void)!::write(launch.report, &number, sizeof number);
   ::_exit(0);
+}
+
+// A process that nobody of ours has to wait for. Its number may be another's by now if it has ended already: then the
+// end of that one is taken for its own.
+int OpenProcess(pid_t number) {
+  return static_cast<int>(::syscall(SYS_pidfd_open, number, 0));
 }
 
 // Starts the program; returns 0 or the errno of what failed.
@@ -95,10 +107,14 @@ int Run(Launch& launch) {
   while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
   }
   int error = 0;
-  ssize_t n = 0;
-  while ((n = ::read(reading.get(), &error, sizeof error)) < 0 && errno == EINTR) {
+  for (;;) {
+    int told = 0;
+    const ssize_t n = ::read(reading.get(), &told, sizeof told);
+    if (n < 0 && errno == EINTR) continue;
+    if (n != sizeof told) return error;
+    if (told > 0) error = told;
+    if (told < 0 && launch.watched) launch.process = OpenProcess(-told);
   }
-  return n == sizeof error ? error : 0;
 }
 
 std::string Reason(int error) {
@@ -136,7 +152,7 @@ std::string UpToNul(const std::string& text) {
 
 }  // namespace
 
-Status StartProgram(const ProgramCall& call) {
+Status StartProgram(const ProgramCall& call, int* process) {
   std::vector<std::string> arguments = {call.program};
   arguments.insert(arguments.end(), call.arguments.begin(), call.arguments.end());
   std::vector<std::string> environment = Environment(call.variables);
@@ -146,7 +162,10 @@ Status StartProgram(const ProgramCall& call) {
   launch.environment = Pointers(environment);
   launch.descriptors = static_cast<int>(std::min(::sysconf(_SC_OPEN_MAX), 1L << 20));
   launch.silent = call.silent;
+  launch.watched = process != nullptr;
   const int error = Run(launch);
+  Descriptor watched(launch.process);
+  if (process) *process = error == 0 ? watched.Release() : -1;
   if (error == 0) return Status::Ok();
   if (error == ENOENT && ::access(call.program.c_str(), F_OK) != 0) return Failure(call.program, error);
   return Status::Error(Fail::kIo, call.program + ": can't be started: " + Reason(error));
@@ -172,7 +191,50 @@ void ProgramStarter::SetEnvironment(const std::string& name, const std::string& 
   if (!key.empty() && !Contains(key, "=")) variables_[key] = UpToNul(value);
 }
 
+void ProgramStarter::Limit(int32_t most, std::function<void(std::string_view)> tell) {
+  most_ = static_cast<size_t>(std::max<int32_t>(most, 0));
+  tell_ = std::move(tell);
+}
+
 Status ProgramStarter::Start(const std::string& path) {
+  if (most_ == 0 || running_.size() < most_) return StartNow(path, variables_);
+  Wait(path);
+  return Status::Ok();
+}
+
+void ProgramStarter::Wait(const std::string& path) {
+  size_t bytes = path.size();
+  for (const auto& [name, value] : variables_) bytes += name.size() + value.size();
+  waiting_.Push({path, variables_}, bytes);
+  if (waiting_.TakeDropped() == 0 || dropping_) return;
+  dropping_ = true;
+  tell_(std::to_string(most_) +
+        " programs run and do not end, and too many wait for their turn: the oldest are dropped");
+}
+
+void ProgramStarter::Watch(int process) {
+  RunningProgram& program = running_[process];
+  program.process = std::make_unique<Descriptor>(process);
+  program.notifier = std::make_unique<QSocketNotifier>(process, QSocketNotifier::Read);
+  QObject::connect(program.notifier.get(), &QSocketNotifier::activated, program.notifier.get(),
+                   [this, process] { HasEnded(process); });
+}
+
+void ProgramStarter::HasEnded(int process) {
+  const auto program = running_.extract(process);
+  // This runs in a call of the notifier.
+  program.mapped().notifier->setEnabled(false);
+  program.mapped().notifier.release()->deleteLater();
+  while (!waiting_.Empty() && running_.size() < most_) {
+    const Waiter next = waiting_.Pop();
+    if (const Status status = StartNow(next.path, next.variables); !status.ok()) tell_(status.text);
+  }
+  if (waiting_.Empty()) dropping_ = false;
+}
+
+Status ProgramStarter::StartNow(const std::string& path, const Variables& variables) {
+  int process = -1;
+  int* const watched = most_ > 0 ? &process : nullptr;
   const std::string file = UpToNul(path);
   struct stat info {};
   if (file.empty()) return Status::Error(Fail::kNotFound, "The file to run is not named");
@@ -186,14 +248,20 @@ Status ProgramStarter::Start(const std::string& path) {
   if (!S_ISREG(info.st_mode)) {
     return Status::Error(Fail::kRefused, file + ": is no plain file; name a program or a document");
   }
-  if (::access(file.c_str(), X_OK) == 0) return StartProgram({.program = file, .variables = variables_});
-  const std::string opener = FindProgram("xdg-open", variables_);
+  if (::access(file.c_str(), X_OK) == 0) {
+    Status status = StartProgram({.program = file, .variables = variables}, watched);
+    if (process >= 0) Watch(process);
+    return status;
+  }
+  const std::string opener = FindProgram("xdg-open", variables);
   if (opener.empty()) {
     return Status::Error(Fail::kRefused, file +
                                              ": is not executable, and there is no xdg-open to open it with; make it "
                                              "executable if it is a program, or install xdg-utils");
   }
-  const Status status = StartProgram({.program = opener, .arguments = {AsArgument(file)}, .variables = variables_});
+  const Status status =
+      StartProgram({.program = opener, .arguments = {AsArgument(file)}, .variables = variables}, watched);
+  if (process >= 0) Watch(process);
   return status.ok() ? status : Status::Error(status.fail, file + " can't be opened: " + status.text);
 }
 

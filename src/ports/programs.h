@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
 
 #include "core/status.h"
 
@@ -15,6 +18,9 @@ class Programs {
   // Starts an executable file, or opens any other file with the program for its type, and returns at once. A failure
   // to start names the file.
   virtual Status Start(const std::string& path) = 0;
+  // From now on no more than `most` run at once; 0 is any number. Others wait their turn, with the variables of their
+  // moment, and Start takes them for started. `tell` hears what becomes of those that can't be started after all.
+  virtual void Limit(int32_t most, std::function<void(std::string_view text)> tell) = 0;
 };
 
 }  // namespace vantry

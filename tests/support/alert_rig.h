@@ -16,6 +16,12 @@ struct RecordingPrograms final : Programs {
   std::map<std::string, std::string> environment;
   std::vector<std::string> started;
   Status answer;
+  int32_t most = 0;
+  std::function<void(std::string_view)> tell;
+  void Limit(int32_t limit, std::function<void(std::string_view)> t) override {
+    most = limit;
+    tell = std::move(t);
+  }
   void SetEnvironment(const std::string& name, const std::string& value) override { environment[name] = value; }
   Status Start(const std::string& path) override {
     started.push_back(path);
