@@ -30,6 +30,16 @@ class NullPrograms final : public Programs {
   void Limit(int32_t, std::function<void(std::string_view)>) override {}
 };
 
+class NoDataFiles final : public DataFiles {
+ public:
+  Status Open(const std::string&, OpenFor, std::unique_ptr<DataFile>&) override { return No(); }
+  Status Identify(const std::string&, FileIdentity&) override { return No(); }
+  Status Remove(const std::string&) override { return No(); }
+
+ private:
+  static Status No() { return Status::Error(Fail::kRefused, "there are no files"); }
+};
+
 class NullBus final : public AutomationBus {
  public:
   void Open(AutomationCalls&) override {}
@@ -53,8 +63,9 @@ struct AlertParts {
   explicit AlertParts(Rig& rig, ExceptionHistory& history)
       : sms({rig.settings, rig.regional, rig.clock, rig.files, rig.log, line, ""}),
         queue({rig.t, rig.settings, rig.log, rig.clock, rig.view, mail, sms}),
-        context{rig.t,       rig.settings, rig.regional, rig.log, rig.clock, rig.files,
-                rig.notices, rig.view,     programs,     history, queue,     sms},
+        acted(rig.t, folder, data_files, rig.log),
+        context{rig.t,    rig.settings, rig.regional, rig.log, rig.clock, rig.files, rig.notices,
+                rig.view, programs,     history,      queue,   sms,       acted},
         exceptions(context, [](int16_t) { return 0; }),
         alerts(context) {
     AddDefaultExTypes(rig.settings.ExceptionTypes);
@@ -66,6 +77,9 @@ struct AlertParts {
   NullPrograms programs;
   SmsQueue sms;
   MailQueue queue;
+  std::string folder = "/nowhere/";
+  NoDataFiles data_files;
+  ActedMarks acted;
   AlertContext context;
   Exceptions exceptions;
   Alerts alerts;

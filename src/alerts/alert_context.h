@@ -1,6 +1,7 @@
 // What alerts and exceptions need of the rest of the program, handed down once by `app/`.
 #pragma once
 
+#include "alerts/acted_marks.h"
 #include "config/settings.h"
 #include "core/program_log.h"
 #include "core/regional.h"
@@ -29,6 +30,7 @@ struct AlertContext {
   ExceptionHistory& history;
   MailQueue& mail;
   SmsQueue& sms;
+  ActedMarks& acted;
 };
 
 }  // namespace vantry

@@ -70,7 +70,8 @@ void Alerts::AddAlert(VisitorRec& v, int32_t place) {
   if (place < 1 || static_cast<size_t>(place) > c_.t.Alerts.size()) return;
   // What a first scan finds happened while the program did not run: it is listed in silence.
   const SiteRec& site = c_.t.Site(v.Site);
-  const bool silent = site.ScanCount < 2 || IsQuietLine(c_.t, site);
+  const bool read_again = c_.t.Corrected.QuietReplay && !site.ReadOnce;
+  const bool silent = site.ScanCount < 2 || read_again || IsQuietLine(c_.t, site);
   c_.log.Guard("AddAlert", [&] { return AddAlert(v, place, silent); });
 }
 

@@ -67,12 +67,25 @@ bool Exceptions::AddException(int16_t site, int number, LogTime when, std::optio
       raised.site_text = rec.Name + ": ";
       act = rec.ReplayUntilPos == 0;
       notify = !rec.EmailNoExceptions;
-      tell = !IsQuietLine(c_.t, rec);
+      raised.of_line = rec.Scanning;
+      tell = IsTold(site, *type, notify);
     }
     if (act) Act(raised, *type, notify, tell);
     Count(raised);
     return Status::Ok();
   });
+}
+
+// Whether people and programs hear of an exception of this site.
+bool Exceptions::IsTold(int16_t n, const ExceptionType& type, bool notify) {
+  const SiteRec& site = c_.t.Site(n);
+  bool told = true;
+  if (c_.t.Corrected.QuietReplay && site.Scanning) {
+    const bool mails = type.Email && notify && !c_.settings.EmailServer.empty();
+    const bool acts = mails || type.EventLog || (type.SMS && notify) || type.RunProgram;
+    told = c_.acted.Next(n, site.LastReadDateTime, acts);
+  }
+  return told && !IsQuietLine(c_.t, site);
 }
 
 void Exceptions::Act(const Raised& raised, const ExceptionType& type, bool notify, bool tell) {
@@ -82,8 +95,9 @@ void Exceptions::Act(const Raised& raised, const ExceptionType& type, bool notif
         raised.site_text + "[" + number + "] " + raised.message + " @ " + c_.regional.General(raised.when), raised.site,
         type.EmailAddress);
   }
+  const bool may_be_stored = c_.t.Corrected.QuietReplay && raised.of_line && !c_.t.Site(raised.site).ReadOnce;
   c_.history.AddExceptionToDatabase(
-      {raised.site_text, raised.when, type.Number, raised.address, raised.visit_number, raised.value});
+      {raised.site_text, raised.when, type.Number, raised.address, raised.visit_number, raised.value, may_be_stored});
   if (!tell) return;
   if (type.EventLog) {
     c_.log.AddLogEvent(raised.site_text + "[" + number + "] " + raised.message, LevelOf(type.EventLevel));

@@ -39,10 +39,12 @@ class Exceptions final : public ExceptionSink {
     std::string message;
     std::string site_text;  // The site's name and ": "; empty for no site.
     int32_t visit_number = 0;
+    bool of_line = false;  // Raised by a line of the site's log.
   };
   const ExceptionType* FindType(int number) const;
   // Stores it; with `tell` people and programs hear of it, and with `notify` by mail and short message too.
   void Act(const Raised& raised, const ExceptionType& type, bool notify, bool tell);
+  bool IsTold(int16_t site, const ExceptionType& type, bool notify);
   void RunProgram(const Raised& raised, const ExceptionType& type);
   void Count(const Raised& raised);
   Status CheckType(int16_t site, const ExceptionType& type);

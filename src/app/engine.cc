@@ -29,6 +29,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       sms_(ForSms()),
       mail_(ForMail()),
       history_(ForHistory()),
+      acted_(t_, settings_.DDFPath, ports_.data_files, log_),
       alert_context_(ForAlerts()),
       exceptions_(alert_context_, [this](int16_t place) { return ExceptionNumberAt(place); }),
       alerts_(alert_context_),
@@ -89,6 +90,7 @@ bool Engine::Main() {
     if (const Status status = ReadINI(files_, options_.app_path, options_.regional, t_); !status.ok()) {
       KeepUnreadSites(status);
     }
+    (void)files_.Read(SiteFile(), site_file_);
     for (SiteRec& site : t_.Sites) site.Stored = static_cast<const ReadState&>(site);
     t_.TimeBias = ports_.clock.UtcOffset();
     running = LoadWindow();
@@ -99,7 +101,7 @@ bool Engine::Main() {
 
 // The site file is written from what was read, so what follows a bad line would be gone with the first write.
 void Engine::KeepUnreadSites(const Status& status) {
-  const std::string path = options_.app_path + "VANTRY.INI";
+  const std::string path = SiteFile();
   if (status.fail != Fail::kBadData) {
     problems_.push_back("No site is watched: " + status.text + ". The file is left as it is.");
     return;
@@ -221,6 +223,10 @@ void Engine::StartTimersAndListener() {
   }
   flush_timer_->Start();
   if (edits_) edit_timer_->Start();
+  if (t_.Corrected.QuietReplay) {
+    save_timer_ = ports_.loop.NewTimer(int64_t{t_.Corrected.SaveEvery} * 1000, [this] { SavePositions(); });
+    save_timer_->Start();
+  }
   automation_.Start();
   const Status status = web_.StartWebListener();
   if (status.ok()) return;
@@ -266,6 +272,37 @@ void Engine::FlushHistory() {
   }
 }
 
+// While the program runs, so that a kill costs little. What somebody has edited meanwhile is left alone.
+void Engine::SavePositions() {
+  FlushHistory();
+  // Writing wakes sites that sleep.
+  std::vector<bool> asleep;
+  for (const SiteRec& site : t_.Sites) asleep.push_back(site.Sleeping && site.Paused);
+  log_.Guard("Engine.WriteINI", [this] { return edits_ ? edits_->WriteSites() : WriteUneditedSites(); });
+  for (size_t i = 0; i < asleep.size() && i < t_.Sites.size(); ++i) {
+    if (asleep[i] && t_.Sites[i].Sleeping) t_.Sites[i].Paused = true;
+  }
+}
+
+Status Engine::WriteUneditedSites() {
+  std::string bytes;
+  if (!site_file_kept_ || !files_.Read(SiteFile(), bytes).ok()) return Status::Ok();
+  if (bytes != site_file_) {
+    if (!edit_told_) {
+      ports_.notices.Tell(
+          SiteFile() +
+          " was edited while the program runs. Until the next start read positions are saved at the stop alone.");
+    }
+    edit_told_ = true;
+    return Status::Ok();
+  }
+  const std::string text = FormatSites(options_.regional, t_);
+  if (text == site_file_) return Status::Ok();
+  Status status = files_.Replace(SiteFile(), text);
+  if (status.ok()) site_file_ = text;
+  return status;
+}
+
 void Engine::Closing() {
   if (t_.Closing) return;
   // A scan that yielded to us leaves at once when it sees this; the position it reached is saved below.
@@ -274,6 +311,7 @@ void Engine::Closing() {
   pause_.StopTimers();
   flush_timer_->Stop();
   edit_timer_->Stop();
+  if (save_timer_) save_timer_->Stop();
   ports_.resolver.Cancel();
   web_.CloseConnections();
   automation_.Close();

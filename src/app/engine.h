@@ -135,10 +135,13 @@ class Engine final : public RemoteControl, public LoginMailer {
   void ShowFirstView();
   void StaggerSites();
   void StartTimersAndListener();
+  std::string SiteFile() const { return options_.app_path + "VANTRY.INI"; }
   void SaveSites();
   void SaveRegistry();
   void Timer2Tick();
   void FlushHistory();
+  void SavePositions();
+  Status WriteUneditedSites();
   ProgramLogOutlets LogOutlets();
   void AppendToProgramLog(std::string_view bytes);
   int ExceptionNumberAt(int16_t place) const;
@@ -154,12 +157,15 @@ class Engine final : public RemoteControl, public LoginMailer {
   std::optional<LiveEdits> edits_;  // Only with KeepEdits.
   ProgramLog log_;
   std::optional<Proxy> proxy_;
+  std::string site_file_;  // What VANTRY.INI held when it was last read or written here.
+  bool edit_told_ = false;
   bool site_file_kept_ = true;  // False when VANTRY.INI holds lines that are nowhere else.
   std::string listen_problem_;
   NoWindow view_;
   SmsQueue sms_;
   MailQueue mail_;
   VisitDatabase history_;
+  ActedMarks acted_;
   AlertContext alert_context_;
   Exceptions exceptions_;
   Alerts alerts_;
@@ -174,6 +180,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   WebServer web_;
   std::unique_ptr<Timer> timer1_, timer2_, send_timer_, flush_timer_, edit_timer_;
   std::unique_ptr<Timer> first_tick_;  // Of a quick start: ticks once, as soon as the loop turns.
+  std::unique_ptr<Timer> save_timer_;  // Null without QuietReplay.
   PauseControl pause_;
   uint64_t removed_at_return_ = 0;  // Visitors that had left when free memory last went back to the system.
 };

@@ -46,7 +46,8 @@ AlertContext Engine::ForAlerts() {
           .programs = ports_.programs,
           .history = history_,
           .mail = mail_,
-          .sms = sms_};
+          .sms = sms_,
+          .acted = acted_};
 }
 
 AutomationContext Engine::ForAutomation() {

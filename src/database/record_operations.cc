@@ -1,4 +1,8 @@
 // Which table gets which record at which moment, and how each value is formatted.
+#include <algorithm>
+#include <functional>
+#include <initializer_list>
+
 #include "core/agent_text.h"
 #include "core/exception_numbers.h"
 #include "core/text.h"
@@ -45,6 +49,24 @@ bool FindAddress(Table& table, std::string_view ip) {
 
 Status Result(int result, const Table& table) {
   return result < 0 ? Status::Error(Fail::kIo, table.Problem()) : Status::Ok();
+}
+
+// The hash of these columns of the record buffer.
+uint64_t BufferHash(const Table& table, std::initializer_list<size_t> columns) {
+  std::string texts;
+  for (const size_t column : columns) texts.append(table.Text(column)).push_back('\0');
+  return std::hash<std::string>{}(texts);
+}
+
+// Addresses are left out: where there was one, a name may have arrived since.
+uint64_t ExceptionHash(const Table& t) {
+  using namespace exceptions;
+  return BufferHash(t, {kSite, kExDate, kExTime, kNumber, kValue, kVisitNo});
+}
+
+uint64_t DownloadHash(const Table& t) {
+  using namespace downloads;
+  return BufferHash(t, {kIP, kSite, kVisitNo, kVisitDate, kVisitTime, kDownload, kStatus});
 }
 
 }  // namespace
@@ -169,6 +191,7 @@ void VisitDatabase::AddDownload(const VisitorRec& v) {
     t.SetText(kVisitNo, VisitNo(v));
     t.SetText(kDownload, file);
     t.SetNumber(kStatus, v.Status);
+    if (!c_.t.Site(v.Site).ReadOnce && downloads_before_run_.Take(DownloadHash(t))) return Status::Ok();
     return Stored(t.Insert(), t);
   });
 }
@@ -201,15 +224,46 @@ void VisitDatabase::UpdateVisitor(VisitorRec& v, bool skip_referrer) {
   });
 }
 
-std::optional<VisitDatabase::NumberedVisit> VisitDatabase::FindStoredVisit(const VisitorRec& v) {
+std::optional<VisitDatabase::NumberedVisit> VisitDatabase::FindStoredVisit(const VisitorRec& v, LogTime start) {
   using namespace visits;
   Table& t = VAVISITS;
-  const std::string wanted(t.Key({v.IP, SiteName(v), FormatDayKey(DayOf(v.StartTime))}));
+  const std::string wanted(t.Key({v.IP, SiteName(v), FormatDayKey(DayOf(start))}));
   for (int found = t.FindBeginning(wanted); found == Table::kOk; found = t.NextBeginning(wanted)) {
-    if (t.Text(kVisitTime) == TimeText(v.StartTime))
-      return NumberedVisit{LeadingNumber(t.Text(kVisitNo)), t.CurrentRow()};
+    if (t.Text(kVisitTime) == TimeText(start)) return NumberedVisit{LeadingNumber(t.Text(kVisitNo)), t.CurrentRow()};
   }
   return std::nullopt;
+}
+
+std::optional<bool> VisitDatabase::BeganAt(const VisitorRec& v, LogTime start) {
+  std::optional<bool> began;
+  if (!ReadyToStore()) return began;
+  Guard("F.BeganAt", [&] {
+    began = FindStoredVisit(v, start).has_value();
+    return Result(VAVISITS.LastStatus(), VAVISITS);
+  });
+  return began;
+}
+
+void VisitDatabase::ReadStoredRows() {
+  const auto read = [this](Table& t, size_t date, uint64_t (*hash)(const Table&), StoredRows& rows) {
+    for (uint32_t row = t.RowCount(); row > 0; --row) {
+      if (!t.LoadRow(row)) continue;
+      const Day day = t.Date(date).value_or(Day{});
+      if (day < c_.t.Today) break;
+      if (day == c_.t.Today) rows.Add(hash(t));
+    }
+    rows.Sort();
+  };
+  read(VAEXP, exceptions::kExDate, ExceptionHash, exceptions_before_run_);
+  read(VADL, downloads::kVisitDate, DownloadHash, downloads_before_run_);
+}
+
+void VisitDatabase::DropStoredRows() {
+  if (exceptions_before_run_.Empty() && downloads_before_run_.Empty()) return;
+  const auto read = [](const SiteRec& site) { return site.ReadOnce || site.Deleted; };
+  if (!std::all_of(c_.t.Sites.begin(), c_.t.Sites.end(), read)) return;
+  exceptions_before_run_.Clear();
+  downloads_before_run_.Clear();
 }
 
 // In a replay, and in the first scan after a hard stop, which begins where the site file was last written: an earlier
@@ -249,7 +303,7 @@ Status VisitDatabase::WriteVisitor(VisitorRec& v, bool new_visit) {
   // comes from a log whose times run backwards, and has the count of all visits like any other.
   if (new_visit) v.ReadAgain = false;
   if (v.StartTime < last && (new_visit || v.ReadAgain)) {
-    const auto stored = FindStoredVisit(v);
+    const auto stored = FindStoredVisit(v, v.StartTime);
     if (new_visit) v.ReadAgain = stored && IsReadAgain(v, stored->row);
     if (stored && v.ReadAgain) v.VisitCount = stored->visit_no;
   }
@@ -257,8 +311,9 @@ Status VisitDatabase::WriteVisitor(VisitorRec& v, bool new_visit) {
   v.FirstVisited = Joined(t.Date(kFirstVDate), t.Text(kFirstVTime));
   const Status status = Stored(found > 0 ? t.Insert() : t.Update(), t);
   if (new_visit && v.VisitCount >= c_.t.Site(v.Site).ExValue133 && !v.IsSpider) {
-    c_.exceptions.AddException(v.Site, kExManyVisits, v.LastPageTime, std::to_string(v.VisitCount), v.DNS,
-                               v.VisitCount);
+    // No page was counted yet, so this has the machine's time: read again, the visit would have another.
+    const LogTime when = c_.t.Corrected.QuietReplay ? v.StartTime : v.LastPageTime;
+    c_.exceptions.AddException(v.Site, kExManyVisits, when, std::to_string(v.VisitCount), v.DNS, v.VisitCount);
   }
   return status;
 }
@@ -298,6 +353,7 @@ void VisitDatabase::AddExceptionToDatabase(const ExceptionRecord& record) {
   t.SetText(kIP, record.address);
   t.SetText(kVisitNo, PadNumber(record.visit_number, kVisitNoDigits));
   t.SetText(kValue, record.value);
+  if (record.may_be_stored && exceptions_before_run_.Take(ExceptionHash(t))) return;
   (void)Stored(t.Insert(), t);
 }
 
@@ -305,8 +361,13 @@ void VisitDatabase::UpdateHackCount(VisitorRec& v) {
   Store("F.UpdateHackCount", [&] {
     if (Status status = NeedsOpen(); !status.ok()) return status;
     if (const int found = FindVisitor(v.IP, SiteName(v)); found != Table::kOk) return Result(found, VAVIS);
-    const int64_t count = VAVIS.Number(visitor::kHackCount) + 1;
-    VAVIS.SetNumber(visitor::kHackCount, count);
+    int64_t count = VAVIS.Number(visitor::kHackCount);
+    // The row says itself which visit was counted last, so that whoever reads the lines again, counts it once.
+    const bool remembers = c_.t.Corrected.QuietReplay;
+    const bool counted =
+        remembers && !c_.t.Site(v.Site).ReadOnce && LeadingNumber(VAVIS.Text(visitor::kFlags)) >= v.VisitCount;
+    if (!counted) VAVIS.SetNumber(visitor::kHackCount, ++count);
+    if (!counted && remembers) VAVIS.SetText(visitor::kFlags, VisitNo(v));
     v.StoredHackCount = Clamp16(static_cast<int32_t>(count));
     return Stored(VAVIS.Update(), VAVIS);
   });

@@ -90,6 +90,12 @@ class Table {
   int Flush();
 
   uint32_t RowCount() const { return file_.Rows(); }
+  // Reads the row of this number into the buffer; there is no current record then. False for a deleted row and for one
+  // that can't be read.
+  bool LoadRow(uint32_t number) {
+    current_ = 0;
+    return file_.Read(number, row_.data()).ok() && row_.front() == dbf::kLiving;
+  }
   // The row of the current record, 0 for none.
   uint32_t CurrentRow() const { return current_; }
   // Rows are in memory alone, and would be gone with the program.

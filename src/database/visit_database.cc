@@ -44,7 +44,10 @@ bool VisitDatabase::InitDatabase() {
   OpenCountries();
   if (status.ok()) {
     open_ = true;
-    if (!visits_before_run_) visits_before_run_ = VAVISITS.RowCount();
+    if (!visits_before_run_) {
+      visits_before_run_ = VAVISITS.RowCount();
+      if (c_.t.Corrected.QuietReplay) ReadStoredRows();
+    }
     return true;
   }
   Complain("CreateDatabase", status.text + " No history is written until this is put right; it is tried again.");
@@ -115,6 +118,7 @@ void VisitDatabase::FlushDatabase() {
 }
 
 bool VisitDatabase::FlushAll() {
+  DropStoredRows();
   Table* const tables[] = {&VAREF, &VAVIS, &VAVISITS, &VAEXP, &VAPG, &VADL, &VADAY};
   const bool write_out = c_.t.ScanInProgress && !c_.t.Closing;
   if (open_) {

@@ -11,6 +11,7 @@
 #include "core/program_log.h"
 #include "core/sinks.h"
 #include "core/tables.h"
+#include "database/stored_rows.h"
 #include "database/stored_visits.h"
 #include "database/table.h"
 #include "database/table_connection.h"
@@ -55,6 +56,7 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   void AddDownload(const VisitorRec& visitor) override;
   void UpdateVisitInDatabase(const VisitorRec& visitor) override;
   void UpdateHackCount(VisitorRec& visitor) override;
+  std::optional<bool> BeganAt(const VisitorRec& visitor, LogTime start) override;
   std::string LookupDNS(std::string_view ip, VisitorRec* visitor) override;
   std::string LookupCountryCode(std::string_view ip) override;
   void UpdateDNS(std::string_view ip, std::string_view name) override;
@@ -126,8 +128,10 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   };
   bool IsReadAgain(const VisitorRec& visitor, uint32_t visit_row) const;
   Status WriteVisitor(VisitorRec& visitor, bool new_visit);
-  // The stored visit of this address, site and start.
-  std::optional<NumberedVisit> FindStoredVisit(const VisitorRec& visitor);
+  // The stored visit of this visitor's address and site that began at this time.
+  std::optional<NumberedVisit> FindStoredVisit(const VisitorRec& visitor, LogTime start);
+  void ReadStoredRows();
+  void DropStoredRows();
   Status WriteReferrer(const VisitorRec& visitor);
   int FindVisit(const VisitorRec& visitor);
   int FindVisitor(std::string_view ip, std::string_view site);
@@ -135,6 +139,8 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
 
   bool open_ = false;
   std::optional<uint32_t> visits_before_run_;  // Rows of `Visits` when the tables were first opened.
+  // With QuietReplay, until every log was read once: today's rows when the tables were first opened.
+  StoredRows exceptions_before_run_, downloads_before_run_;
   // Something of this day could not be stored. Lines of days before are not read again, so their rows don't count.
   std::optional<Day> missed_on_;
   std::optional<SteadyTime> failed_at_;                // The last attempt to open the tables.

@@ -2,6 +2,7 @@
 // failures and the engine goes on with the next hit.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -24,6 +25,8 @@ class VisitHistory {
   // The visit ended: its closing values.
   virtual void UpdateVisitInDatabase(const VisitorRec& visitor) = 0;
   virtual void UpdateHackCount(VisitorRec& visitor) = 0;
+  // Whether a stored visit of this visitor's address and site began at this time; empty when the tables can't tell.
+  virtual std::optional<bool> BeganAt(const VisitorRec& visitor, LogTime start) = 0;
 
   // The stored host name of an address, empty when none is known. `visitor` may be null; otherwise its KnownName is
   // set.
@@ -44,6 +47,7 @@ struct ExceptionRecord {
   std::string_view address;
   int32_t visit_number = 0;
   std::string_view value;
+  bool may_be_stored = false;  // An earlier run may have stored it: its line is read in the first scan of this run.
 };
 
 // What the exception engine asks of the history.

@@ -276,6 +276,11 @@ void ScanCycle::StartReplay(SiteRec& site) {
     site.ReplayUntilPos = site.LastReadPos;
     site.LastReadPos = site.LastReadPosDay;
     site.Replaying = site.CaughtUp = true;
+    // Whoever left last came in lines that are read again.
+    if (t_.Corrected.QuietReplay) {
+      site.LastIP.clear();
+      site.LastTime = {};
+    }
   }
   site.LastReadPosDay = 0;
 }

@@ -93,12 +93,23 @@ VisitorRec* HitProcessor::FindVisitor(int16_t number, LogTime hit, bool& drop) {
   }
   if (!v) return nullptr;
   // A first scan and a replay go through hours of log in seconds, so they cut visits at the gaps in log time.
-  const bool gap = site.ScanCount == 1 && MinutesBetween(v->LastHitTime, hit) > c_.settings.InactivityMins;
+  const bool gap = site.ScanCount == 1 && IsGap(*v, hit);
   const bool other_target = parser_.Format().one_target && v->Referrer != h.HitReferrer;
   if (!gap && !other_target) return v;
   lifecycle_.MarkForRemoval(*v);
   lifecycle_.RemoveInactive();
   return nullptr;
+}
+
+bool HitProcessor::IsGap(const VisitorRec& v, LogTime hit) {
+  const int64_t limit = c_.settings.InactivityMins;
+  // The timers that end visits go by the machine's clock and by counted views. So near the limit a replay asks whether
+  // a visit began here when the line was read first.
+  const bool replay = t_.Corrected.QuietReplay && t_.Site(v.Site).ReplayUntilPos != 0;
+  if (replay && MinutesBetween(v.LastPageTime, hit) >= limit) {
+    if (const auto began = c_.history.BeganAt(v, hit)) return *began;
+  }
+  return MinutesBetween(v.LastHitTime, hit) > limit;
 }
 
 // Clients of rotating proxies show many addresses: a hit joins a visitor whose name fits the same mask, while that

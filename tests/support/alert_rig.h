@@ -9,6 +9,7 @@
 #include "alerts/exceptions.h"
 #include "core/lists.h"
 #include "support/mail_rig.h"
+#include "support/memory_data_files.h"
 
 namespace vantry {
 
@@ -42,7 +43,10 @@ struct RecordingHistory final : ExceptionHistory {
 struct AlertRig : MailRig {
   RecordingPrograms programs;
   RecordingHistory history;
-  AlertContext context{t, settings, regional, log, clock, files, notices, view, programs, history, queue, sms};
+  std::string data_folder = "/data/";
+  MemoryDataFiles data_files;
+  ActedMarks acted{t, data_folder, data_files, log};
+  AlertContext context{t, settings, regional, log, clock, files, notices, view, programs, history, queue, sms, acted};
   Exceptions exceptions{
       context, [this](int16_t place) { return settings.ExceptionTypes[static_cast<size_t>(place - 1)].Number; }};
   Alerts alerts{context};
