@@ -27,6 +27,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       security_(ReadSecurity(registry_, problems_)),
       log_(t_, options_.regional, LogOutlets()),
       sms_(ForSms()),
+      unsent_(settings_.DDFPath, files_, ports_.data_files),
       mail_(ForMail()),
       history_(ForHistory()),
       acted_(t_, settings_.DDFPath, ports_.data_files, log_),
@@ -227,6 +228,11 @@ void Engine::StartTimersAndListener() {
     save_timer_ = ports_.loop.NewTimer(int64_t{t_.Corrected.SaveEvery} * 1000, [this] { SavePositions(); });
     save_timer_->Start();
   }
+  if (t_.Corrected.KeepUnsentMail) {
+    retry_timer_ = ports_.loop.NewTimer(MailQueue::kRetryTimerMs, [this] { mail_.RetryTick(); });
+    retry_timer_->Start();
+    mail_.RetryTick();
+  }
   automation_.Start();
   const Status status = web_.StartWebListener();
   if (status.ok()) return;
@@ -312,6 +318,7 @@ void Engine::Closing() {
   flush_timer_->Stop();
   edit_timer_->Stop();
   if (save_timer_) save_timer_->Stop();
+  if (retry_timer_) retry_timer_->Stop();
   ports_.resolver.Cancel();
   web_.CloseConnections();
   automation_.Close();

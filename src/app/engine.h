@@ -163,6 +163,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   std::string listen_problem_;
   NoWindow view_;
   SmsQueue sms_;
+  UnsentMails unsent_;
   MailQueue mail_;
   VisitDatabase history_;
   ActedMarks acted_;
@@ -179,8 +180,9 @@ class Engine final : public RemoteControl, public LoginMailer {
   ScanCycle scan_;
   WebServer web_;
   std::unique_ptr<Timer> timer1_, timer2_, send_timer_, flush_timer_, edit_timer_;
-  std::unique_ptr<Timer> first_tick_;  // Of a quick start: ticks once, as soon as the loop turns.
-  std::unique_ptr<Timer> save_timer_;  // Null without QuietReplay.
+  std::unique_ptr<Timer> first_tick_;   // Of a quick start: ticks once, as soon as the loop turns.
+  std::unique_ptr<Timer> save_timer_;   // Null without QuietReplay.
+  std::unique_ptr<Timer> retry_timer_;  // Null without KeepUnsentMail.
   PauseControl pause_;
   uint64_t removed_at_return_ = 0;  // Visitors that had left when free memory last went back to the system.
 };

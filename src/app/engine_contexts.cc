@@ -20,7 +20,8 @@ MailQueueContext Engine::ForMail() {
           .clock = ports_.clock,
           .view = view_,
           .mail = ports_.mail,
-          .sms = sms_};
+          .sms = sms_,
+          .unsent = &unsent_};
 }
 
 VisitDatabaseContext Engine::ForHistory() {

@@ -1,6 +1,7 @@
 #include "notify/mail_queue.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "core/text.h"
@@ -64,6 +65,7 @@ void MailQueue::SendPending(const std::string& send_to, PendingTexts& pending) {
 }
 
 void MailQueue::SendMailNow(OutgoingMail mail) {
+  if (KeepsMail() && Keep(mail)) return SendKept();
   const size_t bytes = sizeof mail + mail.send_to.size() + mail.body.size();
   waiting_.Push(std::move(mail), bytes);
   StartNext();
@@ -78,6 +80,7 @@ void MailQueue::StartNext() {
     sending_ = Start(waiting_.Pop(), [this] {
       sending_ = false;
       StartNext();
+      if (KeepsMail()) SendKept();
     });
   }
   if (!waiting_.Empty()) return;
@@ -106,9 +109,7 @@ bool MailQueue::Start(OutgoingMail mail, std::function<void()> done) {
 
 Status MailQueue::Prepare(OutgoingMail mail, MailMessage& message) {
   if (c_.settings.EmailServer.empty()) return Status::Error(Fail::kBadData, "no EmailServer is set");
-  message.server = c_.settings.EmailServer;
-  message.user = c_.settings.EmailUserName;
-  if (!message.user.empty()) message.password = c_.settings.EmailPassword;
+  SetServer(message);
   std::string to = mail.send_to;
   std::replace(to.begin(), to.end(), ';', ',');
   MailDraft draft{c_.settings.EmailFrom, to, c_.settings.EmailSubject, c_.clock.Now(), c_.clock.UtcOffset()};
@@ -117,6 +118,102 @@ Status MailQueue::Prepare(OutgoingMail mail, MailMessage& message) {
   message.html = mail.is_html;
   message.attachment = std::move(mail.attachment);
   return Status::Ok();
+}
+
+void MailQueue::SetServer(MailMessage& message) const {
+  message.server = c_.settings.EmailServer;
+  message.user = c_.settings.EmailUserName;
+  if (!message.user.empty()) message.password = c_.settings.EmailPassword;
+}
+
+bool MailQueue::OpenUnsent() {
+  if (c_.unsent->IsOpen()) return true;
+  const Status status = c_.unsent->Open();
+  if (!status.ok() && !unsent_told_) {
+    c_.log.WriteProgramLog("SMTP: " + status.text + ". Mails that can't be sent are lost until it can be used", false);
+  }
+  unsent_told_ = !status.ok();
+  return status.ok();
+}
+
+// Puts the mail in the file. False when it has to go the other way; a mail that can't go at all is told and gone.
+bool MailQueue::Keep(const OutgoingMail& mail) {
+  MailMessage message;
+  const bool whole =
+      c_.log.Guard("*Email notification to: " + mail.send_to + " failed.", [&] { return Prepare(mail, message); });
+  if (!whole) return true;
+  return OpenUnsent() && c_.unsent->Add(message).ok();
+}
+
+void MailQueue::RetryTick() {
+  c_.log.Guard("Email_RetryTimer", [this] {
+    if (KeepsMail() && OpenUnsent()) SendKept();
+    return Status::Ok();
+  });
+}
+
+// One at a time, oldest first. While the server is known to be away all wait.
+void MailQueue::SendKept() {
+  const int64_t now = c_.clock.Steady().ms;
+  if (c_.settings.EmailServer.empty() || now < away_until_ms_) return;
+  auto& mails = c_.unsent->Mails();
+  while (!sending_) {
+    const auto next = std::find_if(mails.begin(), mails.end(), [&](const auto& mail) { return mail.due_ms <= now; });
+    if (next == mails.end()) return;
+    MailMessage message;
+    const uint64_t number = next->number;
+    if (const Status status = c_.unsent->Read(*next, message); status.ok()) {
+      SendKept(number, std::move(message));
+    } else {
+      c_.log.ReportError(status.text, "Email_SendPending");
+      (void)c_.unsent->Remove(number);
+    }
+  }
+}
+
+void MailQueue::SendKept(uint64_t number, MailMessage message) {
+  SetServer(message);
+  std::string to;
+  for (const std::string& recipient : message.recipients) to += (to.empty() ? "" : ",") + recipient;
+  sending_ = true;
+  c_.mail.Send(std::move(message), [this, number, to](const MailOutcome& outcome) {
+    sending_ = false;
+    c_.log.Guard("*Email notification to: " + to + " failed.", [&] {
+      // First of all: whoever kills the program now, has the mail sent a second time.
+      AfterTry(number, outcome);
+      for (const std::string& line : outcome.lines) c_.log.WriteProgramLog("SMTP: " + line, false);
+      return outcome.status;
+    });
+    if (c_.unsent->Mails().size() > 0 && away_tries_ > 0) TellKept(RetryMinutes(away_tries_));
+    StartNext();
+    SendKept();
+  });
+}
+
+void MailQueue::AfterTry(uint64_t number, const MailOutcome& outcome) {
+  const int64_t now = c_.clock.Steady().ms;
+  const bool away = outcome.status.fail == Fail::kIo;
+  away_tries_ = away ? away_tries_ + 1 : 0;
+  away_until_ms_ = away ? now + RetryMinutes(away_tries_) * 60'000 : 0;
+  if (away) return;
+  if (!outcome.temporary) {
+    (void)c_.unsent->Remove(number);
+  } else if (UnsentMails::Mail* mail = c_.unsent->Find(number)) {
+    mail->due_ms = now + RetryMinutes(++mail->tries) * 60'000;
+  }
+}
+
+int64_t MailQueue::RetryMinutes(int tries) {
+  return kRetryMinutes[std::clamp<size_t>(static_cast<size_t>(tries), 1, std::size(kRetryMinutes)) - 1];
+}
+
+void MailQueue::TellKept(int64_t minutes) {
+  c_.log.WriteProgramLog("SMTP: " + std::to_string(c_.unsent->Mails().size()) + " mails wait in " + kUnsentName +
+                             ", to be tried again in " + std::to_string(minutes) + " min",
+                         false);
+  if (const int64_t dropped = c_.unsent->TakeDropped(); dropped > 0) {
+    c_.log.WriteProgramLog("SMTP: " + std::to_string(dropped) + " mails were dropped, as too many waited", false);
+  }
 }
 
 void MailQueue::Close() {

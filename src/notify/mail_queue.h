@@ -12,6 +12,7 @@
 #include "core/sinks.h"
 #include "core/tables.h"
 #include "notify/sms_queue.h"
+#include "notify/unsent_mail.h"
 #include "ports/clock.h"
 #include "ports/mail.h"
 
@@ -25,6 +26,7 @@ struct MailQueueContext {
   View& view;
   Mail& mail;
   SmsQueue& sms;
+  UnsentMails* unsent = nullptr;  // Used with KeepUnsentMail.
 };
 
 // One mail that waits for its turn.
@@ -44,6 +46,11 @@ class MailQueue {
   // Mails that wait for the server. A server that is down takes 30 s for each.
   static constexpr size_t kMostWaiting = 10'000, kMostWaitingBytes = 64'000'000;
 
+  // How often mails that wait in the file are looked at, and after how many minutes a server that was away is tried
+  // again: the last of these holds from there on.
+  static constexpr int64_t kRetryTimerMs = 5'000;
+  static constexpr int kRetryMinutes[] = {1, 2, 4, 8, 15};
+
   explicit MailQueue(MailQueueContext context) : c_(context) {}
 
   // Hands a text to the notifications. With an address in `send_to` it is a mail of its own; otherwise it joins what is
@@ -52,6 +59,8 @@ class MailQueue {
   // Puts a mail in line and returns. Mails go out one after the other, in this order. A failure is reported and the
   // mail is gone. Of too many the oldest are dropped.
   void SendMailNow(OutgoingMail mail);
+  // With KeepUnsentMail a mail is in a file until a server has taken it or has refused it for good, and goes out in its
+  // turn: in this run or a later one.
   // The same for a mail that somebody waits for: it goes out at once, past the others. `done` is called when the server
   // has answered and its lines are in the program log; before this returns when the mail can't be sent at all.
   void SendMailAside(OutgoingMail mail, const std::function<void()>& done);
@@ -59,6 +68,8 @@ class MailQueue {
   void Email_SendPending();
   // Counts; each EmailEvery ticks sends what is collected and takes up the waiting short messages.
   void SendTimerTick();
+  // Tries mails whose time has come; to be called at the start and every kRetryTimerMs.
+  void RetryTick();
   // The end of the program: what is pending goes out. The loop does not turn meanwhile.
   void Close();
 
@@ -70,12 +81,24 @@ class MailQueue {
   Status Prepare(OutgoingMail mail, MailMessage& message);
   bool Start(OutgoingMail mail, std::function<void()> done);
   void StartNext();
+  bool KeepsMail() const { return c_.unsent && c_.t.Corrected.KeepUnsentMail; }
+  bool Keep(const OutgoingMail& mail);
+  bool OpenUnsent();
+  void SetServer(MailMessage& message) const;
+  void SendKept();
+  void SendKept(uint64_t number, MailMessage message);
+  void AfterTry(uint64_t number, const MailOutcome& outcome);
+  void TellKept(int64_t minutes);
+  static int64_t RetryMinutes(int tries);
 
   MailQueueContext c_;
   PendingTexts PendingText_;
   int32_t PendingCount_ = 0;
   int16_t TickCount_ = 0;
   BoundedQueue<OutgoingMail> waiting_{kMostWaiting, kMostWaitingBytes};
+  int away_tries_ = 0;         // Tries in a row that met no server.
+  int64_t away_until_ms_ = 0;  // No mail of the file is tried before; of the steady clock.
+  bool unsent_told_ = false;
   bool sending_ = false;  // One of those in line is on its way.
 };
 

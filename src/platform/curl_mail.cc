@@ -162,6 +162,7 @@ void CurlMail::Tell(Worker& worker) {
   MailOutcome outcome;
   if (Through(worker)) {
     outcome.status = job.result;
+    outcome.temporary = job.temporary;
     if (!job.taken.empty()) outcome.lines.push_back(job.taken);
   } else {
     // Its thread ends within a second, unless it hangs in a file system under the attachment.

@@ -171,6 +171,7 @@ void Transfer::Finish(CURLcode code) {
     if (!dialogue_.Refusals().empty()) job_.result = Status::Error(Fail::kRefused, place + RefusalsText());
   } else if (dialogue_.Code() >= 400) {
     job_.result = Status::Error(Fail::kRefused, place + RefusedText());
+    job_.temporary = dialogue_.Code() < 500;
   } else {
     job_.result = Status::Error(Fail::kIo, place + FailureText(code));
   }

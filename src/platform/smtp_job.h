@@ -34,7 +34,8 @@ struct SmtpJob {
   std::atomic<bool> cancelled = false;  // Ends the job within about a second.
 
   Status result;
-  std::string taken;  // A line that says who got the mail; empty if nobody did.
+  bool temporary = false;  // The server said no for now, and took the mail for nobody.
+  std::string taken;       // A line that says who got the mail; empty if nobody did.
 };
 
 // Hands the mail to its server; blocks until that is done. Fills in `result` and `taken`.

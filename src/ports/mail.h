@@ -27,6 +27,7 @@ struct MailOutcome {
   // server or the attachment can't be read. A failure's text names the server and says what it answered.
   Status status;
   std::vector<std::string> lines;  // What happened on the way, for the program log.
+  bool temporary = false;          // The server said no for now (4xx), and took the mail for nobody.
 };
 using MailDone = std::function<void(const MailOutcome& outcome)>;
 
