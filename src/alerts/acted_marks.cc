@@ -1,5 +1,6 @@
 #include "alerts/acted_marks.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "core/text.h"

@@ -47,9 +47,9 @@ class ActedMarks {
  private:
   struct Place {
     uint64_t site = 0;
-    ActedMark before;   // Of an earlier run.
-    ActedMark now;      // The newest line's.
-    ActedMark written;  // What the file says.
+    ActedMark before = {};   // Of an earlier run.
+    ActedMark now = {};      // The newest line's.
+    ActedMark written = {};  // What the file says.
     int64_t position = 0;
   };
   Place& PlaceOf(int16_t site);

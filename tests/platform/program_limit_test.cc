@@ -28,8 +28,10 @@ struct ProgramLimitTest : ::testing::Test {
   // Adds the value of a variable to the file "began", and waits until there is a file "go".
   std::string Script() {
     const std::string path = folder.path + "waits.sh";
-    std::ofstream(path) << "#!/bin/sh\ncd " << folder.path
-                        << "\necho $vantryValue >> began\nwhile [ ! -e go ]; do sleep 0.02; done\n";
+    std::ofstream(path)
+        << "#!/bin/sh\ncd " << folder.path
+        << "\necho $vantryValue >> began\ni=0; while [ ! -e go ] && [ $i -lt 1000 ]; do sleep 0.02; i=$((i+1)); done\n"
+        << "echo >> ended\n";
     ::chmod(path.c_str(), 0755);
     return path;
   }
@@ -80,6 +82,11 @@ TEST_F(ProgramLimitTest, WithoutOneNobodyWaits) {
   EXPECT_EQ(programs.Running() + programs.Waiting(), 0u);
   EXPECT_TRUE(TurnUntil([&] { return BeganCount() == 5; }));
   Go();
+  // They look for a file in a folder that goes with this test.
+  EXPECT_TRUE(TurnUntil([&] {
+    std::error_code error;
+    return std::filesystem::file_size(folder.path + "ended", error) == 5;
+  }));
 }
 
 TEST_F(ProgramLimitTest, AProgramThatCantBeStartedWhenItsTurnComesIsTold) {

@@ -16,6 +16,7 @@ class FakeMail final : public Mail {
   std::vector<MailMessage> sent;    // Every message handed over, in order, whatever came of it.
   std::deque<Status> answers;       // How the next ones end.
   Status answer;                    // How they end when there are no more of these.
+  bool temporary = false;           // Refusals are for now.
   bool silent = false;              // At the end nobody has answered.
   std::optional<int64_t> finished;  // The time given for the end.
 
@@ -39,6 +40,8 @@ class FakeMail final : public Mail {
     under_way_.pop_front();
     mail.done(OutcomeOf(mail));
   }
+  // The program that was sending them is gone.
+  void Forget() { under_way_.clear(); }
   size_t UnderWayCount() const { return under_way_.size(); }
 
  private:
@@ -55,7 +58,7 @@ class FakeMail final : public Mail {
       status = answers.front();
       answers.pop_front();
     }
-    if (!status.ok()) return {status, {status.text}};
+    if (!status.ok()) return {status, {status.text}, temporary && status.fail == Fail::kRefused};
     std::string names;
     for (const std::string& name : mail.message.recipients) names += (names.empty() ? "" : ", ") + name;
     return {status, {mail.message.server + " took the mail for " + names + ": 250 OK"}};

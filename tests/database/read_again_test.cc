@@ -1,0 +1,164 @@
+// Lines that are read again store nothing twice.
+#include <gtest/gtest.h>
+
+#include "support/database_rig.h"
+
+namespace vantry {
+namespace {
+
+TEST(StoredRows, EachIsTakenAsOftenAsItIsThere) {
+  StoredRows rows;
+  for (const uint64_t hash : {7, 3, 7, 9, 7}) rows.Add(hash);
+  rows.Sort();
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(rows.Take(7)) << i;
+  EXPECT_FALSE(rows.Take(7));
+  EXPECT_TRUE(rows.Take(3));
+  EXPECT_FALSE(rows.Take(3));
+  EXPECT_FALSE(rows.Take(8));
+  rows.Clear();
+  EXPECT_FALSE(rows.Take(9));
+}
+
+struct ReadAgainTest : ::testing::Test {
+  DatabaseRig rig;
+  VisitDatabase& Db() { return *rig.database; }
+
+  ReadAgainTest() { rig.t.Corrected.QuietReplay = true; }
+  void ReadOnce(bool once) {
+    for (SiteRec& site : rig.t.Sites) site.ReadOnce = once;
+  }
+  void Download(const std::string& time, const std::string& page) {
+    VisitorRec v = rig.Visitor("10.0.0.1", time);
+    v.Page = page;
+    ASSERT_TRUE(Db().DatabaseReady());
+    Db().AddDownload(v);
+  }
+  void Exception(const std::string& time, const std::string& value, const std::string& address, bool again) {
+    ASSERT_TRUE(Db().DatabaseReady());
+    Db().AddExceptionToDatabase({"One: ", DatabaseRig::At(time), 404, address, 1, value, again});
+  }
+};
+
+TEST_F(ReadAgainTest, DownloadsOfEarlierRunsAreStoredOnceAndCounted) {
+  const auto download_all = [this] {
+    rig.t.Site(1).TodayDownloads = 0;
+    Download("11:00:00", "a.zip");
+    Download("11:00:00", "a.zip");
+    Download("11:00:01", "b.zip");
+  };
+  download_all();
+  rig.Restart();
+  download_all();
+  EXPECT_EQ(rig.t.Site(1).TodayDownloads, 3);
+  EXPECT_EQ(rig.Flushed("Downloads").rows.size(), 3u);
+  Download("11:00:00", "a.zip");
+  Download("11:00:02", "c.zip");
+  EXPECT_EQ(rig.t.Site(1).TodayDownloads, 5);
+  EXPECT_EQ(rig.Flushed("Downloads").rows.size(), 5u);
+  rig.t.Corrected.QuietReplay = false;
+  rig.Restart();
+  download_all();
+  EXPECT_EQ(rig.Flushed("Downloads").rows.size(), 8u) << "classic";
+}
+
+TEST_F(ReadAgainTest, OnceALogWasReadItsRowsAreNew) {
+  Download("11:00:00", "a.zip");
+  rig.Restart();
+  ReadOnce(true);
+  Download("11:00:00", "a.zip");
+  EXPECT_EQ(rig.Flushed("Downloads").rows.size(), 2u);
+}
+
+TEST_F(ReadAgainTest, RowsThatAKillTookAreStoredAgain) {
+  Download("11:00:00", "a.zip");
+  Db().FlushAll();
+  Download("11:00:01", "b.zip");
+  Exception("11:00:01", "x", "10.0.0.1", true);
+  rig.Crash();
+  ReadOnce(false);
+  Download("11:00:00", "a.zip");
+  Download("11:00:01", "b.zip");
+  Exception("11:00:01", "x", "10.0.0.1", true);
+  EXPECT_EQ(rig.Flushed("Downloads").rows.size(), 2u);
+  EXPECT_EQ(rig.Read("Exceptions").rows.size(), 1u);
+}
+
+TEST_F(ReadAgainTest, ExceptionsOfEarlierRunsAreStoredOnce) {
+  Exception("11:00:00", "a.htm", "10.0.0.1", false);
+  Exception("11:00:00", "a.htm", "10.0.0.2", false);
+  rig.Restart();
+  Exception("11:00:00", "a.htm", "host.example", true);  // Its name has come since.
+  Exception("11:00:00", "a.htm", "10.0.0.2", true);
+  Exception("11:00:00", "a.htm", "10.0.0.3", true);
+  Exception("11:00:01", "a.htm", "10.0.0.3", true);
+  Exception("11:00:00", "a.htm", "10.0.0.1", false);  // Not of a line.
+  EXPECT_EQ(rig.Flushed("Exceptions").rows.size(), 5u);
+}
+
+TEST_F(ReadAgainTest, RowsOfOtherDaysAreNotLookedAt) {
+  rig.t.Today.n -= 1;
+  VisitorRec v = rig.Visitor("10.0.0.1", "11:00:00", 1, 4);
+  v.Page = "a.zip";
+  ASSERT_TRUE(Db().DatabaseReady());
+  Db().AddDownload(v);
+  rig.t.Today.n += 1;
+  rig.Restart();
+  ASSERT_TRUE(Db().DatabaseReady());
+  Db().AddDownload(v);
+  EXPECT_EQ(rig.Flushed("Downloads").rows.size(), 2u);
+}
+
+TEST_F(ReadAgainTest, AHackIsCountedOnceAVisit) {
+  VisitorRec first = rig.Visit("10.0.0.1", "10:00:00");
+  Db().UpdateHackCount(first);
+  VisitorRec second = rig.Visit("10.0.0.1", "11:00:00");
+  Db().UpdateHackCount(second);
+  EXPECT_EQ(second.StoredHackCount, 2);
+  rig.Restart();
+  rig.t.Site(1).ScanCount = 1;
+  first = rig.Visit("10.0.0.1", "10:00:00");
+  ASSERT_EQ(first.VisitCount, 1);
+  Db().UpdateHackCount(first);
+  second = rig.Visit("10.0.0.1", "11:00:00");
+  Db().UpdateHackCount(second);
+  EXPECT_EQ(second.StoredHackCount, 2);
+  VisitorRec third = rig.Visit("10.0.0.1", "12:00:00");
+  Db().UpdateHackCount(third);
+  EXPECT_EQ(third.StoredHackCount, 3);
+  EXPECT_EQ(rig.Flushed("Visitor").rows[0].at("HackCount"), "  3");
+}
+
+TEST_F(ReadAgainTest, ClassicCountsAHackAgain) {
+  rig.t.Corrected.QuietReplay = false;
+  VisitorRec v = rig.Visit("10.0.0.1");
+  Db().UpdateHackCount(v);
+  rig.Restart();
+  v = rig.Visit("10.0.0.1");
+  Db().UpdateHackCount(v);
+  EXPECT_EQ(v.StoredHackCount, 2);
+  EXPECT_EQ(rig.Flushed("Visitor").rows[0].at("Flags"), "");
+}
+
+TEST_F(ReadAgainTest, AFrequentVisitorIsRaisedWithTheTimeOfItsVisit) {
+  rig.t.Site(1).ExValue133 = 1;
+  VisitorRec v = rig.Visitor("10.0.0.1");
+  v.LastPageTime = {};
+  Db().UpdateVisitor(v, false);
+  ASSERT_EQ(rig.exceptions.raised.size(), 1u);
+  EXPECT_TRUE(Contains(rig.exceptions.raised[0], std::to_string(v.StartTime.s))) << rig.exceptions.raised[0];
+}
+
+TEST_F(ReadAgainTest, VisitsAreFoundByTheirBeginning) {
+  VisitorRec v = rig.Visit("10.0.0.1", "10:00:00");
+  EXPECT_EQ(Db().BeganAt(v, DatabaseRig::At("10:00:00")), true);
+  EXPECT_EQ(Db().BeganAt(v, DatabaseRig::At("10:00:01")), false);
+  rig.Visit("10.0.0.1", "10:40:00");
+  EXPECT_EQ(Db().BeganAt(v, DatabaseRig::At("10:40:00")), true);
+  rig.t.Closing = true;
+  Db().CloseDatabase();
+  EXPECT_EQ(Db().BeganAt(v, DatabaseRig::At("10:00:00")), std::nullopt);
+  rig.t.Closing = false;
+}
+
+}  // namespace
+}  // namespace vantry
