@@ -152,7 +152,7 @@ constexpr AgentRow kAgents[] = {
      "Bytespider", "Bytespider (AI)"},
     {"meta-externalagent/1.1 (+https://developers.facebook.com/docs/sharing/webmasters/crawler)", "meta-externalagent",
      "meta-externalagent (AI)"},
-    {"Mozilla/5.0 (compatible; AhrefsBot/7.0; +http://ahrefs.com/robot/)", "AhrefsSiteAudit", "AhrefsSiteAudit (SEO)"},
+    {"Mozilla/5.0 (compatible; AhrefsBot/7.0; +http://ahrefs.com/robot/)", "AhrefsBot", "AhrefsBot (SEO)"},
     {"Mozilla/5.0 (compatible; SemrushBot/7~bl; +http://www.semrush.com/bot.html)", "SEMrushBot", "SEMrushBot (SEO)"},
     {"Mozilla/5.0 (compatible; MJ12bot/v1.4.8; http://mj12bot.com/)", "MJ12bot", "MJ12bot (SEO)"},
     {"facebookexternalhit/1.1 (+http://www.facebook.com/externalhit_uatext.php)", "facebookexternalhit",
