@@ -106,7 +106,7 @@ void LineParser::ReadRemainingFields() {
   TakeNumber(kStatus, hit_.HitStatus);
   TakeNumber(kWin32Status, hit_.HitWin32);
   Take(kMethod, hit_.HitMethod);
-  std::erase(hit_.HitAgent, '"');
+  if (Contains(hit_.HitAgent, "\"")) std::erase(hit_.HitAgent, '"');
 }
 
 std::optional<std::string_view> LineParser::AddressIn(std::string_view line) const {

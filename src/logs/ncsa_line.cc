@@ -1,7 +1,6 @@
 #include "logs/ncsa_line.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "config/value_forms.h"
 #include "core/date_time.h"
@@ -60,8 +59,8 @@ Head CutHead(std::string_view text) {
   const std::string_view second = NextWord(rest);
   // A virtual host stands in front when what follows it is an address, or when it names its port and three words more
   // follow.
-  const size_t blank = rest.find(' ');
-  if (blank != kNone && (LooksLikeAddress(second) || IsNameAndPort(head.client))) {
+  const bool may_be_host = (second != "-" && LooksLikeAddress(second)) || IsNameAndPort(head.client);
+  if (may_be_host && rest.find(' ') != kNone) {
     head.client = second;
     text = rest;
   }
@@ -129,7 +128,7 @@ std::string_view TargetOf(std::string_view request) {
 
 void NcsaLine::Start(std::string_view line) {
   head_ = stamp_ = zone_ = after_ = {};
-  cut_ = false;
+  cut_ = Part::kNone;
   // What a client sends stands in quotes from here on, and a server escapes a quote in a user's name: so the first
   // bracket that closes before a quote ends the time.
   constexpr std::string_view kEnd = "] \"";
@@ -156,22 +155,33 @@ std::string_view NcsaLine::User() const {
   return CutHead(head_).user;
 }
 
-const NcsaLine::Rest& NcsaLine::Request() {
-  if (std::exchange(cut_, true)) return rest_;
-  rest_ = {};
-  if (after_.empty()) return rest_;
-  const size_t end = RequestEnd(after_);
-  if (end == kNone) return rest_;
-  rest_.target = TargetOf(after_.substr(1, end - 1));
-  std::string_view text = after_.substr(std::min(end + 2, after_.size()));
-  rest_.status = NextWord(text);
-  (void)NextWord(text);  // The number of bytes.
-  rest_.referrer = NextField(text);
-  rest_.agent = NextField(text);
-  return rest_;
+void NcsaLine::CutRequest() {
+  target_ = status_ = referrer_ = agent_ = {};
+  cut_ = Part::kRequest;
+  const size_t end = after_.empty() ? kNone : RequestEnd(after_);
+  if (end == kNone) {
+    after_ = {};
+    return;
+  }
+  target_ = TargetOf(after_.substr(1, end - 1));
+  after_.remove_prefix(std::min(end + 2, after_.size()));
+}
+
+void NcsaLine::CutRest() {
+  if (cut_ == Part::kNone) CutRequest();
+  cut_ = Part::kAll;
+  status_ = NextWord(after_);
+  (void)NextWord(after_);  // The number of bytes.
+  referrer_ = NextField(after_);
+  agent_ = NextField(after_);
 }
 
 std::string_view NcsaClient(std::string_view line) {
+  // Nearly always the first word, with a dash after it.
+  const size_t blank = line.find(' ');
+  if (blank == kNone || (line.size() > blank + 1 && line[blank + 1] == '-' && !IsNameAndPort(line.substr(0, blank)))) {
+    return line.substr(0, blank);
+  }
   return CutHead(line.substr(0, line.find(" ["))).client;
 }
 

@@ -24,22 +24,28 @@ class NcsaLine {
   std::string_view User() const;
   // The page with its query. Empty when the request is not of the form METHOD TARGET [PROTOCOL], such as "-" or the
   // beginning of an encrypted connection.
-  std::string_view Target() { return Request().target; }
-  std::string_view Status() { return Request().status; }
-  std::string_view Referrer() { return Request().referrer; }
-  std::string_view Agent() { return Request().agent; }
+  std::string_view Target() {
+    if (cut_ == Part::kNone) CutRequest();
+    return target_;
+  }
+  std::string_view Status() { return OfRest(status_); }
+  std::string_view Referrer() { return OfRest(referrer_); }
+  std::string_view Agent() { return OfRest(agent_); }
 
  private:
-  struct Rest {
-    std::string_view target, status, referrer, agent;
-  };
-  const Rest& Request();
+  enum class Part { kNone, kRequest, kAll };
+  void CutRequest();
+  void CutRest();
+  std::string_view OfRest(const std::string_view& field) {
+    if (cut_ != Part::kAll) CutRest();
+    return field;
+  }
 
   std::string_view head_;  // Up to the time.
   std::string_view stamp_, zone_;
-  std::string_view after_;  // From the request's opening quote on.
-  bool cut_ = false;        // `rest_` is of this line.
-  Rest rest_;
+  std::string_view after_;  // What was not cut yet: from the request's opening quote on, then from the status on.
+  Part cut_ = Part::kAll;   // How much of what follows is of this line.
+  std::string_view target_, status_, referrer_, agent_;
 };
 
 // The client's address in the beginning of a line, as far as that can be told from it.

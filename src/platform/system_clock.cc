@@ -44,8 +44,8 @@ int32_t SystemClock::UtcOffset() const {
 
 // The lines of a log lie close together in time, so the span of the last one is kept.
 int32_t SystemClock::UtcOffsetAt(UtcTime instant) const {
-  static const int64_t epoch = MakeDay(1970, 1, 1)->n * kSecondsPerDay;
-  const int64_t utc = instant.s - epoch;
+  constexpr int64_t kEpoch = 25'569 * kSecondsPerDay;  // 1 January 1970.
+  const int64_t utc = instant.s - kEpoch;
   if (span_known_ && utc >= span_begin_ && utc - span_begin_ < kSpan) return span_offset_;
   const int64_t begin = FloorDiv(utc, kSpan) * kSpan;
   span_offset_ = OffsetAt(begin);

@@ -92,8 +92,8 @@ struct SeekTest : ::testing::Test {
 };
 
 TEST_F(SeekTest, FindsTheFirstOfTodayInLogsOfAnySize) {
-  for (const int64_t size : {2 * kMB, 3 * kMB + 77, 100 * kMB, 10'000 * kMB, 100'000 * kMB}) {
-    for (const int64_t todays : {0, 1, 1'000, 15'000}) {
+  for (const int64_t size : {3 * kMB + 77, 10'000 * kMB, 100'000 * kMB}) {
+    for (const int64_t todays : {0, 1, 15'000}) {
       SCOPED_TRACE(std::to_string(size) + " " + std::to_string(todays));
       Fill(size, todays);
       ExpectBefore(Find().start, first_);
