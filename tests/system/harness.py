@@ -117,6 +117,12 @@ class Home:
         corrections = "[Corrections]\nAll=True\n" if os.environ.get("VANTRY_TEST_CORRECTED") else ""
         self.write("registry.ini", "[Security]\nBindAddress=127.0.0.1\n" + corrections)
 
+    def keep_classic(self, *keys):
+        """For tests of what holds without these corrections: off, also where the run has all on."""
+        if os.environ.get("VANTRY_TEST_CORRECTED"):
+            with open(self.file("registry.ini"), "a", encoding="latin-1") as f:
+                f.write("".join("%s=False\n" % key for key in keys))
+
     def file(self, name):
         return os.path.join(self.path, name)
 

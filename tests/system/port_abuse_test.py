@@ -19,10 +19,12 @@ class PortTest(SystemTest):
     """One program for all tests of a class: none of them may leave it in another state."""
     settings = {}
     visitors = 3
+    classic = ("AnswerPaused",)
 
     def setUp(self):
         skip_at_midnight()
         self.folder = self.home()
+        self.folder.keep_classic(*self.classic)
         self.folder.write_settings(**self.settings)
         self.folder.write_site()
         self.log = self.folder.log("access.log")
@@ -258,6 +260,7 @@ class CrowdTest(PortTest):
 
 class LoginTest(PortTest):
     settings = {"WebAccessControl": "True", "WebUsername": "operator", "WebPassword": "open sesame"}
+    classic = ("LoginCookie", "DecodeForms")
     FORM = b"UserName=%s&Password=%s&B1=Submit"
 
     def post(self, body, pieces=None, source="127.0.0.1"):

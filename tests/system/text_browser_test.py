@@ -41,6 +41,7 @@ class TextBrowserTest(SystemTest):
         if web_world.young_day():
             self.skipTest("the first visits would be of yesterday")
         self.folder = self.home()
+        self.folder.keep_classic("LoginCookie", "DecodeForms")
         web_world.fill(self.folder, **SETTINGS)
         self.vantry = self.start(self.folder)
         wait_until(lambda: web_world.all_read(self.vantry), what=self.vantry.status)

@@ -21,6 +21,7 @@ class WapTest(SystemTest):
     def setUp(self):
         skip_at_midnight()
         self.folder = self.home()
+        self.folder.keep_classic("ReadablePages")
 
     def compile(self, deck):
         """The strings of the compiled deck; fails when the compiler finds anything to say."""

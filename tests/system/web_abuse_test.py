@@ -119,6 +119,7 @@ class AbuseCase(SystemTest):
         memory = tempfile.mkdtemp(prefix="vantry_abuse_", dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
         self.addCleanup(shutil.rmtree, memory, ignore_errors=True)
         folder = self.home(memory)
+        folder.keep_classic("ControlAlone", "LoginCookie", "DecodeForms")
         folder.write_settings(**self.settings)
         folder.write_sites(folder.section("One", folder.logs, Domain=DOMAIN),
                            folder.section("Big", folder.logs, Mask="big.log", Domain=BIG))
