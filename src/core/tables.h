@@ -103,6 +103,8 @@ struct SiteRec : ReadState {
   bool EmailGlobalAlso = false, EmailDailyReport = false, EmailNoExceptions = false;  // Saved.
   int16_t AlertView = 0, ExceptionView = 0;  // Filter of the window's lists, 0 for all.
   bool AutoArchive = false;                  // Saved.
+  bool WaitsForLog = false;                  // There was no log at the last scan: it is looked for at the next.
+  bool WaitTold = false;                     // The operator knows of it.
   std::string LastScanError;                 // What the last failed scan was told about, so that it is told once.
 };
 

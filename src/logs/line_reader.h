@@ -35,6 +35,8 @@ class LineReader {
   // Returns whether the line last read is the file's last, as Next found it. A line without an end always is: what is
   // added to it later is left to the next reader.
   bool AtEnd() const { return file_ended_; }
+  // Returns whether the line last read has a line end, so that nothing can be added to it.
+  bool IsWhole() const { return has_end_; }
   // The last line of the file as a reader of fixed blocks has it: a Unix line without an end is filled with blanks to
   // a multiple of kFillBlock bytes, so the fields that a half-written line lacks are empty rather than missing.
   std::string FilledLine() const;

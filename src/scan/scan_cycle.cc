@@ -7,6 +7,7 @@
 #include "core/text.h"
 #include "core/visitor_rows.h"
 #include "scan/first_of_today.h"
+#include "scan/log_wait.h"
 
 namespace vantry {
 namespace {
@@ -23,6 +24,11 @@ void TellDropped(ProgramLog& log, DayList<Row>& list, const std::string& what, b
                                        : " is full: it drops its oldest rows, " + rows + " so far") +
                           ". Counters and tables have all of them.",
                       false);
+}
+
+bool IsBlankOrComment(std::string_view line) {
+  const size_t first = line.find_first_not_of(" \t\r");
+  return first == std::string_view::npos || line[first] == '#';
 }
 
 }  // namespace
@@ -109,7 +115,8 @@ void ScanCycle::TickSite(int16_t n) {
     if (site.Paused) return;
     const WallTime now = c_.clock.Now();
     if (MinutesBetween(site.LastLookupTime, now) > (site.FTP ? 30 : 15)) site.ForceLookup = true;
-    if (site.Scanning || site.LastScanTime.s + site.Frequency >= now.s) return;
+    if (site.WaitsForLog) site.ForceLookup = true;
+    if (site.Scanning || site.LastScanTime.s + ScanPeriod(site) >= now.s) return;
     ++site.ScanCount;
   }
   ScanSite(n);
@@ -194,6 +201,7 @@ void ScanCycle::AnnounceFirstScan(int16_t n) {
 bool ScanCycle::ScanSite(int16_t n) {
   c_.history.FlushDatabase();
   t_.Site(n).Scanning = true;
+  t_.Site(n).WaitsForLog = lines_dropped_ = false;
   t_.FirstScan = false;
   if (t_.Site(n).LastReadPos == 0 && t_.Site(n).ScanCount == 1) AnnounceFirstScan(n);
   t_.ScanInProgress = true;
@@ -240,6 +248,7 @@ Status ScanCycle::PrepareScan(int16_t n) {
 
 Status ScanCycle::ChooseLogFile(int16_t n) {
   const std::string name = LogFileName(n);
+  if (name.empty() && t_.Corrected.WaitForLog) return WaitForLog(n, NoFileFits(t_.Site(n)));
   if (name.empty()) {
     Status status = ReportNoLogFile(n);
     t_.Site(n).Paused = true;
@@ -328,29 +337,25 @@ int64_t ScanCycle::SkipToToday(int16_t n, LogFile& file, int64_t from) {
 Status ScanCycle::ReadLines(int16_t n, LineReader& reader) {
   int blank_lines = 0, lines = 0;
   SteadyTime last_yield = c_.clock.Steady();
-  const bool unix_lines = t_.Site(n).Unix;
+  const bool whole_lines = ReadsWholeLines();
   if (!reader.Next()) {
-    // Reading a line at the end of a file fails. Of Unix files only an empty one does; elsewhere the line is empty.
     if (!reader.Error().ok()) return reader.Error();
-    if (!unix_lines || reader.Position() == 0) return Status::Error(Fail::kIo, "Input past end of file");
+    return ReadNothing(n, reader.Position());
   }
   for (;;) {
-    if (blank_lines == 50 || reader.AtEnd()) {
+    const std::string_view line = reader.Line();
+    if (whole_lines) {
+      if (!reader.IsWhole()) return Status::Ok();
+    } else if (blank_lines == 50 || reader.AtEnd()) {
       // Processed whatever it holds, and before the position moves: the next scan reads this line again, whole.
       t_.Hit.CurLine = reader.FilledLine();
+      if (!t_.Site(n).FieldsKnown && !IsBlankOrComment(line)) lines_dropped_ = true;
       hits_.SplitLine(t_.Hit.CurLine, n);
       return Status::Ok();
     }
-    const std::string_view line = reader.Line();
     blank_lines = line.empty() ? blank_lines + 1 : 0;
     t_.Hit.CurPos = reader.Position() + 1;
-    if (!line.empty() && line.front() == '#') {
-      TakeHeaderLine(n, line);
-    } else if (t_.Site(n).FieldsKnown) {
-      hits_.WarmUp(n, reader.Ahead());
-      hits_.SplitLine(line, n);
-      if (hits_.MetComingDay()) return Status::Ok();
-    }
+    if (!TakeLine(n, line, reader.Ahead())) return Status::Ok();
     if (++lines == kLinesPerCheck) {
       lines = 0;
       t_.Hit.CurLine = line;
@@ -359,6 +364,38 @@ Status ScanCycle::ReadLines(int16_t n, LineReader& reader) {
     }
     if (!reader.Next()) return reader.Error();
   }
+}
+
+// There was no line at all from this place on.
+Status ScanCycle::ReadNothing(int16_t n, int64_t position) {
+  if (position > 0 && ReadsWholeLines()) return Status::Ok();
+  if (position == 0 && t_.Corrected.WaitForLog) {
+    if (!t_.Site(n).CaughtUp) (void)WaitForLog(n, t_.Site(n).LastLogFile + " is empty");
+    return Status::Ok();
+  }
+  // Reading a line at the end of a file fails. Of Unix files only an empty one does; elsewhere the line is empty.
+  if (!t_.Site(n).Unix || position == 0) return Status::Error(Fail::kIo, "Input past end of file");
+  t_.Hit.CurLine.clear();
+  hits_.SplitLine(t_.Hit.CurLine, n);
+  return Status::Ok();
+}
+
+// False before a line of the coming day, which waits for the rollover.
+bool ScanCycle::TakeLine(int16_t n, std::string_view line, std::string_view ahead) {
+  const bool whole_lines = ReadsWholeLines();
+  if (!line.empty() && line.front() == '#') {
+    TakeHeaderLine(n, line);
+  } else if (whole_lines && IsBlankOrComment(line)) {
+    // Split, it would have all fields of the line before.
+  } else if (t_.Site(n).FieldsKnown) {
+    hits_.WarmUp(n, ahead);
+    hits_.SplitLine(line, n);
+    if (hits_.MetComingDay()) return false;
+  } else {
+    lines_dropped_ = true;
+  }
+  if (whole_lines) t_.Site(n).LastReadPos = t_.Hit.CurPos;
+  return true;
 }
 
 void ScanCycle::Yield(SteadyTime& last) {
@@ -398,7 +435,7 @@ void ScanCycle::FailScan(int16_t n, const Status& status) {
   if (t_.Site(n).FTP) c_.ftp.FTPClose(n);
   SiteRec& site = t_.Site(n);
   // Without a window nobody reads the trace, so each new trouble is written to the console once.
-  if (site.LastScanError != status.text && !site.LastLogFile.empty()) {
+  if (site.LastScanError != status.text && !site.LastLogFile.empty() && !site.WaitsForLog) {
     c_.notices.Tell("Site " + site.Name + ": " + status.text + " (" + site.LastLogFile + "). It is tried again every " +
                     std::to_string(site.Frequency) + " s.");
   }
@@ -433,7 +470,14 @@ void ScanCycle::EndScan(int16_t n) {
     if (c_.settings.ChangeIconDuringScan) {
       c_.view.SetSiteImage(n, t_.Site(n).ProxyStyle ? kIconSiteIdleProxy : kIconSiteIdle);
     }
-    if (t_.FirstScan && !t_.Site(n).FieldsKnown) WarnNoFields(n);
+    if (t_.FirstScan && !t_.Site(n).FieldsKnown) {
+      if (t_.Corrected.WaitForLog && !lines_dropped_) {
+        (void)WaitForLog(n, t_.Site(n).LastLogFile + " has no line yet");
+        t_.Site(n).LastReadPos = 0;
+      } else {
+        WarnNoFields(n);
+      }
+    }
     SiteRec& site = t_.Site(n);
     site.LastScanError.clear();
     site.Scanning = site.Replaying = false;

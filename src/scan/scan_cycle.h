@@ -59,6 +59,11 @@ class ScanCycle {
   int64_t SkipToToday(int16_t site, LogFile& file, int64_t from);
   Status ReadLines(int16_t site, LineReader& reader);
   bool TakesHeader();
+  Status ReadNothing(int16_t site, int64_t position);
+  bool TakeLine(int16_t site, std::string_view line, std::string_view ahead);
+  // A rotated file is left at the end of its last whole line, so following implies reading whole lines.
+  bool ReadsWholeLines() const { return t_.Corrected.WholeLines || t_.Corrected.FollowRotation; }
+  Status WaitForLog(int16_t site, const std::string& what);
   void TakeHeaderLine(int16_t site, std::string_view line);
   void FailScan(int16_t site, const Status& status);
   void WarnNoFields(int16_t site);
@@ -74,7 +79,8 @@ class ScanCycle {
   HitProcessor hits_;
   WallTime last_tick_;
   SteadyTime last_tick_steady_;
-  std::vector<char> buffer_;  // The line reader's working space, kept from scan to scan.
+  bool lines_dropped_ = false;  // The running scan met lines before it knew their fields.
+  std::vector<char> buffer_;    // The line reader's working space, kept from scan to scan.
 };
 
 }  // namespace vantry
