@@ -8,10 +8,13 @@
 #include "app/engine.h"
 #include "bench/alert_parts.h"
 #include "platform/cares_resolver.h"
+#include "platform/inotify_watch.h"
 #include "platform/lmdb_index.h"
 #include "platform/posix_data_files.h"
 #include "platform/qt_loop.h"
+#include "platform/re2_patterns.h"
 #include "platform/socket_listener.h"
+#include "platform/system_random.h"
 
 namespace {
 
@@ -56,8 +59,12 @@ int main(int argc, char** argv) {
   vantry::bench::NullLine sms;
   vantry::bench::NullPrograms programs;
   vantry::bench::NullBus bus;
+  vantry::InotifyWatch watch;
+  vantry::SystemRandom random;
+  vantry::Re2Patterns patterns;
   const auto start = std::chrono::steady_clock::now();
-  vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus},
+  vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus,
+                         random, patterns, watch},
                         {folder, "", vantry::Regional{}, "", {}});
   if (!engine.Main()) return 1;
   const double started = Seconds(start);

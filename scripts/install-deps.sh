@@ -6,11 +6,11 @@
 #   install-deps.sh dev    also formatters, linters and fuzzers
 set -euo pipefail
 
-run="g++ cmake ninja-build pkg-config qt6-base-dev ca-certificates libc-ares-dev libcurl4-openssl-dev liblmdb-dev libre2-dev libsystemd-dev python3-minimal procps"
+run="g++ cmake ninja-build pkg-config qt6-base-dev ca-certificates libc-ares-dev libcurl4-openssl-dev liblmdb-dev libre2-dev libsystemd-dev zlib1g-dev python3-minimal procps"
 tests="libgtest-dev libgmock-dev nginx-light dnsmasq-base python3 python3-dnslib curl faketime tor-geoipdb python3-dbfread shapelib python3-aiosmtpd openssl dbus-daemon libglib2.0-bin systemd python3-gi chromium chromium-driver python3-selenium python3-pil fonts-dejavu-core lynx kannel-extras clang clang-format clang-tidy"
 bench="libbenchmark-dev faketime apache2-utils dbus-daemon"
 # uap-core, python3-yaml and npm: for scripts/renew-lists.
-dev="uap-core python3-yaml npm libclang-rt-dev universal-ctags"
+dev="logrotate uap-core python3-yaml npm libclang-rt-dev universal-ctags"
 # A second mail server to try mails with, unless this machine has one: two exclude each other.
 [ -e /usr/sbin/sendmail ] && [ ! -e /usr/sbin/exim4 ] || tests="$tests exim4-daemon-light"
 

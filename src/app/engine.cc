@@ -1,6 +1,7 @@
 #include "app/engine.h"
 
 #include "config/correction_switches.h"
+#include "config/followed_files.h"
 #include "config/settings_file.h"
 #include "config/site_file.h"
 #include "core/text.h"
@@ -40,6 +41,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       scan_(
           scan_context_, [this] { return timer1_->Enabled(); },
           [this](int16_t place) { return ExceptionNumberAt(place); }),
+      log_watch_(scan_context_, scan_, ports_.watch, [this] { return timer1_->Enabled(); }),
       web_(ForWeb(), security_),
       timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { scan_.Timer1Tick(); })),
       timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { Timer2Tick(); })),
@@ -92,7 +94,10 @@ bool Engine::Main() {
       KeepUnreadSites(status);
     }
     (void)files_.Read(SiteFile(), site_file_);
-    for (SiteRec& site : t_.Sites) site.Stored = static_cast<const ReadState&>(site);
+    for (SiteRec& site : t_.Sites) {
+      if (!t_.Corrected.FollowRotation) ForgetFollowed(site);
+      site.Stored = static_cast<const ReadState&>(site);
+    }
     t_.TimeBias = ports_.clock.UtcOffset();
     running = LoadWindow();
     return Status::Ok();
@@ -233,6 +238,7 @@ void Engine::StartTimersAndListener() {
     retry_timer_->Start();
     mail_.RetryTick();
   }
+  if (t_.Corrected.Immediate) log_watch_.Start();
   automation_.Start();
   const Status status = web_.StartWebListener();
   if (status.ok()) return;
@@ -319,6 +325,7 @@ void Engine::Closing() {
   edit_timer_->Stop();
   if (save_timer_) save_timer_->Stop();
   if (retry_timer_) retry_timer_->Stop();
+  log_watch_.Stop();
   ports_.resolver.Cancel();
   web_.CloseConnections();
   automation_.Close();

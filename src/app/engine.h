@@ -26,6 +26,7 @@
 #include "ports/automation.h"
 #include "ports/clock.h"
 #include "ports/data_files.h"
+#include "ports/file_watch.h"
 #include "ports/files.h"
 #include "ports/index_store.h"
 #include "ports/line_client.h"
@@ -38,6 +39,7 @@
 #include "ports/random.h"
 #include "ports/resolver.h"
 #include "scan/agent_names.h"
+#include "scan/log_watch.h"
 #include "scan/resolver_queue.h"
 #include "scan/scan_cycle.h"
 #include "web/automation.h"
@@ -61,6 +63,7 @@ struct EnginePorts {
   AutomationBus& bus;
   Random& random;
   Patterns& patterns;
+  FileWatch& watch;
 };
 
 struct EngineOptions {
@@ -178,6 +181,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   std::optional<AgentNames> agents_;
   ScanContext scan_context_;
   ScanCycle scan_;
+  LogWatch log_watch_;
   WebServer web_;
   std::unique_ptr<Timer> timer1_, timer2_, send_timer_, flush_timer_, edit_timer_;
   std::unique_ptr<Timer> first_tick_;   // Of a quick start: ticks once, as soon as the loop turns.

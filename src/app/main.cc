@@ -15,6 +15,7 @@
 #include "platform/cares_resolver.h"
 #include "platform/console_notices.h"
 #include "platform/curl_mail.h"
+#include "platform/inotify_watch.h"
 #include "platform/lmdb_index.h"
 #include "platform/posix_data_files.h"
 #include "platform/posix_files.h"
@@ -78,6 +79,7 @@ int main(int argc, char** argv) {
   vantry::LmdbIndex index;
   vantry::SystemClock clock;
   vantry::QtLoop loop;
+  vantry::InotifyWatch watch;
   vantry::SocketListener listener(clock);
   vantry::RegistryFile registry(files, app_path + "registry.ini");
   vantry::CaresResolver resolver({.servers = ReadRegistryValue(registry, "Resolver", "Servers", "")});
@@ -100,15 +102,15 @@ int main(int argc, char** argv) {
     }
     return status.ok();
   };
-  vantry::Engine engine(
-      {clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus, random, patterns},
-      {app_path,
-       command.text,
-       vantry::ReadRegional(registry),
-       Environment("http_proxy"),
-       acquire,
-       {ExecutableFolder().parent_path().string() + "/share/vantry/"},
-       ::isatty(STDIN_FILENO) == 1});
+  vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus,
+                         random, patterns, watch},
+                        {app_path,
+                         command.text,
+                         vantry::ReadRegional(registry),
+                         Environment("http_proxy"),
+                         acquire,
+                         {ExecutableFolder().parent_path().string() + "/share/vantry/"},
+                         ::isatty(STDIN_FILENO) == 1});
   vantry::StopSignals signals([&engine] { engine.Closing(); }, [&engine] { engine.HangUp(); });
   if (!engine.Main()) return result;
   if (!resolver.Problem().empty()) {

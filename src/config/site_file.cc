@@ -2,6 +2,7 @@
 
 #include <variant>
 
+#include "config/followed_files.h"
 #include "core/text.h"
 
 namespace vantry {
@@ -188,6 +189,11 @@ class SiteReader {
       if (t_.Sites.empty()) return BeforeSection(pair);
       return StoreSite(pair, row);
     }
+    if (pair.key == "LASTFILE" || pair.key == "LEFTFILE") {
+      if (t_.Sites.empty()) return BeforeSection(pair);
+      ReadFollowed(pair.key, pair.value, t_.Sites.back());
+      return std::nullopt;
+    }
     for (const AlertKey& row : kAlertKeys) {
       if (!EqualsNoCase(pair.key, row.key)) continue;
       if (t_.Alerts.empty()) return pair.key + " stands before the first Alert";
@@ -318,6 +324,7 @@ std::string FormatSites(const Regional& settings, LiveTables& tables) {
     if (site.Stored) static_cast<ReadState&>(saved) = *site.Stored;
     out += "[" + OneLine(site.Name) + "]\r\n";
     for (const SiteRow& row : kSiteRows) AppendLine(out, row.key, SiteValue(saved, row, regional));
+    for (const auto& [key, value] : FollowedLines(saved)) AppendLine(out, key, value);
     for (const AlertRec& alert : tables.Alerts) {
       if (alert.Site == n) AppendAlert(out, alert, dns_count);
     }

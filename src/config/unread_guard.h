@@ -31,6 +31,10 @@ class UnreadGuard final : public Files {
   Status OpenLog(const std::string& path, std::unique_ptr<LogFile>& file) override {
     return files_.OpenLog(path, file);
   }
+  Status OpenUnpacked(const std::string& path, std::unique_ptr<LogFile>& file) override {
+    return files_.OpenUnpacked(path, file);
+  }
+  Status Look(const std::string& path, FileLook& look) override { return files_.Look(path, look); }
 
  private:
   Status CheckRead(const std::string& path) const;

@@ -29,15 +29,35 @@ struct PendingTexts : BoundedQueue<std::string> {
   PendingTexts() : BoundedQueue(kMost, kMostBytes) {}
 };
 
+// Which file it is, whatever its name. Kept with the correction FollowRotation alone.
+struct LogFileId {
+  uint64_t Device = 0, Inode = 0;  // Inode 0: no file is known.
+  int32_t StartBytes = 0;          // How much of its beginning StartHash covers: all there was, 1,024 bytes at most.
+  uint64_t StartHash = 0;
+  int64_t WrittenNs = 0;  // Its last change when it was looked at last.
+  std::string Path;       // Where it was found then.
+};
+
+// A file that was read before the current one, as far as it went then.
+struct LeftLog {
+  LogFileId File;
+  int64_t ReadPos = 0;  // As LastReadPos and LastReadPosDay; the latter is 0 when nothing of today is in it.
+  int64_t DayPos = 0;
+  bool Done = false;      // It can't grow any more, or is gone.
+  int64_t SeenBytes = 0;  // Its size at the last look. Not saved.
+};
+
 // How far a site's log was read. The site file keeps all of it.
 struct ReadState {
-  std::string LastLogFile;     // Full local path, or the remote file name.
-  int64_t LastReadPos = 0;     // 1-based place in LastLogFile where the next scan starts; 0 from the beginning.
-  int64_t LastReadPosDay = 0;  // Place of the first line read since this day's (or run's) scanning began.
-  std::string LastFields;      // Field list of the last "#FIELDS:" line, upper-cased.
-  LogTime LastReadDateTime;    // Log time of the newest line accepted as today's.
-  std::string LastIP;          // Of the visitor removed last.
-  LogTime LastTime;            // LastHitTime of that visitor.
+  std::string LastLogFile;        // Full local path, or the remote file name.
+  int64_t LastReadPos = 0;        // 1-based place in LastLogFile where the next scan starts; 0 from the beginning.
+  int64_t LastReadPosDay = 0;     // Place of the first line read since this day's (or run's) scanning began.
+  std::string LastFields;         // Field list of the last "#FIELDS:" line, upper-cased.
+  LogTime LastReadDateTime;       // Log time of the newest line accepted as today's.
+  std::string LastIP;             // Of the visitor removed last.
+  LogTime LastTime;               // LastHitTime of that visitor.
+  LogFileId LastFile;             // What LastReadPos is a place of.
+  std::vector<LeftLog> LeftLogs;  // Of today, and those that may still grow; in the order in which they were left.
 };
 
 // A monitored site. "Saved" marks what the site file keeps. A site's number is its 1-based place in `Sites` and stays
@@ -48,6 +68,7 @@ struct SiteRec : ReadState {
   std::optional<ReadState> Stored;
   int64_t ReplayUntilPos = 0;  // While not 0: old lines up to this place are being replayed, side effects muted.
   WallTime LastScanTime;       // End of the last scan.
+  WallTime LastCheckTime;      // When its exceptions for empty and crowded sites were checked.
   WallTime LastLookupTime;     // Last search for the current log file.
   bool Replaying = false;
   bool FieldsKnown = false;  // A field layout is known; lines are dropped until then.
@@ -105,6 +126,8 @@ struct SiteRec : ReadState {
   bool AutoArchive = false;                  // Saved.
   bool WaitsForLog = false;                  // There was no log at the last scan: it is looked for at the next.
   bool WaitTold = false;                     // The operator knows of it.
+  int64_t FolderWritten = 0;                 // Last change of the log's folder when it was looked at.
+  bool FolderSettled = true;                 // It has been looked at again since.
   std::string LastScanError;                 // What the last failed scan was told about, so that it is told once.
 };
 

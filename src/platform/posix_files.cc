@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "platform/posix_support.h"
+#include "platform/unpacked_log.h"
 
 namespace vantry {
 namespace {
@@ -49,6 +50,7 @@ class PosixLogFile final : public LogFile {
       return Status::Ok();
     }
   }
+  Status Look(FileLook& look) override { return LookAt(fd_.get(), path_, look); }
 
  private:
   Descriptor fd_;
@@ -126,9 +128,9 @@ Status PosixFiles::List(const std::string& folder, std::vector<FileEntry>& entri
     struct stat info {};
     if (::fstatat(::dirfd(dir), entry->d_name, &info, 0) != 0) {
       // A file that can't be examined is listed without a time, unless it has gone in the meantime.
-      if (errno != ENOENT) entries.push_back({entry->d_name, 0, std::nullopt});
+      if (errno != ENOENT) entries.push_back({entry->d_name, 0, std::nullopt, 0, 0});
     } else if (S_ISREG(info.st_mode)) {
-      entries.push_back({entry->d_name, info.st_size, WrittenNs(info)});
+      entries.push_back({entry->d_name, info.st_size, WrittenNs(info), info.st_dev, info.st_ino});
     }
   }
   ::closedir(dir);
@@ -143,6 +145,17 @@ Status PosixFiles::OpenLog(const std::string& path, std::unique_ptr<LogFile>& fi
   if (::fstat(fd.get(), &info) != 0) return Failure(path, errno);
   if (!S_ISREG(info.st_mode)) return Status::Error(Fail::kIo, path + ": is no plain file");
   file = std::make_unique<PosixLogFile>(fd.Release(), path);
+  return Status::Ok();
+}
+
+Status PosixFiles::OpenUnpacked(const std::string& path, std::unique_ptr<LogFile>& file) {
+  return OpenUnpackedLog(path, file);
+}
+
+Status PosixFiles::Look(const std::string& path, FileLook& look) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) return Failure(path, errno);
+  look = LookFrom(info);
   return Status::Ok();
 }
 

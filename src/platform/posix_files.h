@@ -16,6 +16,8 @@ class PosixFiles final : public Files {
   Status MakeFolder(const std::string& path) override;
   Status List(const std::string& folder, std::vector<FileEntry>& entries) override;
   Status OpenLog(const std::string& path, std::unique_ptr<LogFile>& file) override;
+  Status OpenUnpacked(const std::string& path, std::unique_ptr<LogFile>& file) override;
+  Status Look(const std::string& path, FileLook& look) override;
 };
 
 }  // namespace vantry

@@ -1,7 +1,9 @@
 // What the bodies of the file ports share.
 #pragma once
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <string>
 
@@ -11,6 +13,7 @@
 
 #include "core/status.h"
 #include "ports/file_identity.h"
+#include "ports/files.h"
 
 namespace vantry {
 
@@ -42,6 +45,25 @@ class Descriptor {
 inline Status Failure(const std::string& path, int error) {
   const Fail fail = error == ENOENT || error == ENOTDIR ? Fail::kNotFound : Fail::kIo;
   return Status::Error(fail, path + ": " + std::strerror(error));
+}
+
+inline FileLook LookFrom(const struct stat& info) {
+  return {static_cast<uint64_t>(info.st_dev),
+          static_cast<uint64_t>(info.st_ino),
+          int64_t{info.st_size},
+          int64_t{info.st_mtim.tv_sec} * 1'000'000'000 + info.st_mtim.tv_nsec,
+          {}};
+}
+
+// A file that is open, with the name that it has now.
+inline Status LookAt(int fd, const std::string& path, FileLook& look) {
+  struct stat info {};
+  if (::fstat(fd, &info) != 0) return Failure(path, errno);
+  look = LookFrom(info);
+  std::array<char, PATH_MAX> name{};
+  const ssize_t size = ::readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), name.data(), name.size());
+  look.path = size > 0 ? std::string(name.data(), static_cast<size_t>(size)) : path;
+  return Status::Ok();
 }
 
 // Makes the name of a file that was made or replaced durable; a file system that can't do it has done what it can.

@@ -19,6 +19,15 @@ struct FileEntry {
   int64_t size_bytes = 0;
   // Last write in nanoseconds of the file system's clock, for comparing files alone; empty if it can't be read.
   std::optional<int64_t> written_ns;
+  uint64_t device = 0, inode = 0;
+};
+
+// A file as it is at one moment, whatever its names.
+struct FileLook {
+  uint64_t device = 0, inode = 0;
+  int64_t size_bytes = 0;
+  int64_t written_ns = 0;  // Of a folder: when names in it came or went last.
+  std::string path;        // Without symbolic links. Of open files alone.
 };
 
 // A log file opened for shared reading. It may grow, shrink or lose its name while it is open.
@@ -28,6 +37,7 @@ class LogFile {
   // Reads up to buffer.size() bytes from a 0-based place into `buffer`. `count` is the number of bytes read; 0 at
   // the file's current end.
   virtual Status ReadAt(int64_t position, std::span<char> buffer, size_t& count) = 0;
+  virtual Status Look(FileLook& look) = 0;
 };
 
 // The file system. Paths use "/".
@@ -52,6 +62,11 @@ class Files {
   virtual Status List(const std::string& folder, std::vector<FileEntry>& entries) = 0;
   // Null and a failure if the file can't be opened or is not a plain file.
   virtual Status OpenLog(const std::string& path, std::unique_ptr<LogFile>& file) = 0;
+  // The same for a gzip file, read as what it unpacks to; one that is cut short ends where its readable part does. Its
+  // size has the lower 32 bits alone, and reading backwards starts over.
+  virtual Status OpenUnpacked(const std::string& path, std::unique_ptr<LogFile>& file) = 0;
+  // Looks at a file or folder without opening it, through symbolic links.
+  virtual Status Look(const std::string& path, FileLook& look) = 0;
 };
 
 }  // namespace vantry

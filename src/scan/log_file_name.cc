@@ -26,7 +26,7 @@ std::string ScanCycle::NewestLocalFile(int16_t n) {
   found.LogFileSize = best->size_bytes;
   // A log that shrank under its name is read on from its end. With whole lines the place of the next byte is beyond it.
   const int64_t most = found.LogFileSize + (ReadsWholeLines() ? 1 : 0);
-  if (found.LastReadPos > most && found.LogFileSize >= 1) {
+  if (found.LastReadPos > most && found.LogFileSize >= 1 && !Follows(n)) {
     found.LastReadPos = found.LastReadPosDay = found.LogFileSize;
     if (found.Stored && found.Stored->LastLogFile == name) {
       found.Stored->LastReadPos = found.Stored->LastReadPosDay = found.LogFileSize;

@@ -6,7 +6,7 @@
 
 #include "core/text.h"
 #include "core/visitor_rows.h"
-#include "scan/first_of_today.h"
+#include "scan/log_follower.h"
 #include "scan/log_wait.h"
 
 namespace vantry {
@@ -24,11 +24,6 @@ void TellDropped(ProgramLog& log, DayList<Row>& list, const std::string& what, b
                                        : " is full: it drops its oldest rows, " + rows + " so far") +
                           ". Counters and tables have all of them.",
                       false);
-}
-
-bool IsBlankOrComment(std::string_view line) {
-  const size_t first = line.find_first_not_of(" \t\r");
-  return first == std::string_view::npos || line[first] == '#';
 }
 
 }  // namespace
@@ -126,7 +121,23 @@ void ScanCycle::TickSite(int16_t n) {
   const bool quiet = t_.Corrected.QuietFirstScan || t_.Corrected.QuietReplay;
   if (quiet && t_.Site(n).ScanCount == 1) lifecycle_.ScanToRemove();
   if (t_.Closing) return;
+  CheckSite(n);
+}
+
+void ScanCycle::CheckSite(int16_t n) {
+  t_.Site(n).LastCheckTime = c_.clock.Now();
   c_.exceptions.CheckExceptions(n);
+}
+
+void ScanCycle::ReadNow(int16_t n) {
+  if (t_.ScanInProgress || t_.Closing || t_.Site(n).Paused) return;
+  ++t_.Site(n).ScanCount;
+  ScanSite(n);
+  if (t_.Closing) return;
+  SiteRec& site = t_.Site(n);
+  site.CaughtUp = true;
+  // A busy site is read ten times a second; what is looked at once a period stays at that.
+  if (site.LastCheckTime.s + site.Frequency < c_.clock.Now().s) CheckSite(n);
 }
 
 // The classic day ends in the minute 00:01. Until then Today is the old date, so lines of a new day's first minute are
@@ -183,6 +194,7 @@ void ScanCycle::RolloverSites() {
         site.TodayDownloads = site.PeakToday = 0;
     site.ForceLookup = true;
     if (site.FTP) c_.ftp.FTPClose(n);
+    if (Follows(n)) BeginDayOfLog(site);
   }
 }
 
@@ -228,7 +240,8 @@ bool ScanCycle::ScanSite(int16_t n) {
 Status ScanCycle::PrepareScan(int16_t n) {
   hits_.SetLayout(n);
   t_.HitShift = t_.TimeBias;
-  if (t_.Site(n).ForceLookup) {
+  folder_changed_ = Follows(n) && FolderChanged(n);
+  if (t_.Site(n).ForceLookup || folder_changed_) {
     if (Status status = ChooseLogFile(n); !status.ok()) return status;
   } else if (t_.Site(n).FTP && !c_.ftp.FTPConnect(n)) {
     const std::string text = "Error connecting to FTP site: " + t_.Site(n).FTPDomain;
@@ -248,6 +261,8 @@ Status ScanCycle::PrepareScan(int16_t n) {
 
 Status ScanCycle::ChooseLogFile(int16_t n) {
   const std::string name = LogFileName(n);
+  // What is left of a log without a name is read all the same.
+  if (name.empty() && Follows(n) && t_.Site(n).LastFile.Inode != 0) return Status::Ok();
   if (name.empty() && t_.Corrected.WaitForLog) return WaitForLog(n, NoFileFits(t_.Site(n)));
   if (name.empty()) {
     Status status = ReportNoLogFile(n);
@@ -256,7 +271,8 @@ Status ScanCycle::ChooseLogFile(int16_t n) {
     return status;
   }
   SiteRec& site = t_.Site(n);
-  if (name != site.LastLogFile) site.LastReadPos = site.LastReadPosDay = 0;  // A new file is read from its start.
+  if (name != site.LastLogFile && !Follows(n))
+    site.LastReadPos = site.LastReadPosDay = 0;  // A new file is read from its start.
   site.LastLogFile = name;
   return Status::Ok();
 }
@@ -279,9 +295,13 @@ Status ScanCycle::ReportNoLogFile(int16_t n) {
 }
 
 // After a restart on the same day all of today's lines are read again, which rebuilds the visitor table in memory.
+bool ScanCycle::HasReplay(const SiteRec& site) const {
+  return site.ScanCount == 1 && DayOf(site.LastReadDateTime) == t_.Today;
+}
+
 void ScanCycle::StartReplay(SiteRec& site) {
   if (site.ScanCount != 1) return;
-  if (DayOf(site.LastReadDateTime) == t_.Today && site.LastReadPosDay > 0) {
+  if (HasReplay(site) && site.LastReadPosDay > 0) {
     site.ReplayUntilPos = site.LastReadPos;
     site.LastReadPos = site.LastReadPosDay;
     site.Replaying = site.CaughtUp = true;
@@ -295,8 +315,8 @@ void ScanCycle::StartReplay(SiteRec& site) {
 }
 
 // The 0-based place from which to read, with all that a reading starts with.
-int64_t ScanCycle::StartReading(SiteRec& site) {
-  StartReplay(site);
+int64_t ScanCycle::StartReading(SiteRec& site, bool replay) {
+  if (replay) StartReplay(site);
   t_.Hit.CurPos = site.LastReadPos;
   if (!site.IncludeQuery) hits_.Parser().DropQuery();
   hits_.Parser().ClearFields();
@@ -304,130 +324,27 @@ int64_t ScanCycle::StartReading(SiteRec& site) {
 }
 
 Status ScanCycle::StartFetch(int16_t n) {
-  const int64_t start = StartReading(t_.Site(n));
+  const int64_t start = StartReading(t_.Site(n), true);
   c_.ftp.StartDownload(n, start, t_.FirstScan ? 0 : 120);
   return Status::Ok();
 }
 
 Status ScanCycle::ReadLocalLog(int16_t n) {
+  if (Follows(n)) return ReadFollowedLog(n);
   std::unique_ptr<LogFile> file;
   if (Status status = c_.files.OpenLog(t_.Site(n).LastLogFile, file); !status.ok()) return status;
+  return ReadFile(n, *file, true, false);
+}
+
+Status ScanCycle::ReadFile(int16_t n, LogFile& file, bool replay, bool packed) {
   SiteRec& site = t_.Site(n);
-  int64_t start = StartReading(site);
+  int64_t start = StartReading(site, replay);
   if (site.LastReadPosDay == 0) {
-    if (t_.Corrected.SeekToday) start = SkipToToday(n, *file, start);
+    if (t_.Corrected.SeekToday && !packed) start = SkipToToday(n, file, start);
     site.LastReadPosDay = start + 1;
   }
-  LineReader reader(*file, site.Unix, start, buffer_);
+  LineReader reader(file, site.Unix, start, buffer_);
   return ReadLines(n, reader);
-}
-
-// The position moves as if all lines before had been read: they are of earlier days.
-int64_t ScanCycle::SkipToToday(int16_t n, LogFile& file, int64_t from) {
-  SiteRec& site = t_.Site(n);
-  const LineParser& parser = hits_.Parser();
-  const TodayPlace place =
-      FirstOfToday({file, parser.Format(), parser.Rules(), t_.HitShift, c_.clock, site.LastFields}, from, t_.Today);
-  if (place.start == from) return from;
-  if (!place.header.empty()) TakeHeaderLine(n, place.header);
-  site.LastReadPos = t_.Hit.CurPos = place.start + 1;
-  return place.start;
-}
-
-Status ScanCycle::ReadLines(int16_t n, LineReader& reader) {
-  int blank_lines = 0, lines = 0;
-  SteadyTime last_yield = c_.clock.Steady();
-  const bool whole_lines = ReadsWholeLines();
-  if (!reader.Next()) {
-    if (!reader.Error().ok()) return reader.Error();
-    return ReadNothing(n, reader.Position());
-  }
-  for (;;) {
-    const std::string_view line = reader.Line();
-    if (whole_lines) {
-      if (!reader.IsWhole()) return Status::Ok();
-    } else if (blank_lines == 50 || reader.AtEnd()) {
-      // Processed whatever it holds, and before the position moves: the next scan reads this line again, whole.
-      t_.Hit.CurLine = reader.FilledLine();
-      if (!t_.Site(n).FieldsKnown && !IsBlankOrComment(line)) lines_dropped_ = true;
-      hits_.SplitLine(t_.Hit.CurLine, n);
-      return Status::Ok();
-    }
-    blank_lines = line.empty() ? blank_lines + 1 : 0;
-    t_.Hit.CurPos = reader.Position() + 1;
-    if (!TakeLine(n, line, reader.Ahead())) return Status::Ok();
-    if (++lines == kLinesPerCheck) {
-      lines = 0;
-      t_.Hit.CurLine = line;
-      Yield(last_yield);
-      if (t_.Closing) return Status::Ok();
-    }
-    if (!reader.Next()) return reader.Error();
-  }
-}
-
-// There was no line at all from this place on.
-Status ScanCycle::ReadNothing(int16_t n, int64_t position) {
-  if (position > 0 && ReadsWholeLines()) return Status::Ok();
-  if (position == 0 && t_.Corrected.WaitForLog) {
-    if (!t_.Site(n).CaughtUp) (void)WaitForLog(n, t_.Site(n).LastLogFile + " is empty");
-    return Status::Ok();
-  }
-  // Reading a line at the end of a file fails. Of Unix files only an empty one does; elsewhere the line is empty.
-  if (!t_.Site(n).Unix || position == 0) return Status::Error(Fail::kIo, "Input past end of file");
-  t_.Hit.CurLine.clear();
-  hits_.SplitLine(t_.Hit.CurLine, n);
-  return Status::Ok();
-}
-
-// False before a line of the coming day, which waits for the rollover.
-bool ScanCycle::TakeLine(int16_t n, std::string_view line, std::string_view ahead) {
-  const bool whole_lines = ReadsWholeLines();
-  if (!line.empty() && line.front() == '#') {
-    TakeHeaderLine(n, line);
-  } else if (whole_lines && IsBlankOrComment(line)) {
-    // Split, it would have all fields of the line before.
-  } else if (t_.Site(n).FieldsKnown) {
-    hits_.WarmUp(n, ahead);
-    hits_.SplitLine(line, n);
-    if (hits_.MetComingDay()) return false;
-  } else {
-    lines_dropped_ = true;
-  }
-  if (whole_lines) t_.Site(n).LastReadPos = t_.Hit.CurPos;
-  return true;
-}
-
-void ScanCycle::Yield(SteadyTime& last) {
-  if (c_.clock.Steady().ms - last.ms < kYieldMs) return;
-  c_.loop.Turn();
-  last = c_.clock.Steady();
-}
-
-// Many first scans follow each other in one tick, and other ticks wait for all of them; only the port is served.
-void ScanCycle::YieldBetweenSites(SteadyTime& last) {
-  struct Busy {
-    explicit Busy(bool& flag) : flag_(flag) { flag_ = true; }
-    ~Busy() { flag_ = false; }
-    bool& flag_;
-  } const busy(t_.ScanInProgress);
-  Yield(last);
-}
-
-// In the classic way a "#FIELDS:" line takes the layout from a format that has no names for it.
-bool ScanCycle::TakesHeader() {
-  return !t_.Corrected.KeepFixedLayout || hits_.Parser().TakesHeader();
-}
-
-void ScanCycle::TakeHeaderLine(int16_t n, std::string_view line) {
-  if (!TakesHeader()) return;
-  const std::string text = Upper(Trim(line));
-  if (!StartsWith(text, "#FIELDS:")) return;
-  SiteRec& site = t_.Site(n);
-  site.LastFields = text.size() > 9 ? text.substr(9) : "";
-  hits_.Parser().MapFields(site.LastFields);
-  site.FieldsKnown = true;
-  if (!site.IncludeQuery) hits_.Parser().DropQuery();
 }
 
 void ScanCycle::FailScan(int16_t n, const Status& status) {

@@ -28,6 +28,8 @@ class ScanCycle {
   void Timer1Tick();
   void Timer2Tick();
 
+  // A scan out of turn, for a log that has changed. Nothing when the site is paused or a scan is under way.
+  void ReadNow(int16_t site);
   // One scan of a site. True only when a local file's lines were read to the end.
   bool ScanSite(int16_t site);
   // Closes a scan.
@@ -48,15 +50,23 @@ class ScanCycle {
   void TellDroppedRows(bool day_is_over);
   void UpdateSleep(SiteRec& site);
   void TickSite(int16_t site);
+  void CheckSite(int16_t site);
   void AnnounceFirstScan(int16_t site);
   Status PrepareScan(int16_t site);
   Status ChooseLogFile(int16_t site);
   Status ReportNoLogFile(int16_t site);
+  bool HasReplay(const SiteRec& site) const;
   void StartReplay(SiteRec& site);
-  int64_t StartReading(SiteRec& site);
+  int64_t StartReading(SiteRec& site, bool replay);
   Status StartFetch(int16_t site);
   Status ReadLocalLog(int16_t site);
   int64_t SkipToToday(int16_t site, LogFile& file, int64_t from);
+  Status ReadFile(int16_t site, LogFile& file, bool replay, bool packed);
+  // Whether the site's log is followed through renames and replacements.
+  bool Follows(int16_t site) const { return t_.Corrected.FollowRotation && !t_.Site(site).FTP; }
+  bool FolderChanged(int16_t site);
+  Status ReadFollowedLog(int16_t site);
+  void PassOver(LogFile& file, int64_t to);
   Status ReadLines(int16_t site, LineReader& reader);
   bool TakesHeader();
   Status ReadNothing(int16_t site, int64_t position);
@@ -79,8 +89,10 @@ class ScanCycle {
   HitProcessor hits_;
   WallTime last_tick_;
   SteadyTime last_tick_steady_;
-  bool lines_dropped_ = false;  // The running scan met lines before it knew their fields.
-  std::vector<char> buffer_;    // The line reader's working space, kept from scan to scan.
+  bool folder_changed_ = false;  // Names in the folder of the running scan's log have come or gone.
+  bool next_day_met_ = false;    // It stopped before a line of the coming day.
+  bool lines_dropped_ = false;   // The running scan met lines before it knew their fields.
+  std::vector<char> buffer_;     // The line reader's working space, kept from scan to scan.
 };
 
 }  // namespace vantry

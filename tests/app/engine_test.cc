@@ -413,7 +413,7 @@ TEST_F(EngineTest, TenEnginesLiveSideBySide) {
     indexes.emplace_back(disks[i]);
     engines.push_back(
         std::make_unique<Engine>(EnginePorts{clock, *loops[i], files, disks[i], indexes[i], listener, notices,
-                                             resolvers[i], mail, gateway, programs, buses[i], random, patterns},
+                                             resolvers[i], mail, gateway, programs, buses[i], random, patterns, watch},
                                  EngineOptions{"/home/", "", Regional{}, "", {}}));
     ASSERT_TRUE(engines.back()->Main());
   }

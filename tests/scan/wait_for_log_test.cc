@@ -36,7 +36,7 @@ TEST(WaitForLog, MissingLogIsToldOnceAndLookedForEveryMinute) {
     EXPECT_TRUE(Contains(rig.program_log, "no log file fits /logs/*.LOG"));
     EXPECT_TRUE(rig.notices.boxes.empty() || !Contains(rig.notices.boxes[0], "No log file was found"));
     const int scans = rig.t.Site(1).ScanCount;
-    rig.Pass(590);
+    rig.Pass(530);
     EXPECT_EQ(rig.t.Site(1).ScanCount, scans) << "back to its own period";
   }
 }

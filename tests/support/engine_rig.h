@@ -11,6 +11,7 @@
 #include "support/alert_rig.h"
 #include "support/fake_bus.h"
 #include "support/fake_resolver.h"
+#include "support/fake_watch.h"
 #include "support/fakes.h"
 #include "support/memory_data_files.h"
 #include "support/memory_files.h"
@@ -58,6 +59,7 @@ struct EngineTest : ::testing::Test {
   RecordingBus bus;
   FakeRandom random;
   StdPatterns patterns;
+  FakeWatch watch;
   std::unique_ptr<FakeResolver> resolver;
   std::unique_ptr<Engine> engine;
 
@@ -69,7 +71,7 @@ struct EngineTest : ::testing::Test {
     resolver = std::make_unique<FakeResolver>();
     engine =
         std::make_unique<Engine>(EnginePorts{clock, loop, files, data_files, index, listener, notices, *resolver, mail,
-                                             gateway, programs, bus, random, patterns},
+                                             gateway, programs, bus, random, patterns, watch},
                                  EngineOptions{"/home/", command, Regional{}, "", std::move(acquire), {"/share/"}});
     return engine->Main();
   }

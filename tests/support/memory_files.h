@@ -21,8 +21,10 @@ class MemoryFiles final : public Files {
     int64_t written_ns = 0;
     bool readable = true;
     int64_t version = 0;  // Another one after every write.
+    uint64_t inode = 0;   // Given when it is asked for.
   };
   std::map<std::string, std::shared_ptr<Entry>> entries;  // By path.
+  std::map<std::string, std::string> links;  // Symbolic links: what stands at the first path is at the second.
   std::set<std::string> folders;
   std::vector<std::string> calls;                      // "replace /a", "append /b", "remove /c", in order.
   std::function<bool(const std::string& call)> fails;  // Told each call before it is made; true breaks it.
@@ -50,7 +52,7 @@ class MemoryFiles final : public Files {
   }
   Status Replace(const std::string& path, std::string_view bytes) override {
     if (Broken("replace " + path)) return Status::Error(Fail::kIo, path + ": No space left on device");
-    entries[path] = std::make_shared<Entry>(Entry{std::string(bytes), clock_ns, true, ++versions_});
+    entries[path] = std::make_shared<Entry>(Entry{std::string(bytes), clock_ns, true, ++versions_, 0});
     return Status::Ok();
   }
   Status Append(const std::string& path, std::string_view bytes) override {
@@ -85,17 +87,54 @@ class MemoryFiles final : public Files {
     for (const auto& [path, entry] : entries) {
       if (path.rfind(folder, 0) != 0 || path.find('/', folder.size()) != std::string::npos) continue;
       list.push_back({path.substr(folder.size()), static_cast<int64_t>(entry->bytes.size()),
-                      entry->readable ? std::optional(entry->written_ns) : std::nullopt});
+                      entry->readable ? std::optional(entry->written_ns) : std::nullopt, 1, InodeOf(*entry)});
+    }
+    for (const auto& [path, target] : links) {
+      const auto entry = entries.find(target);
+      if (entry == entries.end() || path.rfind(folder, 0) != 0) continue;
+      list.push_back({path.substr(folder.size()), static_cast<int64_t>(entry->second->bytes.size()),
+                      entry->second->written_ns, 1, InodeOf(*entry->second)});
     }
     return Status::Ok();
   }
   Status OpenLog(const std::string& path, std::unique_ptr<LogFile>& file) override {
     if (Broken("open " + path)) return Status::Error(Fail::kIo, path + ": broken on command");
-    const auto it = entries.find(path);
+    const auto it = entries.find(Resolve(path));
     if (it == entries.end()) return Status::Error(Fail::kNotFound, path + ": No such file or directory");
     if (!it->second->readable) return Status::Error(Fail::kIo, path + ": Permission denied");
-    file = std::make_unique<OpenFile>(*this, path, it->second);
+    file = std::make_unique<OpenFile>(*this, it->first, it->second);
     return Status::Ok();
+  }
+  // A file packed here is its content behind this mark.
+  static constexpr char kPacked[] = "packed:";
+  Status OpenUnpacked(const std::string& path, std::unique_ptr<LogFile>& file) override {
+    if (Broken("unpack " + path)) return Status::Error(Fail::kIo, path + ": broken on command");
+    const auto it = entries.find(path);
+    if (it == entries.end()) return Status::Error(Fail::kNotFound, path + ": No such file or directory");
+    auto content = std::make_shared<Entry>(*it->second);
+    content->inode = InodeOf(*it->second);
+    content->bytes = content->bytes.rfind(kPacked, 0) == 0 ? content->bytes.substr(sizeof kPacked - 1) : "";
+    file = std::make_unique<OpenFile>(*this, path, std::move(content));
+    return Status::Ok();
+  }
+  Status Look(const std::string& path, FileLook& look) override {
+    if (Broken("look " + path)) return Status::Error(Fail::kIo, path + ": broken on command");
+    if (path.back() == '/') {
+      look = {1, 1, 0, FolderState(path), {}};
+      return Status::Ok();
+    }
+    const auto it = entries.find(Resolve(path));
+    if (it == entries.end()) return Status::Error(Fail::kNotFound, path + ": No such file or directory");
+    look = LookOf(*it->second);
+    return Status::Ok();
+  }
+  uint64_t InodeOf(Entry& entry) {
+    if (entry.inode == 0) entry.inode = ++last_inode_;
+    return entry.inode;
+  }
+  const std::string& Resolve(const std::string& path) const {
+    const auto link = links.find(path);
+    return link == links.end() ? path : link->second;
   }
 
  private:
@@ -113,6 +152,11 @@ class MemoryFiles final : public Files {
       std::memcpy(buffer.data(), entry_->bytes.data() + position, count);
       return Status::Ok();
     }
+    Status Look(FileLook& look) override {
+      look = disk_.LookOf(*entry_);
+      look.path = path_;
+      return Status::Ok();
+    }
 
    private:
     MemoryFiles& disk_;
@@ -121,6 +165,21 @@ class MemoryFiles final : public Files {
   };
 
   int64_t versions_ = 0;
+  FileLook LookOf(Entry& entry) {
+    return {1, InodeOf(entry), static_cast<int64_t>(entry.bytes.size()), entry.written_ns, {}};
+  }
+  // Another number whenever names have come or gone.
+  int64_t FolderState(const std::string& folder) {
+    std::string names;
+    for (const auto& [path, entry] : entries) {
+      if (path.rfind(folder, 0) == 0) names += path + " " + std::to_string(InodeOf(*entry)) + "\n";
+    }
+    for (const auto& [path, target] : links) names += path + " " + target + "\n";
+    return static_cast<int64_t>(std::hash<std::string>{}(names) >> 1);
+  }
+
+  uint64_t last_inode_ = 1'000;
+
   bool Broken(const std::string& call) {
     calls.push_back(call);
     return fails && fails(call);

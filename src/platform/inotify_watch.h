@@ -1,0 +1,34 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "platform/notifier.h"
+#include "ports/file_watch.h"
+
+namespace vantry {
+
+// Watches folders by inotify. A QCoreApplication must exist before the first Watch.
+class InotifyWatch final : public FileWatch {
+ public:
+  InotifyWatch() = default;
+  ~InotifyWatch() override;
+  InotifyWatch(const InotifyWatch&) = delete;
+  InotifyWatch& operator=(const InotifyWatch&) = delete;
+
+  void OnChange(Change change) override { change_ = std::move(change); }
+  Status Watch(const std::string& folder) override;
+
+ private:
+  bool Open();
+  void Read();
+
+  Change change_;
+  int fd_ = -1;
+  bool failed_ = false;
+  Notifier notifier_;
+  std::map<int, std::string> folders_;  // By number of the watch.
+  std::map<std::string, int> numbers_;
+};
+
+}  // namespace vantry
