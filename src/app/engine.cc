@@ -290,7 +290,10 @@ void Engine::SavePositions() {
   // Writing wakes sites that sleep.
   std::vector<bool> asleep;
   for (const SiteRec& site : t_.Sites) asleep.push_back(site.Sleeping && site.Paused);
-  log_.Guard("Engine.WriteINI", [this] { return edits_ ? edits_->WriteSites() : WriteUneditedSites(); });
+  log_.Guard("Engine.WriteINI", [this] {
+    if (!edits_) return WriteUneditedSites();
+    return site_file_kept_ ? edits_->WriteSites() : Status::Ok();
+  });
   for (size_t i = 0; i < asleep.size() && i < t_.Sites.size(); ++i) {
     if (asleep[i] && t_.Sites[i].Sleeping) t_.Sites[i].Paused = true;
   }

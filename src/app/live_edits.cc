@@ -49,6 +49,7 @@ std::string LiveEdits::TakeOver(bool at_once) {
     std::string bytes;
     const Status status = c_.files.Read(row.path, bytes);
     const std::string mistake = status.ok() ? (this->*row.take)(bytes) : ": " + status.text;
+    if (row.take == &LiveEdits::TakeSites) sites_refused_ = !mistake.empty();
     std::string& list = mistake.empty() ? taken : refused;
     list += (list.empty() ? "" : ", ") + row.path;
     if (mistake.empty()) continue;
@@ -131,9 +132,12 @@ Status LiveEdits::MergeForWriting(LiveTables& tables) {
 Status LiveEdits::WriteSites() {
   LiveTables copy;
   LiveTables* tables = &c_.t;
-  if (watch_.Edited(SitesPath(), true)) {
+  const bool edited = SitesEdited();
+  if (edited && !c_.t.Closing) {
+    TakeOver(true);
+    if (SitesEdited()) return Status::Ok();
+  } else if (edited) {
     if (c_.t.ScanInProgress) {
-      if (!c_.t.Closing) return Status::Ok();
       copy.Corrected = c_.t.Corrected;
       copy.Sites = c_.t.Sites;
       copy.Alerts = c_.t.Alerts;
@@ -143,6 +147,7 @@ Status LiveEdits::WriteSites() {
   }
   const std::string bytes = FormatSites(c_.regional, *tables);
   if (bytes.empty()) return c_.files.Remove(SitesPath());
+  if (bytes == sites_ && !edited && c_.files.Exists(SitesPath())) return Status::Ok();
   if (Status status = c_.files.Replace(SitesPath(), bytes); !status.ok()) return status;
   watch_.RememberWritten(SitesPath(), bytes);
   sites_ = bytes;

@@ -43,8 +43,9 @@ class LiveEdits {
   // void. Returns what was done, for people.
   std::string TakeOver(bool at_once);
 
-  // Writes VANTRY.INI after taking over what was edited there. Inside a scan edits go into the file alone, which is
-  // for the end of the program; at other times the file is then left for later.
+  // Writes VANTRY.INI after taking over what was edited there. A file with a mistake is left as it is until it is put
+  // right, and one that was edited is left inside a scan. Not so at the end of the program: then edits go into the file
+  // by way of a copy of the tables if a scan is under way, and a file with a mistake is kept beside the new one.
   Status WriteSites();
 
  private:
@@ -64,10 +65,12 @@ class LiveEdits {
   std::string TakeCountries(const std::string& bytes);
   void RefreshConstants();
   Status MergeForWriting(LiveTables& tables);
+  bool SitesEdited() { return sites_refused_ || watch_.Edited(SitesPath(), true); }
 
   LiveEditsContext c_;
   EditWatch watch_;
-  std::string sites_;  // The bytes of VANTRY.INI as they were last read or written.
+  std::string sites_;           // The bytes of VANTRY.INI as they were last taken over or written.
+  bool sites_refused_ = false;  // What stands there now has a mistake.
 };
 
 }  // namespace vantry

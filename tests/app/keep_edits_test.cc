@@ -118,6 +118,37 @@ TEST_F(KeepEdits, MistakeAtTheStopIsKeptBesideTheFile) {
   EXPECT_TRUE(Contains(notices.told.back(), "kept as /home/VANTRY.INI.unread"));
 }
 
+TEST_F(KeepEdits, MistakeThatWasToldIsOverwrittenNeitherMeanwhileNorWithoutACopy) {
+  Begin("[Corrections]\nKeepEdits=True\nQuietReplay=True\nSaveEvery=7\n\n");
+  EditSites("Unix=True", "Unix=x");
+  const std::string edited = SitesFile();
+  Look();
+  Look();
+  ASSERT_EQ(notices.told.size(), 1U);
+  engine->Tables().Site(1).Stored->LastReadPos = 77;
+  loop.Tick(7'000);
+  EXPECT_EQ(SitesFile(), edited) << "positions are saved when it is put right";
+  EXPECT_EQ(notices.told.size(), 1U);
+  engine->Closing();
+  EXPECT_EQ(files.Get("/home/VANTRY.INI.unread"), edited);
+  EXPECT_TRUE(Contains(SitesFile(), "Unix=True"));
+}
+
+TEST_F(KeepEdits, PositionsAreSavedBesideWhatWasEdited) {
+  Begin("[Corrections]\nKeepEdits=True\nQuietReplay=True\nSaveEvery=7\n\n");
+  EditSites("www.d1.example", "www.edited.example");
+  engine->Tables().Site(1).LastReadPos = 77;
+  loop.Tick(7'000);
+  EXPECT_EQ(engine->Tables().Site(1).Domain, "www.edited.example");
+  EXPECT_TRUE(Contains(SitesFile(), "Domain=www.edited.example"));
+  EXPECT_TRUE(Contains(SitesFile(), "LastReadPos=77\r\n"));
+  const size_t calls = files.calls.size();
+  loop.Tick(7'000);
+  EXPECT_EQ(std::count(files.calls.begin() + static_cast<long>(calls), files.calls.end(), "replace /home/VANTRY.INI"),
+            0)
+      << "nothing has changed";
+}
+
 TEST_F(KeepEdits, ScanIsNotDisturbed) {
   Begin();
   files.Put("/home/VANTRY.INI", SitesFile() + "[Late]\r\nFolder=/logs/\r\n\r\n");
