@@ -75,7 +75,7 @@ Status AddSiteCommand(Files& files, const CtlArguments& a) {
             << (place.unix_lines ? "LF" : "CR LF") << " line ends\n";
   SingleInstance lock(home + "vantry.lock");
   status = Hold(lock, home, "would undo the change");
-  const bool taken_over = status.fail == Fail::kRefused && corrected.KeepEdits;
+  const bool taken_over = status.fail == Fail::kRefused && !is_new && corrected.KeepEdits;
   if (!status.ok() && !taken_over) return status;
   status = is_new ? MakeRegistry(registry) : Status::Ok();
   if (status.ok()) status = AddSite(files, {home, ReadRegional(registry), corrected}, a.name, a.domain, place);
