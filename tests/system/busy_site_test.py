@@ -147,13 +147,17 @@ class BusySite(unittest.TestCase):
         # Within this second of the machine's, hours of visits have passed: they have to end before new ones begin.
         wait_until(lambda: all(visitor.last > "23:36" for visitor in vantry.list()), what=vantry.list)
         first = day_lines(rng, night, night + datetime.timedelta(seconds=70), 40)
+        # The server's rotation, with lines that nobody has read yet.
+        late = day_lines(rng, night - datetime.timedelta(seconds=4), night, 3)
+        append(self.log, "".join(late).encode())
+        os.rename(self.log, self.log + ".1")
         first.append(mark("192.0.2.2", night + datetime.timedelta(seconds=71)))
         append(self.log, "".join(first).encode())
         self.set_clock(night + datetime.timedelta(seconds=80))
         vantry.wait_visitor("192.0.2.2")
         vantry.stop()
         # A visit that goes on over midnight is one.
-        self.assertEqual(self.stored(), count(before + last + first))
+        self.assertEqual(self.stored(), count(before + last + late + first))
 
 
 if __name__ == "__main__":
