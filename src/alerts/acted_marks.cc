@@ -36,7 +36,7 @@ std::string FormatActedMark(uint64_t site, const ActedMark& mark) {
 bool ParseActedMark(std::string_view line, uint64_t& site, ActedMark& mark) {
   return line.size() == kActsLineBytes && line[16] == ' ' && line[37] == ' ' && line[48] == '\n' &&
          Read(line.substr(0, 16), site, 16) && Read(line.substr(17, 20), mark.time.s, 10) &&
-         Read(line.substr(38, 10), mark.count, 10) && mark.time.s >= 0;
+         Read(line.substr(38, 10), mark.count, 10) && FormatActedMark(site, mark) == line;
 }
 
 // FNV-1a: the same in every build, as it stands in a file.

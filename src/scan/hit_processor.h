@@ -43,6 +43,7 @@ class HitProcessor {
   void ProcessHit(std::string_view line, int16_t site, LogTime hit);
   VisitorRec* FindVisitor(int16_t site, LogTime hit, bool& drop);
   bool IsGap(const VisitorRec& v, LogTime hit);
+  WallTime SeenAt(LogTime hit) const;
   VisitorRec* GetVisitorByGroup();
   VisitorRec* NewVisitor(int16_t site, LogTime hit, int32_t& alert);
   bool ChooseSpider(int16_t site, LogTime hit, std::string& spider);

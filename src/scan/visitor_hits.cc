@@ -1,4 +1,5 @@
 // From the hit to the counted page.
+#include <algorithm>
 #include <functional>
 
 #include "core/exception_numbers.h"
@@ -195,13 +196,23 @@ int32_t HitProcessor::TestAlerts(VisitorRec& v) {
   return alert;
 }
 
+// Lines that came while nobody read them were seen when they were written: else a visit that was over before the start
+// would go on, and take up whoever comes back. Times of a log can be told from the machine's only if they are right.
+WallTime HitProcessor::SeenAt(LogTime hit) const {
+  const WallTime now = c_.clock.Now();
+  const bool asked = t_.Corrected.QuietReplay || t_.Corrected.QuietFirstScan;
+  const bool right = t_.Corrected.TrueTimes || c_.clock.UtcOffset() == 0;
+  if (!asked || !right || t_.Site(line_site_).ReadOnce) return now;
+  return {std::min(now.s, hit.s)};
+}
+
 void HitProcessor::FillVisitor(VisitorRec& v, int16_t number, LogTime hit, std::string_view browser,
                                std::string_view spider) {
   const HitRec& h = t_.Hit;
   v.StartPos = h.CurPos;
   v.VisitCount = 1;
   v.StartTime = v.LastHitTime = hit;
-  v.LastClock = c_.clock.Now();
+  v.LastClock = SeenAt(hit);
   v.VisitNo = t_.Site(number).TotalVisitors;
   v.Browser = t_.Visitors.Shared(browser);
   v.UserAgent = t_.Visitors.Shared(h.HitAgent);
@@ -243,7 +254,7 @@ void HitProcessor::CountPage(VisitorRec& v, std::string_view line, LogTime hit) 
   if (v.Pages > 1 && !others_.IsOther(v) && MinutesBetween(v.LastPageTime, hit) >= site.ExValue134)
     Raise(v, kExLongOnAPage, hit, v.Page, v.IP);
   v.LastPageTime = hit;
-  v.LastClock = c_.clock.Now();
+  v.LastClock = SeenAt(hit);
   v.Page = h.HitPage;
   v.Status = h.HitStatus;
   if (v.Method != h.HitMethod) v.Method = t_.Visitors.Shared(h.HitMethod);
