@@ -38,7 +38,7 @@ std::string ScanCycle::NewestLocalFile(int16_t n) {
 std::string ScanCycle::LogFileName(int16_t n) {
   std::string name;
   c_.log.Guard("LogFileName", [&] {
-    c_.history.FlushDatabase();
+    FlushBeforeScan(n);
     name = t_.Site(n).FTP ? c_.ftp.FTPGetFileName(n) : NewestLocalFile(n);
     return Status::Ok();
   });

@@ -210,8 +210,14 @@ void ScanCycle::AnnounceFirstScan(int16_t n) {
   c_.view.SetStatus("Scanning for the first time. Please wait.....");
 }
 
+// Before each scan and look-up, so that the tables on disk are not far behind. While many first scans follow each other
+// in a quick start, that is left to the timer which writes everything out every 10 s.
+void ScanCycle::FlushBeforeScan(int16_t n) {
+  if (!t_.Corrected.QuickStart || t_.Site(n).ScanCount > 1) c_.history.FlushDatabase();
+}
+
 bool ScanCycle::ScanSite(int16_t n) {
-  c_.history.FlushDatabase();
+  FlushBeforeScan(n);
   t_.Site(n).Scanning = true;
   t_.Site(n).WaitsForLog = lines_dropped_ = false;
   t_.FirstScan = false;

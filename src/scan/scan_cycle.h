@@ -52,6 +52,7 @@ class ScanCycle {
   void TickSite(int16_t site);
   void CheckSite(int16_t site);
   void AnnounceFirstScan(int16_t site);
+  void FlushBeforeScan(int16_t site);
   Status PrepareScan(int16_t site);
   Status ChooseLogFile(int16_t site);
   Status ReportNoLogFile(int16_t site);

@@ -259,6 +259,9 @@ TEST(QuickStart, ThePortIsServedBetweenTwoScansAndNoTickComesInBetween) {
     EXPECT_EQ(rig.loop.turns, corrected ? 5 : 0);
     EXPECT_FALSE(rig.t.ScanInProgress);
     for (int16_t n = 1; n <= 5; ++n) EXPECT_EQ(rig.t.Site(n).ScanCount, 1);
+    EXPECT_EQ(rig.history.flushes, corrected ? 0 : 10) << "a flush costs more than many a first scan";
+    rig.Scan();
+    EXPECT_GT(rig.history.flushes, corrected ? 0 : 10);
   }
 }
 
