@@ -32,7 +32,7 @@ struct PendingTexts : BoundedQueue<std::string> {
 // Which file it is, whatever its name. Kept with the correction FollowRotation alone.
 struct LogFileId {
   uint64_t Device = 0, Inode = 0;  // Inode 0: no file is known.
-  int32_t StartBytes = 0;          // How much of its beginning StartHash covers: all there was, 1,024 bytes at most.
+  int32_t StartBytes = 0;          // How much of its beginning StartHash covers: what was read, 1,024 bytes at most.
   uint64_t StartHash = 0;
   int64_t WrittenNs = 0;  // Its last change when it was looked at last.
   std::string Path;       // Where it was found then.

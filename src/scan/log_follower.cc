@@ -146,7 +146,7 @@ bool LogFollower::Find(const LogFileId& id, int64_t read_pos, Found& found) {
   for (const Listed& file : listed) {
     if (file.entry.inode != id.Inode || file.entry.device != id.Device || file.path.ends_with(".gz")) continue;
     if (Open(file.path, false, found) && fits()) return true;
-    unsettled_ = found.file == nullptr;  // It is there, so there is no need for a copy of it.
+    unsettled_ = !found.file || found.look.inode != file.entry.inode;  // It has just been renamed.
     if (unsettled_) return false;
   }
   return FindByStart(id, read_pos, listed, found);
@@ -163,7 +163,10 @@ bool LogFollower::FindByStart(const LogFileId& id, int64_t read_pos, const std::
       }
       if (!packed && file.entry.size_bytes < BytesRead(read_pos)) continue;
       if (named_.file && file.entry.inode == named_.look.inode && file.entry.device == named_.look.device) continue;
-      if (!Open(file.path, packed, found) || !Begins(found.start, id)) continue;
+      if (!Open(file.path, packed, found)) continue;
+      unsettled_ = found.look.inode != file.entry.inode;
+      if (unsettled_) return false;
+      if (!Begins(found.start, id)) continue;
       if (!best.file || found.look.size_bytes > best.look.size_bytes) best = std::move(found);
     }
     if (best.file) break;
@@ -219,7 +222,9 @@ bool LogFollower::FindBetween(int64_t since_ns, Found& found) {
     }
     unsettled_ = found.look.inode != file->entry.inode;  // Renamed meanwhile.
     if (unsettled_) return false;
-    if (!found.start.empty() && !IsKnown(found)) return true;
+    // One without a whole line stays unknown: once a scan is enough.
+    const bool visited = std::find(visited_.begin(), visited_.end(), found.look.inode) != visited_.end();
+    if (!found.start.empty() && !visited && !IsKnown(found)) return true;
   }
   return false;
 }
@@ -227,6 +232,9 @@ bool LogFollower::FindBetween(int64_t since_ns, Found& found) {
 void LogFollower::Leave() {
   SiteRec& site = Site();
   const bool still_there = site.LastFile.StartBytes == 0 && named_.file && SameInode(site.LastFile, named_.look);
+  if (site.LastFile.StartBytes == 0) {
+    std::erase_if(site.LeftLogs, [&](const LeftLog& left) { return SameFile(left.File, site.LastFile); });
+  }
   if (!still_there) {
     site.LeftLogs.push_back({site.LastFile, site.LastReadPos, site.LastReadPosDay, current_packed_, seen_bytes_});
   }
@@ -261,9 +269,11 @@ void LogFollower::Recognise(const Found& found) {
   id.Inode = found.look.inode;
   id.WrittenNs = found.look.written_ns;
   id.Path = found.look.path;
-  if (found.start.size() > static_cast<size_t>(id.StartBytes)) {
-    id.StartBytes = static_cast<int32_t>(found.start.size());
-    id.StartHash = HashOf(found.start);
+  // Of what was not read yet nothing is known: half a line may begin as many do.
+  const size_t bytes = std::min(found.start.size(), static_cast<size_t>(BytesRead(Site().LastReadPos)));
+  if (bytes > static_cast<size_t>(id.StartBytes)) {
+    id.StartBytes = static_cast<int32_t>(bytes);
+    id.StartHash = HashOf(std::string_view(found.start).substr(0, bytes));
   }
 }
 
@@ -276,6 +286,7 @@ void LogFollower::HandOut(Found& found, Step& step) {
 
 void LogFollower::SwitchTo(Found& found, Step& step) {
   SiteRec& site = Site();
+  visited_.push_back(found.look.inode);
   const auto known = std::find_if(site.LeftLogs.begin(), site.LeftLogs.end(), [&](const LeftLog& left) {
     return IsThis(found.look, found.start, left.File, left.ReadPos) && found.look.size_bytes >= BytesRead(left.ReadPos);
   });
@@ -300,7 +311,11 @@ bool LogFollower::NextReplayed(Step& step) {
       continue;
     }
     Found found;
-    if (!Find(left[place].File, left[place].ReadPos, found)) continue;
+    for (int i = 0; i < kMostListings && !found.file; ++i) {
+      unsettled_ = false;
+      if (!Find(left[place].File, left[place].ReadPos, found)) found = {};
+    }
+    if (!found.file) continue;
     GoBackTo(place);
     HandOut(found, step);
     step.replay = true;
@@ -432,7 +447,7 @@ void LogFollower::HasRead(const Step& step) {
   if (!step.file->Look(found.look).ok()) return;
   seen_bytes_ = found.look.size_bytes;
   const SiteRec& site = Site();
-  if (step.packed || found.look.size_bytes < BytesRead(site.LastReadPos)) return;
+  if (!step.packed && found.look.size_bytes < BytesRead(site.LastReadPos)) return;
   if (site.LastFile.StartBytes < static_cast<int32_t>(kStartBytes)) {
     found.start.resize(kStartBytes);
     size_t count = 0;

@@ -84,7 +84,8 @@ class LogFollower {
   bool unsettled_ = false;       // Names were changing: the next scan looks again.
   bool late_listed_ = false;
   std::vector<LogFileId> to_replay_, late_;
-  Found named_;  // The file that has the log's name now.
+  std::vector<uint64_t> visited_;  // Inodes of the files that this scan switched to.
+  Found named_;                    // The file that has the log's name now.
 };
 
 }  // namespace vantry
