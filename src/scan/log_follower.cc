@@ -280,6 +280,7 @@ void LogFollower::Recognise(const Found& found) {
 void LogFollower::HandOut(Found& found, Step& step) {
   Recognise(found);
   current_packed_ = found.packed;
+  seen_bytes_ = found.look.size_bytes;  // Before it is read: what is added meanwhile is looked for once more.
   step.file = std::move(found.file);
   step.packed = found.packed;
 }
@@ -305,7 +306,14 @@ bool LogFollower::NextReplayed(Step& step) {
   for (; !to_replay_.empty(); to_replay_.erase(to_replay_.begin())) {
     const size_t place = PlaceOf(to_replay_.front());
     auto& left = Site().LeftLogs;
-    if (place == left.size()) continue;
+    if (place == left.size()) {
+      // The last one was empty, so it was not kept: nothing of it is to be replayed.
+      if (to_replay_.size() == 1 && !SameFile(Site().LastFile, to_replay_.front())) {
+        replay_ = false;
+        finished_ = true;
+      }
+      continue;
+    }
     if (to_replay_.size() == 1) {
       GoBackTo(place);
       continue;
@@ -407,6 +415,7 @@ bool LogFollower::FinishCurrent(Step& step) {
   }
   Recognise(found);
   current_packed_ = found.packed;
+  seen_bytes_ = size;
   return false;
 }
 
@@ -445,7 +454,6 @@ void LogFollower::HasRead(const Step& step) {
   Found found;
   found.packed = step.packed;
   if (!step.file->Look(found.look).ok()) return;
-  seen_bytes_ = found.look.size_bytes;
   const SiteRec& site = Site();
   if (!step.packed && found.look.size_bytes < BytesRead(site.LastReadPos)) return;
   if (site.LastFile.StartBytes < static_cast<int32_t>(kStartBytes)) {

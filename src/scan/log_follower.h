@@ -80,7 +80,7 @@ class LogFollower {
   bool replay_ = false;          // The current file is still to be replayed.
   bool finished_ = false;        // The current file has been read to its end in this scan.
   bool current_packed_ = false;  // It can't grow any more.
-  int64_t seen_bytes_ = 0;       // Its size when it was read.
+  int64_t seen_bytes_ = 0;       // Its size before it was read.
   bool unsettled_ = false;       // Names were changing: the next scan looks again.
   bool late_listed_ = false;
   std::vector<LogFileId> to_replay_, late_;

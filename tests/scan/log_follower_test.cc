@@ -243,6 +243,22 @@ TEST(FollowRotation, RestartGoesOnWithTheOldLogAndReplaysAllOfToday) {
   EXPECT_EQ(next.history.Count("page "), 4) << "new ones alone are stored";
 }
 
+TEST(FollowRotation, RestartBehindAnEmptyLogReplaysTheOldOneOnce) {
+  FollowRig first;
+  first.Write(1, 4);
+  first.Scan();
+  first.Rename(first.kName, "/logs/access.log.1");
+  first.files.Put(first.kName, "");
+  first.Scan();
+
+  FollowRig next;
+  static_cast<ReadState&>(next.t.Site(1)) = first.t.Site(1);
+  next.files = first.files;
+  next.Scan();
+  EXPECT_EQ(next.t.Site(1).PagesCounted, 3);
+  EXPECT_EQ(next.history.Count("page "), 0);
+}
+
 TEST(FollowRotation, EveryFailureOfTheDiskLeavesWhatTheNextScanNeeds) {
   for (int broken = 0; broken < 60; ++broken) {
     FollowRig rig;
