@@ -85,6 +85,7 @@ class AlertsTest(SystemTest):
     def test_a_day_with_alerts_and_exceptions_and_the_same_day_read_again(self):
         skip_at_midnight()
         home, now = self.home(), time.time()
+        home.keep_classic("QuietFirstScan")
         program, told = self.script(home, "exception.sh")
         alert_program, alerted = self.script(home, "alert.sh")
         home.write("EXTYPES.INI", TYPES % program)

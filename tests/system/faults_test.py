@@ -43,6 +43,7 @@ class StopTest(SystemTest):
 
     def test_a_stop_in_a_big_first_scan_saves_the_position_and_the_next_start_goes_on(self):
         home = self.home()
+        home.keep_classic("SeekToday")
         home.write_site()
         log = home.log("access.log")
         now = time.time()
@@ -235,6 +236,7 @@ class SiteFileTest(SystemTest):
 
     def test_a_bad_line_is_named_with_its_file(self):
         home = self.home()
+        home.keep_classic("QuickStart")  # The second site is scanned seconds later.
         write_file(home.log("access.log"), ncsa_line("192.0.2.1", "/a.html"))
         text = home.section("One", home.logs) + home.section("Two", home.logs, Frequency="often")
         home.write("VANTRY.INI", text + "\r\n")

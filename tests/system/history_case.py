@@ -45,6 +45,7 @@ class HistoryTest(SystemTest):
     def quiet_home(self):
         home = self.home()
         home.write("EXTYPES.INI", NO_EXCEPTIONS)
+        home.keep_classic("WideKeys", "TodaysNames", "NcsaFields")  # The model knows the classic fields of a row.
         return home
 
     def one_site(self, **settings):

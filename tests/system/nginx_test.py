@@ -128,6 +128,7 @@ class NginxTest(SystemTest):
 
     def test_visitors_are_followed_from_page_to_page_and_over_a_restart(self):
         home = self.home()
+        home.keep_classic("TodaysNames", "NcsaFields")
         home.write_site()
         web = self.nginx(home, "access.log")
         vantry = self.start(home)

@@ -64,6 +64,7 @@ class W3cReplayTest(SystemTest):
         skip_at_midnight()
         self.today = w3c_date()
         self.folder = self.home()
+        self.folder.keep_classic("TodaysNames")
         self.log = self.folder.log("ex.log")
         self.folder.write_site(Type=0, Unix=False, Mask="ex*.log")
 
