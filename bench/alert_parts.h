@@ -35,6 +35,7 @@ class NoDataFiles final : public DataFiles {
   Status Open(const std::string&, OpenFor, std::unique_ptr<DataFile>&) override { return No(); }
   Status Identify(const std::string&, FileIdentity&) override { return No(); }
   Status Remove(const std::string&) override { return No(); }
+  Status Replace(const std::string&, const std::string&) override { return No(); }
 
  private:
   static Status No() { return Status::Error(Fail::kRefused, "there are no files"); }

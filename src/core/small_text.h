@@ -44,7 +44,7 @@ class SmallText : public TextOperators<SmallText> {
     return *this;
   }
   ~SmallText() {
-    if (!Inside()) Free(Block(), size());
+    if (!Inside()) Free(Block());
   }
 
   std::string_view View() const { return {data(), size()}; }
@@ -65,7 +65,7 @@ class SmallText : public TextOperators<SmallText> {
 
   // What malloc hands out for a text of this size anyway, so a text changes its block only when it needs another.
   static size_t BlockSize(size_t size) { return (size + 8 + 15) / 16 * 16 - 8; }
-  static void Free(char* block, size_t size) { ::operator delete(block, BlockSize(size)); }
+  static void Free(char* block) { ::operator delete(block); }
 
   bool Inside() const { return bytes_[kInside] != kBlock; }
   char* Block() const {
@@ -85,8 +85,7 @@ class SmallText : public TextOperators<SmallText> {
   void Set(std::string_view text) {
     text = text.substr(0, UINT32_MAX);
     char* const old = Inside() ? nullptr : Block();
-    const size_t old_size = size();
-    if (text.size() > kInside && old && BlockSize(old_size) == BlockSize(text.size())) {
+    if (text.size() > kInside && old && BlockSize(size()) == BlockSize(text.size())) {
       std::memmove(old, text.data(), text.size());
       SetBlock(old, text.size());
       return;
@@ -99,7 +98,7 @@ class SmallText : public TextOperators<SmallText> {
       if (!text.empty()) std::memmove(bytes_, text.data(), text.size());
       bytes_[kInside] = static_cast<char>(text.size());
     }
-    if (old) Free(old, old_size);
+    if (old) Free(old);
   }
 
   // A text, and in the last byte its size; or the block's address, the text's size, and in the last byte kBlock.

@@ -183,7 +183,7 @@ void AddSiteTable(const PageContext& c, PagePieces& page, int client_no, int16_t
   const bool has_client = client_no > 0;
   // The slot may have another client when the end of the page is written.
   const std::string path(has_client ? page.Text().Show(c.clients[client_no].Path) : page.Text().Show(""));
-  page.Add([&c, path, has_client](PageText& text) {
+  page.Add([path, has_client](PageText& text) {
     if (has_client) {
       text.BackToSites(path);
       text << "<center>\r\n";
