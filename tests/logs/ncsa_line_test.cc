@@ -76,7 +76,7 @@ std::vector<Cut> Cuts() {
       request("no request", "-", "", "408"),
       request("nothing", "", "", "400"),
       request("an encrypted connection", "\\x16\\x03\\x01\\x02", "", "400"),
-      request("raw bytes", std::string("\x16\x03 \x00\xff /a.htm", 14), "", "400"),
+      request("raw bytes", std::string("\x16\x03 \x00\xff /a.htm", 12), "", "400"),
       request("all of the server", "OPTIONS * HTTP/1.0", ""),
       request("a tunnel", "CONNECT h.example:443 HTTP/1.1", ""),
       request("only blanks", "   ", "", "400"),
