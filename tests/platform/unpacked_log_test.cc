@@ -19,7 +19,7 @@ std::string Gzip(const std::string& text) {
   stream.next_out = reinterpret_cast<Bytef*>(packed.data());
   stream.avail_out = static_cast<uInt>(packed.size());
   EXPECT_EQ(::deflate(&stream, Z_FINISH), Z_STREAM_END);
-  packed.resize(packed.size() - stream.avail_out);
+  packed.erase(stream.total_out);
   ::deflateEnd(&stream);
   return packed;
 }
