@@ -1,4 +1,6 @@
 // What telling agents by today's lists costs: agent_names LISTS_FOLDER AGENTS_FILE. The file has an agent a line.
+#include "scan/agent_names.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -9,7 +11,6 @@
 #include "core/text.h"
 #include "platform/posix_files.h"
 #include "platform/re2_patterns.h"
-#include "scan/agent_names.h"
 
 namespace {
 
@@ -55,7 +56,8 @@ int main(int argc, char** argv) {
   measure("new agents", " (x)");
   measure("known agents", " (x)");
   agents.assign(100, std::string(vantry::AgentNames::kMostBytes - 4, 'a'));
-  for (size_t i = 0; i < agents.size(); ++i) agents[i] = std::to_string(i) + vantry::ReplaceAll(agents[i], "aaaa", "bot(");
+  for (size_t i = 0; i < agents.size(); ++i)
+    agents[i] = std::to_string(i) + vantry::ReplaceAll(agents[i], "aaaa", "bot(");
   measure("hostile agents", "");
   return 0;
 }

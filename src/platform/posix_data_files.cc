@@ -1,9 +1,9 @@
 #include "platform/posix_data_files.h"
 
+#include <cstdio>
+
 #include <fcntl.h>
 #include <sys/file.h>
-
-#include <cstdio>
 
 #include "platform/posix_support.h"
 

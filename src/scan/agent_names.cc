@@ -8,7 +8,7 @@
 namespace vantry {
 namespace {
 
-constexpr size_t kMostOfAPart = 30;
+constexpr size_t kMostOfAPart = 30, kMostOfASpider = 60;
 constexpr std::string_view kNoName = "Other";
 constexpr std::string_view kSpiderMaker = "Spider";
 
@@ -24,8 +24,9 @@ AgentText Plain(std::string_view agent) {
   return plain;
 }
 
-std::string Cut(std::string text) {
-  text.resize(std::min(text.size(), kMostOfAPart));
+// Also what a list that somebody has edited holds.
+std::string Cut(std::string text, size_t most = kMostOfAPart) {
+  text.resize(std::min(text.size(), most));
   return std::string(Trim(text));
 }
 
@@ -82,8 +83,8 @@ AgentName AgentNames::WorkOut(std::string_view agent) {
   const AgentText plain = Plain(agent);
   if (Contains(plain.lower, "vantry")) return {"VT", ""};
   if (const auto spider = BestSpider(patterns_, rules_.spiders, plain)) {
-    const std::string name = spider->Result(0, 0);
-    return {name, SpiderText(name, spider->Result(1, 0))};
+    const std::string name = Cut(spider->Result(0, 0), kMostOfASpider);
+    return {name, SpiderText(name, Cut(spider->Result(1, 0)))};
   }
   BrowserParts parts;
   const auto browser = FirstMatch(patterns_, rules_.browsers, plain);

@@ -130,8 +130,8 @@ TEST(SiteFileWrite, GoldenFile_IsReadAndWrittenBackTheSame) {
   CheckGolden("two_sites.ini", FormatSites(kSiteRegional, t));
 }
 
-// The lines of the second site, each with what it holds when it is the only one. Two keys that were mixed up in the reader
-// and the writer alike would pass the tests above, not this one.
+// The lines of the second site, each with what it holds when it is the only one. Two keys that were mixed up in the
+// reader and the writer alike would pass the tests above, not this one.
 TEST(SiteFileWrite, EveryKey_FillsItsOwnFieldAlone) {
   const std::string golden = Golden("two_sites.ini");
   const size_t begin = golden.find("[News]");

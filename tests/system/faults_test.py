@@ -43,7 +43,7 @@ class StopTest(SystemTest):
 
     def test_a_stop_in_a_big_first_scan_saves_the_position_and_the_next_start_goes_on(self):
         home = self.home()
-        home.keep_classic("SeekToday")
+        home.keep_classic("SeekToday", "FollowRotation")
         home.write_site()
         log = home.log("access.log")
         now = time.time()
