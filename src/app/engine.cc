@@ -7,6 +7,7 @@
 #include "core/text.h"
 #include "core/visitor_rows.h"
 #include "platform/free_memory.h"
+#include "web/log_extract.h"
 
 namespace vantry {
 namespace {
@@ -27,6 +28,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       registry_(files_, options_.app_path + "registry.ini"),
       security_(ReadSecurity(registry_, problems_)),
       log_(t_, options_.regional, LogOutlets()),
+      view_(ports.window ? static_cast<View&>(*ports.window) : no_window_),
       sms_(ForSms()),
       unsent_(settings_.DDFPath, files_, ports_.data_files),
       mail_(ForMail()),
@@ -181,6 +183,7 @@ bool Engine::LoadWindow() {
   if (options_.acquire_instance && !options_.acquire_instance()) return false;
   for (const std::string& problem : problems_) ports_.notices.Tell(problem);
   for (const std::string& line : SharedHistories(t_)) ports_.notices.Tell(line);
+  LoadDesktopWindow();
   view_.SetStatus("Preparing...");
   ports_.programs.Limit(t_.Corrected.MaxPrograms,
                         [this](std::string_view text) { log_.ReportError(text, "f.runThis"); });
@@ -194,12 +197,40 @@ bool Engine::LoadWindow() {
   return true;
 }
 
+void Engine::LoadDesktopWindow() {
+  if (!ports_.window) return;
+  ports_.window->Load({.t = t_,
+                       .settings = settings_,
+                       .regional = options_.regional,
+                       .registry = registry_,
+                       .log = log_,
+                       .clock = ports_.clock,
+                       .files = files_,
+                       .programs = ports_.programs,
+                       .mail = mail_,
+                       .engine = *this,
+                       .app_path = options_.app_path,
+                       .version = AppVersion()});
+}
+
+void Engine::RefreshView() {
+  HideRowsOutsideView(t_, [this](int16_t place) { return ExceptionNumberAt(place); });
+  view_.ShowCurrentView();
+}
+
+void Engine::SaveSettings() {
+  log_.Guard("Engine.WriteSettingsINI", [this] { return WriteSettingsINI(files_, options_.app_path, settings_); });
+}
+
+std::string Engine::ExtractLogEntries(std::string_view key) {
+  return ExtractLogEntriesToFile(web_.Pages(), key, 0);
+}
+
 void Engine::ShowFirstView() {
   const int32_t view = LeadingNumber(ReadRegistryValue(registry_, kSettings, "CurrentLogFile", "1"));
   // A site that was deleted meanwhile shows as all sites.
   t_.CurrentView = static_cast<int16_t>(view >= 0 && view <= t_.SiteCount() ? view : 0);
-  HideRowsOutsideView(t_, [this](int16_t place) { return ExceptionNumberAt(place); });
-  view_.ShowCurrentView();
+  RefreshView();
 }
 
 // The first scans of many sites are spread 2 seconds apart; paused sites take no place. Corrected, all are due at once.
@@ -340,6 +371,7 @@ void Engine::Closing() {
   mail_.Close();
   sms_.Close();
   history_.CloseDatabase();
+  if (ports_.window) ports_.window->Unload();
   SaveRegistry();
   log_.WriteSessionEnd();
   ports_.loop.Quit();

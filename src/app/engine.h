@@ -20,6 +20,7 @@
 #include "core/regional.h"
 #include "core/tables.h"
 #include "database/visit_database.h"
+#include "desktop/desktop_module.h"
 #include "monitors/pause.h"
 #include "notify/mail_queue.h"
 #include "notify/sms_queue.h"
@@ -64,6 +65,7 @@ struct EnginePorts {
   Random& random;
   Patterns& patterns;
   FileWatch& watch;
+  Desktop* window = nullptr;  // Null: nobody looks.
 };
 
 struct EngineOptions {
@@ -81,7 +83,7 @@ struct EngineOptions {
 // Major number, ".", minor number, ".", revision with three digits.
 std::string AppVersion();
 
-class Engine final : public RemoteControl, public LoginMailer {
+class Engine final : public RemoteControl, public LoginMailer, public WindowCommands {
  public:
   Engine(EnginePorts ports, EngineOptions options);
   ~Engine() override;
@@ -106,6 +108,11 @@ class Engine final : public RemoteControl, public LoginMailer {
   void ShowWindow() override { view_.Show(); }
   void HideWindow() override { view_.Hide(); }
   void SendLoginMail(const std::string& to, const std::string& text, std::function<void()> done) override;
+
+  void RefreshView() override;
+  void SaveSettings() override;
+  std::string ExtractLogEntries(std::string_view key) override;
+  void CloseProgram() override { Closing(); }
 
   LiveTables& Tables() { return t_; }
   Settings& GetSettings() { return settings_; }
@@ -135,6 +142,7 @@ class Engine final : public RemoteControl, public LoginMailer {
   void ReadTodaysEngines();
   void KeepUnreadSites(const Status& status);
   bool LoadWindow();
+  void LoadDesktopWindow();
   void ShowFirstView();
   void StaggerSites();
   void StartTimersAndListener();
@@ -164,7 +172,8 @@ class Engine final : public RemoteControl, public LoginMailer {
   bool edit_told_ = false;
   bool site_file_kept_ = true;  // False when VANTRY.INI holds lines that are nowhere else.
   std::string listen_problem_;
-  NoWindow view_;
+  NoWindow no_window_;
+  View& view_;
   SmsQueue sms_;
   UnsentMails unsent_;
   MailQueue mail_;

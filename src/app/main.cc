@@ -4,12 +4,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <string>
 
 #include <unistd.h>
 
 #include "app/command_line.h"
+#include "app/desktop_notices.h"
 #include "app/engine.h"
+#include "app/window_loader.h"
 #include "config/value_forms.h"
 #include "core/text.h"
 #include "platform/cares_resolver.h"
@@ -52,6 +56,11 @@ std::string AppPath() {
   return vantry::WithSeparator(error ? home : whole);
 }
 
+std::unique_ptr<vantry::Desktop> LoadWindow(int& argc, char** argv, std::string& problem) {
+  const std::string folder = vantry::WithSeparator(ExecutableFolder().string());
+  return vantry::LoadDesktop({folder + VANTRY_MODULE_FOLDER "/"}, argc, argv, problem);
+}
+
 int BusRetryMs(vantry::RegistryFile& registry) {
   const int32_t seconds = vantry::LeadingNumber(ReadRegistryValue(registry, "Automation", "RetrySeconds", "60"));
   return std::clamp(seconds, 1, 86'400) * 1'000;
@@ -67,8 +76,14 @@ int main(int argc, char** argv) {
     std::fputs(command.answer.c_str(), *command.exit_code == 0 ? stdout : stderr);
     return *command.exit_code;
   }
-  QCoreApplication application(argc, argv);
-  vantry::ConsoleNotices notices(!Environment("JOURNAL_STREAM").empty());
+  std::string window_problem;
+  const bool service = !Environment("NOTIFY_SOCKET").empty();
+  const auto desktop = service ? nullptr : LoadWindow(argc, argv, window_problem);
+  std::optional<QCoreApplication> application;
+  if (!desktop) application.emplace(argc, argv);
+  vantry::ConsoleNotices console(!Environment("JOURNAL_STREAM").empty());
+  vantry::DesktopNotices notices(console, desktop.get());
+  if (!window_problem.empty()) notices.Tell(window_problem);
   vantry::PosixFiles files;
   const std::string app_path = AppPath();
   if (const vantry::Status status = files.MakeFolder(app_path); !status.ok()) {
@@ -89,9 +104,8 @@ int main(int argc, char** argv) {
   vantry::ProgramStarter programs;
   vantry::SystemRandom random;
   // A service manager names a socket for notes of its services.
-  vantry::SdBusAutomation bus({.system = !Environment("NOTIFY_SOCKET").empty(),
-                               .environment = vantry::ReadBusEnvironment(),
-                               .retry_ms = BusRetryMs(registry)});
+  vantry::SdBusAutomation bus(
+      {.system = service, .environment = vantry::ReadBusEnvironment(), .retry_ms = BusRetryMs(registry)});
   vantry::SingleInstance instance(app_path + "vantry.lock");
   int result = 0;
   const auto acquire = [&] {
@@ -103,7 +117,7 @@ int main(int argc, char** argv) {
     return status.ok();
   };
   vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus,
-                         random, patterns, watch},
+                         random, patterns, watch, desktop.get()},
                         {app_path,
                          command.text,
                          vantry::ReadRegional(registry),

@@ -1,0 +1,11 @@
+# Writes OUTPUT, a header with a hash of all headers below FOLDER. It is left alone while the hash is the same.
+file(GLOB_RECURSE headers ${FOLDER}/*.h)
+list(SORT headers)
+set(hashes "${VERSION}")
+foreach(header ${headers})
+  file(SHA256 ${header} hash)
+  string(APPEND hashes ${hash})
+endforeach()
+string(SHA256 hash "${hashes}")
+string(SUBSTRING ${hash} 0 16 hash)
+file(CONFIGURE OUTPUT ${OUTPUT} CONTENT "#pragma once\n\n#define VANTRY_BUILD \"${VERSION} ${hash}\"\n")

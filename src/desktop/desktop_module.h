@@ -1,0 +1,78 @@
+// The edge between the program and its window. The window is a module of its own, so that a machine without a display
+// needs no library for one: the program loads it where it is installed and a display answers.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "config/settings.h"
+#include "core/program_log.h"
+#include "core/regional.h"
+#include "core/sinks.h"
+#include "core/tables.h"
+#include "notify/mail_queue.h"
+#include "ports/clock.h"
+#include "ports/files.h"
+#include "ports/key_store.h"
+#include "ports/notices.h"
+#include "ports/programs.h"
+
+namespace vantry {
+
+// What the window asks of the engine.
+class WindowCommands {
+ public:
+  virtual ~WindowCommands() = default;
+  // Sets the hidden flags of all lists for CurrentView, CurrentViewType and the sites' filters, and tells the window.
+  virtual void RefreshView() = 0;
+  // Writes what the settings file keeps.
+  virtual void SaveSettings() = 0;
+  // This visitor's lines of its log as a file; its path, empty when there are none. `key` as VisitorRec::Key gives it.
+  virtual std::string ExtractLogEntries(std::string_view key) = 0;
+  // Ends the program.
+  virtual void CloseProgram() = 0;
+};
+
+// What the window is given at its load. All of it outlives the window.
+struct WindowParts {
+  LiveTables& t;
+  Settings& settings;
+  const Regional& regional;
+  KeyStore& registry;
+  ProgramLog& log;
+  Clock& clock;
+  Files& files;
+  Programs& programs;
+  MailQueue& mail;
+  WindowCommands& engine;
+  std::string app_path;  // With "/" at its end.
+  std::string version;
+};
+
+// The window as the program sees it. Making one makes the application object of the window system, too; calls of View
+// before Load do nothing.
+class Desktop : public View {
+ public:
+  // Makes the window and shows it, or leaves it in the tray.
+  virtual void Load(const WindowParts& parts) = 0;
+  // Saves place, size and layout. The window stays until the program ends, and takes no more commands.
+  virtual void Unload() = 0;
+  // A message for whoever sits there. Waits for no answer once the window is loaded; before that it waits, as the
+  // program is about to end.
+  virtual void ShowMessage(BoxKind kind, std::string_view text) = 0;
+  virtual void Beep() = 0;
+};
+
+struct DesktopModule {
+  const char* build;  // Of the sources it was made from: the records above have no other version.
+  // Null when no display answers; `problem` says why.
+  std::unique_ptr<Desktop> (*make)(int& argc, char** argv, std::string& problem);
+};
+
+// The name under which the module exports a function that returns its DesktopModule.
+inline constexpr char kDesktopEntry[] = "vantry_desktop_module";
+using DesktopEntry = const DesktopModule* (*)();
+
+}  // namespace vantry

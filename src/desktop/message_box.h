@@ -1,0 +1,52 @@
+// Messages of the engine to whoever sits at the window.
+#pragma once
+
+#include <QMessageBox>
+#include <QString>
+#include <QWidget>
+#include <deque>
+#include <utility>
+
+#include "ports/notices.h"
+
+namespace vantry {
+
+// One box for all messages: they are shown one after the other, and nothing waits for an answer. A message that waits
+// already is not added again, and of too many the newest are kept, so that a hundred sites without a log make one box.
+class MessageQueue {
+ public:
+  static constexpr size_t kMost = 100;
+
+  explicit MessageQueue(QWidget* parent) : parent_(parent) {}
+  void Add(BoxKind kind, const QString& text);
+
+ private:
+  void ShowNext();
+  QWidget* parent_;
+  QMessageBox* box_ = nullptr;  // The one that is open.
+  QString shown_;
+  std::deque<std::pair<BoxKind, QString>> waiting_;
+};
+
+// What waits for an answer of whoever sits there. Tests answer by themselves.
+class Prompts {
+ public:
+  virtual ~Prompts() = default;
+  // Shows a message and waits until it is closed.
+  virtual void Tell(QWidget* parent, BoxKind kind, const QString& text) = 0;
+  // `otherwise` is what Enter gives and what a closed box stands for.
+  virtual QMessageBox::StandardButton Ask(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
+                                          QMessageBox::StandardButton otherwise) = 0;
+  // The file to save to, empty when there is to be none. `filter` as QFileDialog takes it.
+  virtual QString FileToSave(QWidget* parent, const QString& title, const QString& name, const QString& filter) = 0;
+};
+
+class RealPrompts final : public Prompts {
+ public:
+  void Tell(QWidget* parent, BoxKind kind, const QString& text) override;
+  QMessageBox::StandardButton Ask(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
+                                  QMessageBox::StandardButton otherwise) override;
+  QString FileToSave(QWidget* parent, const QString& title, const QString& name, const QString& filter) override;
+};
+
+}  // namespace vantry
