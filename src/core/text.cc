@@ -29,10 +29,15 @@ bool StartsWith(std::string_view text, std::string_view prefix) {
 }
 
 std::string ReplaceAll(std::string text, std::string_view from, std::string_view to) {
-  for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
-    text.replace(at, from.size(), to);
+  size_t found = from.empty() ? std::string::npos : text.find(from);
+  if (found == std::string::npos) return text;
+  std::string out;
+  size_t begin = 0;
+  for (; found != std::string::npos; found = text.find(from, begin)) {
+    out.append(text, begin, found - begin).append(to);
+    begin = found + from.size();
   }
-  return text;
+  return out.append(text, begin);
 }
 
 std::string RemoveChar(std::string_view text, char c) {

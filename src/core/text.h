@@ -35,6 +35,7 @@ constexpr bool Contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
 
+// Replaces every occurrence of `from`; what is put in is not looked at again. An empty `from` changes nothing.
 std::string ReplaceAll(std::string text, std::string_view from, std::string_view to);
 std::string RemoveChar(std::string_view text, char c);
 

@@ -32,7 +32,15 @@ TEST(Text, Split_KeepsEmptyParts) {
 TEST(Text, ReplaceAll_DoesNotLookAtWhatItPutIn) {
   EXPECT_EQ(ReplaceAll("aaa", "a", "aa"), "aaaaaa");
   EXPECT_EQ(ReplaceAll("a%20b%20", "%20", " "), "a b ");
+  EXPECT_EQ(ReplaceAll("aaa", "aa", ""), "a");
+  EXPECT_EQ(ReplaceAll("abc", "d", "e"), "abc");
   EXPECT_EQ(RemoveChar("\"a\"b\"", '"'), "ab");
+}
+
+TEST(Text, ReplaceAll_FindsNothingWhereNothingIsLookedFor) {
+  EXPECT_EQ(ReplaceAll("abc", "", "x"), "abc");
+  EXPECT_EQ(ReplaceAll("", "", "x"), "");
+  EXPECT_EQ(ReplaceAll("", "a", "x"), "");
 }
 
 TEST(Text, PadNumber_FillsInFrontAndNeverCuts) {
