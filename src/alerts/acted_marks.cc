@@ -51,12 +51,9 @@ uint64_t ActedSite(const SiteRec& site) {
 bool ActedMarks::Next(int16_t number, LogTime line, bool acts) {
   Place& place = PlaceOf(number);
   if (line > place.now.time) place.now = {line, 0};
-  if (line == place.now.time) ++place.now.count;
+  ++place.now.count;
   // Later scans read lines that nobody has read before.
-  if (!t_.Site(number).ReadOnce) {
-    const bool counted = line == place.before.time && place.now.count <= place.before.count;
-    if (line < place.before.time || counted) return false;
-  }
+  if (!t_.Site(number).ReadOnce && place.now <= place.before) return false;
   if (acts && place.now != place.written) Write(place);
   return true;
 }

@@ -15,12 +15,13 @@
 
 namespace vantry {
 
-// Exceptions are told apart by the time of their line and by their place among those of one second. Neither depends on
-// where in which file a line is found, so a log may be rotated meanwhile.
+// Exceptions are told apart by the newest time of a line so far, which is their own line's unless that one came late,
+// and by their place among those with the same. Neither depends on where in which file a line is found, so a log may be
+// rotated meanwhile.
 struct ActedMark {
   LogTime time;
-  uint32_t count = 0;  // Exceptions of that second, up to the newest that was acted on.
-  bool operator==(const ActedMark&) const = default;
+  uint32_t count = 0;  // Exceptions since then, up to the newest that was acted on.
+  auto operator<=>(const ActedMark&) const = default;
 };
 
 inline constexpr char kActsName[] = "Vantry.acts";
@@ -48,7 +49,7 @@ class ActedMarks {
   struct Place {
     uint64_t site = 0;
     ActedMark before = {};   // Of an earlier run.
-    ActedMark now = {};      // The newest line's.
+    ActedMark now = {};      // The newest exception's.
     ActedMark written = {};  // What the file says.
     int64_t position = 0;
   };

@@ -70,7 +70,8 @@ bool Exceptions::AddException(int16_t site, int number, LogTime when, std::optio
       raised.of_line = rec.Scanning;
       tell = IsTold(site, *type, notify);
     }
-    if (act) Act(raised, *type, notify, tell);
+    // In a replay for the history alone, which knows what it has by taking it off.
+    if (act || c_.t.Corrected.QuietReplay) Act(raised, *type, notify, act && tell);
     Count(raised);
     return Status::Ok();
   });

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/bounded_queue.h"
@@ -182,7 +183,10 @@ struct alignas(64) VisitorRec {
   bool AlertRaised = false;  // One alert a visit.
 
   // Site number, ":", address: the row key in every list.
-  std::string Key() const { return std::to_string(Site) + ":" + IP; }
+  std::string Key() const { return KeyOf(Site, IP); }
+  static std::string KeyOf(int16_t site, std::string_view ip) {
+    return std::to_string(site).append(":").append(ip);
+  }
 };
 static_assert(sizeof(VisitorRec) == 256);  // Four lines of memory; a field more would take a fifth for each visitor.
 

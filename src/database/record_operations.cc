@@ -234,16 +234,6 @@ std::optional<VisitDatabase::NumberedVisit> VisitDatabase::FindStoredVisit(const
   return std::nullopt;
 }
 
-std::optional<bool> VisitDatabase::BeganAt(const VisitorRec& v, LogTime start) {
-  std::optional<bool> began;
-  if (!ReadyToStore()) return began;
-  Guard("F.BeganAt", [&] {
-    began = FindStoredVisit(v, start).has_value();
-    return Result(VAVISITS.LastStatus(), VAVISITS);
-  });
-  return began;
-}
-
 void VisitDatabase::ReadStoredRows() {
   const auto read = [this](Table& t, size_t date, uint64_t (*hash)(const Table&), StoredRows& rows) {
     for (uint32_t row = t.RowCount(); row > 0; --row) {

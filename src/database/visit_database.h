@@ -56,7 +56,6 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   void AddDownload(const VisitorRec& visitor) override;
   void UpdateVisitInDatabase(const VisitorRec& visitor) override;
   void UpdateHackCount(VisitorRec& visitor) override;
-  std::optional<bool> BeganAt(const VisitorRec& visitor, LogTime start) override;
   std::string LookupDNS(std::string_view ip, VisitorRec* visitor) override;
   std::string LookupCountryCode(std::string_view ip) override;
   void UpdateDNS(std::string_view ip, std::string_view name) override;

@@ -2,7 +2,6 @@
 // failures and the engine goes on with the next hit.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -25,8 +24,6 @@ class VisitHistory {
   // The visit ended: its closing values.
   virtual void UpdateVisitInDatabase(const VisitorRec& visitor) = 0;
   virtual void UpdateHackCount(VisitorRec& visitor) = 0;
-  // Whether a stored visit of this visitor's address and site began at this time; empty when the tables can't tell.
-  virtual std::optional<bool> BeganAt(const VisitorRec& visitor, LogTime start) = 0;
 
   // The stored host name of an address, empty when none is known. `visitor` may be null; otherwise its KnownName is
   // set.

@@ -42,9 +42,11 @@ class HitProcessor {
   bool KeepExtension();
   void ProcessHit(std::string_view line, int16_t site, LogTime hit);
   VisitorRec* FindVisitor(int16_t site, LogTime hit, bool& drop);
-  bool IsGap(const VisitorRec& v, LogTime hit);
+  bool IsCut(const VisitorRec& v, LogTime hit) const;
+  void EndVisit(VisitorRec& v);
   WallTime SeenAt(LogTime hit) const;
-  VisitorRec* GetVisitorByGroup();
+  VisitorRec* GetVisitorByGroup(LogTime hit);
+  VisitorRec* FirstOfGroup(const std::string& mask, LogTime hit);
   VisitorRec* NewVisitor(int16_t site, LogTime hit, int32_t& alert);
   bool ChooseSpider(int16_t site, LogTime hit, std::string& spider);
   int32_t TestAlerts(VisitorRec& v);

@@ -7,6 +7,15 @@
 #include "core/visitor_rows.h"
 
 namespace vantry {
+namespace {
+
+struct Busy {
+  explicit Busy(bool& flag) : flag_(flag) { flag_ = true; }
+  ~Busy() { flag_ = false; }
+  bool& flag_;
+};
+
+}  // namespace
 
 void Lifecycle::MarkForRemoval(VisitorRec& v) {
   v.Remove = true;
@@ -25,17 +34,45 @@ void Lifecycle::Age(VisitorRec& v, WallTime now) {
 }
 
 void Lifecycle::ScanToRemove() {
-  struct Busy {
-    explicit Busy(bool& flag) : flag_(flag) { flag_ = true; }
-    ~Busy() { flag_ = false; }
-    bool& flag_;
-  } const busy(t_.ScanInProgress);
+  const Busy busy(t_.ScanInProgress);
   last_yield_ = c_.clock.Steady();
   c_.log.Guard("ScanToRemove", [&] {
     AgeAll();
+    std::erase_if(left_, [this](const auto& left) { return !MayGoOn(left.second); });
     return Status::Ok();
   });
   if (!t_.Closing && !marked_.empty()) RemoveMarked(true);
+}
+
+void Lifecycle::EndDay() {
+  const Busy busy(t_.ScanInProgress);
+  last_yield_ = c_.clock.Steady();
+  t_.Visitors.ForEach([this](int32_t, VisitorRec& v) { MarkForRemoval(v); });
+  RemoveMarked(true);
+  left_.clear();
+}
+
+// Lines need not be in order of time, so nobody is forgotten at the limit itself.
+bool Lifecycle::MayGoOn(const VisitorRec& v) const {
+  const SiteRec& site = t_.Site(v.Site);
+  return MinutesBetween(v.LastHitTime, site.LastReadDateTime) <= kTakeBackLimits * c_.settings.InactivityMins;
+}
+
+VisitorRec* Lifecycle::TakeBack(int16_t number, std::string_view ip, LogTime hit) {
+  if (left_.empty()) return nullptr;
+  auto left = left_.extract(VisitorRec::KeyOf(number, ip));
+  if (left.empty() || IsOver(left.mapped(), hit)) return nullptr;
+  VisitorRec& v = *t_.Visitors.At(t_.Visitors.Add(number, ip));
+  const int32_t place = v.Number;
+  v = std::move(left.mapped());
+  v.Number = place;
+  v.Remove = false;
+  v.GridDirty = true;
+  v.LastPageRow = PageRows::kNoRow;
+  t_.Visitors.ChangeName(v, v.DNSDone ? std::string(v.DNS) : c_.names.ResolveVisitor(v));
+  ++t_.Site(number).CurrentVisitors;
+  AddToGrid(t_, v);
+  return &v;
 }
 
 // Nobody comes or goes while this turns the loop, so numbers hold over it; records may change.
@@ -104,6 +141,7 @@ void Lifecycle::Leave(VisitorRec& v) {
   FinishAlertRow(v);
   if (t_.InterfaceCount > 0 && !IsQuietLine(t_, site)) c_.events.VisitorLeft(site.Domain, v);
   c_.history.UpdateVisitInDatabase(v);
+  if (t_.Corrected.QuietReplay && MayGoOn(v)) left_.insert_or_assign(v.Key(), v);
 }
 
 void Lifecycle::FinishAlertRow(const VisitorRec& v) {

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "scan/scan_context.h"
@@ -30,7 +32,20 @@ class Lifecycle {
   // The loop does not turn in here.
   void RemoveInactive();
 
+  // With QuietReplay the log alone decides where visits are cut: where its next line of the visitor is more than
+  // InactivityMins after the newest before.
+  bool IsOver(const VisitorRec& visitor, LogTime hit) const {
+    return MinutesBetween(visitor.LastHitTime, hit) > c_.settings.InactivityMins;
+  }
+  // The clock may end a visit before the log shows that it is over, as when lines come late. If this hit goes on with
+  // such a visit, puts it back into the table; null otherwise.
+  VisitorRec* TakeBack(int16_t site, std::string_view ip, LogTime hit);
+  // Ends all visits, and no hit goes on with one. As ScanToRemove, it must not run inside a scan.
+  void EndDay();
+
  private:
+  static constexpr int kTakeBackLimits = 2;
+  bool MayGoOn(const VisitorRec& visitor) const;
   void AgeAll();
   void RemoveMarked(bool yields);
   Status RemoveEach(std::vector<int32_t>& numbers, bool yields);
@@ -43,6 +58,8 @@ class Lifecycle {
   LiveTables& t_;
   SteadyTime last_yield_;
   std::vector<int32_t> marked_;  // Numbers; removal happens before any of them goes stale.
+  // With QuietReplay, by key: visitors who left and whose visits the log may go on with.
+  std::unordered_map<std::string, VisitorRec> left_;
 };
 
 }  // namespace vantry

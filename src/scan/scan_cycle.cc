@@ -153,6 +153,8 @@ bool ScanCycle::DayIsOver() {
 
 void ScanCycle::Rollover() {
   if (!DayIsOver()) return;
+  // A restart reads the new day's lines alone, so nothing of the old day may go on.
+  if (t_.Corrected.QuietReplay) lifecycle_.EndDay();
   const int16_t view = t_.CurrentView;
   RolloverSites();
   for (AlertRec& alert : t_.Alerts) alert.AlertHits = 0;
@@ -221,7 +223,9 @@ bool ScanCycle::ScanSite(int16_t n) {
   t_.Site(n).Scanning = true;
   t_.Site(n).WaitsForLog = lines_dropped_ = false;
   t_.FirstScan = false;
-  if (t_.Site(n).LastReadPos == 0 && t_.Site(n).ScanCount == 1) AnnounceFirstScan(n);
+  // Of a log that was just rotated nothing was read yet either.
+  const bool known = Follows(n) && t_.Site(n).LastFile.Inode != 0;
+  if (t_.Site(n).LastReadPos == 0 && t_.Site(n).ScanCount == 1 && !known) AnnounceFirstScan(n);
   t_.ScanInProgress = true;
   t_.Site(n).PrevCurrentVisitors = t_.Site(n).CurrentVisitors;
   if (c_.settings.ChangeIconDuringScan) c_.view.SetSiteImage(n, kIconSiteScanning);
@@ -311,11 +315,6 @@ void ScanCycle::StartReplay(SiteRec& site) {
     site.ReplayUntilPos = site.LastReadPos;
     site.LastReadPos = site.LastReadPosDay;
     site.Replaying = site.CaughtUp = true;
-    // Whoever left last came in lines that are read again.
-    if (t_.Corrected.QuietReplay) {
-      site.LastIP.clear();
-      site.LastTime = {};
-    }
   }
   site.LastReadPosDay = 0;
 }

@@ -72,8 +72,11 @@ class ScanCycle {
   bool TakesHeader();
   Status ReadNothing(int16_t site, int64_t position);
   bool TakeLine(int16_t site, std::string_view line, std::string_view ahead);
-  // A rotated file is left at the end of its last whole line, so following implies reading whole lines.
-  bool ReadsWholeLines() const { return t_.Corrected.WholeLines || t_.Corrected.FollowRotation; }
+  // A rotated file is left at the end of its last whole line, so following implies reading whole lines. So does a
+  // replay that tells what was told: half a line that was read as one is another line later.
+  bool ReadsWholeLines() const {
+    return t_.Corrected.WholeLines || t_.Corrected.FollowRotation || t_.Corrected.QuietReplay;
+  }
   Status WaitForLog(int16_t site, const std::string& what);
   void TakeHeaderLine(int16_t site, std::string_view line);
   void FailScan(int16_t site, const Status& status);

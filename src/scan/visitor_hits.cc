@@ -68,7 +68,7 @@ void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit
   if (!v) v = NewVisitor(number, hit, alert);
   if (!v) return;
 
-  v->LastHitTime = hit;
+  v->LastHitTime = t_.Corrected.QuietReplay ? std::max(v->LastHitTime, hit) : hit;
   if (parser_.Format().one_target && v->Referrer != h.HitReferrer) v->Referrer = t_.Visitors.Shared(h.HitReferrer);
   if (as_other) others_.Count(*v, as_other->Address());
   // A repeated request, a frame reload or the re-read last line counts once; so does a second page in one second.
@@ -86,44 +86,54 @@ VisitorRec* HitProcessor::FindVisitor(int16_t number, LogTime hit, bool& drop) {
   const SiteRec& site = t_.Site(number);
   const HitRec& h = t_.Hit;
   VisitorRec* v = t_.Visitors.Lookup(number, h.HitIP);
-  if (!v) {
+  if (!v && t_.Corrected.QuietReplay) {
+    v = lifecycle_.TakeBack(number, h.HitIP, hit);
+  } else if (!v) {
     // A hit that is not newer than the end of a removed visit must not bring it back.
     drop = h.HitIP == site.LastIP && site.LastTime >= hit;
     if (drop) return nullptr;
-    v = GetVisitorByGroup();
   }
-  if (!v) return nullptr;
-  // A first scan and a replay go through hours of log in seconds, so they cut visits at the gaps in log time.
-  const bool gap = site.ScanCount == 1 && IsGap(*v, hit);
-  const bool other_target = parser_.Format().one_target && v->Referrer != h.HitReferrer;
-  if (!gap && !other_target) return v;
-  lifecycle_.MarkForRemoval(*v);
-  lifecycle_.RemoveInactive();
+  if (!v) v = GetVisitorByGroup(hit);
+  if (!v || !IsCut(*v, hit)) return v;
+  EndVisit(*v);
   return nullptr;
 }
 
-bool HitProcessor::IsGap(const VisitorRec& v, LogTime hit) {
-  const int64_t limit = c_.settings.InactivityMins;
-  // The timers that end visits go by the machine's clock and by counted views. So near the limit a replay asks whether
-  // a visit began here when the line was read first.
-  const bool replay = t_.Corrected.QuietReplay && t_.Site(v.Site).ReplayUntilPos != 0;
-  if (replay && MinutesBetween(v.LastPageTime, hit) >= limit) {
-    if (const auto began = c_.history.BeganAt(v, hit)) return *began;
+// A first scan and a replay go through hours of log in seconds, so they cut visits at the gaps in log time; with
+// QuietReplay all scans do, so that a replay cuts where the visits were cut.
+bool HitProcessor::IsCut(const VisitorRec& v, LogTime hit) const {
+  const bool by_log = t_.Corrected.QuietReplay || t_.Site(line_site_).ScanCount == 1;
+  if (by_log && lifecycle_.IsOver(v, hit)) return true;
+  return parser_.Format().one_target && v.Referrer != t_.Hit.HitReferrer;
+}
+
+void HitProcessor::EndVisit(VisitorRec& v) {
+  lifecycle_.MarkForRemoval(v);
+  lifecycle_.RemoveInactive();
+}
+
+// Whoever is still in the table though its visit is over must not stand before others of the group.
+VisitorRec* HitProcessor::FirstOfGroup(const std::string& mask, LogTime hit) {
+  for (;;) {
+    VisitorRec* first = t_.Visitors.FirstNamed(mask, t_.Corrected.GroupsPerSite ? line_site_ : int16_t{0});
+    if (!first || !t_.Corrected.QuietReplay || !lifecycle_.IsOver(*first, hit)) return first;
+    EndVisit(*first);
   }
-  return MinutesBetween(v.LastHitTime, hit) > limit;
 }
 
 // Clients of rotating proxies show many addresses: a hit joins a visitor whose name fits the same mask, while that
 // visitor is active. Classic groups go over all sites, so that a hit shows as a page of another site.
-VisitorRec* HitProcessor::GetVisitorByGroup() {
+VisitorRec* HitProcessor::GetVisitorByGroup(LogTime hit) {
   const std::string name = c_.history.LookupDNS(t_.Hit.HitIP, nullptr);
   if (name.empty()) return nullptr;
   for (const std::string& mask : c_.settings.DNSMask) {
     if (mask.empty()) return nullptr;
     if (!Like(name, mask)) continue;
-    VisitorRec* first = t_.Visitors.FirstNamed(mask, t_.Corrected.GroupsPerSite ? line_site_ : int16_t{0});
+    VisitorRec* first = FirstOfGroup(mask, hit);
     if (!first) continue;
-    if (MinutesBetween(first->LastClock, c_.clock.Now()) >= c_.settings.InactivityMins / 2) return nullptr;
+    const int64_t silent = t_.Corrected.QuietReplay ? MinutesBetween(first->LastPageTime, hit)
+                                                    : MinutesBetween(first->LastClock, c_.clock.Now());
+    if (silent >= c_.settings.InactivityMins / 2) return nullptr;
     if (first->GroupMask != mask) first->GroupMask = t_.Visitors.Shared(mask);
     return first;
   }

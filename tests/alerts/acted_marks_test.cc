@@ -97,6 +97,27 @@ TEST_F(ActedMarksTest, OnlyTheFirstReadingOfARunIsCompared) {
   EXPECT_EQ(Raise(next.exceptions, 4), 1u) << "a late line";
 }
 
+TEST_F(ActedMarksTest, LateLinesCountAfterTheLineBeforeThem) {
+  EXPECT_EQ(Raise(rig.exceptions, 5), 1u);
+  EXPECT_EQ(Raise(rig.exceptions, 4), 1u);
+  rig.data_files.EndProgram();
+  NextRun next(rig);
+  EXPECT_EQ(Raise(next.exceptions, 5), 0u);
+  EXPECT_EQ(Raise(next.exceptions, 4), 0u);
+  EXPECT_EQ(Raise(next.exceptions, 4), 1u) << "written while the program did not run";
+}
+
+// The history knows its rows of today by taking each off once.
+TEST_F(ActedMarksTest, WhatIsMutedByAReplayIsTakenOffTheHistorysRows) {
+  for (const bool corrected : {false, true}) {
+    rig.t.Corrected.QuietReplay = corrected;
+    rig.history.rows.clear();
+    site.ReplayUntilPos = 100;
+    EXPECT_EQ(Raise(rig.exceptions, 2), 0u);
+    EXPECT_EQ(rig.history.rows.size(), corrected ? 1u : 0u);
+  }
+}
+
 TEST_F(ActedMarksTest, WhatIsMutedByAReplayCountsInItsSecond) {
   EXPECT_EQ(Raise(rig.exceptions, 2), 1u);
   EXPECT_EQ(Raise(rig.exceptions, 2), 1u);

@@ -148,17 +148,5 @@ TEST_F(ReadAgainTest, AFrequentVisitorIsRaisedWithTheTimeOfItsVisit) {
   EXPECT_TRUE(Contains(rig.exceptions.raised[0], std::to_string(v.StartTime.s))) << rig.exceptions.raised[0];
 }
 
-TEST_F(ReadAgainTest, VisitsAreFoundByTheirBeginning) {
-  VisitorRec v = rig.Visit("10.0.0.1", "10:00:00");
-  EXPECT_EQ(Db().BeganAt(v, DatabaseRig::At("10:00:00")), true);
-  EXPECT_EQ(Db().BeganAt(v, DatabaseRig::At("10:00:01")), false);
-  rig.Visit("10.0.0.1", "10:40:00");
-  EXPECT_EQ(Db().BeganAt(v, DatabaseRig::At("10:40:00")), true);
-  rig.t.Closing = true;
-  Db().CloseDatabase();
-  EXPECT_EQ(Db().BeganAt(v, DatabaseRig::At("10:00:00")), std::nullopt);
-  rig.t.Closing = false;
-}
-
 }  // namespace
 }  // namespace vantry

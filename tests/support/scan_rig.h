@@ -2,7 +2,6 @@
 #pragma once
 
 #include <optional>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -60,11 +59,6 @@ struct RecordingHistory final : VisitHistory {
   void AddDownload(const VisitorRec& v) override { calls.push_back("download " + v.Key() + " " + v.Page); }
   void UpdateVisitInDatabase(const VisitorRec& v) override { calls.push_back("end " + v.Key()); }
   void UpdateHackCount(VisitorRec& v) override { calls.push_back("hack " + v.Key()); }
-  std::set<std::pair<std::string, int64_t>> visits;  // Key and start of those that an earlier run stored.
-  bool knows_visits = false;
-  std::optional<bool> BeganAt(const VisitorRec& v, LogTime start) override {
-    return knows_visits ? std::optional(visits.contains({v.Key(), start.s})) : std::nullopt;
-  }
   std::string LookupDNS(std::string_view ip, VisitorRec*) override {
     const auto it = dns.find(ip);
     return it == dns.end() ? std::string() : it->second;
