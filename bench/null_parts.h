@@ -44,7 +44,6 @@ class DoNothingHistory : public VisitHistory {
   void AddDownload(const VisitorRec&) override {}
   void UpdateVisitInDatabase(const VisitorRec&) override {}
   void UpdateHackCount(VisitorRec&) override {}
-  std::optional<bool> BeganAt(const VisitorRec&, LogTime) override { return std::nullopt; }
   std::string LookupDNS(std::string_view, VisitorRec*) override { return {}; }
   std::string LookupCountryCode(std::string_view) override { return {}; }
   void UpdateDNS(std::string_view, std::string_view) override {}

@@ -63,6 +63,7 @@ struct QuietModel : EngineTest {
                                              "SaveEvery=20\r\n");
     Sites(1, "Name=One\r\nAlert=All\r\nAlertNo=1\r\nAlertEnabled=True\r\nAlertENGINEALL=Y\r\n");
     Write(Line());
+    Write("");
     ASSERT_TRUE(Start());
     RunTo(20);
   }
