@@ -1,6 +1,7 @@
 // Bodies for what this build does not have: each does nothing, and its name says so.
 #pragma once
 
+#include "notify/daily_report.h"
 #include "scan/scan_context.h"
 
 namespace vantry {
@@ -30,10 +31,15 @@ class DoNothingFtp final : public FtpFetch {
   void StartDownload(int16_t, int64_t, int) override {}
 };
 
-class DoNothingDailyWork final : public DailyWork {
+// The archive is missing; reports are made.
+class ReportsAlone final : public DailyWork {
  public:
-  void SendDailyReport(int16_t) override {}
+  explicit ReportsAlone(DailyReport& report) : report_(report) {}
+  void SendDailyReport(int16_t site) override { report_.SendDailyReport(site); }
   void CheckAutoArchive() override {}
+
+ private:
+  DailyReport& report_;
 };
 
 }  // namespace vantry

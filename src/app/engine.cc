@@ -39,6 +39,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       alerts_(alert_context_),
       names_(scan_context_, ports_.resolver),
       automation_(ForAutomation()),
+      report_(ForReport()),
       scan_context_(ForScan()),
       scan_(
           scan_context_, [this] { return timer1_->Enabled(); },

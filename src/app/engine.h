@@ -22,6 +22,7 @@
 #include "database/visit_database.h"
 #include "desktop/desktop_module.h"
 #include "monitors/pause.h"
+#include "notify/daily_report.h"
 #include "notify/mail_queue.h"
 #include "notify/sms_queue.h"
 #include "ports/automation.h"
@@ -103,6 +104,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   void Stop() override { Closing(); }
   // Takes over what was edited, and says what that was. Nothing without the correction.
   std::string Reload() override { return edits_ ? edits_->TakeOver(true) : std::string(); }
+  Status MakeReport(std::string_view site, std::string& path) override { return report_.MakeReport(site, path); }
   // The signal that a closing terminal sends, and that asks a service to read its files again.
   void HangUp();
   void ShowWindow() override { view_.Show(); }
@@ -128,6 +130,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   // What each module is given, by name.
   SmsContext ForSms();
   MailQueueContext ForMail();
+  DailyReportContext ForReport();
   VisitDatabaseContext ForHistory();
   AlertContext ForAlerts();
   AutomationContext ForAutomation();
@@ -185,7 +188,8 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   ResolverQueue names_;
   Automation automation_;
   DoNothingFtp ftp_;
-  DoNothingDailyWork daily_;
+  DailyReport report_;
+  ReportsAlone daily_{report_};
 
   std::optional<AgentNames> agents_;
   ScanContext scan_context_;

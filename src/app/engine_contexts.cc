@@ -24,6 +24,17 @@ MailQueueContext Engine::ForMail() {
           .unsent = &unsent_};
 }
 
+DailyReportContext Engine::ForReport() {
+  return {.t = t_,
+          .settings = settings_,
+          .regional = options_.regional,
+          .log = log_,
+          .files = files_,
+          .mail = mail_,
+          .app_path = options_.app_path,
+          .exception_number = [this](int16_t place) { return ExceptionNumberAt(place); }};
+}
+
 VisitDatabaseContext Engine::ForHistory() {
   return {.t = t_,
           .ddfpath = settings_.DDFPath,

@@ -51,6 +51,10 @@ constexpr CommandRow kCommands[] = {
      0, 1},
     {CtlCommand::kReload, "reload", "", "take over now what was edited in the program's files",
      "Without it edits are taken over within 10 seconds. Needs the correction KeepEdits.\n", 0, 0},
+    {CtlCommand::kReport, "report", "SITE", "make a site's report of today now, and print where it is",
+     "SITE is the site's name. The report has today's alerts, spiders and exceptions so far. It is a file in the\n"
+     "program's folder, on the machine where Vantry runs, and replaces the one before. It is not mailed.\n\n",
+     1, 1},
 };
 
 const CommandRow& RowOf(CtlCommand command) {

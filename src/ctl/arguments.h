@@ -22,7 +22,8 @@ enum class CtlCommand {
   kAddSite,
   kCorrections,
   kWidenTables,
-  kReload
+  kReload,
+  kReport
 };
 
 // Commands on a folder of files, which ask no running program.

@@ -1,5 +1,6 @@
 #include "ctl/commands.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 
@@ -84,6 +85,24 @@ Status ShowList(const Endpoint& endpoint, const std::vector<std::string>& operan
   return status;
 }
 
+Status Report(const Endpoint& endpoint, const std::string& site) {
+  const auto unfit = [](unsigned char c) { return c < ' ' || c == 127; };
+  if (site.empty() || std::any_of(site.begin(), site.end(), unfit)) {
+    return Status::Error(Fail::kBadData, "This can't be the name of a site.");
+  }
+  std::vector<std::string> replies;
+  Status status = AskControl(endpoint, {"@REPORT " + site}, replies);
+  if (!status.ok()) return status;
+  const std::string_view reply = replies[0];
+  if (StartsWith(reply, "ERROR ")) return Status::Error(Fail::kRefused, Printable(reply.substr(6)) + ".");
+  if (!StartsWith(reply, "OK ")) {
+    return Status::Error(Fail::kBadData,
+                         "The answer names no report: '" + FitTo(Printable(reply), 80) + "'. Check --host and --port.");
+  }
+  std::cout << Printable(reply.substr(3)) << "\n";
+  return status;
+}
+
 Status RunNetworkCommand(const Endpoint& endpoint, const CtlArguments& a) {
   switch (*a.command) {
     case CtlCommand::kHello:
@@ -96,6 +115,8 @@ Status RunNetworkCommand(const Endpoint& endpoint, const CtlArguments& a) {
       return Caption(endpoint, "@RELOAD");
     case CtlCommand::kStop:
       return Stop(endpoint);
+    case CtlCommand::kReport:
+      return Report(endpoint, a.operands[0]);
     case CtlCommand::kStatus:
       return ShowStatus(endpoint);
     default:

@@ -17,6 +17,9 @@ namespace vantry {
 // about 700 twips wide.
 inline constexpr int kTwipsPerCharacter = 100;
 
+// The last column of a list has no width of its own: on a screen it takes what is left. Here it gets this much.
+inline constexpr int kLastColumnCharacters = 40;
+
 inline bool IsHidden(const VisitorRec& row) {
   return row.Hidden;
 }
@@ -44,7 +47,8 @@ class ListGrid final : public ReportGrid {
     return with_.t.CurrentView > 0 && static_cast<size_t>(column) == list_.site_column;
   }
   int ColumnWidth(int column) const override {
-    return list_.columns[static_cast<size_t>(column)].width * kTwipsPerCharacter;
+    const bool last = column + 1 == Columns();
+    return (last ? kLastColumnCharacters : list_.columns[static_cast<size_t>(column)].width) * kTwipsPerCharacter;
   }
   // A heading without a mark leaves its column to the general way.
   GridAlign Alignment(int column) const override {

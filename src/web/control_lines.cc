@@ -1,6 +1,7 @@
 // The control lines: a line that begins with "@" on the web access port.
 #include "core/text.h"
 #include "core/wildcard.h"
+#include "web/text_forms.h"
 #include "web/web_server.h"
 
 namespace vantry {
@@ -34,10 +35,18 @@ void WebServer::RunControlLine(int n, std::string_view text) {
     SendWebLine(n, program.Caption() + " [Running]");
   } else if (word == "RELOAD" && c_.t.Corrected.KeepEdits) {
     SendWebLine(n, program.Caption() + ": " + program.Reload());
+  } else if (StartsWith(word, "REPORT ")) {
+    SendWebLine(n, ReportReply(text.substr(7)));
   } else if (word == "@STOP") {
     SendWebLine(n, "XXX");
     program.Stop();
   }
+}
+
+std::string WebServer::ReportReply(std::string_view site) {
+  std::string path;
+  const Status status = c_.control.MakeReport(site, path);
+  return OnOneLine(status.ok() ? "OK " + path : "ERROR " + status.text);
 }
 
 std::string WebServer::StatusRecord() const {

@@ -38,6 +38,8 @@ class RemoteControl {
   virtual void Stop() = 0;  // The closing routine; the program ends after it.
   // Takes over what was edited in the files and says what that was; empty when that is not wanted.
   virtual std::string Reload() = 0;
+  // Makes today's report of the site with this name at once; `path` is its file. Nothing is mailed.
+  virtual Status MakeReport(std::string_view site, std::string& path) = 0;
   virtual void ShowWindow() = 0;
   virtual void HideWindow() = 0;
 };
@@ -130,6 +132,7 @@ class WebServer {
   void DataIn(int connection, std::string_view text, bool end_of_line);
   void RunControlLine(int connection, std::string_view word);
   std::string StatusRecord() const;
+  std::string ReportReply(std::string_view site);
   bool ControlAllowed(int connection) const;
 
   void HandleWebRequest(int connection);

@@ -47,6 +47,31 @@ TEST_F(EngineMailTest, ClosingSendsWhatIsPending) {
   EXPECT_TRUE(loop.quit);
 }
 
+TEST_F(EngineMailTest, ASitesDayIsMailedAtTheRollover) {
+  files.Put("/home/SETTINGS.INI", "[Vantry Settings]\r\nEmailServer=mail.example\r\nEmailSendTo=a@example\r\n\r\n");
+  Sites(2);
+  Log("12:00:00", "10.0.0.1");
+  ASSERT_TRUE(Start());
+  LiveTables& t = engine->Tables();
+  t.Site(2).EmailDailyReport = true;
+  t.CurrentView = 1;
+  t.CurrentViewType = 1;
+  Run(20);
+  clock.Advance(12 * 3600 + 40);
+  Run(4);
+  ASSERT_EQ(mail.sent.size(), 1u);
+  EXPECT_EQ(mail.sent[0].body, "Daily Report For Site:Site 2");
+  EXPECT_EQ(mail.sent[0].attachment, "/home/Site 2 Daily Report.htm");
+  EXPECT_TRUE(Contains(files.Get(mail.sent[0].attachment), "Site 2 [0 Alerts] Today:0"));
+  EXPECT_FALSE(files.Exists("/home/Site 1 Daily Report.htm"));
+  EXPECT_EQ(t.CurrentView, 1);
+  EXPECT_EQ(t.CurrentViewType, 1);
+  std::string path;
+  EXPECT_TRUE(engine->MakeReport("Site 1", path).ok());
+  EXPECT_TRUE(files.Exists("/home/Site 1 Daily Report.htm"));
+  EXPECT_EQ(mail.sent.size(), 1u);
+}
+
 // The server says nothing, and the lines go on all the same.
 TEST_F(EngineMailTest, NoLineOfALogWaitsForAMail) {
   files.Put("/home/SETTINGS.INI", "[Vantry Settings]\r\nEmailServer=mail.example\r\n\r\n");

@@ -45,6 +45,24 @@ struct CommandTest : ::testing::Test {
   }
 };
 
+TEST_F(CommandTest, AReportIsWhereTheProgramSays) {
+  server.answers["@REPORT My Shop"] = "OK /home/My Shop Daily Report.htm\r\n";
+  EXPECT_EQ(Run(CtlCommand::kReport, {"My Shop"}), 0);
+  EXPECT_EQ(out, "/home/My Shop Daily Report.htm\n");
+  server.answers["@REPORT x"] = "ERROR There is no site 'x\x1b'\r\n";
+  EXPECT_EQ(Run(CtlCommand::kReport, {"x"}), 1);
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(err, "vantryctl: There is no site 'x?'.\n");
+  server.answers["@REPORT x"] = "500 what?\r\n";
+  EXPECT_EQ(Run(CtlCommand::kReport, {"x"}), 1);
+  EXPECT_EQ(err, "vantryctl: The answer names no report: '500 what?'. Check --host and --port.\n");
+  // A name must not become a line of its own.
+  for (const char* name : {"", "x\r\n@@STOP", "\t"}) {
+    EXPECT_EQ(Run(CtlCommand::kReport, {name}), 1);
+    EXPECT_EQ(err, "vantryctl: This can't be the name of a site.\n");
+  }
+}
+
 TEST_F(CommandTest, CaptionsAreShownAndStrangersRefused) {
   EXPECT_EQ(Run(CtlCommand::kHello), 0);
   EXPECT_EQ(out, "Vantry 2.0.000 [Running]\n");

@@ -67,6 +67,12 @@ struct FakeControl final : RemoteControl {
     calls.emplace_back("reload");
     return "nothing was edited";
   }
+  Status MakeReport(std::string_view site, std::string& path) override {
+    calls.push_back("report " + std::string(site));
+    if (site != "My Shop") return Status::Error(Fail::kNotFound, "There is no site '" + std::string(site) + "'");
+    path = "/home/My Shop Daily Report.htm";
+    return Status::Ok();
+  }
   void ShowWindow() override { calls.emplace_back("show"); }
   void HideWindow() override { calls.emplace_back("hide"); }
 };

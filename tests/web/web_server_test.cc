@@ -7,6 +7,15 @@
 namespace vantry {
 namespace {
 
+TEST_F(WebTest, AReportIsMadeForTheSiteThatAControlLineNames) {
+  Connect(1);
+  Send(1, "@report My Shop\r\n@REPORT no\tshop\r\n@REPORT\r\n@REPORTS\r\n@REPORT \r\n");
+  EXPECT_EQ(listener.peers[1].sent,
+            "OK /home/My Shop Daily Report.htm\r\nERROR There is no site 'no%09shop'\r\n"
+            "ERROR There is no site ''\r\n");
+  EXPECT_EQ(control.calls, (std::vector<std::string>{"report My Shop", "report no\tshop", "report "}));
+}
+
 TEST_F(WebTest, ListGivesVisitorsOfOneDomainOrAll) {
   AddSite("www.one.example");
   AddSite("www.two.example");
