@@ -73,10 +73,12 @@ class DayList {
     text_bytes_ += row.counted_text;
     for (const uint64_t hash : row.Hashes()) index_.emplace(hash, first_ + rows_.size());
     rows_.push_back(std::move(row));
+    ++changes_;
     while (rows_.size() > kMaxRows || text_bytes_ > kMaxTextBytes) DropFront();
   }
   void Clear() {
     first_ += rows_.size();
+    ++changes_;
     std::deque<Row>().swap(rows_);
     index_.clear();
     text_bytes_ = 0;
@@ -92,10 +94,16 @@ class DayList {
   uint64_t EndNumber() const { return first_ + rows_.size(); }
   // The row with this number, which must be in the list.
   const Row& At(uint64_t number) const { return rows_[number - first_]; }
+  bool Has(uint64_t number) const { return number >= first_ && number < EndNumber(); }
+  // For those who show the list: counts up whenever rows came, went or were handed out to be changed.
+  uint64_t Changes() const { return changes_; }
 
   bool told = false;  // That rows were dropped, since the list was last empty.
 
-  auto begin() { return rows_.begin(); }
+  auto begin() {
+    ++changes_;
+    return rows_.begin();
+  }
   auto end() { return rows_.end(); }
   auto begin() const { return rows_.begin(); }
   auto end() const { return rows_.end(); }
@@ -105,7 +113,9 @@ class DayList {
   Row* FindFirst(uint64_t hash, F&& fits) {
     for (auto it = index_.lower_bound({hash, 0}); it != index_.end() && it->first == hash; ++it) {
       Row& row = rows_[it->second - first_];
-      if (fits(row)) return &row;
+      if (!fits(row)) continue;
+      ++changes_;
+      return &row;
     }
     return nullptr;
   }
@@ -119,6 +129,7 @@ class DayList {
       index_.erase(it);
       row.dns = name;
       index_.emplace(SpreadHash(row.dns), number);
+      ++changes_;
       return;
     }
   }
@@ -136,6 +147,7 @@ class DayList {
   std::set<std::pair<uint64_t, uint64_t>> index_;  // Hashes of rows with the rows' numbers, so that the first is first.
   size_t text_bytes_ = 0;
   uint64_t dropped_ = 0;
+  uint64_t changes_ = 0;
 };
 
 }  // namespace vantry

@@ -39,8 +39,22 @@ std::string TextOf(const Row& row, With) {
   return std::string(row.*Field);
 }
 
+// A field of a row that is a number or a time, for sorting.
+template <auto Field, class Row>
+int64_t NumberOf(const Row& row) {
+  if constexpr (requires { (row.*Field).s; }) {
+    return (row.*Field).s;
+  } else {
+    return row.*Field;
+  }
+}
+
 std::string MinutesOnSite(const AlertRow& row, With) {
   return row.seconds_on_site ? MinutesText(*row.seconds_on_site) : std::string();
+}
+
+int64_t SecondsOnSite(const AlertRow& row) {
+  return row.seconds_on_site.value_or(-1);
 }
 
 std::string ShownName(const VisitorRec& v, With) {
@@ -79,13 +93,18 @@ namespace {
 using Row = VisitorRec;
 constexpr ListColumn<Row> kColumns[kCount] = {
     {"Site", 25, Align::kLeft, [](const Row& v, With with) { return with.t.Site(v.Site).Name; }},
-    {" Key", 4, Align::kCentre, [](const Row& v, With) { return v.Key(); }, KeyIcon},
-    {"No", 5, Align::kRight, [](const Row& v, With) { return std::to_string(v.VisitNo); }},
-    {"Visit", 7, Align::kRight, [](const Row& v, With) { return std::to_string(v.VisitCount); }},
+    {" Key", 4, Align::kCentre, [](const Row& v, With) { return v.Key(); }, KeyIcon,
+     [](const Row& v) -> int64_t { return KeyIcon(v); }},
+    {"No", 5, Align::kRight, [](const Row& v, With) { return std::to_string(v.VisitNo); }, nullptr,
+     NumberOf<&Row::VisitNo, Row>},
+    {"Visit", 7, Align::kRight, [](const Row& v, With) { return std::to_string(v.VisitCount); }, nullptr,
+     NumberOf<&Row::VisitCount, Row>},
     {"DNS", 37, Align::kLeft, ShownName, NameIcon},
     {"On Page", 33, Align::kLeft, [](const Row& v, With) { return v.Page + v.Query; }, PageIcon},
-    {"Start Time", 11, Align::kCentre, [](const Row& v, With) { return FormatTime(SecondOfDay(v.StartTime)); }},
-    {"Last Time", 11, Align::kCentre, [](const Row& v, With) { return FormatTime(SecondOfDay(v.LastHitTime)); }},
+    {"Start Time", 11, Align::kCentre, [](const Row& v, With) { return FormatTime(SecondOfDay(v.StartTime)); }, nullptr,
+     NumberOf<&Row::StartTime, Row>},
+    {"Last Time", 11, Align::kCentre, [](const Row& v, With) { return FormatTime(SecondOfDay(v.LastHitTime)); },
+     nullptr, NumberOf<&Row::LastHitTime, Row>},
     {"Browser", 7, Align::kLeft, TextOf<&Row::Browser, Row>, BrowserIcon},
     {"Loc", 3, Align::kLeft, TextOf<&Row::CountryCode, Row>},
     {"Referrer", 8, Align::kLeft, TextOf<&Row::Referrer, Row>}};
@@ -97,15 +116,16 @@ namespace log_grid {
 namespace {
 using Row = AlertRow;
 constexpr ListColumn<Row> kColumns[kCount] = {
-    {"SN", 2, Align::kLeft, SiteNumber<Row>},
+    {"SN", 2, Align::kLeft, SiteNumber<Row>, nullptr, NumberOf<&Row::site, Row>},
     {"Site", 30, Align::kLeft, SiteName<Row>},
-    {"No", 5, Align::kRight, VisitNo<Row>},
-    {"Alert", 5, Align::kRight, [](const Row& row, With) { return std::to_string(row.alert_no); }},
-    {"Visit", 7, Align::kRight, VisitCount<Row>},
+    {"No", 5, Align::kRight, VisitNo<Row>, nullptr, NumberOf<&Row::visit_no, Row>},
+    {"Alert", 5, Align::kRight, [](const Row& row, With) { return std::to_string(row.alert_no); }, nullptr,
+     NumberOf<&Row::alert_no, Row>},
+    {"Visit", 7, Align::kRight, VisitCount<Row>, nullptr, NumberOf<&Row::visit_count, Row>},
     {"DNS", 42, Align::kLeft, TextOf<&Row::dns, Row>},
-    {"Date/Time", 30, Align::kCentre, When<Row>},
+    {"Date/Time", 30, Align::kCentre, When<Row>, nullptr, NumberOf<&Row::when, Row>},
     {"Page", 28, Align::kLeft, TextOf<&Row::page, Row>},
-    {"Mins On Site", 12, Align::kRight, MinutesOnSite},
+    {"Mins On Site", 12, Align::kRight, MinutesOnSite, nullptr, SecondsOnSite},
     {"Loc", 3, Align::kLeft, TextOf<&Row::country, Row>},
     {"Referrer", 8, Align::kLeft, TextOf<&Row::referrer, Row>}};
 }  // namespace
@@ -117,16 +137,17 @@ const ListDescription<AlertRow> kList{kColumns, kSite,
 namespace spider_grid {
 namespace {
 using Row = SpiderRow;
-constexpr ListColumn<Row> kColumns[kCount] = {{"SN", 2, Align::kLeft, SiteNumber<Row>},
-                                              {"Site", 30, Align::kLeft, SiteName<Row>},
-                                              {"No", 6, Align::kRight, VisitNo<Row>},
-                                              {"Visit", 7, Align::kRight, VisitCount<Row>},
-                                              {" Spider DNS", 38, Align::kLeft, TextOf<&Row::dns, Row>},
-                                              {"Search Engine", 24, Align::kLeft, TextOf<&Row::engine, Row>},
-                                              {"Date/Time", 30, Align::kCentre, When<Row>},
-                                              {"Page", 28, Align::kLeft, TextOf<&Row::page, Row>},
-                                              {"Loc", 3, Align::kLeft, TextOf<&Row::country, Row>},
-                                              {"Referrer", 8, Align::kLeft, TextOf<&Row::referrer, Row>}};
+constexpr ListColumn<Row> kColumns[kCount] = {
+    {"SN", 2, Align::kLeft, SiteNumber<Row>, nullptr, NumberOf<&Row::site, Row>},
+    {"Site", 30, Align::kLeft, SiteName<Row>},
+    {"No", 6, Align::kRight, VisitNo<Row>, nullptr, NumberOf<&Row::visit_no, Row>},
+    {"Visit", 7, Align::kRight, VisitCount<Row>, nullptr, NumberOf<&Row::visit_count, Row>},
+    {" Spider DNS", 38, Align::kLeft, TextOf<&Row::dns, Row>},
+    {"Search Engine", 24, Align::kLeft, TextOf<&Row::engine, Row>},
+    {"Date/Time", 30, Align::kCentre, When<Row>, nullptr, NumberOf<&Row::when, Row>},
+    {"Page", 28, Align::kLeft, TextOf<&Row::page, Row>},
+    {"Loc", 3, Align::kLeft, TextOf<&Row::country, Row>},
+    {"Referrer", 8, Align::kLeft, TextOf<&Row::referrer, Row>}};
 }  // namespace
 const ListDescription<SpiderRow> kList{kColumns, kSite, [](const Row&) -> int16_t { return kIconSpider; }};
 }  // namespace spider_grid
@@ -135,11 +156,13 @@ namespace ex_grid {
 namespace {
 using Row = ExceptionRow;
 constexpr ListColumn<Row> kColumns[kCount] = {
-    {"SN", 2, Align::kLeft, SiteNumber<Row>},
+    {"SN", 2, Align::kLeft, SiteNumber<Row>, nullptr, NumberOf<&Row::site, Row>},
     {"Site", 30, Align::kLeft, SiteName<Row>},
-    {"No", 6, Align::kRight, [](const Row& row, With) { return std::to_string(row.no); }},
-    {"Number", 6, Align::kRight, [](const Row& row, With) { return std::to_string(row.number); }},
-    {"Date/Time", 34, Align::kCentre, When<Row>},
+    {"No", 6, Align::kRight, [](const Row& row, With) { return std::to_string(row.no); }, nullptr,
+     NumberOf<&Row::no, Row>},
+    {"Number", 6, Align::kRight, [](const Row& row, With) { return std::to_string(row.number); }, nullptr,
+     NumberOf<&Row::number, Row>},
+    {"Date/Time", 34, Align::kCentre, When<Row>, nullptr, NumberOf<&Row::when, Row>},
     {" Details", 8, Align::kLeft, TextOf<&Row::details, Row>}};
 }  // namespace
 const ListDescription<ExceptionRow> kList{kColumns, kSite};
@@ -149,9 +172,11 @@ namespace page_grid {
 namespace {
 using Row = PageRow;
 constexpr ListColumn<Row> kColumns[kCount] = {
-    {"No", 4, Align::kRight, [](const Row& row, With) { return std::to_string(row.no); }},
+    {"No", 4, Align::kRight, [](const Row& row, With) { return std::to_string(row.no); }, nullptr,
+     NumberOf<&Row::no, Row>},
     {"Page", 31, Align::kLeft, TextOf<&Row::page, Row>},
-    {"Time", 4, Align::kCentre, [](const Row& row, With) { return FormatTime(row.second_of_day); }}};
+    {"Time", 4, Align::kCentre, [](const Row& row, With) { return FormatTime(row.second_of_day); }, nullptr,
+     NumberOf<&Row::second_of_day, Row>}};
 }  // namespace
 const ListDescription<PageRow> kList{kColumns, kCount};
 }  // namespace page_grid
@@ -161,7 +186,8 @@ namespace {
 using Row = TraceRow;
 constexpr ListColumn<Row> kColumns[kCount] = {
     {"", 8, Align::kLeft, TextOf<&Row::site, Row>},
-    {"", 7, Align::kLeft, [](const Row& row, With) { return std::to_string(row.position); }},
+    {"", 7, Align::kLeft, [](const Row& row, With) { return std::to_string(row.position); }, nullptr,
+     NumberOf<&Row::position, Row>},
     {"", 0, Align::kLeft, TextOf<&Row::text, Row>}};
 }  // namespace
 const ListDescription<TraceRow> kList{kColumns, kCount};

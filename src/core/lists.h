@@ -31,7 +31,8 @@ struct ListColumn {
   int width = 0;  // In characters.
   Align align = Align::kLeft;
   std::string (*text)(const Row& row, const ListTexts& with) = nullptr;
-  int16_t (*icon)(const Row& row) = nullptr;  // Null: none.
+  int16_t (*icon)(const Row& row) = nullptr;    // Null: none.
+  int64_t (*number)(const Row& row) = nullptr;  // What the rows are sorted by; null: the text.
 };
 
 template <class Row>

@@ -50,6 +50,7 @@ void PageRows::Clear() {
 }
 
 void TraceRows::AddRow(std::string_view site, int64_t position, std::string_view text) {
+  ++added_;
   TraceRow* row = nullptr;
   if (rows_.size() < kMaxRows) {
     row = &rows_.emplace_back();

@@ -35,6 +35,13 @@ class PageRows {
   void DeleteRows(VisitorRec& visitor);
   void Clear();
   size_t RowCount() const { return rows_.size() - dead_; }
+  // Rows have numbers in the order of arrival, none of them used twice. The row with this number, null if it is gone.
+  const PageRow* At(uint64_t number) const {
+    const bool in_list = number >= first_ && number - first_ < rows_.size();
+    return in_list && rows_[number - first_].visitor ? &rows_[number - first_] : nullptr;
+  }
+  // The number of the oldest row that may be there.
+  uint64_t FirstNumber() const { return first_; }
 
   // Calls `f(PageRow&)` for each row in order of arrival.
   template <class F>
@@ -70,12 +77,15 @@ class TraceRows {
   size_t RowCount() const { return rows_.size(); }
   // 0 is the oldest row.
   const TraceRow& Row(size_t index) const { return rows_[(start_ + index) % rows_.size()]; }
+  // Rows ever added.
+  uint64_t Added() const { return added_; }
 
   bool locked = false;  // The window does not scroll to new rows.
 
  private:
   std::deque<TraceRow> rows_;  // A ring once it is full: the oldest row is overwritten in place.
   size_t start_ = 0;
+  uint64_t added_ = 0;
 };
 
 }  // namespace vantry

@@ -45,6 +45,7 @@ void HideRowsOutsideView(LiveTables& t, const std::function<int(int16_t)>& excep
       [&](int32_t, VisitorRec& v) { v.Hidden = view > 0 && !(current && t.Site(v.Site).Name == current->Name); });
   for (AlertRow& row : t.logGrid) row.hidden = view > 0 && !ShowsAlert(t, row.site, row.alert_no);
   for (SpiderRow& row : t.spiderGrid) row.hidden = !ShowsSite(t, row.site);
+  t.Visitors.NoteViewChange();
   const int filter = ExceptionFilter(t, exception_number);
   for (ExceptionRow& row : t.exGrid) row.hidden = !ShowsException(t, row, filter);
 }
@@ -67,6 +68,17 @@ bool ShowsException(const LiveTables& t, const ExceptionRow& row, int filter) {
 std::string MinutesText(int64_t seconds) {
   if (seconds <= 60) return "0:" + PadNumber(seconds, 2);
   return std::to_string(seconds / 60) + ":" + PadNumber(seconds % 60, 2);
+}
+
+std::string VisitorTip(const VisitorRec& v, const Regional& regional) {
+  std::string tip;
+  if (v.VisitCount > 1) tip = "First Visited " + regional.ShortDate(DayOf(v.FirstVisited)) + " ";
+  tip += std::to_string(v.Pages) + " Page(s) ";
+  for (const std::string_view part : {v.CountryName.View(), v.Browser.View()}) {
+    if (!part.empty()) tip.append(part).append(" ");
+  }
+  tip.pop_back();
+  return tip;
 }
 
 std::string SiteNodeText(const SiteRec& site) {

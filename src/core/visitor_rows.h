@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "core/regional.h"
 #include "core/tables.h"
 
 namespace vantry {
@@ -40,6 +41,10 @@ bool ShowsException(const LiveTables& t, const ExceptionRow& row, int filter);
 
 // Seconds as minutes, ":" and two-digit seconds; up to 60 seconds read "0:" and the seconds.
 std::string MinutesText(int64_t seconds);
+
+// What a list tells of a visitor whose row is pointed at: the first visit if it was not this one, the number of pages,
+// country and browser.
+std::string VisitorTip(const VisitorRec& visitor, const Regional& regional);
 
 // Text of a site in the tree: name and count, or name and " (Paused)".
 std::string SiteNodeText(const SiteRec& site);

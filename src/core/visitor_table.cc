@@ -50,6 +50,8 @@ int32_t VisitorTable::Add(int16_t site, std::string_view ip) {
   index_.Add(HashOf(site, ip), place);
   places_.push_back(place);
   ++count_;
+  ++changes_;
+  arrivals_.push_back(static_cast<uint32_t>(Arrived()));
   return visitor.Number;
 }
 
@@ -84,7 +86,30 @@ void VisitorTable::Remove(std::span<const int32_t> numbers, const std::function<
     place = 0;
     --count_;
     ++removed_;
+    ++changes_;
   }
+}
+
+void VisitorTable::Touch(VisitorRec& visitor) {
+  visitor.GridDirty = true;
+  ++changes_;
+}
+
+uint64_t VisitorTable::ArrivalAt(int32_t number) const {
+  return Arrived() - (static_cast<uint32_t>(Arrived()) - arrivals_[static_cast<size_t>(number - 1)]);
+}
+
+int32_t VisitorTable::FindArrival(uint64_t arrival) const {
+  int32_t first = 1, end = LastNumber() + 1;
+  while (first < end) {
+    const int32_t middle = first + (end - first) / 2;
+    if (ArrivalAt(middle) < arrival) {
+      first = middle + 1;
+    } else {
+      end = middle;
+    }
+  }
+  return At(first) && ArrivalAt(first) == arrival ? first : 0;
 }
 
 void VisitorTable::WarmPlace(int32_t number) const {
@@ -104,8 +129,16 @@ void VisitorTable::CloseGaps() {
     walk->next = before(walk->next - 1) + 1;
     walk->end = before(walk->end);
   }
+  size_t kept = 0;
+  for (size_t i = 0; i < places_.size(); ++i) {
+    if (places_[i]) arrivals_[kept++] = arrivals_[i];
+  }
+  arrivals_.resize(kept);
   std::erase(places_, 0u);
-  if (places_.size() < places_.capacity() / 8) places_.shrink_to_fit();
+  if (places_.size() < places_.capacity() / 8) {
+    places_.shrink_to_fit();
+    arrivals_.shrink_to_fit();
+  }
   for (size_t i = 0; i < places_.size(); ++i) store_[places_[i]].Number = static_cast<int32_t>(i + 1);
   index_.Fit();
   texts_.Fit();

@@ -59,6 +59,16 @@ class VisitorTable {
   void CloseGaps();
   // How many visitors were ever taken out.
   uint64_t Removed() const { return removed_; }
+  // Marks that something which a list shows of the visitor has changed.
+  void Touch(VisitorRec& visitor);
+  // For those who show the visitors: counts up whenever one came, left or was touched, or the view changed.
+  uint64_t Changes() const { return changes_; }
+  void NoteViewChange() { ++changes_; }
+  // The how-manieth visitor of the run the one at this number is, from 1. It grows with the number, stays when gaps are
+  // closed, and no other visitor ever has it. The number must be in the table, but may be a gap.
+  uint64_t ArrivalAt(int32_t number) const;
+  // The number of that visitor, 0 when it has left.
+  int32_t FindArrival(uint64_t arrival) const;
   // The highest number.
   int32_t LastNumber() const { return static_cast<int32_t>(places_.size()); }
 
@@ -82,15 +92,18 @@ class VisitorTable {
 
  private:
   void WarmPlace(int32_t number) const;
+  uint64_t Arrived() const { return removed_ + static_cast<uint64_t>(count_); }
 
   TextPool texts_;
   ChunkStore<VisitorRec> store_;
-  std::vector<uint32_t> places_;  // In order of arrival: the visitor's place in the store, 0 for a gap.
-  HashIndex<uint32_t> index_;     // Places in the store.
+  std::vector<uint32_t> places_;    // In order of arrival: the visitor's place in the store, 0 for a gap.
+  std::vector<uint32_t> arrivals_;  // Of the same visitors, gaps included: the low half of what ArrivalAt tells.
+  HashIndex<uint32_t> index_;       // Places in the store.
   NameIndex names_;
   std::vector<std::weak_ptr<Walk>> walks_;
   int32_t count_ = 0;
   uint64_t removed_ = 0;
+  uint64_t changes_ = 0;
 };
 
 }  // namespace vantry

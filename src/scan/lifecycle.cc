@@ -28,7 +28,10 @@ void Lifecycle::Age(VisitorRec& v, WallTime now) {
   const int64_t minutes[] = {MinutesBetween(v.LastClock, now),
                              MinutesBetween(v.LastHitTime, t_.Site(v.Site).LastReadDateTime)};
   for (const int64_t m : minutes) {
-    if (!v.Idle && m >= limit / 2) v.Idle = v.GridDirty = true;
+    if (!v.Idle && m >= limit / 2) {
+      v.Idle = true;
+      t_.Visitors.Touch(v);
+    }
     if (m > limit && !v.Remove) MarkForRemoval(v);
   }
 }

@@ -76,7 +76,7 @@ void ResolverQueue::NameVisitor(VisitorRec& v, const ResolverAnswer& answer) {
     c_.history.UpdateVisitor(v, true);
     c_.alerts.NameArrived(v);
   }
-  v.GridDirty = true;
+  c_.t.Visitors.Touch(v);
 }
 
 }  // namespace vantry

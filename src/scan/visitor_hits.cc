@@ -270,7 +270,7 @@ void HitProcessor::CountPage(VisitorRec& v, std::string_view line, LogTime hit) 
   if (v.Method != h.HitMethod) v.Method = t_.Visitors.Shared(h.HitMethod);
   if (h.HitQuery.size() > 1) v.Query = "?" + h.HitQuery;
   CountUp(v.Pages);
-  v.GridDirty = true;
+  t_.Visitors.Touch(v);
   v.Idle = false;
   v.Remove = false;
   ScoreStatus(v, hit);
