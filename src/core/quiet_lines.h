@@ -1,4 +1,4 @@
-// Which lines act on nobody: they tell of what happened while the program did not run.
+// Which lines act on nobody, as they tell of what happened while the program did not run, and which are read first.
 #pragma once
 
 #include "core/tables.h"
@@ -13,6 +13,11 @@ inline constexpr int64_t kBeforeStartSeconds = 2;
 inline bool IsQuietLine(const LiveTables& t, const SiteRec& site) {
   return t.Corrected.QuietFirstScan && site.ReadFromStart && site.Scanning &&
          site.LastReadDateTime.s + kBeforeStartSeconds <= t.Started.s;
+}
+
+// Whether no scan of this run has read the site's log to its end yet. Classic scans count even if there was no log.
+inline bool IsFirstReading(const LiveTables& t, const SiteRec& site) {
+  return t.Corrected.QuietReplay ? !site.ReadOnce : site.ScanCount == 1;
 }
 
 }  // namespace vantry

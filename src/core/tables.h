@@ -107,6 +107,7 @@ struct SiteRec : ReadState {
   bool Deleted = false;
   int32_t ScanCount = 0;                          // Scans started in this run.
   bool ReadFromStart = false;                     // Nothing of the log had been read before this run.
+  bool ReadBegun = false;                         // A scan of this run has begun to read the log.
   bool ReadOnce = false;                          // A scan of this run came to the log's end.
   int32_t FirstScanVisitors = 0;                  // TotalVisitors after the first that did.
   int32_t PagesCounted = 0;                       // Counted page views in this run.

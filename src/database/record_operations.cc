@@ -5,6 +5,7 @@
 
 #include "core/agent_text.h"
 #include "core/exception_numbers.h"
+#include "core/quiet_lines.h"
 #include "core/text.h"
 #include "core/visitor_rows.h"
 #include "database/schema.h"
@@ -234,6 +235,18 @@ std::optional<VisitDatabase::NumberedVisit> VisitDatabase::FindStoredVisit(const
   return std::nullopt;
 }
 
+int32_t VisitDatabase::LastNumberBefore(const VisitorRec& v) {
+  using namespace visits;
+  Table& t = VAVISITS;
+  int32_t number = 0;
+  const std::string wanted(t.Key({v.IP, SiteName(v)}));
+  for (int found = t.FindBeginning(wanted); found == Table::kOk; found = t.NextBeginning(wanted)) {
+    const bool before = Joined(t.Date(kVisitDate), t.Text(kVisitTime)) < v.StartTime;
+    if (before) number = std::max(number, LeadingNumber(t.Text(kVisitNo)));
+  }
+  return number;
+}
+
 void VisitDatabase::ReadStoredRows() {
   const auto read = [this](Table& t, size_t date, uint64_t (*hash)(const Table&), StoredRows& rows) {
     for (uint32_t row = t.RowCount(); row > 0; --row) {
@@ -260,7 +273,7 @@ void VisitDatabase::DropStoredRows() {
 // run has stored those visits.
 bool VisitDatabase::IsReadAgain(const VisitorRec& v, uint32_t visit_row) const {
   const SiteRec& site = c_.t.Site(v.Site);
-  return site.ReplayUntilPos != 0 || (site.ScanCount == 1 && visit_row <= visits_before_run_);
+  return site.ReplayUntilPos != 0 || (IsFirstReading(c_.t, site) && visit_row <= visits_before_run_);
 }
 
 Status VisitDatabase::WriteVisitor(VisitorRec& v, bool new_visit) {
@@ -294,8 +307,11 @@ Status VisitDatabase::WriteVisitor(VisitorRec& v, bool new_visit) {
   if (new_visit) v.ReadAgain = false;
   if (v.StartTime < last && (new_visit || v.ReadAgain)) {
     const auto stored = FindStoredVisit(v, v.StartTime);
-    if (new_visit) v.ReadAgain = stored && IsReadAgain(v, stored->row);
+    // A kill may have left the visit in this row and not in its own.
+    const bool cut_off = !stored && c_.t.Corrected.QuietReplay && IsFirstReading(c_.t, c_.t.Site(v.Site));
+    if (new_visit) v.ReadAgain = cut_off || (stored && IsReadAgain(v, stored->row));
     if (stored && v.ReadAgain) v.VisitCount = stored->visit_no;
+    if (new_visit && cut_off) v.VisitCount = LastNumberBefore(v) + 1;
   }
   v.KnownName = Trim(t.Text(kName));
   v.FirstVisited = Joined(t.Date(kFirstVDate), t.Text(kFirstVTime));

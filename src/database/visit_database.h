@@ -129,6 +129,8 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   Status WriteVisitor(VisitorRec& visitor, bool new_visit);
   // The stored visit of this visitor's address and site that began at this time.
   std::optional<NumberedVisit> FindStoredVisit(const VisitorRec& visitor, LogTime start);
+  // The highest number of a stored visit of this address and site that began before this one, 0 for none.
+  int32_t LastNumberBefore(const VisitorRec& visitor);
   void ReadStoredRows();
   void DropStoredRows();
   Status WriteReferrer(const VisitorRec& visitor);

@@ -34,8 +34,8 @@ void ScanCycle::PassOver(LogFile& file, int64_t to) {
 }
 
 Status ScanCycle::ReadFollowedLog(int16_t n) {
-  const bool first = t_.Site(n).ScanCount == 1, replay = HasReplay(t_.Site(n));
-  if (first && !replay) BeginDayOfLog(t_.Site(n));
+  const bool replay = HasReplay(t_.Site(n));
+  if (first_reading_ && !replay) BeginDayOfLog(t_.Site(n));
   LogFollower follower(c_.files, t_, n, {replay, folder_changed_});
   for (;;) {
     LogFollower::Step step;

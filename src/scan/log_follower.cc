@@ -419,11 +419,19 @@ bool LogFollower::FinishCurrent(Step& step) {
   return false;
 }
 
+// A replay waits for a log that can't be found under any name, as before its disk is mounted: it is done once, whole.
+bool LogFollower::IsAway() {
+  Found found;
+  return !named_.file && !Find(Site().LastFile, Site().LastReadPos, found) && !unsettled_;
+}
+
 Status LogFollower::Next(Step& step) {
   step = {};
   if (++steps_ > kMostSteps) return Status::Ok();
   SiteRec& site = Site();
   Open(site.LastLogFile, false, named_);
+  const Status missing = Status::Error(Fail::kNotFound, site.LastLogFile + ": No such file or directory");
+  if (t_.Corrected.QuietReplay && replay_ && IsAway()) return missing;
   if (NextReplayed(step)) return Status::Ok();
   const bool is_new = site.LastFile.Inode == 0;
   if (named_.file && (is_new || IsCurrent())) {
@@ -439,7 +447,7 @@ Status LogFollower::Next(Step& step) {
     return Status::Ok();
   }
   if (unsettled_) return Status::Ok();
-  if (!named_.file) return Status::Error(Fail::kNotFound, site.LastLogFile + ": No such file or directory");
+  if (!named_.file) return missing;
   Found between;
   if (FindBetween(site.LastFile.WrittenNs, between)) {
     SwitchTo(between, step);

@@ -65,6 +65,7 @@ class LogFollower {
   bool IsLate(LeftLog& left);
   bool IsFilled(LeftLog& left, Found& found);
   bool FinishCurrent(Step& step);
+  bool IsAway();
   void Leave();
   size_t PlaceOf(const LogFileId& id);
   void GoBackTo(size_t place);

@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "core/quiet_lines.h"
 #include "core/text.h"
 #include "core/visitor_rows.h"
 #include "scan/log_follower.h"
@@ -114,12 +115,13 @@ void ScanCycle::TickSite(int16_t n) {
     if (site.Scanning || site.LastScanTime.s + ScanPeriod(site) >= now.s) return;
     ++site.ScanCount;
   }
+  const bool first = IsFirstReading(t_, t_.Site(n));
   ScanSite(n);
   if (t_.Closing) return;
   t_.Site(n).CaughtUp = true;
   // After a first scan the table holds all visits since midnight. Those that are over must not count as a crowd.
   const bool quiet = t_.Corrected.QuietFirstScan || t_.Corrected.QuietReplay;
-  if (quiet && t_.Site(n).ScanCount == 1) lifecycle_.ScanToRemove();
+  if (quiet && first) lifecycle_.ScanToRemove();
   if (t_.Closing) return;
   CheckSite(n);
 }
@@ -222,6 +224,8 @@ bool ScanCycle::ScanSite(int16_t n) {
   FlushBeforeScan(n);
   t_.Site(n).Scanning = true;
   t_.Site(n).WaitsForLog = lines_dropped_ = false;
+  // A log that could not be opened at first, as before its disk was mounted, is replayed later.
+  first_reading_ = t_.Corrected.QuietReplay ? !t_.Site(n).ReadBegun : t_.Site(n).ScanCount == 1;
   t_.FirstScan = false;
   // Of a log that was just rotated nothing was read yet either.
   const bool known = Follows(n) && t_.Site(n).LastFile.Inode != 0;
@@ -306,11 +310,11 @@ Status ScanCycle::ReportNoLogFile(int16_t n) {
 
 // After a restart on the same day all of today's lines are read again, which rebuilds the visitor table in memory.
 bool ScanCycle::HasReplay(const SiteRec& site) const {
-  return site.ScanCount == 1 && DayOf(site.LastReadDateTime) == t_.Today;
+  return first_reading_ && DayOf(site.LastReadDateTime) == t_.Today;
 }
 
 void ScanCycle::StartReplay(SiteRec& site) {
-  if (site.ScanCount != 1) return;
+  if (!first_reading_) return;
   if (HasReplay(site) && site.LastReadPosDay > 0) {
     site.ReplayUntilPos = site.LastReadPos;
     site.LastReadPos = site.LastReadPosDay;
@@ -321,6 +325,7 @@ void ScanCycle::StartReplay(SiteRec& site) {
 
 // The 0-based place from which to read, with all that a reading starts with.
 int64_t ScanCycle::StartReading(SiteRec& site, bool replay) {
+  site.ReadBegun = true;
   if (replay) StartReplay(site);
   t_.Hit.CurPos = site.LastReadPos;
   if (!site.IncludeQuery) hits_.Parser().DropQuery();
@@ -404,10 +409,11 @@ void ScanCycle::EndScan(int16_t n) {
     site.LastScanError.clear();
     site.Scanning = site.Replaying = false;
     site.ReplayUntilPos = 0;
+    const bool first = IsFirstReading(t_, site);
     if (!site.ReadOnce) site.FirstScanVisitors = site.TotalVisitors;
     site.ReadOnce = true;
     // A first scan replays history: no peaks are taken from it.
-    if (site.ScanCount > 1 && site.CurrentVisitors > site.PeakToday) site.PeakToday = site.CurrentVisitors;
+    if (!first && site.CurrentVisitors > site.PeakToday) site.PeakToday = site.CurrentVisitors;
     c_.view.UpdateStatus();
     if (site.PrevCurrentVisitors != site.CurrentVisitors) c_.view.RefreshSiteNode(n);
     site.PrevCurrentVisitors = site.CurrentVisitors;

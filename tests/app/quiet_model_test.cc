@@ -184,7 +184,7 @@ struct QuietModel : EngineTest {
     const int64_t inside = 2 + 2 * Below(8);
     const int64_t down = Below(3) == 0 ? 2 * Below(1200) : 2 * Below(10);
     const unsigned draws = script();
-    if (ToMidnight() < inside + down + 120) return;
+    if (ToMidnight() < inside + down + 200) return;
     if (!restarts) {
       RunTo(inside + down);
     } else if (how == 0) {
@@ -204,10 +204,18 @@ struct QuietModel : EngineTest {
     }
     script.seed(draws);
     AddLines();
+    const bool away = all_on && Below(4) == 0;
     if (restarts) {
+      // The log's disk may be mounted late.
+      auto log = away ? std::exchange(files.entries["/logs/access.log"], nullptr) : nullptr;
+      if (away) files.entries.erase("/logs/access.log");
       ASSERT_TRUE(Start());
+      RunTo(10);
+      if (away) files.entries["/logs/access.log"] = log;
+    } else {
+      RunTo(10);
     }
-    RunTo(2 * Below(9));
+    RunTo(away ? 70 : 2 * Below(9));
   }
   void Step() {
     AddLines();
@@ -294,7 +302,7 @@ TEST_F(QuietModel, RestartsAndKillsLeaveWhatOneRunLeaves) {
       states[with_restarts] = End();
       tells[with_restarts] = told;
     }
-    ASSERT_EQ(Missing(states[1], states[0]), std::vector<std::string>{}) << "missing, VANTRY_SEED=" << seed;
+    EXPECT_EQ(Missing(states[1], states[0]), std::vector<std::string>{}) << "missing, VANTRY_SEED=" << seed;
     ASSERT_EQ(Missing(states[0], states[1]), std::vector<std::string>{}) << "too many, VANTRY_SEED=" << seed;
     ASSERT_EQ(Missing(tells[0], tells[1]), std::vector<std::string>{}) << "told twice, VANTRY_SEED=" << seed;
     const size_t lost = Missing(tells[1], tells[0]).size();

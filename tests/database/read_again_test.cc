@@ -108,6 +108,24 @@ TEST_F(ReadAgainTest, RowsOfOtherDaysAreNotLookedAt) {
   EXPECT_EQ(rig.Flushed("Downloads").rows.size(), 2u);
 }
 
+// A kill between two tables: the visitor's row has visits that are not stored.
+TEST_F(ReadAgainTest, VisitsThatAKillTookKeepTheirNumbers) {
+  rig.Visit("10.0.0.1", "08:00:00");
+  Db().FlushAll();
+  const std::string visits = rig.disk.Get(rig.Path("Visits"));
+  for (const char* time : {"09:00:00", "10:00:00", "11:00:00"}) rig.Visit("10.0.0.1", time);
+  Db().FlushAll();
+  rig.disk.Put(rig.Path("Visits"), visits);
+  rig.Crash();
+  ReadOnce(false);
+  int32_t number = 0;
+  for (const char* time : {"08:00:00", "09:00:00", "10:00:00", "11:00:00"}) {
+    EXPECT_EQ(rig.Visit("10.0.0.1", time).VisitCount, ++number) << time;
+  }
+  EXPECT_EQ(rig.Flushed("Visits").rows.size(), 4u);
+  EXPECT_EQ(rig.Read("Visitor").rows[0].at("Visits"), "    4");
+}
+
 TEST_F(ReadAgainTest, AHackIsCountedOnceAVisit) {
   VisitorRec first = rig.Visit("10.0.0.1", "10:00:00");
   Db().UpdateHackCount(first);

@@ -164,6 +164,50 @@ TEST_F(TakeBackTest, VisitsEndWithTheDay) {
   EXPECT_EQ(site.TodayVisitors, 1) << "a visit of the new day";
 }
 
+// As before its disk was mounted.
+TEST_F(ScanReplayTest, ALogThatIsMissingAtTheStartIsReplayedLater) {
+  for (const bool corrected : {false, true}) {
+    ScanRig day;
+    day.t.Corrected.WaitForLog = true;
+    day.t.Corrected.QuietReplay = corrected;
+    SiteRec& site = day.AddSite();
+    day.scan.Timer1Tick();
+    ASSERT_EQ(site.ScanCount, 1);
+    const std::string lines = ScanRig::NcsaLines(0, 5);
+    day.files.Put("/logs/a.log", lines);
+    site.LastLogFile = "/logs/a.log";
+    site.LastReadPosDay = 1;
+    site.LastReadPos = static_cast<int64_t>(lines.size()) + 1;
+    site.LastReadDateTime = {day.clock.now.s - 60};
+    for (int i = 0; i < 3; ++i) {
+      day.clock.Advance(60);
+      day.scan.Timer1Tick();
+    }
+    EXPECT_EQ(site.TodayVisitors, corrected ? 5 : 0);
+    EXPECT_EQ(site.CurrentVisitors, 0) << "their visits are over";
+    EXPECT_EQ(site.PeakToday, 0);
+    EXPECT_EQ(day.history.Count("page"), 0);
+  }
+}
+
+TEST_F(ScanReplayTest, AReadingThatBrokeOffIsNotBegunAnew) {
+  std::string lines;
+  for (int i = 0; i < 4'000; ++i) {
+    lines +=
+        ScanRig::Ncsa("10.0." + std::to_string(i / 200) + "." + std::to_string(i % 200), "11:59:00", "/p.htm") + "\n";
+  }
+  SiteRec& site = Restarted(lines);
+  int reads = 0;
+  rig.files.fails = [&](const std::string& call) { return StartsWith(call, "readat ") && ++reads == 2; };
+  rig.Scan();
+  EXPECT_FALSE(site.ReadOnce);
+  EXPECT_GT(site.TodayVisitors, 1'000);
+  EXPECT_LT(site.TodayVisitors, 4'000);
+  rig.Scan();
+  EXPECT_EQ(site.TodayVisitors, 4'000);
+  EXPECT_EQ(site.PagesCounted, 4'000);
+}
+
 // What is written from now on is news, though nothing was read yet of the new file.
 TEST_F(ScanReplayTest, ALogThatWasJustRotatedIsNotNew) {
   rig.t.Corrected.FollowRotation = true;
