@@ -46,7 +46,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
           [this](int16_t place) { return ExceptionNumberAt(place); }),
       log_watch_(scan_context_, scan_, ports_.watch, [this] { return timer1_->Enabled(); }),
       web_(ForWeb(), security_),
-      timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { scan_.Timer1Tick(); })),
+      timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { Timer1Tick(); })),
       timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { Timer2Tick(); })),
       send_timer_(ports_.loop.NewTimer(MailQueue::kSendTimerMs, [this] { mail_.SendTimerTick(); })),
       flush_timer_(ports_.loop.NewTimer(VisitDatabase::kFlushAllMs, [this] { FlushHistory(); })),
@@ -64,6 +64,12 @@ ProgramLogOutlets Engine::LogOutlets() {
           [this] { ports_.notices.Beep(); },
           [this](std::string_view text) { ports_.notices.MessageBox(BoxKind::kCritical, text); },
           [this](std::string_view text, EventLevel level) { ports_.notices.LogEvent(text, level); }};
+}
+
+// Also inside a scan that lets the loop turn: the minutes go on then too.
+void Engine::Timer1Tick() {
+  scan_.Timer1Tick();
+  t_.Activity.Feed(t_, {ports_.clock.Now().s - ports_.clock.UtcOffset()});
 }
 
 void Engine::Timer2Tick() {
@@ -255,7 +261,7 @@ void Engine::StartTimersAndListener() {
   if (t_.Corrected.QuickStart) {
     first_tick_ = ports_.loop.NewTimer(0, [this] {
       first_tick_->Stop();
-      if (Monitoring()) scan_.Timer1Tick();
+      if (Monitoring()) Timer1Tick();
     });
     first_tick_->Start();
   }

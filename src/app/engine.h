@@ -152,6 +152,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   std::string SiteFile() const { return options_.app_path + "VANTRY.INI"; }
   void SaveSites();
   void SaveRegistry();
+  void Timer1Tick();
   void Timer2Tick();
   void FlushHistory();
   void SavePositions();

@@ -59,6 +59,9 @@ constexpr int64_t MinutesBetween(LogTime from, LogTime to) {
 constexpr int64_t MinutesBetween(WallTime from, WallTime to) {
   return FloorDiv(to.s, 60) - FloorDiv(from.s, 60);
 }
+constexpr int64_t MinutesBetween(UtcTime from, UtcTime to) {
+  return FloorDiv(to.s, 60) - FloorDiv(from.s, 60);
+}
 
 template <class T>
 constexpr Day DayOf(T t) {

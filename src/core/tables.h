@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/activity.h"
 #include "core/bounded_queue.h"
 #include "core/corrections.h"
 #include "core/date_time.h"
@@ -269,6 +270,7 @@ struct LiveTables {
   DayList<AlertRow> logGrid;
   DayList<SpiderRow> spiderGrid;
   DayList<ExceptionRow> exGrid;
+  ActivityRing Activity;   // The last hour, fed at each tick.
   bool HasWindow = false;  // Something shows pageGrid and TraceGrid; without it nothing is added to them.
   PageRows pageGrid;
   TraceRows TraceGrid;

@@ -62,6 +62,26 @@ TEST_F(EngineTest, GrowingLogRestartAndTheSameListAgain) {
   EXPECT_EQ(GetVisitorsList(engine->Web().Pages(), 1, ""), before);
 }
 
+TEST_F(EngineTest, EachTickFeedsTheActivityOfTheLastHour) {
+  clock.utc_offset = 3600;
+  Sites(1);
+  Log("11:59:00", "10.0.0.1");
+  ASSERT_TRUE(Start());
+  Run(30);
+  const ActivityRing& activity = engine->Tables().Activity;
+  EXPECT_EQ(activity.HourOf(1).back(), (ActivityMinute{.visitors = 1}));
+  Log("12:00:30", "10.0.0.2");
+  Log("12:00:31", "10.0.0.3");
+  Run(20);
+  EXPECT_EQ(activity.HourOf(1).back(), (ActivityMinute{.visitors = 3, .page_views = 2}));
+  EXPECT_EQ(activity.HourOf(0), activity.HourOf(1));
+  clock.utc_offset = 7200;  // Summer time.
+  clock.now.s += 3600;
+  Run(10);
+  EXPECT_EQ(activity.HourOf(1).back().page_views, 0);
+  EXPECT_EQ(activity.HourOf(1)[ActivityRing::kMinutes - 2].page_views, 2);
+}
+
 TEST_F(EngineTest, ClosingSavesEverythingOnce) {
   Sites(1);
   ASSERT_TRUE(Start());
