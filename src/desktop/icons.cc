@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QGuiApplication>
 #include <QIconEngine>
+#include <QPaintEngine>
 #include <QPainter>
 #include <QPalette>
 #include <QPixmapCache>
@@ -100,6 +101,15 @@ struct Ink {
   bool accents;  // Else the accents take the colour, too.
 };
 
+// Paper is white, whatever the palette is. A preview of a print draws on a picture.
+bool IsPaper(const QPainter& painter) {
+  const QPaintEngine* engine = painter.paintEngine();
+  if (!engine) return false;
+  const QPaintEngine::Type type = engine->type();
+  return type == QPaintEngine::Picture || type == QPaintEngine::Pdf ||
+         painter.device()->devType() == QInternal::Printer;
+}
+
 // What is marked or under the pointer may stand on any colour, so only the text's own colour is safe there.
 Ink InkFor(QIcon::Mode mode) {
   const QPalette palette = QGuiApplication::palette();
@@ -139,9 +149,10 @@ class DrawnIconEngine final : public QIconEngine {
  public:
   explicit DrawnIconEngine(const QString& drawing) : drawing_(drawing) {}
 
-  QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State) override {
+  QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State) override { return Find(size, InkFor(mode)); }
+
+  QPixmap Find(const QSize& size, const Ink& ink) const {
     if (size.isEmpty()) return {};
-    const Ink ink = InkFor(mode);
     const QString key = QString("vantry-icon/%1/%2x%3/%4/%5")
                             .arg(drawing_)
                             .arg(size.width())
@@ -156,9 +167,10 @@ class DrawnIconEngine final : public QIconEngine {
     return pixmap;
   }
 
-  void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State state) override {
+  void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State) override {
     const qreal ratio = painter->device() ? painter->device()->devicePixelRatioF() : 1.0;
-    QPixmap drawn = pixmap((QSizeF(rect.size()) * ratio).toSize(), mode, state);
+    const Ink ink = IsPaper(*painter) ? Ink{Qt::black, true} : InkFor(mode);
+    QPixmap drawn = Find((QSizeF(rect.size()) * ratio).toSize(), ink);
     drawn.setDevicePixelRatio(ratio);
     painter->drawPixmap(rect.topLeft(), drawn);
   }

@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPalette>
+#include <QPicture>
 #include <QPixmap>
 #include <cmath>
 #include <set>
@@ -176,6 +177,22 @@ TEST_F(IconsTest, FollowsThePaletteWithoutBeingMadeAgain) {
   palette.setColor(QPalette::WindowText, Qt::black);
   QGuiApplication::setPalette(palette);
   EXPECT_EQ(dark, Picture(icon, 32));
+}
+
+TEST_F(IconsTest, IsDarkOnPaper) {
+  QPalette palette;
+  palette.setColor(QPalette::WindowText, Qt::white);
+  QGuiApplication::setPalette(palette);
+  QPicture paper;
+  QPainter painter(&paper);
+  CommandIcon("miViewVisitors").paint(&painter, QRect(0, 0, 64, 64));
+  painter.end();
+  QImage seen(64, 64, QImage::Format_RGB32);
+  seen.fill(Qt::white);
+  painter.begin(&seen);
+  paper.play(&painter);
+  painter.end();
+  EXPECT_GT(PixelsThatStandOut(seen, Qt::white), 200);
 }
 
 TEST_F(IconsTest, ADisabledIconIsOfTheDisabledColourAlone) {
