@@ -1,5 +1,6 @@
 #include "app/engine.h"
 
+#include "build_stamp.h"
 #include "config/correction_switches.h"
 #include "config/followed_files.h"
 #include "config/settings_file.h"
@@ -217,7 +218,8 @@ void Engine::LoadDesktopWindow() {
                        .mail = mail_,
                        .engine = *this,
                        .app_path = options_.app_path,
-                       .version = AppVersion()});
+                       .version = AppVersion(),
+                       .build = VANTRY_BUILD});
 }
 
 void Engine::RefreshView() {

@@ -61,6 +61,18 @@ std::unique_ptr<vantry::Desktop> LoadWindow(int& argc, char** argv, std::string&
   return vantry::LoadDesktop({folder + VANTRY_MODULE_FOLDER "/"}, argc, argv, problem);
 }
 
+// The window system ends the process with exit() when its display dies. Nothing may be lost then.
+struct {
+  vantry::Engine* engine = nullptr;
+  vantry::Desktop* desktop = nullptr;
+} ends_with_the_process;
+
+void CloseAtExit() {
+  if (!ends_with_the_process.engine) return;
+  ends_with_the_process.desktop->DisplayIsGone();
+  ends_with_the_process.engine->Closing();
+}
+
 int BusRetryMs(vantry::RegistryFile& registry) {
   const int32_t seconds = vantry::LeadingNumber(ReadRegistryValue(registry, "Automation", "RetrySeconds", "60"));
   return std::clamp(seconds, 1, 86'400) * 1'000;
@@ -69,7 +81,7 @@ int BusRetryMs(vantry::RegistryFile& registry) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  vantry::IgnoreSignals();
+  vantry::TakeSignals();
   const vantry::CommandLine command =
       vantry::ReadCommandLine({argv + std::min(argc, 1), argv + argc}, vantry::AppVersion());
   if (command.exit_code) {
@@ -139,5 +151,11 @@ int main(int argc, char** argv) {
     std::printf("%s\n", engine.Doors().c_str());
     std::fflush(stdout);
   }
-  return QCoreApplication::exec();
+  if (desktop) {
+    ends_with_the_process = {&engine, desktop.get()};
+    std::atexit(CloseAtExit);
+  }
+  result = QCoreApplication::exec();
+  ends_with_the_process = {};
+  return result;
 }

@@ -48,7 +48,7 @@ struct WindowParts {
   MailQueue& mail;
   WindowCommands& engine;
   std::string app_path;  // With "/" at its end.
-  std::string version;
+  std::string version, build;
 };
 
 // The window as the program sees it. Making one makes the application object of the window system, too; calls of View
@@ -59,6 +59,8 @@ class Desktop : public View {
   virtual void Load(const WindowParts& parts) = 0;
   // Saves place, size and layout. The window stays until the program ends, and takes no more commands.
   virtual void Unload() = 0;
+  // The window can't be touched any more: all further calls do nothing.
+  virtual void DisplayIsGone() = 0;
   // A message for whoever sits there. Waits for no answer once the window is loaded; before that it waits, as the
   // program is about to end.
   virtual void ShowMessage(BoxKind kind, std::string_view text) = 0;

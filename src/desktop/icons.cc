@@ -47,7 +47,7 @@ struct CommandDrawing {
   const char* drawing;
 };
 
-constexpr CommandDrawing kCommands[] = {
+constexpr CommandDrawing kCommandDrawings[] = {
     {"miAdd", "site-add"},
     {"miEdit", "edit"},
     {"miDelete", "remove"},
@@ -196,7 +196,7 @@ QIcon SlotIcon(int16_t slot) {
 }
 
 QIcon CommandIcon(std::string_view name) {
-  for (const CommandDrawing& row : kCommands) {
+  for (const CommandDrawing& row : kCommandDrawings) {
     if (row.name == name) return DrawnIcon(row.drawing);
   }
   return {};
@@ -216,7 +216,7 @@ QStringList IconDrawings() {
 QStringList UsedIconDrawings() {
   QStringList names(kProgramDrawing);
   for (const SlotDrawing& row : kSlots) names.append(row.drawing);
-  for (const CommandDrawing& row : kCommands) names.append(row.drawing);
+  for (const CommandDrawing& row : kCommandDrawings) names.append(row.drawing);
   names.sort();
   names.removeDuplicates();
   return names;

@@ -1,30 +1,111 @@
 #include "desktop/main_window.h"
 
+#include <QCloseEvent>
+
+#include "desktop/icons.h"
+
 namespace vantry {
 
-MainWindow::MainWindow(const WindowParts& parts, Prompts& prompts) : parts_(parts), prompts_(prompts), messages_(this) {
+MainWindow::MainWindow(const WindowParts& parts, Prompts& prompts)
+    : parts_(parts), prompts_(prompts), t_(parts_.t), messages_(this) {
   setObjectName("frmLog");
+  setWindowIcon(ProgramIcon());
+  setDockOptions(AnimatedDocks | AllowNestedDocks | AllowTabbedDocks);
+  MakeActions();
+  MakeMenus();
+  MakeHeader();
+  MakeLists();
+  MakeStatusBar();
+  MakeTray();
+  refresh_timer_.setInterval(kRefreshMs);
+  QObject::connect(&refresh_timer_, &QTimer::timeout, this, [this] { Refresh(); });
 }
 
 MainWindow::~MainWindow() = default;
 
 void MainWindow::Load() {
+  RestorePlace();
+  RestoreLayout();
+  EnableWizards();
+  ChooseView(CurrentViewType());
+  refresh_timer_.start();
+  if (parts_.settings.AutoHide && tray_.isVisible()) tray_.hide();
   show();
+  // With the loop: a question must not hold up the start of the engine.
+  QTimer::singleShot(0, this, [this] { AfterFirstShow(); });
 }
-void MainWindow::Unload() {}
-void MainWindow::SetStatus(const QString&) {}
-void MainWindow::SetDnsStatus(const QString&) {}
-void MainWindow::SetMailStatus(const QString&) {}
-void MainWindow::UpdateStatus() {}
-void MainWindow::RefreshSiteNode(int16_t) {}
-void MainWindow::SetSiteImage(int16_t, int16_t) {}
-void MainWindow::ShowCurrentView() {}
-void MainWindow::SetTrayTip(const QString&) {}
+
+void MainWindow::AfterFirstShow() {
+  if (unloaded_) return;
+  if (parts_.settings.AutoHide && !t_.InTray) {
+    HideInTray();
+  } else {
+    AskAboutImport();
+  }
+}
+
+void MainWindow::Unload() {
+  if (unloaded_) return;
+  unloaded_ = true;
+  refresh_timer_.stop();
+  SavePlace();
+  SaveLayout();
+  tray_.hide();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  // The end of the program closes every window.
+  if (unloaded_ || t_.Closing) return event->accept();
+  event->ignore();
+  if (t_.ServiceMode) return HideInTray();
+  if (prompts_.Ask(this, "Are you sure you want to close Vantry?", QMessageBox::Yes | QMessageBox::No,
+                   QMessageBox::No) == QMessageBox::Yes) {
+    parts_.engine.CloseProgram();
+  }
+}
+
+void MainWindow::SetStatus(const QString& text) {
+  state_->setText(text);
+  state_->setVisible(!text.isEmpty());
+  // The end of the program may take half a minute, and nobody turns the loop for a picture then.
+  if (t_.Closing && isVisible()) repaint();
+}
+
+void MainWindow::SetDnsStatus(const QString& text) {
+  dns_status_->setText(text);
+  dns_status_->setVisible(!text.isEmpty());
+}
+
+void MainWindow::SetMailStatus(const QString& text) {
+  mail_status_->setText(text);
+  mail_status_->setVisible(!text.isEmpty());
+}
+
 void MainWindow::ShowFromTray() {
+  t_.InTray = false;
+  tray_.hide();
+  setWindowState(windowState() & ~Qt::WindowMinimized);
   show();
+  raise();
+  activateWindow();
+  Refresh();
 }
+
+// Without a tray nobody could bring the window back, so it is made small.
 void MainWindow::HideInTray() {
+  if (!QSystemTrayIcon::isSystemTrayAvailable() && !t_.ServiceMode) return showMinimized();
+  tray_.show();
   hide();
+  was_hidden_ = true;
+}
+
+std::array<ListPane*, 6> MainWindow::Lists() const {
+  return {lists_[0], lists_[1], lists_[2], lists_[3], pages_, trace_};
+}
+
+QAction* MainWindow::ActionOf(std::string_view name) const {
+  const auto found = actions_.find(name);
+  return found == actions_.end() ? nullptr : found->second;
 }
 
 }  // namespace vantry

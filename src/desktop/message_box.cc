@@ -1,5 +1,6 @@
 #include "desktop/message_box.h"
 
+#include <QDesktopServices>
 #include <QFileDialog>
 #include <algorithm>
 
@@ -66,6 +67,10 @@ QMessageBox::StandardButton RealPrompts::Ask(QWidget* parent, const QString& tex
 
 QString RealPrompts::FileToSave(QWidget* parent, const QString& title, const QString& name, const QString& filter) {
   return QFileDialog::getSaveFileName(parent, title, name, filter);
+}
+
+void RealPrompts::OpenInBrowser(const QUrl& url) {
+  QDesktopServices::openUrl(url);
 }
 
 }  // namespace vantry

@@ -3,6 +3,7 @@
 
 #include <QMessageBox>
 #include <QString>
+#include <QUrl>
 #include <QWidget>
 #include <deque>
 #include <utility>
@@ -28,7 +29,7 @@ class MessageQueue {
   std::deque<std::pair<BoxKind, QString>> waiting_;
 };
 
-// What waits for an answer of whoever sits there. Tests answer by themselves.
+// What goes to whoever sits there, and waits for an answer where there is one. Tests answer by themselves.
 class Prompts {
  public:
   virtual ~Prompts() = default;
@@ -39,6 +40,7 @@ class Prompts {
                                           QMessageBox::StandardButton otherwise) = 0;
   // The file to save to, empty when there is to be none. `filter` as QFileDialog takes it.
   virtual QString FileToSave(QWidget* parent, const QString& title, const QString& name, const QString& filter) = 0;
+  virtual void OpenInBrowser(const QUrl& url) = 0;
 };
 
 class RealPrompts final : public Prompts {
@@ -47,6 +49,7 @@ class RealPrompts final : public Prompts {
   QMessageBox::StandardButton Ask(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
                                   QMessageBox::StandardButton otherwise) override;
   QString FileToSave(QWidget* parent, const QString& title, const QString& name, const QString& filter) override;
+  void OpenInBrowser(const QUrl& url) override;
 };
 
 }  // namespace vantry

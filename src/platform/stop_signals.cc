@@ -15,17 +15,25 @@ struct StopSignals::Watch {
   QSocketNotifier notifier;
 };
 
-void IgnoreSignals() {
+namespace {
+
+sigset_t BlockStops() {
+  sigset_t set;
+  ::sigemptyset(&set);
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) ::sigaddset(&set, number);
+  ::sigprocmask(SIG_BLOCK, &set, nullptr);
+  return set;
+}
+
+}  // namespace
+
+void TakeSignals() {
   for (const int number : {SIGPIPE, SIGUSR1, SIGUSR2}) ::signal(number, SIG_IGN);
+  BlockStops();
 }
 
 StopSignals::StopSignals(std::function<void()> stop, std::function<void()> hang_up) {
-  sigset_t set;
-  ::sigemptyset(&set);
-  ::sigaddset(&set, SIGTERM);
-  ::sigaddset(&set, SIGINT);
-  ::sigaddset(&set, SIGHUP);
-  ::sigprocmask(SIG_BLOCK, &set, nullptr);
+  const sigset_t set = BlockStops();
   watch_ = std::make_unique<Watch>(::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
   QObject::connect(&watch_->notifier, &QSocketNotifier::activated, &watch_->notifier,
                    [fd = watch_->fd, stop = std::move(stop), hang_up = std::move(hang_up)] {

@@ -26,7 +26,7 @@
 namespace vantry {
 namespace {
 
-QString PageText(const QString& file) {
+QString HelpText(const QString& file) {
   QFile page(":/vantry/help/" + file + ".html");
   return page.open(QIODevice::ReadOnly) ? QString::fromUtf8(page.readAll()) : QString();
 }
@@ -55,10 +55,10 @@ class HelpTest : public ::testing::Test {
 TEST(HelpPages, EachLinkLeadsToAPageAndEachPageIsLinkedTo) {
   std::set<QString> linked;
   for (const HelpPage& page : kHelpPages) {
-    const QString html = PageText(page.file);
+    const QString html = HelpText(page.file);
     ASSERT_FALSE(html.isEmpty()) << page.file;
     for (const QString& link : AllOf(html, "<a href=\"([^\"]*)\"")) {
-      EXPECT_TRUE(link.endsWith(".html") && !PageText(link.chopped(5)).isEmpty())
+      EXPECT_TRUE(link.endsWith(".html") && !HelpText(link.chopped(5)).isEmpty())
           << page.file << " links to " << link.toStdString();
       if (link != QString(page.file) + ".html") linked.insert(link.chopped(5));
     }
@@ -70,7 +70,7 @@ TEST(HelpPages, EachLinkLeadsToAPageAndEachPageIsLinkedTo) {
 }
 
 TEST(HelpPages, TheFirstPageListsAllInTheirOrder) {
-  const QString first = PageText(kHelpPages[0].file);
+  const QString first = HelpText(kHelpPages[0].file);
   const auto listed = AllOf(first.mid(first.indexOf("All pages")), "<li><a href=\"[a-z-]*.html\">([^<]*)</a>");
   ASSERT_EQ(listed.size(), kHelpPages.size() - 1);
   for (size_t i = 0; i < listed.size(); ++i) EXPECT_EQ(listed[i], kHelpPages[i + 1].title);
@@ -78,7 +78,7 @@ TEST(HelpPages, TheFirstPageListsAllInTheirOrder) {
 
 TEST(HelpPages, HaveTheirTitlesAndNoScript) {
   for (const HelpPage& page : kHelpPages) {
-    const QString html = PageText(page.file);
+    const QString html = HelpText(page.file);
     EXPECT_TRUE(html.contains(QString("<title>%1</title>").arg(page.title))) << page.file;
     EXPECT_TRUE(html.contains(QString("<h1>%1</h1>").arg(page.title))) << page.file;
     EXPECT_FALSE(html.contains("<script", Qt::CaseInsensitive)) << page.file;
@@ -87,7 +87,7 @@ TEST(HelpPages, HaveTheirTitlesAndNoScript) {
 }
 
 TEST(HelpPages, EveryExceptionNumberIsExplained) {
-  const QString html = PageText("exceptions");
+  const QString html = HelpText("exceptions");
   std::set<int> numbers;
   for (const QString& cell : AllOf(html, "<tr><td>([0-9][0-9, to]*)</td>")) {
     for (const QString& part : cell.split(", ")) {
@@ -107,11 +107,11 @@ TEST(HelpPages, NameCorrectionsThatThereAre) {
   for (const CorrectionRow& row : CorrectionRows())
     keys.insert(QString::fromUtf8(row.key.data(), qsizetype(row.key.size())));
   for (const HelpPage& page : kHelpPages) {
-    for (const QString& name : AllOf(PageText(page.file), "corrections? <code>([A-Za-z]+)</code>")) {
+    for (const QString& name : AllOf(HelpText(page.file), "corrections? <code>([A-Za-z]+)</code>")) {
       EXPECT_TRUE(keys.count(name)) << page.file << ": " << name.toStdString();
     }
   }
-  for (const QString& name : AllOf(PageText("corrections"), "<tr><td><code>([A-Za-z]+)</code>")) {
+  for (const QString& name : AllOf(HelpText("corrections"), "<tr><td><code>([A-Za-z]+)</code>")) {
     EXPECT_TRUE(keys.count(name)) << name.toStdString();
   }
 }
@@ -127,7 +127,7 @@ TEST(HelpPages, EveryCommandThatIsNamedIsThere) {
   for (const Command& command : kCommands) commands.emplace(Plain(command.caption), &command);
   for (const CommandList& menu : kMenus) commands.emplace(Plain(menu.caption), nullptr);
   for (const HelpPage& page : kHelpPages) {
-    for (const QString& caption : AllOf(PageText(page.file), "<b>([^<]*)</b>")) {
+    for (const QString& caption : AllOf(HelpText(page.file), "<b>([^<]*)</b>")) {
       const auto found = commands.find(caption);
       ASSERT_NE(found, commands.end()) << page.file << " names " << caption.toStdString();
       EXPECT_TRUE(!found->second || found->second->needs != Needs::kComing) << caption.toStdString();
@@ -139,7 +139,7 @@ TEST(HelpPages, TheKeysAreThoseOfTheCommands) {
   std::map<QString, QString> keys;
   for (const Command& command : kCommands) keys.emplace(Plain(command.caption), Plain(command.shortcut));
   std::set<QString> listed;
-  auto rows = QRegularExpression("<tr><td>([^<]*)</td><td><b>([^<]*)</b>").globalMatch(PageText("keys"));
+  auto rows = QRegularExpression("<tr><td>([^<]*)</td><td><b>([^<]*)</b>").globalMatch(HelpText("keys"));
   while (rows.hasNext()) {
     const auto row = rows.next();
     EXPECT_EQ(keys[row.captured(2)], row.captured(1)) << row.captured(2).toStdString();

@@ -60,6 +60,7 @@ struct EngineTest : ::testing::Test {
   FakeRandom random;
   StdPatterns patterns;
   FakeWatch watch;
+  Desktop* window = nullptr;
   std::unique_ptr<FakeResolver> resolver;
   std::unique_ptr<Engine> engine;
 
@@ -71,7 +72,7 @@ struct EngineTest : ::testing::Test {
     resolver = std::make_unique<FakeResolver>();
     engine =
         std::make_unique<Engine>(EnginePorts{clock, loop, files, data_files, index, listener, notices, *resolver, mail,
-                                             gateway, programs, bus, random, patterns, watch},
+                                             gateway, programs, bus, random, patterns, watch, window},
                                  EngineOptions{"/home/", command, Regional{}, "", std::move(acquire), {"/share/"}});
     return engine->Main();
   }

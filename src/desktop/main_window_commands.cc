@@ -1,0 +1,277 @@
+// What the commands of the main window do.
+#include <QClipboard>
+#include <QDockWidget>
+#include <QGuiApplication>
+#include <QUrl>
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <utility>
+
+#include "core/text.h"
+#include "core/view_summary.h"
+#include "desktop/about_window.h"
+#include "desktop/commands.h"
+#include "desktop/email_view.h"
+#include "desktop/help_window.h"
+#include "desktop/list_printer.h"
+#include "desktop/main_window.h"
+#include "desktop/row_addresses.h"
+#include "desktop/shown_text.h"
+#include "notify/list_grid.h"
+
+namespace vantry {
+namespace {
+
+constexpr char kMakersSite[] = "http://www.tressimond.com/";
+
+constexpr std::string_view kDatabaseWizard = "vtDBCreate.exe", kImportWizard = "VTImport.exe";
+
+}  // namespace
+
+void MainWindow::Run(std::string_view name) {
+  const Command* command = FindCommand(name);
+  if (!command || unloaded_ || t_.Closing) return;
+  parts_.log.Guard("ActiveBar_ToolClick", [&] {
+    if (command->needs == Needs::kComing) return Status::Ok();
+    if (RunOnSite(name)) return Status::Ok();
+    if (const std::optional<SelectedRow> row = ChosenRow(); row) RunOnRow(name, *row);
+    return Status::Ok();
+  });
+  Refresh();
+}
+
+// Commands on the whole, on a site or on a list. False for those that need a row.
+bool MainWindow::RunOnSite(std::string_view name) {
+  const std::string page_query = std::string(kMakersSite) + "?buildno=" + parts_.version;
+  const std::pair<std::string_view, std::function<void()>> commands[] = {
+      {"miDelete", [&] { DeleteSite(); }},
+      {"miStart", [&] { StartSite(); }},
+      {"miStop", [&] { StopSite(); }},
+      {"miHide", [&] { Hide(); }},
+      {"miViewVisitors", [&] { ChooseView(1); }},
+      {"miViewAlerts", [&] { ChooseView(2); }},
+      {"miViewSpiders", [&] { ChooseView(3); }},
+      {"miViewExceptions", [&] { ChooseView(4); }},
+      {"miShowPages", [&] { pages_band_->setVisible(t_.ShowVisitedPages = !t_.ShowVisitedPages); }},
+      {"miShowTrace",
+       [&] {
+         trace_band_->setVisible(t_.ShowTraceView = !t_.ShowTraceView);
+         lock_button_->setVisible(t_.ShowTraceView);
+       }},
+      {"miLockTrace", [&] { t_.TraceGrid.locked = !t_.TraceGrid.locked; }},
+      {"miFind",
+       [&] {
+         search_->setFocus(Qt::ShortcutFocusReason);
+         search_->selectAll();
+       }},
+      {"miNextPane", [&] { FollowFocus(); }},
+      {"miCopy", [&] { CurrentList()->CopySelection(); }},
+      {"miEmailView", [&] { EmailCurrentView(); }},
+      {"miPrint", [&] { PreviewList(this, *CurrentList(), PrintTitle()); }},
+      {"miSaveAs", [&] { SaveListAs(); }},
+      {"miHelp", [&] { ShowHelp(); }},
+      {"miAbout",
+       [&] {
+         AboutWindow({parts_.version, parts_.build, parts_.app_path}, this).exec();
+       }},
+      {"miConnect", [&] { OpenAddress(kMakersSite); }},
+      {"miUpdateCheck", [&] { OpenAddress(page_query); }},
+      {"miSupport", [&] { OpenAddress(page_query); }},
+      {"miVTDB",
+       [&] {
+         StartWizard(kDatabaseWizard,
+                     "This option will close Vantry and start the Database Wizard. Are you sure you want to do this?");
+       }},
+      {"miVTIIS",
+       [&] {
+         StartWizard(
+             kImportWizard,
+             "This option will close Vantry and start the IIS Import Wizard. Are you sure you want to do this?");
+       }},
+      {"miExit", [&] {
+         if (!t_.ServiceMode) close();
+       }}};
+  for (const auto& [command, run] : commands) {
+    if (command != name) continue;
+    run();
+    return true;
+  }
+  return false;
+}
+
+bool MainWindow::RunOnRow(std::string_view name, const SelectedRow& row) {
+  if (name == "miOpenReferrer") {
+    OpenAddress(ReferrerAddress(row.referrer));
+  } else if (name == "miOpenPage") {
+    if (row.site >= 1 && row.site <= t_.SiteCount()) OpenAddress(PageAddress(t_.Site(row.site).Domain, row.page));
+  } else if (name == "miOpenDNS") {
+    OpenAddress(HostAddress(row.name));
+  } else if (name == "miViewLog") {
+    ViewLog(row);
+  } else if (name == "miExclude") {
+    ExcludeVisitor(row);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+void MainWindow::ShowHelp() {
+  if (t_.ServiceMode) return;
+  if (!help_) {
+    help_ = new HelpWindow([this](const QUrl& url) { prompts_.OpenInBrowser(url); }, this);
+    help_->setWindowFlag(Qt::Window);
+  }
+  help_->ShowPage("welcome");
+  help_->show();
+  help_->raise();
+  help_->activateWindow();
+}
+
+void MainWindow::DeleteSite() {
+  const int16_t n = t_.CurrentView;
+  if (!ChosenSite()) return;
+  const QString question = "Are you sure you want to stop monitoring the site: \n\n" + ShownText(ChosenSite()->Name);
+  if (prompts_.Ask(this, question, QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel, QMessageBox::No) !=
+      QMessageBox::Yes) {
+    return;
+  }
+  if (t_.Closing) return;
+  t_.Site(n).Deleted = true;
+  t_.Site(n).Paused = true;
+  t_.CurrentView = 0;
+  tree_->Rebuild();
+  parts_.engine.RefreshView();
+}
+
+void MainWindow::StartSite() {
+  SiteRec* site = ChosenSite();
+  if (!site || !site->Paused) return;
+  site->Paused = false;
+  const WallTime minute_ago{parts_.clock.Now().s - 60};
+  site->LastLookupTime = site->LastScanTime = minute_ago;
+  status_changed_ = true;
+}
+
+void MainWindow::StopSite() {
+  SiteRec* site = ChosenSite();
+  if (!site) return;
+  site->Paused = true;
+  status_changed_ = true;
+}
+
+void MainWindow::Hide() {
+  t_.InTray = true;
+  HideInTray();
+}
+
+void MainWindow::ExcludeVisitor(const SelectedRow& row) {
+  const QString question =
+      ShownText(row.address) + "\n\nAre you sure you want to exclude this visitor from Vantry in the future?";
+  if (prompts_.Ask(this, question, QMessageBox::Yes | QMessageBox::No, QMessageBox::No) != QMessageBox::Yes) return;
+  if (t_.Closing || row.site < 1 || row.site > t_.SiteCount()) return;
+  SiteRec& site = t_.Site(row.site);
+  site.Exclude = AddToExcludeList(site.Exclude, row.address);
+}
+
+void MainWindow::OpenAddress(const std::string& address) {
+  const QUrl url(QString::fromStdString(address), QUrl::TolerantMode);
+  if (url.isValid() && (url.scheme() == "http" || url.scheme() == "https")) prompts_.OpenInBrowser(url);
+}
+
+void MainWindow::ViewLog(const SelectedRow& row) {
+  const std::string path = parts_.engine.ExtractLogEntries(row.key);
+  if (path.empty()) return;
+  if (const Status status = parts_.programs.Start(path); !status.ok()) {
+    messages_.Add(BoxKind::kWarning, ShownLines("The lines are in " + path + ". " + status.text));
+  }
+}
+
+void MainWindow::EmailCurrentView() {
+  const int view = CurrentViewType();
+  EmailView dialog(
+      parts_, prompts_, view - 1, ChosenSite(),
+      [this, view] {
+        return GridOfView(view, {t_, parts_.regional});
+      },
+      HeaderSummary(t_), this);
+  dialog.exec();
+}
+
+QString MainWindow::PrintTitle() const {
+  // The third has no blank after its colon.
+  constexpr std::string_view kTitles[][2] = {
+      {"Current Visitors", ": "}, {"Alerts", ": "}, {"Spiders", ":"}, {"Exceptions", ": "}};
+  const auto& [title, colon] = kTitles[CurrentViewType() - 1];
+  const SiteRec* site = ChosenSite();
+  return ShownText(site ? std::string(title) + std::string(colon) + site->Domain : std::string(title));
+}
+
+void MainWindow::SaveListAs() {
+  const QString name = view_name_->text() + ".csv";
+  const QString path = prompts_.FileToSave(this, "Save As", name, "CSV (*.csv)");
+  if (path.isEmpty()) return;
+  if (const Status status = parts_.files.Replace(path.toStdString(), CurrentList()->Csv()); !status.ok()) {
+    messages_.Add(BoxKind::kWarning, ShownLines("The list was not saved: " + status.text));
+  }
+}
+
+// In any case of its letters; empty when it is not there.
+std::string MainWindow::WizardPath(std::string_view program) const {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(parts_.app_path, error)) {
+    const std::string name = entry.path().filename().string();
+    if (EqualsNoCase(name, program)) return entry.path().string();
+  }
+  return {};
+}
+
+void MainWindow::EnableWizards() {
+  ActionOf("miVTDB")->setEnabled(!WizardPath(kDatabaseWizard).empty());
+  ActionOf("miVTIIS")->setEnabled(!WizardPath(kImportWizard).empty());
+}
+
+// The wizard and the program do not run at the same time.
+void MainWindow::StartWizard(std::string_view program, const QString& question) {
+  const std::string path = WizardPath(program);
+  if (path.empty()) return;
+  if (t_.ServiceMode) {
+    const QString name = program == kImportWizard ? "IIS Import" : "Database";
+    return messages_.Add(BoxKind::kInformation,
+                         "You are running Vantry as a Service. Stop the Service first and run the " + name +
+                             " Wizard from the Start menu.");
+  }
+  const auto buttons = QMessageBox::Yes | QMessageBox::No;
+  if (prompts_.Ask(this, question, buttons, QMessageBox::No) != QMessageBox::Yes || t_.Closing) return;
+  parts_.engine.SaveSettings();
+  if (const Status status = parts_.programs.Start(path); !status.ok()) {
+    return messages_.Add(BoxKind::kWarning, ShownLines(status.text));
+  }
+  parts_.engine.CloseProgram();
+}
+
+void MainWindow::AskAboutImport() {
+  const bool any = std::any_of(t_.Sites.begin(), t_.Sites.end(), [](const SiteRec& site) { return !site.Deleted; });
+  if (any || t_.ServiceMode) return;
+  StartWizard(kImportWizard,
+              "Welcome To Vantry!\n\nDo you want to run the IIS Import Wizard to import your web site settings into "
+              "Vantry automatically?\n\nNote: If you dont run IIS on this computer you can setup your sites using the "
+              "New Site Wizard.");
+}
+
+// F6: round the panes that are in sight.
+void MainWindow::FollowFocus() {
+  QWidget* const panes[] = {tree_, search_, CurrentList(), pages_, trace_};
+  size_t at = std::size(panes) - 1;
+  for (size_t i = 0; i < std::size(panes); ++i) {
+    if (panes[i]->hasFocus()) at = i;
+  }
+  for (size_t step = 1; step <= std::size(panes); ++step) {
+    QWidget* pane = panes[(at + step) % std::size(panes)];
+    if (!pane->isVisible()) continue;
+    return pane->setFocus(Qt::ShortcutFocusReason);
+  }
+}
+
+}  // namespace vantry
