@@ -176,6 +176,19 @@ Status Exceptions::CheckType(int16_t n, const ExceptionType& type) {
   return Status::Ok();
 }
 
+void Exceptions::CountStored(int16_t site, int number, LogTime when, std::string_view value, std::string_view address) {
+  const ExceptionType* type = FindType(number);
+  Raised raised;
+  raised.site = site;
+  raised.when = when;
+  raised.number = static_cast<int16_t>(number);
+  raised.message = ExceptionMessage(type ? std::string_view(type->Description) : "", value, address, 0);
+  Count(raised);
+  // A condition that holds on is not raised anew for a restart.
+  const int64_t age_ms = (c_.clock.Now().s - when.s) * 1000;
+  if (age_ms >= 0) told_[{site, raised.number}] = {c_.clock.Steady().ms - age_ms};
+}
+
 // Type 122 sets its own moment back when it is raised, so it never repeats too soon.
 bool Exceptions::IsDue(int16_t site, int16_t number) const {
   const int64_t minutes = c_.t.Corrected.RepeatMinutes;

@@ -26,6 +26,7 @@ class Exceptions final : public ExceptionSink {
   bool AddException(int16_t site, int number, LogTime when, std::optional<std::string_view> value,
                     std::string_view address, int32_t visit_number) override;
   void CheckExceptions(int16_t site) override;
+  void CountStored(int16_t site, int number, LogTime when, std::string_view value, std::string_view address) override;
 
   // Starts a program or opens a document; a file that does not exist is skipped in silence.
   void runThis(const std::string& file);

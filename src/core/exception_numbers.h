@@ -38,6 +38,12 @@ enum ExceptionNumber : int16_t {
   kExUnknownSpider = 902,
 };
 
+// Whether it is noticed over time or by a test, so that no line of a log tells of it a second time.
+inline bool IsOfNoLine(int number) {
+  return (number >= kExActiveVisitors && number <= kExNoVisitorsForLong) ||
+         (number >= kExTouchFailed && number <= kExSqlServerBack);
+}
+
 struct DefaultExceptionType {
   int16_t number;
   std::string_view description;

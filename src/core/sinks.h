@@ -23,6 +23,9 @@ class ExceptionSink {
                             std::string_view address, int32_t visit_number) = 0;
   // Tests the conditions on a site as a whole; called after each scan.
   virtual void CheckExceptions(int16_t site) = 0;
+  // Counts and lists one that an earlier run of the program has raised today.
+  virtual void CountStored(int16_t /*site*/, int /*number*/, LogTime /*when*/, std::string_view /*value*/,
+                           std::string_view /*address*/) {}
 };
 
 // Whatever shows the live picture. Without a window nobody looks, and the calls cost nothing.

@@ -259,6 +259,39 @@ void VisitDatabase::ReadStoredRows() {
   };
   read(VAEXP, exceptions::kExDate, ExceptionHash, exceptions_before_run_);
   read(VADL, downloads::kVisitDate, DownloadHash, downloads_before_run_);
+  CountStoredExceptions();
+}
+
+// Those of lines are counted when the lines are read again.
+void VisitDatabase::CountStoredExceptions() {
+  using namespace exceptions;
+  Table& t = VAEXP;
+  const auto site_of = [&](std::string_view text) {
+    for (int16_t n = 1; n <= c_.t.SiteCount(); ++n) {
+      const std::string site_text = (c_.t.Site(n).Name + ": ").substr(0, t.Width(kSite));
+      if (Trim(site_text) == Trim(text)) return n;
+    }
+    return int16_t{0};
+  };
+  struct Row {
+    int16_t site;
+    int number;
+    LogTime when;
+    std::string value, address;
+  };
+  std::vector<Row> rows;
+  for (uint32_t row = t.RowCount(); row > 0; --row) {
+    if (!t.LoadRow(row)) continue;
+    const Day day = t.Date(kExDate).value_or(Day{});
+    if (day < c_.t.Today) break;
+    const auto number = static_cast<int>(t.Number(kNumber));
+    if (day != c_.t.Today || !IsOfNoLine(number)) continue;
+    rows.push_back({site_of(t.Text(kSite)), number, Joined(day, t.Text(kExTime)), std::string(t.Text(kValue)),
+                    std::string(t.Text(kIP))});
+  }
+  for (auto row = rows.rbegin(); row != rows.rend(); ++row) {
+    c_.exceptions.CountStored(row->site, row->number, row->when, row->value, row->address);
+  }
 }
 
 void VisitDatabase::DropStoredRows() {

@@ -132,6 +132,7 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   // The highest number of a stored visit of this address and site that began before this one, 0 for none.
   int32_t LastNumberBefore(const VisitorRec& visitor);
   void ReadStoredRows();
+  void CountStoredExceptions();
   void DropStoredRows();
   Status WriteReferrer(const VisitorRec& visitor);
   int FindVisit(const VisitorRec& visitor);

@@ -404,6 +404,18 @@ TEST_F(CheckTest, AConditionThatComesAgainIsRaisedAtOnceWhenCorrected) {
   EXPECT_EQ(Check(), Raised{"110 More than 102 active visitors"});
 }
 
+TEST_F(CheckTest, WhatAnEarlierRunRaisedIsCountedAndNotRaisedAnewForARestart) {
+  rig.t.Corrected.RepeatMinutes = 30;
+  rig.exceptions.CountStored(1, kExActiveVisitors, {rig.Noon().s - 20 * 60}, "105", "");
+  EXPECT_EQ(rig.t.Site(1).TodayExceptions, 1);
+  EXPECT_EQ(rig.t.TodayExceptionCount, 1);
+  EXPECT_TRUE(rig.history.rows.empty());
+  rig.t.Site(1).CurrentVisitors = 101;
+  EXPECT_EQ(Check(), Raised{"110 More than 105 active visitors"}) << "in the list, and not raised anew";
+  rig.clock.Advance(10 * 60);
+  EXPECT_EQ(Check(), Raised{"110 More than 101 active visitors"});
+}
+
 TEST_F(CheckTest, WhatCouldNotBeRaisedIsNotHeldBackWhenCorrected) {
   rig.t.Corrected.RepeatMinutes = 30;
   rig.t.Site(1).CurrentVisitors = 101;

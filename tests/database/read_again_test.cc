@@ -95,6 +95,32 @@ TEST_F(ReadAgainTest, ExceptionsOfEarlierRunsAreStoredOnce) {
   EXPECT_EQ(rig.Flushed("Exceptions").rows.size(), 5u);
 }
 
+TEST_F(ReadAgainTest, ExceptionsOfNoLineAreCountedFromTheirRows) {
+  rig.t.Site(1).Name = "A site with a long name";
+  Exception("11:00:00", "a.htm", "10.0.0.1", false);
+  const std::string site = rig.t.Site(1).Name + ": ";
+  Db().AddExceptionToDatabase({site, DatabaseRig::At("11:00:01"), 110, "", 0, "12"});
+  Db().AddExceptionToDatabase({"Two: ", DatabaseRig::At("11:30:00"), 170, "www", 0, "timeout"});
+  Db().AddExceptionToDatabase({"", DatabaseRig::At("11:40:00"), 180, "", 0, "sql"});
+  Db().AddExceptionToDatabase({"Two: ", DatabaseRig::At("11:50:00", 4), 110, "", 0, "13"});  // Of yesterday, late.
+  Db().AddExceptionToDatabase({"Two: ", DatabaseRig::At("11:55:00"), 123, "", 0, "120"});
+  rig.Restart();
+  ASSERT_TRUE(Db().DatabaseReady());
+  EXPECT_EQ(rig.exceptions.counted, std::vector<std::string>{"2 123 11:55:00 120 "}) << "no further than yesterday";
+  rig.exceptions.counted.clear();
+  Db().AddExceptionToDatabase({site, DatabaseRig::At("11:57:00"), 110, "", 0, "14"});
+  Db().AddExceptionToDatabase({"", DatabaseRig::At("11:58:00"), 180, "", 0, "sql"});
+  rig.Restart();
+  ASSERT_TRUE(Db().DatabaseReady());
+  EXPECT_EQ(rig.exceptions.counted,
+            (std::vector<std::string>{"2 123 11:55:00 120 ", "1 110 11:57:00 14 ", "0 180 11:58:00 sql "}));
+  rig.exceptions.counted.clear();
+  rig.t.Corrected.QuietReplay = false;
+  rig.Restart();
+  ASSERT_TRUE(Db().DatabaseReady());
+  EXPECT_TRUE(rig.exceptions.counted.empty()) << "classic";
+}
+
 TEST_F(ReadAgainTest, RowsOfOtherDaysAreNotLookedAt) {
   rig.t.Today.n -= 1;
   VisitorRec v = rig.Visitor("10.0.0.1", "11:00:00", 1, 4);

@@ -27,6 +27,11 @@ struct RaisedExceptions final : ExceptionSink {
     return true;
   }
   void CheckExceptions(int16_t) override {}
+  std::vector<std::string> counted;  // "site number when value who"
+  void CountStored(int16_t site, int number, LogTime when, std::string_view value, std::string_view who) override {
+    counted.push_back(std::to_string(site) + " " + std::to_string(number) + " " + FormatTime(SecondOfDay(when)) + " " +
+                      std::string(value) + " " + std::string(who));
+  }
 };
 
 // A table as another program reads it: by the header's count, texts without their trailing blanks.
