@@ -29,7 +29,14 @@ void ListCell::paint(QPainter* painter, const QStyleOptionViewItem& option, cons
   const QStyle* style = cell.widget ? cell.widget->style() : QApplication::style();
   style->drawControl(QStyle::CE_ItemViewItem, &cell, painter, cell.widget);
   const QRect room = QStyle::alignedRect(cell.direction, Qt::AlignCenter, cell.decorationSize, cell.rect);
-  icon.paint(painter, room.intersected(cell.rect));
+  const bool chosen = cell.state.testFlag(QStyle::State_Selected);
+  icon.paint(painter, room.intersected(cell.rect), Qt::AlignCenter, chosen ? QIcon::Selected : QIcon::Normal);
+}
+
+int ListStyle::pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const {
+  const int size = QProxyStyle::pixelMetric(metric, option, widget);
+  if (!widget || (metric != PM_FocusFrameHMargin && metric != PM_HeaderMargin)) return size;
+  return std::max(size, widget->fontMetrics().averageCharWidth() * 2 / 3);
 }
 
 }  // namespace vantry

@@ -1,6 +1,7 @@
 // How the cells of lists are painted.
 #pragma once
 
+#include <QProxyStyle>
 #include <QStyledItemDelegate>
 
 namespace vantry {
@@ -17,6 +18,13 @@ class ListCell final : public QStyledItemDelegate {
 
  private:
   const int icon_column_;
+};
+
+// The style of the program with more room beside the texts of cells and headings, so that a number does not touch the
+// text of the next column.
+class ListStyle final : public QProxyStyle {
+ public:
+  int pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const override;
 };
 
 }  // namespace vantry

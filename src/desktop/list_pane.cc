@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "desktop/list_cell.h"
 #include "desktop/list_text.h"
 #include "desktop/shown_text.h"
 
@@ -74,11 +73,15 @@ ListPane::ListPane(LiveTables& t, const Regional& regional, ListKind kind, IconS
 }
 
 ListPane::~ListPane() {
-  // The base class would ask a model that is gone.
+  // The base class would ask a model and a style that are gone.
   setModel(nullptr);
+  horizontalHeader()->setStyle(nullptr);
+  setStyle(nullptr);
 }
 
 void ListPane::SetUpLook() {
+  setStyle(&style_);
+  horizontalHeader()->setStyle(&style_);
   setObjectName(NamesOf(kind_).object);
   setAccessibleName(NamesOf(kind_).accessible);
   setItemDelegate(new ListCell(kind_ == ListKind::kVisitors ? static_cast<int>(vs_grid::kKey) : -1, this));
@@ -100,7 +103,8 @@ void ListPane::SetUpHeading() {
   header.setObjectName(objectName() + "Header");
   header.setSectionsMovable(true);
   header.setSectionsClickable(true);
-  header.setStretchLastSection(true);
+  header.setStretchLastSection(kind_ != ListKind::kPages);
+  if (kind_ == ListKind::kPages) header.setSectionResizeMode(page_grid::kPage, QHeaderView::Stretch);
   header.setHighlightSections(false);
   header.setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
   verticalHeader()->hide();

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "desktop/list_cell.h"
 #include "desktop/list_columns.h"
 #include "desktop/list_model.h"
 #include "desktop/list_source.h"
@@ -81,6 +82,7 @@ class ListPane final : public QTableView {
 
   LiveTables& t_;
   const ListKind kind_;
+  ListStyle style_;
   ListModel model_;
   ListColumns columns_;
   Needle needle_;

@@ -153,6 +153,8 @@ class PageSource final : public DescribedRows<PageRow> {
  public:
   PageSource(LiveTables& t, const Regional& regional) : DescribedRows(t, regional, page_grid::kList) {}
 
+  // The description's last column may be as wide as it likes; here the page takes what room there is.
+  int Width(size_t column) const override { return column == page_grid::kTime ? 9 : DescribedRows::Width(column); }
   // The newest row names all others, but the oldest may be dropped.
   uint64_t Changes() const override {
     const VisitorRec* v = Chosen();
@@ -198,6 +200,11 @@ class TraceSource final : public DescribedRows<TraceRow> {
     constexpr std::string_view kHeadings[trace_grid::kCount] = {"Site", "Position", "Line"};
     return kHeadings[column];
   }
+  // Logs of gigabytes have places of ten digits.
+  int Width(size_t column) const override {
+    return column == trace_grid::kPosition ? 12 : DescribedRows::Width(column);
+  }
+
   uint64_t Changes() const override { return t_.TraceGrid.Added(); }
   void Collect(std::vector<uint64_t>& rows) const override {
     for (uint64_t number = First(); number < t_.TraceGrid.Added(); ++number) rows.push_back(number);

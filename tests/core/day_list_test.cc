@@ -1,6 +1,7 @@
 #include "core/day_list.h"
 
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -103,6 +104,29 @@ TEST(DayList, NameFirst_NamesOneRowAfterTheOther) {
   list.NameFirst("two", "kept");
   EXPECT_EQ(list.begin()->dns, "10.0.0.2");
   EXPECT_EQ((list.begin() + 1)->dns, "kept");
+}
+
+TEST(DayList, ChangesCountWhatAListShows) {
+  Alerts list;
+  uint64_t before = list.Changes();
+  const auto changed = [&] { return std::exchange(before, list.Changes()) != list.Changes(); };
+  list.Add(Alert("10.0.0.1", 1));
+  EXPECT_TRUE(changed());
+  EXPECT_EQ(list.Find("10.0.0.9", 1), nullptr);
+  list.NameFirst("10.0.0.9", "host");
+  for (const AlertRow& row : std::as_const(list)) EXPECT_EQ(row.visit_no, 1);
+  EXPECT_FALSE(changed());
+  EXPECT_NE(list.Find("10.0.0.1", 1), nullptr);
+  EXPECT_TRUE(changed()) << "the row may be written to";
+  list.NameFirst("10.0.0.1", "host");
+  EXPECT_TRUE(changed());
+  for (AlertRow& row : list) row.hidden = true;
+  EXPECT_TRUE(changed());
+  EXPECT_TRUE(list.Has(list.FirstNumber()));
+  EXPECT_FALSE(list.Has(list.EndNumber()));
+  list.Clear();
+  EXPECT_TRUE(changed());
+  EXPECT_FALSE(list.Has(list.EndNumber() - 1));
 }
 
 }  // namespace

@@ -166,5 +166,20 @@ TEST(TraceRows, LongText_IsCut) {
   EXPECT_EQ(trace.Row(0).text.size(), TraceRows::kMaxText);
 }
 
+TEST(PageRows, At_FindsRowsByNumberUntilTheyAreGone) {
+  PageRows rows;
+  VisitorRec a, b;
+  rows.AddRow(a, 1, "/a", "", 0);
+  rows.AddRow(b, 1, "/b", "", 0);
+  const uint64_t of_a = a.LastPageRow, of_b = b.LastPageRow;
+  ASSERT_NE(rows.At(of_a), nullptr);
+  EXPECT_EQ(rows.At(of_a)->page, "/a");
+  EXPECT_EQ(rows.At(PageRows::kNoRow), nullptr);
+  rows.DeleteRows(b);
+  EXPECT_EQ(rows.At(of_b), nullptr) << "deleted, though its place is still there";
+  rows.Clear();
+  EXPECT_EQ(rows.At(of_a), nullptr);
+}
+
 }  // namespace
 }  // namespace vantry

@@ -82,5 +82,21 @@ TEST(VisitorRows, SiteNodeText_ShowsTheCountOrThePause) {
   EXPECT_EQ(SiteNodeText(site), "Shop (Paused)");
 }
 
+TEST(VisitorTip, TellsWhoComesAgainAndWhatIsKnown) {
+  VisitorRec v;
+  v.VisitCount = 1;
+  v.Pages = 3;
+  v.FirstVisited = MakeLogTime(*MakeDay(2004, 3, 9), 3'600);
+  EXPECT_EQ(VisitorTip(v, {}), "3 Page(s)");
+  v.CountryName = "Norway";
+  v.Browser = "IE6";
+  EXPECT_EQ(VisitorTip(v, {}), "3 Page(s) Norway IE6");
+  v.VisitCount = 2;
+  EXPECT_EQ(VisitorTip(v, {}), "First Visited 3/9/2004 3 Page(s) Norway IE6");
+  Regional regional;
+  regional.short_date = "dd.MM.yyyy";
+  EXPECT_EQ(VisitorTip(v, regional), "First Visited 09.03.2004 3 Page(s) Norway IE6");
+}
+
 }  // namespace
 }  // namespace vantry

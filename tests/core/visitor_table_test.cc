@@ -198,5 +198,56 @@ TEST(VisitorTable, RandomOperations_MatchAPlainModel) {
   ASSERT_NO_FATAL_FAILURE(pair.CheckAll());
 }
 
+TEST(VisitorTable, ArrivalsStayWhileNumbersChange) {
+  VisitorTable table;
+  std::vector<std::pair<uint64_t, std::string>> model;  // Arrival and address of those who are there.
+  std::mt19937 random(5);
+  uint64_t arrived = 0;
+  for (int i = 0; i < 3'000; ++i) {
+    const uint32_t kind = random() % 100;
+    if (kind < 50) {
+      const std::string ip = std::to_string(i);
+      ASSERT_EQ(table.ArrivalAt(table.Add(1, ip)), ++arrived);
+      model.emplace_back(arrived, ip);
+    } else if (kind < 97 && !model.empty()) {
+      const auto leaver = model.begin() + static_cast<std::ptrdiff_t>(random() % model.size());
+      const int32_t number = table.FindArrival(leaver->first);
+      ASSERT_EQ(table.At(number)->IP, leaver->second);
+      table.Remove({&number, 1});
+      ASSERT_EQ(table.FindArrival(leaver->first), 0) << "a gap";
+      model.erase(leaver);
+    } else {
+      table.CloseGaps();
+    }
+    if (i % 50 != 0) continue;
+    for (const auto& [arrival, ip] : model) {
+      const int32_t number = table.FindArrival(arrival);
+      ASSERT_NE(number, 0);
+      ASSERT_EQ(table.At(number)->IP, ip);
+      ASSERT_EQ(table.ArrivalAt(number), arrival);
+    }
+    ASSERT_EQ(table.FindArrival(0), 0);
+    ASSERT_EQ(table.FindArrival(arrived + 1), 0);
+  }
+}
+
+TEST(VisitorTable, ChangesCountWhatAListShows) {
+  VisitorTable table;
+  uint64_t before = table.Changes();
+  const auto changed = [&] { return std::exchange(before, table.Changes()) != table.Changes(); };
+  const int32_t number = table.Add(1, "10.0.0.1");
+  EXPECT_TRUE(changed());
+  EXPECT_FALSE(changed());
+  table.Touch(*table.At(number));
+  EXPECT_TRUE(table.At(number)->GridDirty);
+  EXPECT_TRUE(changed());
+  table.NoteViewChange();
+  EXPECT_TRUE(changed());
+  table.Remove({&number, 1});
+  EXPECT_TRUE(changed());
+  table.Remove({&number, 1});
+  EXPECT_FALSE(changed()) << "it had left already";
+}
+
 }  // namespace
 }  // namespace vantry

@@ -5,6 +5,7 @@
 #include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QMenu>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QScrollBar>
 #include <QTest>
@@ -371,6 +372,51 @@ TEST_F(ListPaneTest, AnEmptyListSaysWhatToDo) {
   const QImage filled = pane->grab().toImage();
   pane->SetEmptyHint("");
   EXPECT_EQ(pane->grab().toImage(), filled);
+}
+
+TEST_F(ListPaneTest, AHiddenColumnIsNotSearched) {
+  Open(ListKind::kVisitors, 6);
+  pane->SetSearch("site 2");
+  EXPECT_EQ(pane->ShownRows(), 2u);
+  rig.View(2);
+  pane->Refresh();
+  EXPECT_EQ(pane->ShownRows(), 0u) << "the site column is hidden";
+  rig.View(0);
+  pane->Refresh();
+  EXPECT_EQ(pane->ShownRows(), 2u);
+}
+
+TEST_F(ListPaneTest, PagesOfTheChosenVisitor) {
+  Open(ListKind::kPages);
+  VisitorRec& v = rig.AddVisitor(1, "10.0.0.1");
+  rig.t.pageGrid.AddRow(v, 1, "/a", "", 5);
+  pane->ShowPagesOf(v.Key());
+  EXPECT_THAT(ColumnOf(pane->Rows(), page_grid::kPage), ElementsAre("/a"));
+  pane->ShowPagesOf("");
+  EXPECT_EQ(pane->ShownRows(), 0u);
+}
+
+TEST_F(ListPaneTest, ColumnsCanBeDraggedAndReset) {
+  Open(ListKind::kVisitors);
+  QHeaderView& header = *pane->horizontalHeader();
+  const auto middle = [&](int column) {
+    return QPoint(header.sectionViewportPosition(column) + header.sectionSize(column) / 2, header.height() / 2);
+  };
+  const QPoint from = middle(vs_grid::kDns), to = middle(vs_grid::kSite) - QPoint(30, 0);
+  QTest::mousePress(header.viewport(), Qt::LeftButton, {}, from);
+  for (int i = 1; i <= 10; ++i) {
+    QMouseEvent move(QEvent::MouseMove, from + (to - from) * i / 10, header.viewport()->mapToGlobal(to), Qt::NoButton,
+                     Qt::LeftButton, {});
+    QApplication::sendEvent(header.viewport(), &move);
+  }
+  QTest::mouseRelease(header.viewport(), Qt::LeftButton, {}, to);
+  EXPECT_EQ(header.visualIndex(vs_grid::kDns), 0);
+  EXPECT_EQ(header.sortIndicatorSection(), -1) << "a drag does not sort";
+  std::map<std::string, std::string> before = pane->ColumnState();
+  EXPECT_EQ(before["DNS"].substr(0, 2), "1 ");
+  pane->OpenColumnMenu({});
+  pane->findChildren<QMenu*>("columnMenu").last()->findChild<QAction*>("resetColumns")->trigger();
+  EXPECT_EQ(header.visualIndex(vs_grid::kDns), static_cast<int>(vs_grid::kDns));
 }
 
 }  // namespace
