@@ -16,12 +16,10 @@
 #include "core/corrections.h"
 #include "core/exception_numbers.h"
 #include "desktop/about_window.h"
+#include "desktop/commands.h"
 #include "desktop/help_window.h"
 #include "desktop/icons.h"
 #include "pictures.h"
-#if __has_include("desktop/commands.h")
-#include "desktop/commands.h"
-#endif
 
 namespace vantry {
 namespace {
@@ -116,7 +114,6 @@ TEST(HelpPages, NameCorrectionsThatThereAre) {
   }
 }
 
-#if __has_include("desktop/commands.h")
 QString Plain(std::string_view caption) {
   return QString::fromUtf8(caption.data(), static_cast<qsizetype>(caption.size())).remove('&');
 }
@@ -150,7 +147,6 @@ TEST(HelpPages, TheKeysAreThoseOfTheCommands) {
     EXPECT_TRUE(listed.count(Plain(command.caption))) << command.name;
   }
 }
-#endif
 
 TEST_F(HelpTest, OpensOnTheFirstPageAndGoesWhereOneIsSent) {
   EXPECT_EQ(Shown(), "welcome.html");
