@@ -41,6 +41,7 @@ std::vector<std::pair<std::string, std::string>> FollowedLines(const ReadState& 
   std::vector<std::pair<std::string, std::string>> lines;
   if (state.LastFile.Inode == 0) return lines;
   lines.emplace_back("LastFile", IdText(state.LastFile));
+  lines.emplace_back("FollowedTo", std::to_string(state.FollowedNs));
   for (const LeftLog& left : state.LeftLogs) {
     lines.emplace_back("LeftFile", std::to_string(left.ReadPos) + " " + std::to_string(left.DayPos) + " " +
                                        (left.Done ? "1 " : "0 ") + IdText(left.File));
@@ -51,6 +52,11 @@ std::vector<std::pair<std::string, std::string>> FollowedLines(const ReadState& 
 void ReadFollowed(std::string_view key, std::string_view value, ReadState& state) {
   if (key == "LASTFILE") {
     if (auto id = ReadId(value)) state.LastFile = std::move(*id);
+    return;
+  }
+  if (key == "FOLLOWEDTO") {
+    int64_t time = 0;
+    if (TakeNumber(value, time)) state.FollowedNs = time;
     return;
   }
   LeftLog left;
@@ -66,6 +72,7 @@ void ReadFollowed(std::string_view key, std::string_view value, ReadState& state
 void ForgetFollowed(ReadState& state) {
   state.LastFile = {};
   state.LeftLogs.clear();
+  state.FollowedNs = 0;
 }
 
 }  // namespace vantry

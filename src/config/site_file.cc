@@ -189,7 +189,7 @@ class SiteReader {
       if (t_.Sites.empty()) return BeforeSection(pair);
       return StoreSite(pair, row);
     }
-    if (pair.key == "LASTFILE" || pair.key == "LEFTFILE") {
+    if (pair.key == "LASTFILE" || pair.key == "FOLLOWEDTO" || pair.key == "LEFTFILE") {
       if (t_.Sites.empty()) return BeforeSection(pair);
       ReadFollowed(pair.key, pair.value, t_.Sites.back());
       return std::nullopt;

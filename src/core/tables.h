@@ -38,15 +38,15 @@ struct LogFileId {
   uint64_t StartHash = 0;
   int64_t WrittenNs = 0;  // Its last change when it was looked at last.
   std::string Path;       // Where it was found then.
+  int64_t SeenBytes = 0;  // Its size then: of half a line at its end nothing more is read. Not saved.
 };
 
-// A file that was read before the current one, as far as it went then.
+// A file that was read before the current one, as far as it went then; or one without a whole line so far (ReadPos 0).
 struct LeftLog {
   LogFileId File;
   int64_t ReadPos = 0;  // As LastReadPos and LastReadPosDay; the latter is 0 when nothing of today is in it.
   int64_t DayPos = 0;
-  bool Done = false;      // It can't grow any more, or is gone.
-  int64_t SeenBytes = 0;  // Its size at the last look. Not saved.
+  bool Done = false;  // It can't grow any more, or is gone.
 };
 
 // How far a site's log was read. The site file keeps all of it.
@@ -60,6 +60,7 @@ struct ReadState {
   LogTime LastTime;               // LastHitTime of that visitor.
   LogFileId LastFile;             // What LastReadPos is a place of.
   std::vector<LeftLog> LeftLogs;  // Of today, and those that may still grow; in the order in which they were left.
+  int64_t FollowedNs = 0;         // What was written to any file before this was read (file system's clock).
 };
 
 // A monitored site. "Saved" marks what the site file keeps. A site's number is its 1-based place in `Sites` and stays

@@ -13,8 +13,13 @@ bool ScanCycle::FolderChanged(int16_t n) {
   SiteRec& site = t_.Site(n);
   FileLook look;
   if (!c_.files.Look(site.Folder, look).ok()) return false;
-  if (look.written_ns != site.FolderWritten) {
-    site.FolderWritten = look.written_ns;
+  int64_t written = look.written_ns;
+  // A link may lead to a log in another folder.
+  const std::string& path = site.LastFile.Path;
+  const std::string folder = path.substr(0, path.rfind('/') + 1);
+  if (!folder.empty() && folder != site.Folder && c_.files.Look(folder, look).ok()) written ^= look.written_ns;
+  if (written != site.FolderWritten) {
+    site.FolderWritten = written;
     site.FolderSettled = false;
     return true;
   }

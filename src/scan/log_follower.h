@@ -1,11 +1,12 @@
 // Which file a site's next lines are in, and from where, when logs are renamed, replaced, cut or packed under their
-// name. A file is known by device, inode and its first kilobyte; the reading state of a site (core/tables.h) names the
-// file that is being read and those that were left. No lines are read here.
+// name. A file is known by what it begins with; the reading state of a site (core/tables.h) names the file that is
+// being read and those that were left. No lines are read here.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/tables.h"
@@ -40,11 +41,17 @@ class LogFollower {
   void HasRead(const Step& step);
 
  private:
+  // Which known log a file is: a place in LeftLogs, or one of these.
+  static constexpr int kUnknown = -2, kCurrent = -1;
   struct Found {
     std::unique_ptr<LogFile> file;
     FileLook look;
     std::string start;  // The first kilobyte.
     bool packed = false;
+    std::string path;      // By which it was opened.
+    bool copy = false;     // Another one holds all that is in it.
+    bool fresh = false;    // Named as a rotated log, and not older than what was read.
+    bool rotated = false;  // Named as one.
   };
   struct Listed {
     std::string path;
@@ -52,25 +59,41 @@ class LogFollower {
   };
 
   SiteRec& Site() { return t_.Site(n_); }
-  bool Open(const std::string& path, bool packed, Found& found);
+  LogFileId& FileOf(int log);
+  int64_t PlaceIn(int log);
+  bool Open(const std::string& path, Found& found);
+  // False and unsettled when it is no longer what was listed; false alone when it can't be read.
+  bool OpenListed(const Listed& listed, Found& found);
+  bool IsNamed(const FileEntry& entry) const;
+  bool IsRotated(const std::string& name);
+  bool IsFresh(const FileEntry& entry);
+
+  // log_survey.cc: what the files are.
   bool List(std::vector<Listed>& files);
-  // Whether the file with the log's name is the one that was being read.
-  bool IsCurrent();
-  bool Find(const LogFileId& id, int64_t read_pos, Found& found);
-  bool FindByStart(const LogFileId& id, int64_t read_pos, const std::vector<Listed>& listed, Found& found);
-  bool FindBetween(int64_t since_ns, Found& found);
-  bool IsKnown(const Found& found);
-  bool NextReplayed(Step& step);
-  bool NextLate(Step& step);
-  bool IsLate(LeftLog& left);
-  bool IsFilled(LeftLog& left, Found& found);
-  bool FinishCurrent(Step& step);
+  int LogOf(const Found& found);
+  bool IsPartOfKnown(const Found& found);
+  bool Locate(const LogFileId& id, int64_t read_pos, bool with_named, const std::vector<Listed>& listed, Found& found);
+  bool Survey(std::vector<Found>& unread);
+  bool OpenOwn(const std::vector<Listed>& listed, std::vector<Found>& own);
+  void MarkCopies(std::vector<Found>& own);
+  void Settle(std::vector<Found>& own, std::vector<Found>& unread);
+  bool HasMore(const Found& found, int log);
+  void Forget(const FileLook& look, int except);
+  static LogFileId AsSeen(const Found& found);
+
   bool IsAway();
-  void Leave();
-  size_t PlaceOf(const LogFileId& id);
-  void GoBackTo(size_t place);
+  bool NextReplayed(Step& step);
+  Status Begin(Step& step);
+  void TakeStock();
+  bool IsQuiet();
+  bool IsAsSeen(const LogFileId& id);
+  void TakeUp(const Found& wanted, Step& step);
   void SwitchTo(Found& found, Step& step);
-  void Recognise(const Found& found);
+  void Leave();
+  void Watch(const LogFileId& file);
+  void AddLeft(LeftLog left);
+  void GoBackTo(size_t place);
+  size_t PlaceOf(const LogFileId& id);
   void HandOut(Found& found, Step& step);
 
   Files& files_;
@@ -78,14 +101,12 @@ class LogFollower {
   int16_t n_;
   How how_;
   int steps_ = 0;
-  bool replay_ = false;          // The current file is still to be replayed.
-  bool finished_ = false;        // The current file has been read to its end in this scan.
-  bool current_packed_ = false;  // It can't grow any more.
-  int64_t seen_bytes_ = 0;       // Its size before it was read.
-  bool unsettled_ = false;       // Names were changing: the next scan looks again.
-  bool late_listed_ = false;
-  std::vector<LogFileId> to_replay_, late_;
-  std::vector<uint64_t> visited_;  // Inodes of the files that this scan switched to.
+  bool current_done_ = false;     // The current file can't grow any more, or is gone.
+  int64_t handed_out_bytes_ = 0;  // The size of the current file before it was read.
+  bool unsettled_ = false;        // Names were changing: the next scan looks again.
+  std::vector<LogFileId> to_replay_;
+  std::vector<uint64_t> visited_;  // Inodes of the files that this scan took up.
+  std::vector<LogFileId> met_;     // The files that the running survey has found.
   Found named_;                    // The file that has the log's name now.
 };
 

@@ -13,8 +13,9 @@ void AddFollowedSite(LiveTables& t) {
   site.Name = "One";
   site.LastReadPos = 77;
   site.LastFile = {2049, 131099, 1024, 0xfedcba9876543210, 1'700'000'000'123'456'789, "/var/log/my site/access.log"};
-  site.LeftLogs.push_back({{2049, 4711, 12, 99, 5, "/var/log/access.log.1"}, 300, 20, false, 1'000});
-  site.LeftLogs.push_back({{2049, 4712, 0, 0, 6, ""}, 1, 0, true, 0});
+  site.FollowedNs = 1'600'000'000'123'456'789;
+  site.LeftLogs.push_back({{2049, 4711, 12, 99, 5, "/var/log/access.log.1"}, 300, 20, false});
+  site.LeftLogs.push_back({{2049, 4712, 0, 0, 6, ""}, 1, 0, true});
 }
 
 TEST(FollowedFiles, AreWrittenAndReadBack) {
@@ -22,13 +23,15 @@ TEST(FollowedFiles, AreWrittenAndReadBack) {
   AddFollowedSite(t);
   const std::string bytes = FormatSites(Regional{}, t);
   EXPECT_NE(bytes.find("\r\nLastFile=2049 131099 1024 18364758544493064720 1700000000123456789 "
-                       "/var/log/my site/access.log\r\nLeftFile=300 20 0 2049 4711 12 99 5 /var/log/access.log.1\r\n"),
+                       "/var/log/my site/access.log\r\nFollowedTo=1600000000123456789\r\nLeftFile=300 20 0 2049 4711 "
+                       "12 99 5 /var/log/access.log.1\r\n"),
             std::string::npos)
       << bytes;
   EXPECT_FALSE(ParseSites(bytes, Regional{}, read));
   ASSERT_EQ(read.SiteCount(), 1);
   EXPECT_EQ(FollowedLines(read.Site(1)), FollowedLines(t.Site(1)));
   EXPECT_EQ(read.Site(1).LeftLogs.size(), 2u);
+  EXPECT_EQ(read.Site(1).FollowedNs, t.Site(1).FollowedNs);
 }
 
 TEST(FollowedFiles, ClassicFileHasNoneOfThem) {

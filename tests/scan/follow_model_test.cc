@@ -29,11 +29,14 @@ class FollowWorld {
     Create();
     Reopen();
     if (!linked_) rig_->t.Site(1).SelectMethod = FileChoice::kSameName;
+    // What was rotated before the first look is not followed.
+    Scan();
     saved_ = Site();
   }
 
   void Step() {
-    ++rig_->files.clock_ns;
+    // At once, or a good while later.
+    rig_->files.clock_ns += Roll(3) == 0 ? 1 : 1'000'000 * int64_t{Roll(5'000)};
     const int dice = Roll(100);
     if (dice < 45) return Append();
     if (dice < 65) return Scan();
@@ -72,7 +75,11 @@ class FollowWorld {
     for (const std::string& s : story_) text += s + "\n";
     return text;
   }
-  int Counted() const { return static_cast<int>(stored_.size()); }
+  int Counted() const {
+    int n = 0;
+    for (const auto& [line, times] : stored_) n += times;
+    return n;
+  }
   int Lost() const {
     int n = 0;
     for (const auto& [line, must] : lines_) n += must ? 0 : 1;
@@ -367,7 +374,9 @@ class FollowWorld {
     stored_ = saved_stored_;
     const std::set<int> present = Present();
     for (auto& [line, must] : lines_) {
-      if (must && stored_[line] == 0 && !present.contains(line) && line != line_) must = false;
+      if (must && stored_[line] == 0 && !present.contains(line) && (line != line_ || pending_.empty())) {
+        must = false;
+      }
     }
     Restart(saved_);
     Tell("kill");
@@ -375,6 +384,7 @@ class FollowWorld {
   void Midnight() {
     Settle();
     rig_->clock.now.s = (rig_->clock.now.s / kSecondsPerDay + 1) * kSecondsPerDay + 60;
+    rig_->t.RolloverDone = false;  // Ticks of other minutes came before.
     rig_->scan.Timer1Tick();
     TakeCalls();
     run_.clear();
@@ -404,8 +414,7 @@ class FollowWorld {
 };
 
 void RunWorld(bool linked) {
-  if (!std::getenv("VANTRY_FOLLOW_STEPS")) GTEST_SKIP() << "it finds lines that are missed; see docs/corrections.md";
-  const int steps = Number("VANTRY_FOLLOW_STEPS", 2'000) / 2;
+  const int steps = Number("VANTRY_FOLLOW_STEPS", 6'000) / 2;
   const int most = 1'000;  // A story that can be read; the maps stay small.
   int counted = 0, lost = 0;
   for (int done = 0, seed = Number("VANTRY_FOLLOW_SEED", 1); done < steps; done += most, ++seed) {
@@ -416,7 +425,8 @@ void RunWorld(bool linked) {
     counted += world.Counted();
     lost += world.Lost();
   }
-  EXPECT_GT(counted, 10 * lost) << "most lines must count for the test to tell anything";
+  // What is written to a deleted log is lost whoever reads it.
+  EXPECT_GT(counted, 2 * lost) << "most lines must count for the test to tell anything";
   testing::Test::RecordProperty("lines", counted);
   testing::Test::RecordProperty("not_counted", lost);
 }
