@@ -4,11 +4,13 @@
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScrollBar>
 #include <QTest>
+#include <QToolTip>
 #include <memory>
 #include <string>
 #include <vector>
@@ -417,6 +419,26 @@ TEST_F(ListPaneTest, ColumnsCanBeDraggedAndReset) {
   pane->OpenColumnMenu({});
   pane->findChildren<QMenu*>("columnMenu").last()->findChild<QAction*>("resetColumns")->trigger();
   EXPECT_EQ(header.visualIndex(vs_grid::kDns), static_cast<int>(vs_grid::kDns));
+}
+
+TEST_F(ListPaneTest, PointingAtARowTellsOfTheVisitorAndOfTextWithoutRoom) {
+  Open(ListKind::kVisitors);
+  VisitorRec& v = rig.AddVisitor(1, "10.0.0.1", "<b>host</b>" + std::string(200, 'x'));
+  v.Pages = 7;
+  v.CountryName = "<i>Norway</i>";
+  pane->Refresh();
+  const auto point_at = [&](const QPoint& at) {
+    QHelpEvent event(QEvent::ToolTip, at, pane->viewport()->mapToGlobal(at));
+    QApplication::sendEvent(pane->viewport(), &event);
+    return QToolTip::text();
+  };
+  const QString of_row = point_at(pane->visualRect(pane->model()->index(0, vs_grid::kNo)).center());
+  EXPECT_TRUE(of_row.contains("7 Page(s) &lt;i&gt;Norway&lt;/i&gt; IE6")) << of_row.toStdString();
+  EXPECT_FALSE(of_row.contains("host"));
+  const QString of_name = point_at(pane->visualRect(pane->model()->index(0, vs_grid::kDns)).center());
+  EXPECT_TRUE(of_name.contains("&lt;b&gt;host&lt;/b&gt;xxx")) << of_name.toStdString();
+  EXPECT_TRUE(of_name.contains("\n7 Page(s)")) << of_name.toStdString();
+  QToolTip::hideText();
 }
 
 }  // namespace
