@@ -27,7 +27,8 @@ class DesktopApp final : private ApplicationParts, public DesktopView {
 }  // namespace
 
 std::unique_ptr<Desktop> MakeDesktop(int& argc, char** argv, std::string& problem) {
-  if (!DisplayAnswers(problem)) return nullptr;
+  DisplayProbe probe;
+  if (!probe.Answers(problem)) return nullptr;
   return std::make_unique<DesktopApp>(argc, argv);
 }
 

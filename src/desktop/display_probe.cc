@@ -1,5 +1,7 @@
 #include "desktop/display_probe.h"
 
+#include <QDir>
+#include <QLibraryInfo>
 #include <cstdlib>
 #include <cstring>
 
@@ -16,17 +18,10 @@ std::string Variable(const char* name) {
   return value ? value : "";
 }
 
-bool XAnswers() {
-  if (Variable("DISPLAY").empty()) return false;
-  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
-  const bool answers = xcb_connection_has_error(connection) == 0;
-  xcb_disconnect(connection);
-  return answers;
-}
-
 bool WaylandAnswers() {
   std::string path = Variable("WAYLAND_DISPLAY");
-  if (path.empty()) return false;
+  const QDir plugins(QLibraryInfo::path(QLibraryInfo::PluginsPath) + "/platforms");
+  if (path.empty() || plugins.entryList({"libqwayland*"}).isEmpty()) return false;
   if (path[0] != '/') path = Variable("XDG_RUNTIME_DIR") + "/" + path;
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -41,7 +36,18 @@ bool WaylandAnswers() {
 
 }  // namespace
 
-bool DisplayAnswers(std::string& problem) {
+DisplayProbe::~DisplayProbe() {
+  if (connection_) xcb_disconnect(static_cast<xcb_connection_t*>(connection_));
+}
+
+bool DisplayProbe::XAnswers() {
+  if (Variable("DISPLAY").empty()) return false;
+  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
+  connection_ = connection;
+  return xcb_connection_has_error(connection) == 0;
+}
+
+bool DisplayProbe::Answers(std::string& problem) {
   // Whoever names a platform knows that it is there; "offscreen" needs no display.
   const std::string platform = Variable("QT_QPA_PLATFORM");
   if (platform == "offscreen" || platform == "minimal") return true;

@@ -28,6 +28,7 @@
 
 namespace vantry {
 
+class ActivityChart;
 class HelpWindow;
 
 class MainWindow final : public QMainWindow {
@@ -127,7 +128,8 @@ class MainWindow final : public QMainWindow {
   QStackedWidget* stack_ = nullptr;
   std::array<ListPane*, 4> lists_{};  // By view.
   ListPane *pages_ = nullptr, *trace_ = nullptr;
-  QDockWidget *pages_band_ = nullptr, *trace_band_ = nullptr;
+  QDockWidget *pages_band_ = nullptr, *trace_band_ = nullptr, *activity_band_ = nullptr;
+  ActivityChart* activity_ = nullptr;
   QWidget *log_bar_ = nullptr, *exc_bar_ = nullptr;
   QLabel* alert_label_ = nullptr;
   QComboBox *alert_select_ = nullptr, *exc_select_ = nullptr;

@@ -10,6 +10,7 @@
 
 #include "config/registry_store.h"
 #include "core/text.h"
+#include "desktop/activity_chart.h"
 #include "desktop/commands.h"
 #include "desktop/icons.h"
 #include "desktop/main_window.h"
@@ -200,9 +201,18 @@ void MainWindow::MakeLists() {
   setCentralWidget(middle);
 
   pages_ = new ListPane(t_, parts_.regional, ListKind::kPages, SlotIcon, this);
+  pages_->SetEmptyHint("The pages that the chosen visitor reads from now on.");
   pages_band_ = AddBand("Band5", "Visited Pages", pages_, Qt::BottomDockWidgetArea);
   trace_ = new ListPane(t_, parts_.regional, ListKind::kTrace, SlotIcon, this);
   trace_band_ = AddBand("BandTrace", "Log File Trace", trace_, Qt::BottomDockWidgetArea);
+  activity_ = new ActivityChart(this);
+  activity_band_ = AddBand("BandActivity", "Activity", activity_, Qt::BottomDockWidgetArea);
+  tabifyDockWidget(trace_band_, activity_band_);
+  QObject::connect(activity_band_, &QDockWidget::visibilityChanged, this, [this] {
+    // Behind another one of its place it is still open.
+    ActionOf("miShowActivity")->setChecked(!activity_band_->isHidden());
+    status_changed_ = true;
+  });
   // A band that is closed by its own button is closed by its command.
   const auto follow = [this](QDockWidget* band, bool LiveTables::*shown, const char* command) {
     QObject::connect(band->toggleViewAction(), &QAction::triggered, this, [this, shown, command](bool on) {
@@ -275,7 +285,8 @@ void MainWindow::RestoreLayout() {
     (void)parts_.files.Read(parts_.app_path + kLayoutFile, bytes);
   }
   WindowLayout layout = ParseLayout(bytes);
-  if (!layout.bands.empty()) restoreState(QByteArray::fromStdString(layout.bands), kLayoutVersion);
+  const bool restored = !layout.bands.empty() && restoreState(QByteArray::fromStdString(layout.bands), kLayoutVersion);
+  if (!restored) trace_band_->raise();
   for (ListPane* list : Lists()) list->RestoreColumns(layout.lists[list->objectName().toStdString()]);
   // What may be shown is kept with the settings.
   pages_band_->setVisible(t_.ShowVisitedPages);

@@ -11,6 +11,7 @@
 #include "core/text.h"
 #include "core/view_summary.h"
 #include "desktop/about_window.h"
+#include "desktop/activity_chart.h"
 #include "desktop/commands.h"
 #include "desktop/email_view.h"
 #include "desktop/help_window.h"
@@ -60,6 +61,11 @@ bool MainWindow::RunOnSite(std::string_view name) {
          lock_button_->setVisible(t_.ShowTraceView);
        }},
       {"miLockTrace", [&] { t_.TraceGrid.locked = !t_.TraceGrid.locked; }},
+      {"miShowActivity",
+       [&] {
+         activity_band_->setVisible(activity_band_->isHidden());
+         activity_band_->raise();
+       }},
       {"miFind",
        [&] {
          search_->setFocus(Qt::ShortcutFocusReason);
@@ -262,7 +268,7 @@ void MainWindow::AskAboutImport() {
 
 // F6: round the panes that are in sight.
 void MainWindow::FollowFocus() {
-  QWidget* const panes[] = {tree_, search_, CurrentList(), pages_, trace_};
+  QWidget* const panes[] = {tree_, search_, CurrentList(), pages_, trace_, activity_};
   size_t at = std::size(panes) - 1;
   for (size_t i = 0; i < std::size(panes); ++i) {
     if (panes[i]->hasFocus()) at = i;

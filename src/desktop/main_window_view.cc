@@ -3,6 +3,7 @@
 
 #include "core/text.h"
 #include "core/view_summary.h"
+#include "desktop/activity_chart.h"
 #include "desktop/commands.h"
 #include "desktop/icons.h"
 #include "desktop/main_window.h"
@@ -60,6 +61,7 @@ void MainWindow::Refresh() {
   }
   if (status_changed_) {
     status_changed_ = false;
+    if (activity_->isVisible()) activity_->ShowHour(t_.Activity.HourOf(ChosenSite() ? t_.CurrentView : int16_t{0}));
     tree_->Refresh();
     ShowHeader();
     ShowSiteStatus();
@@ -76,7 +78,8 @@ QString MainWindow::HintForEmptyList() const {
   bool any = false;
   for (const SiteRec& site : t_.Sites) any = any || !site.Deleted;
   if (!any) {
-    return "No site is watched yet.\n\nvantryctl add-site NAME LOG\n\nadds one; then start Vantry again.";
+    return "No site is watched yet.\n\nvantryctl add-site " + ShownText(parts_.app_path) +
+           " --name NAME --domain DOMAIN LOG\n\nadds one; then start Vantry again.";
   }
   if (!search_->text().isEmpty()) return "No row has this text.";
   switch (CurrentViewType()) {

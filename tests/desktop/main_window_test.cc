@@ -337,6 +337,75 @@ TEST_F(MainWindowTest, WizardsAreThereWhenTheirProgramsAre) {
   EXPECT_FALSE(Enabled("miVTIIS"));
 }
 
+TEST_F(MainWindowTest, ShowsThePagesOfTheChosenVisitor) {
+  OpenWithVisitors();
+  auto& visitors = Find<QTableView>("VsGrid");
+  auto& pages = Find<QTableView>("pageGrid");
+  EXPECT_EQ(pages.model()->rowCount(), 0);
+  visitors.selectRow(1);
+  ASSERT_EQ(pages.model()->rowCount(), 1);
+  EXPECT_EQ(pages.model()->index(0, 1).data().toString(), "a.htm");
+  files.entries["/logs/access.log"]->bytes +=
+      "10.0.0.2 - - [05/Mar/2026:12:00:10 +0000] \"GET /b.htm HTTP/1.0\" 200 5 \"-\" \"B\"\n\n";
+  Run(20);
+  Frm().Refresh();
+  ASSERT_EQ(T().Visitors.Lookup(1, "10.0.0.2")->Pages, 2);
+  ASSERT_EQ(pages.model()->rowCount(), 2);
+  EXPECT_EQ(pages.model()->index(1, 1).data().toString(), "b.htm");
+}
+
+TEST_F(MainWindowTest, CommandsTakeTheChosenRow) {
+  OpenWithVisitors();
+  Find<QTableView>("VsGrid").selectRow(1);
+  EXPECT_TRUE(Enabled("miExclude"));
+  EXPECT_TRUE(Enabled("miViewLog"));
+  EXPECT_FALSE(Enabled("miOpenReferrer")) << "it has none";
+  Trigger("miOpenPage");
+  EXPECT_THAT(prompts.opened, ElementsAre("http://www.d1.example/a.htm"));
+  prompts.answer = QMessageBox::No;
+  Trigger("miExclude");
+  EXPECT_EQ(prompts.asked.back(),
+            "10.0.0.2\n\nAre you sure you want to exclude this visitor from Vantry in the future?");
+  EXPECT_EQ(T().Site(1).Exclude, "");
+  prompts.answer = QMessageBox::Yes;
+  Trigger("miExclude");
+  EXPECT_EQ(T().Site(1).Exclude, ";10.0.0.2");
+}
+
+TEST_F(MainWindowTest, SavesTheListShown) {
+  OpenWithVisitors();
+  prompts.file = "/home/list.csv";
+  Trigger("miSaveAs");
+  EXPECT_THAT(files.Get("/home/list.csv"), HasSubstr("10.0.0.3"));
+  files.fails = [](const std::string& call) { return call == "replace /home/list.csv"; };
+  Trigger("miSaveAs");
+  auto* box = Frm().findChild<QMessageBox*>("messageBox");
+  ASSERT_NE(box, nullptr);
+}
+
+TEST_F(MainWindowTest, SearchesTheListAsOneTypes) {
+  OpenWithVisitors();
+  Find<QLineEdit>("txtSearch").setText("0.0.3");
+  EXPECT_EQ(Find<QTableView>("VsGrid").model()->rowCount(), 1);
+  Find<QLineEdit>("txtSearch").clear();
+  EXPECT_EQ(Find<QTableView>("VsGrid").model()->rowCount(), 3);
+}
+
+TEST_F(MainWindowTest, F6GoesRoundThePanes) {
+  OpenWithVisitors();
+  QApplication::processEvents();
+  QApplication::setActiveWindow(&Frm());
+  Find<QWidget>("TreeView").setFocus();
+  std::vector<std::string> panes;
+  for (int i = 0; i < 5; ++i) {
+    Trigger("miNextPane");
+    panes.push_back(QApplication::focusWidget()->objectName().toStdString());
+  }
+  EXPECT_THAT(panes, ElementsAre("txtSearch", "VsGrid", "pageGrid", "TraceGrid", "TreeView"));
+  Trigger("miFind");
+  EXPECT_EQ(QApplication::focusWidget()->objectName(), "txtSearch");
+}
+
 TEST_F(MainWindowTest, MailsTheViewThatIsShown) {
   OpenWithVisitors();
   engine->GetSettings().EmailSendTo = "ops@example.com";
