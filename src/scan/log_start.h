@@ -14,9 +14,13 @@ constexpr size_t kStartBytes = 1024;
 // Some tools keep times in whole seconds.
 constexpr int64_t kTimeSlackNs = 2'000'000'000;
 
+inline uint64_t AddToHash(uint64_t hash, char c) {
+  return (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+}
+
 inline uint64_t HashOfStart(std::string_view bytes) {
   uint64_t hash = 0xcbf29ce484222325;
-  for (const char c : bytes) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+  for (const char c : bytes) hash = AddToHash(hash, c);
   return hash;
 }
 

@@ -13,6 +13,7 @@ namespace vantry {
 namespace {
 
 constexpr int kMostListings = 3;
+constexpr int kMostOpened = 8;
 constexpr int64_t kLow32 = 0xffffffff;
 
 std::string FolderOf(const std::string& path) {
@@ -87,12 +88,16 @@ bool LogFollower::IsFresh(const FileEntry& entry) {
 
 // The log of which most was read, if the file begins as several do.
 int LogFollower::LogOf(const Found& found) {
+  // Of each length, so that many known logs cost no more than one.
+  std::vector<uint64_t> hashes = {HashOfStart("")};
+  for (const char c : found.start) hashes.push_back(AddToHash(hashes.back(), c));
   int best = kUnknown;
   const auto count = static_cast<int>(Site().LeftLogs.size());
   for (int log = kCurrent; log < count; ++log) {
     const LogFileId& id = FileOf(log);
     const int64_t place = PlaceIn(log);
-    if (place == 0 || id.StartBytes == 0 || !Begins(found.start, id)) continue;
+    const auto bytes = static_cast<size_t>(id.StartBytes);
+    if (place == 0 || bytes == 0 || bytes >= hashes.size() || hashes[bytes] != id.StartHash) continue;
     if (!found.packed && found.look.size_bytes < BytesRead(place)) continue;
     if (best == kUnknown || place > PlaceIn(best)) best = log;
   }
@@ -110,6 +115,8 @@ bool LogFollower::IsPartOfKnown(const Found& found) {
       if (Begins(found.start, id)) return true;
       continue;
     }
+    // A copy that short is one of the last logs, or of none.
+    if (log != kCurrent && count - log > kMostOpened) continue;
     Found whole;
     if (!Open(id.Path, whole) || !Begins(whole.start, id)) continue;
     if (SameBeginning(whole.start, found.start)) return true;
@@ -120,6 +127,12 @@ bool LogFollower::IsPartOfKnown(const Found& found) {
 // Of several copies the longest has all that the others have.
 bool LogFollower::Locate(const LogFileId& id, int64_t read_pos, bool with_named, const std::vector<Listed>& listed,
                          Found& found) {
+  for (const Listed& file : listed) {
+    if (!SameInode(id, file.entry.device, file.entry.inode) || (!with_named && IsNamed(file.entry))) continue;
+    if (id.StartBytes == 0 || !OpenListed(file, found)) break;
+    if (Begins(found.start, id) && (found.packed || found.look.size_bytes >= BytesRead(read_pos))) return true;
+  }
+  if (unsettled_) return false;
   Found best;
   for (const bool packed : {false, true}) {
     for (const Listed& file : listed) {
@@ -150,7 +163,9 @@ bool LogFollower::OpenOwn(const std::vector<Listed>& listed, std::vector<Found>&
     for (LeftLog& l : left) {
       if (!SameInode(l.File, entry.device, entry.inode)) continue;
       known = true;
-      if (l.Done || l.File.SeenBytes != entry.size_bytes || l.File.WrittenNs != entry.written_ns) continue;
+      const bool same_size =
+          IsPackedName(file.path) ? l.File.SeenBytes > 0 : !l.Done && l.File.SeenBytes == entry.size_bytes;
+      if (!same_size || l.File.WrittenNs != entry.written_ns) continue;
       as_seen = true;
       l.File.Path = file.path;
       met_.push_back(l.File);
