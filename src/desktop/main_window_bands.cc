@@ -46,7 +46,9 @@ void MainWindow::MakeActions() {
     if (command.needs == Needs::kComing) tip += (tip.isEmpty() ? "" : ". ") + QString("Not in this version yet");
     action->setToolTip(tip.isEmpty() ? Text(command.caption).remove('&') : tip);
     action->setStatusTip(tip);
-    QObject::connect(action, &QAction::triggered, this, [this, name = command.name] { Run(name); });
+    // After whoever triggers it has gone on: a screen reader waits for its call, and a command may ask a question.
+    QObject::connect(
+        action, &QAction::triggered, this, [this, name = command.name] { Run(name); }, Qt::QueuedConnection);
     addAction(action);
     actions_.emplace(command.name, action);
   }

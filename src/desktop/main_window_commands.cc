@@ -112,7 +112,7 @@ bool MainWindow::RunOnRow(std::string_view name, const SelectedRow& row) {
   } else if (name == "miOpenPage") {
     if (row.site >= 1 && row.site <= t_.SiteCount()) OpenAddress(PageAddress(t_.Site(row.site).Domain, row.page));
   } else if (name == "miOpenDNS") {
-    OpenAddress(HostAddress(row.name));
+    OpenAddress(HostAddress(row.dns));
   } else if (name == "miViewLog") {
     ViewLog(row);
   } else if (name == "miExclude") {

@@ -143,7 +143,7 @@ void MainWindow::EnableCommands() {
       case Needs::kReferrer:
         return row && !ReferrerAddress(row->referrer).empty();
       case Needs::kName:
-        return row && row->is_named && !HostAddress(row->name).empty();
+        return row && row->is_named && !HostAddress(row->dns).empty();
       case Needs::kPage:
         return row_site && !PageAddress(row_site->Domain, row->page).empty();
       case Needs::kDesktop:

@@ -35,8 +35,9 @@ SiteTree::SiteTree(const LiveTables& t, QWidget* parent) : QTreeView(parent), t_
   setEditTriggers(NoEditTriggers);
   setUniformRowHeights(true);
   setTabKeyNavigation(false);
-  QObject::connect(selectionModel(), &QItemSelectionModel::currentChanged, this, [this] {
-    if (!quiet_ && on_choice) on_choice(ChosenSite());
+  // Also without a current node: a screen reader selects.
+  QObject::connect(selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
+    if (!quiet_ && on_choice && selectionModel()->hasSelection()) on_choice(ChosenSite());
   });
   setContextMenuPolicy(Qt::CustomContextMenu);
   QObject::connect(this, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
@@ -99,7 +100,7 @@ QStandardItem* SiteTree::NodeOf(int16_t site) const {
 
 void SiteTree::Choose(int16_t view) {
   QStandardItem* node = view > 0 ? NodeOf(view) : nullptr;
-  const bool all_chosen = currentIndex().isValid() && ChosenSite() == 0;
+  const bool all_chosen = selectionModel()->hasSelection() && ChosenSite() == 0;
   if (!node && all_chosen) return;
   quiet_ = true;
   setCurrentIndex((node ? node : all_)->index());
@@ -114,7 +115,8 @@ void SiteTree::SetImage(int16_t site, int16_t icon) {
 }
 
 int16_t SiteTree::ChosenSite() const {
-  return static_cast<int16_t>(currentIndex().data(kSiteRole).toInt());
+  const QModelIndexList chosen = selectionModel()->selectedIndexes();
+  return chosen.isEmpty() ? int16_t{0} : static_cast<int16_t>(chosen[0].data(kSiteRole).toInt());
 }
 
 }  // namespace vantry

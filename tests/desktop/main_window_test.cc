@@ -393,7 +393,7 @@ TEST_F(MainWindowTest, SearchesTheListAsOneTypes) {
 
 TEST_F(MainWindowTest, F6GoesRoundThePanes) {
   OpenWithVisitors();
-  QApplication::processEvents();
+  Find<QDockWidget>("BandActivity").hide();
   QApplication::setActiveWindow(&Frm());
   Find<QWidget>("TreeView").setFocus();
   std::vector<std::string> panes;
@@ -410,7 +410,7 @@ TEST_F(MainWindowTest, MailsTheViewThatIsShown) {
   OpenWithVisitors();
   engine->GetSettings().EmailSendTo = "ops@example.com";
   bool seen = false;
-  QTimer::singleShot(0, [&] {
+  QTimer::singleShot(1, [&] {
     auto* dialog = Frm().findChild<QDialog*>("frmEmailView");
     ASSERT_NE(dialog, nullptr);
     seen = true;

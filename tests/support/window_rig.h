@@ -55,7 +55,10 @@ struct WindowTest : EngineTest {
   }
   std::string Label(const char* name) { return Find<QLabel>(name).text().toStdString(); }
   // As its menu does.
-  void Trigger(const char* name) { Frm().ActionOf(name)->trigger(); }
+  void Trigger(const char* name) {
+    Frm().ActionOf(name)->trigger();
+    QApplication::processEvents();
+  }
   bool Enabled(const char* name) { return Frm().ActionOf(name)->isEnabled(); }
 };
 

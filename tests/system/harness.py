@@ -180,7 +180,8 @@ class Vantry:
         self.port = home.port
         environment = {k: v for k, v in os.environ.items()
                        if k not in ("http_proxy", "JOURNAL_STREAM", "LC_ALL", "LC_TIME", "LANG", "NOTIFY_SOCKET",
-                                    "DBUS_SESSION_BUS_ADDRESS", "DBUS_SYSTEM_BUS_ADDRESS", "XDG_RUNTIME_DIR")}
+                                    "DBUS_SESSION_BUS_ADDRESS", "DBUS_SYSTEM_BUS_ADDRESS", "XDG_RUNTIME_DIR",
+                                    "DISPLAY", "WAYLAND_DISPLAY")}
         environment.update({"VANTRY_HOME": home.path, "TZ": zone, "LC_ALL": "C"})
         environment.update(env or {})
         self.log_begin = self._log_size()
