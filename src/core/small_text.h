@@ -32,7 +32,7 @@ class SmallText : public TextOperators<SmallText> {
   SmallText(const SmallText& other) { Set(other); }
   SmallText(SmallText&& other) noexcept { Swap(other); }
   SmallText& operator=(const SmallText& other) {
-    Set(other);
+    if (this != &other) Set(other);
     return *this;
   }
   SmallText& operator=(SmallText&& other) noexcept {

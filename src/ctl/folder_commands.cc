@@ -90,10 +90,9 @@ Status AddSiteCommand(Files& files, const CtlArguments& a) {
 // The folder that a command names, or that of the environment.
 Status FolderOf(const std::string& named, std::string& home) {
   const char* variable = std::getenv("VANTRY_HOME");
-  if (named.empty() && (!variable || !*variable)) {
-    return Status::Error(Fail::kBadData, "Which folder? Name it, or set VANTRY_HOME.");
-  }
-  home = WithSeparator(AbsolutePath(named.empty() ? variable : named));
+  const std::string folder = named.empty() && variable ? variable : named;
+  if (folder.empty()) return Status::Error(Fail::kBadData, "Which folder? Name it, or set VANTRY_HOME.");
+  home = WithSeparator(AbsolutePath(folder));
   std::error_code error;
   if (std::filesystem::is_directory(home, error)) return Status::Ok();
   return Status::Error(Fail::kNotFound, Printable(home) + " is not a folder.");

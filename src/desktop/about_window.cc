@@ -14,10 +14,8 @@
 namespace vantry {
 namespace {
 
-QLabel* NewLabel(const char* name, const QString& text, QWidget* parent) {
-  auto* label = new QLabel(text, parent);
-  label->setObjectName(name);
-  label->setTextFormat(Qt::PlainText);
+QLabel* WrappedLabel(const char* name, const QString& text, QWidget* parent) {
+  QLabel* label = PlainLabel(name, text, parent);
   label->setWordWrap(true);
   return label;
 }
@@ -32,22 +30,23 @@ AboutWindow::AboutWindow(const AboutFacts& facts, QWidget* parent) : QDialog(par
   grid->setHorizontalSpacing(2 * em);
   grid->setVerticalSpacing(em);
 
-  auto* icon = NewLabel("imgIcon", {}, this);
+  auto* icon = WrappedLabel("imgIcon", {}, this);
   icon->setAccessibleName("Vantry");
   icon->setPixmap(ProgramIcon().pixmap(QSize(5 * em, 5 * em), devicePixelRatioF()));
   grid->addWidget(icon, 0, 0, 2, 1, Qt::AlignTop);
 
-  QLabel* title = NewLabel("lblTitle", "Vantry " + ShownText(facts.version), this);
+  QLabel* title = WrappedLabel("lblTitle", "Vantry " + ShownText(facts.version), this);
   QFont large = title->font();
   large.setPointSizeF(large.pointSizeF() * 1.6);
   large.setBold(true);
   title->setFont(large);
   grid->addWidget(title, 0, 1);
-  grid->addWidget(NewLabel("lblDescription",
-                           "Shows who is on your web sites right now, by following the logs of their servers.", this),
-                  1, 1);
+  grid->addWidget(
+      WrappedLabel("lblDescription",
+                   "Shows who is on your web sites right now, by following the logs of their servers.", this),
+      1, 1);
 
-  QLabel* lines = NewLabel("lblFacts", Lines(facts), this);
+  QLabel* lines = WrappedLabel("lblFacts", Lines(facts), this);
   lines->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   lines->setMinimumWidth(40 * em);
   grid->addWidget(lines, 2, 1);

@@ -141,7 +141,7 @@ QPixmap Drawn(const QString& drawing, QSize size, const Ink& ink) {
   const int side = std::min(size.width(), size.height());
   QPainter painter(&pixmap);
   painter.setOpacity(ink.colour.alphaF());
-  renderer.render(&painter, QRectF((size.width() - side) / 2, (size.height() - side) / 2, side, side));
+  renderer.render(&painter, QRectF((size.width() - side) / 2.0, (size.height() - side) / 2.0, side, side));
   return pixmap;
 }
 

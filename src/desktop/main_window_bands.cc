@@ -24,14 +24,6 @@ QString Text(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-// Nothing that is shown here is rich text: much of it comes from logs.
-QLabel* NewLabel(const char* name, const QString& text, QWidget* parent) {
-  auto* label = new QLabel(text, parent);
-  label->setObjectName(name);
-  label->setTextFormat(Qt::PlainText);
-  return label;
-}
-
 constexpr char kForm[] = "Form";
 
 }  // namespace
@@ -98,16 +90,16 @@ void MainWindow::MakeHeader() {
   auto* panel = new QWidget(bar);
   panel->setObjectName("Picture1");
   auto* row = new QHBoxLayout(panel);
-  view_icon_ = NewLabel("AdminImage", "", panel);
+  view_icon_ = PlainLabel("AdminImage", "", panel);
   view_icon_->setAccessibleName("View");
   auto* texts = new QVBoxLayout;
   texts->setSpacing(0);
-  view_name_ = NewLabel("lblAdminObjectDesc", "", panel);
+  view_name_ = PlainLabel("lblAdminObjectDesc", "", panel);
   QFont large = font();
   large.setPointSizeF(large.pointSizeF() * 1.3);
   large.setBold(true);
   view_name_->setFont(large);
-  summary_ = NewLabel("lblAdminObjectName", "", panel);
+  summary_ = PlainLabel("lblAdminObjectName", "", panel);
   // The window may be narrower than a long summary.
   summary_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   texts->addWidget(view_name_);
@@ -183,7 +175,7 @@ void MainWindow::MakeLists() {
   stack_ = new QStackedWidget(middle);
   alert_select_ = new QComboBox(middle);
   alert_select_->setObjectName("miAlertSelect");
-  alert_label_ = NewLabel("miLabelAlerts", "All Alerts", middle);
+  alert_label_ = PlainLabel("miLabelAlerts", "All Alerts", middle);
   QObject::connect(alert_select_, &QComboBox::currentIndexChanged, this,
                    [this](int place) { ChooseFilter(&SiteRec::AlertView, place); });
   exc_select_ = new QComboBox(middle);
@@ -195,7 +187,7 @@ void MainWindow::MakeLists() {
   QObject::connect(exc_select_, &QComboBox::currentIndexChanged, this,
                    [this](int place) { ChooseFilter(&SiteRec::ExceptionView, place); });
   log_bar_ = MakeFilterBar("LOGBar", alert_label_, alert_select_);
-  exc_bar_ = MakeFilterBar("EXCBar", NewLabel("miLabelExceptions", "Exceptions", middle), exc_select_);
+  exc_bar_ = MakeFilterBar("EXCBar", PlainLabel("miLabelExceptions", "Exceptions", middle), exc_select_);
   QWidget* const filters[] = {nullptr, log_bar_, nullptr, exc_bar_};
   for (int view = 0; view < 4; ++view) stack_->addWidget(MakeListPage(view, filters[view]));
   column->addWidget(search_);
@@ -229,12 +221,12 @@ void MainWindow::MakeLists() {
 void MainWindow::MakeStatusBar() {
   statusBar()->setObjectName("BandStat");
   statusBar()->setAccessibleName("Status Bar");
-  status_ = NewLabel("miStatus", "Right-click a visitor for popup menu.", this);
+  status_ = PlainLabel("miStatus", "Right-click a visitor for popup menu.", this);
   status_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-  state_ = NewLabel("miStat", "Preparing...", this);
-  mail_status_ = NewLabel("miEmail", "Pending Emails", this);
-  dns_status_ = NewLabel("miStatDNS", "", this);
-  sql_status_ = NewLabel("miSQLError", "SQL Server Not Responding", this);
+  state_ = PlainLabel("miStat", "Preparing...", this);
+  mail_status_ = PlainLabel("miEmail", "Pending Emails", this);
+  dns_status_ = PlainLabel("miStatDNS", "", this);
+  sql_status_ = PlainLabel("miSQLError", "SQL Server Not Responding", this);
   lock_button_ = new QToolButton(this);
   lock_button_->setObjectName("lockTool");
   lock_button_->setDefaultAction(ActionOf("miLockTrace"));

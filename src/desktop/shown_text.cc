@@ -46,4 +46,11 @@ QString ShownLines(std::string_view bytes) {
   return lines.join(QChar('\n'));
 }
 
+QLabel* PlainLabel(const char* name, const QString& text, QWidget* parent) {
+  auto* label = new QLabel(text, parent);
+  label->setObjectName(name);
+  label->setTextFormat(Qt::PlainText);
+  return label;
+}
+
 }  // namespace vantry

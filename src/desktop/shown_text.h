@@ -1,6 +1,7 @@
 // Text of logs and files as a window shows it: bytes become characters, and nothing in them plays with the window.
 #pragma once
 
+#include <QLabel>
 #include <QString>
 #include <string_view>
 
@@ -14,5 +15,8 @@ inline constexpr size_t kMostShownBytes = 10'000;
 QString ShownText(std::string_view bytes);
 // The same for a message of several lines, whose line ends stay.
 QString ShownLines(std::string_view bytes);
+
+// A label that takes nothing for rich text: much of what is shown comes from logs.
+QLabel* PlainLabel(const char* name, const QString& text, QWidget* parent);
 
 }  // namespace vantry

@@ -60,6 +60,7 @@ bool LogFollower::List(std::vector<Listed>& files) {
     }
     std::sort(files.begin(), files.end(), [](const Listed& a, const Listed& b) { return a.path < b.path; });
     std::vector<std::tuple<std::string, uint64_t>> now;
+    now.reserve(files.size());
     for (const Listed& file : files) now.emplace_back(file.path, file.entry.inode);
     if (i > 0 && now == before) return true;
     before = std::move(now);
