@@ -70,6 +70,10 @@ def run_all(name, commands):
 
 
 def check_build(build):
+    code, text = output_of("cmake", "--build", build, "--target", "build_stamp")
+    if code:
+        print(text)
+        return False
     commands = []
     for _, words in commands_of(build):
         words = words[1:]

@@ -187,9 +187,7 @@ struct alignas(64) VisitorRec {
 
   // Site number, ":", address: the row key in every list.
   std::string Key() const { return KeyOf(Site, IP); }
-  static std::string KeyOf(int16_t site, std::string_view ip) {
-    return std::to_string(site).append(":").append(ip);
-  }
+  static std::string KeyOf(int16_t site, std::string_view ip) { return std::to_string(site).append(":").append(ip); }
 };
 static_assert(sizeof(VisitorRec) == 256);  // Four lines of memory; a field more would take a fifth for each visitor.
 

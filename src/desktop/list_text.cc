@@ -43,7 +43,8 @@ Qt::Alignment SideOf(Align align) {
 }
 
 std::optional<QColor> BackColour(uint32_t colour) {
-  if (colour > 0xFFFFFF) return std::nullopt;
+  // 0 is an alert's colour that nobody has chosen.
+  if (colour > 0xFFFFFF || colour == 0) return std::nullopt;
   return QColor(static_cast<int>(colour & 0xFF), static_cast<int>(colour >> 8 & 0xFF),
                 static_cast<int>(colour >> 16 & 0xFF));
 }

@@ -32,7 +32,8 @@ void MainWindow::Load() {
   if (parts_.settings.AutoHide && tray_.isVisible()) tray_.hide();
   show();
   // With the loop: a question must not hold up the start of the engine.
-  QTimer::singleShot(0, this, [this] { AfterFirstShow(); });
+  QMetaObject::invokeMethod(
+      this, [this] { AfterFirstShow(); }, Qt::QueuedConnection);
 }
 
 void MainWindow::AfterFirstShow() {

@@ -1,5 +1,6 @@
 #include "desktop/list_text.h"
 
+#include <QTextDocument>
 #include <string>
 
 #include <gtest/gtest.h>

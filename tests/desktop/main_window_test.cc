@@ -4,6 +4,7 @@
 #include <QPushButton>
 #include <QStatusBar>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "core/text.h"
