@@ -12,6 +12,7 @@ constexpr char kHelp[] =
     "\n"
     "  VANTRY_HOME    the folder with VANTRY.INI, SETTINGS.INI and all other files (the program's own folder)\n"
     "\n"
+    "  --no-window    no window, even where there is a display\n"
     "  --help         this help\n"
     "  --version      the version\n"
     "\n"
@@ -22,10 +23,14 @@ constexpr char kHelp[] =
 CommandLine ReadCommandLine(const std::vector<std::string>& words, const std::string& version) {
   CommandLine line;
   for (const std::string& word : words) {
-    if (word == "--help" || word == "-h") return {"", 0, kHelp};
-    if (word == "--version") return {"", 0, "Vantry " + version + "\n"};
+    if (word == "--help" || word == "-h") return {.text = {}, .exit_code = 0, .answer = kHelp};
+    if (word == "--version") return {.text = {}, .exit_code = 0, .answer = "Vantry " + version + "\n"};
+    if (word == "--no-window") {
+      line.window = false;
+      continue;
+    }
     if (word.size() > 1 && word[0] == '-') {
-      return {"", 2, "vantry: there is no option '" + word + "'.\n\n" + kHelp};
+      return {.text = {}, .exit_code = 2, .answer = "vantry: there is no option '" + word + "'.\n\n" + kHelp};
     }
     line.text += (line.text.empty() ? "" : " ") + word;
   }

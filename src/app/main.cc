@@ -90,7 +90,7 @@ int main(int argc, char** argv) {
   }
   std::string window_problem;
   const bool service = !Environment("NOTIFY_SOCKET").empty();
-  const auto desktop = service ? nullptr : LoadWindow(argc, argv, window_problem);
+  const auto desktop = service || !command.window ? nullptr : LoadWindow(argc, argv, window_problem);
   std::optional<QCoreApplication> application;
   if (!desktop) application.emplace(argc, argv);
   vantry::ConsoleNotices console(!Environment("JOURNAL_STREAM").empty());

@@ -121,6 +121,7 @@ QWidget* MainWindow::MakeFilterBar(const char* name, QLabel* label, QComboBox* s
   select->setMinimumContentsLength(40);
   row->addWidget(label);
   row->addWidget(select);
+  row->addStretch(1);
   return bar;
 }
 
@@ -258,7 +259,10 @@ void MainWindow::RestorePlace() {
   QRect place(value("FormLeft", screen.left() + (screen.width() - width) / 2),
               value("FormTop", screen.top() + (screen.height() - height) / 2), width, height);
   const QScreen* on = QGuiApplication::screenAt(place.center());
-  if (!on) place.moveCenter(screen.center());
+  const QRect area = on ? on->availableGeometry() : screen;
+  place.setSize(place.size().boundedTo(area.size()));
+  place.moveLeft(std::clamp(place.left(), area.left(), area.right() + 1 - place.width()));
+  place.moveTop(std::clamp(place.top(), area.top(), area.bottom() + 1 - place.height()));
   setGeometry(place);
 }
 

@@ -17,6 +17,14 @@ TEST(CommandLineOfVantry, WordsAreText) {
   EXPECT_EQ(ReadCommandLine({" any", "thing "}, "2").text, "ANY THING");
 }
 
+TEST(CommandLineOfVantry, AWindowCanBeDeclined) {
+  EXPECT_TRUE(ReadCommandLine({"word"}, "2").window);
+  const CommandLine line = ReadCommandLine({"--no-window"}, "2");
+  EXPECT_FALSE(line.window);
+  EXPECT_FALSE(line.exit_code);
+  EXPECT_EQ(line.text, "");
+}
+
 TEST(CommandLineOfVantry, OptionsAreAnsweredOrRefused) {
   EXPECT_EQ(ReadCommandLine({"--version"}, "2.0.000").answer, "Vantry 2.0.000\n");
   EXPECT_EQ(ReadCommandLine({"--version"}, "2.0.000").exit_code, 0);
