@@ -21,7 +21,10 @@ MainWindow::MainWindow(const WindowParts& parts, Prompts& prompts)
   QObject::connect(&refresh_timer_, &QTimer::timeout, this, [this] { Refresh(); });
 }
 
-MainWindow::~MainWindow() = default;
+// While it is still whole: its bands tell it that they go out of sight.
+MainWindow::~MainWindow() {
+  hide();
+}
 
 void MainWindow::Load() {
   RestorePlace();
