@@ -10,10 +10,10 @@ run="g++ cmake ninja-build pkg-config qt6-base-dev ca-certificates libc-ares-dev
 # The window is built where there is a display to show it on.
 window="qt6-svg-dev libxcb1-dev"
 [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] || run="$run $window"
-tests="$window libgtest-dev libgmock-dev nginx-light dnsmasq-base python3 python3-dnslib curl faketime tor-geoipdb python3-dbfread shapelib python3-aiosmtpd openssl dbus-daemon libglib2.0-bin systemd python3-gi chromium chromium-driver python3-selenium python3-pil fonts-dejavu-core lynx kannel-extras xvfb xauth at-spi2-core python3-pyatspi clang clang-format clang-tidy"
+tests="$window libgtest-dev libgmock-dev nginx-light dnsmasq-base python3 python3-dnslib curl faketime tor-geoipdb python3-dbfread shapelib python3-aiosmtpd openssl dbus-daemon libglib2.0-bin systemd python3-gi chromium chromium-driver python3-selenium python3-pil fonts-dejavu-core lynx kannel-extras logrotate xvfb xauth at-spi2-core python3-pyatspi clang clang-format clang-tidy"
 bench="libbenchmark-dev faketime apache2-utils dbus-daemon"
 # uap-core, python3-yaml and npm: for scripts/renew-lists.
-dev="logrotate uap-core python3-yaml npm libclang-rt-dev universal-ctags"
+dev="uap-core python3-yaml npm libclang-rt-dev universal-ctags"
 # A second mail server to try mails with, unless this machine has one: two exclude each other.
 [ -e /usr/sbin/sendmail ] && [ ! -e /usr/sbin/exim4 ] || tests="$tests exim4-daemon-light"
 
