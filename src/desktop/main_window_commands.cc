@@ -4,9 +4,9 @@
 #include <QGuiApplication>
 #include <QUrl>
 #include <algorithm>
-#include <filesystem>
 #include <functional>
 #include <utility>
+#include <vector>
 
 #include "core/text.h"
 #include "core/view_summary.h"
@@ -225,10 +225,10 @@ void MainWindow::SaveListAs() {
 
 // In any case of its letters; empty when it is not there.
 std::string MainWindow::WizardPath(std::string_view program) const {
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(parts_.app_path, error)) {
-    const std::string name = entry.path().filename().string();
-    if (EqualsNoCase(name, program)) return entry.path().string();
+  std::vector<FileEntry> entries;
+  if (!parts_.files.List(parts_.app_path, entries).ok()) return {};
+  for (const FileEntry& entry : entries) {
+    if (EqualsNoCase(entry.name, program)) return parts_.app_path + entry.name;
   }
   return {};
 }

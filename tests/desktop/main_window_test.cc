@@ -3,6 +3,7 @@
 #include <QMenuBar>
 #include <QPushButton>
 #include <QStatusBar>
+#include <QTextBrowser>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -336,6 +337,80 @@ TEST_F(MainWindowTest, WizardsAreThereWhenTheirProgramsAre) {
   OpenWithVisitors();
   EXPECT_FALSE(Enabled("miVTDB"));
   EXPECT_FALSE(Enabled("miVTIIS"));
+  files.Put("/home/vtdbcreate.EXE", "");
+  files.Put("/home/VTImport.exe", "");
+  Q_EMIT Find<QMenu>("mnFile").aboutToShow();
+  EXPECT_TRUE(Enabled("miVTDB"));
+  EXPECT_TRUE(Enabled("miVTIIS"));
+  prompts.answer = QMessageBox::No;
+  Trigger("miVTDB");
+  EXPECT_EQ(prompts.asked.back(),
+            "This option will close Vantry and start the Database Wizard. Are you sure you want to do this?");
+  EXPECT_THAT(programs.started, IsEmpty());
+  T().ServiceMode = true;
+  Trigger("miVTDB");
+  EXPECT_EQ(prompts.asked.size(), 1u);
+  T().ServiceMode = false;
+  prompts.answer = QMessageBox::Yes;
+  Trigger("miVTIIS");
+  EXPECT_EQ(prompts.asked.back(),
+            "This option will close Vantry and start the IIS Import Wizard. Are you sure you want to do this?");
+  EXPECT_THAT(programs.started, ElementsAre("/home/VTImport.exe"));
+  EXPECT_TRUE(T().Closing);
+}
+
+TEST_F(MainWindowTest, WithoutASiteItAsksAboutTheImportOnce) {
+  ASSERT_TRUE(Open());
+  QApplication::processEvents();
+  EXPECT_THAT(prompts.asked, IsEmpty()) << "there is no wizard";
+  files.Put("/home/VTImport.EXE", "");
+  ASSERT_TRUE(Open());
+  QApplication::processEvents();
+  EXPECT_THAT(
+      prompts.asked,
+      ElementsAre("Welcome To Vantry!\n\nDo you want to run the IIS Import Wizard to import your web site settings "
+                  "into Vantry automatically?\n\nNote: If you dont run IIS on this computer you can setup your "
+                  "sites using the New Site Wizard."));
+  EXPECT_FALSE(T().Closing);
+}
+
+TEST_F(MainWindowTest, HidesAndComesBack) {
+  OpenWithVisitors();
+  Trigger("miHide");
+  EXPECT_TRUE(T().InTray);
+  EXPECT_TRUE(Frm().isMinimized()) << "this screen has no tray";
+  engine->ShowWindow();
+  EXPECT_FALSE(T().InTray);
+  EXPECT_FALSE(Frm().isMinimized());
+}
+
+TEST_F(MainWindowTest, HelpAndActivityOpen) {
+  OpenWithVisitors();
+  Trigger("miHelp");
+  auto* help = Frm().findChild<QTextBrowser*>("helpText");
+  ASSERT_NE(help, nullptr);
+  EXPECT_TRUE(help->isVisible());
+  auto& band = Find<QDockWidget>("BandActivity");
+  const bool shown = !band.isHidden();
+  Trigger("miShowActivity");
+  EXPECT_EQ(!band.isHidden(), !shown);
+  Trigger("miShowActivity");
+  EXPECT_EQ(!band.isHidden(), shown);
+}
+
+TEST_F(MainWindowTest, HelpIsNotForAService) {
+  OpenWithVisitors();
+  T().ServiceMode = true;
+  Frm().Run("miHelp");
+  EXPECT_EQ(Frm().findChild<QTextBrowser*>("helpText"), nullptr);
+}
+
+TEST_F(MainWindowTest, LogEntriesOfTheChosenVisitorOpen) {
+  OpenWithVisitors();
+  Find<QTableView>("VsGrid").selectRow(2);
+  Trigger("miViewLog");
+  ASSERT_EQ(programs.started.size(), 1u);
+  EXPECT_THAT(files.Get(programs.started[0]), HasSubstr("10.0.0.3"));
 }
 
 TEST_F(MainWindowTest, ShowsThePagesOfTheChosenVisitor) {
