@@ -18,8 +18,8 @@ struct Column {
 // Where things go on a page. Lengths are in the painter's units.
 class Page {
  public:
-  Page(QPainter& painter, const QTableView& list, const QString& title, QRectF area)
-      : painter_(painter), list_(list), title_(title), area_(area) {
+  Page(QPainter& painter, const QTableView& list, const QString& title, QRectF area, int icon_column)
+      : painter_(painter), list_(list), title_(title), area_(area), icon_column_(icon_column) {
     QFont font = list.font();
     font.setPointSizeF(8);
     painter.setFont(font);
@@ -49,6 +49,7 @@ class Page {
         icon.paint(&painter_, QRectF(cell.left(), cell.top() + line_ * 0.1, side, side).toRect());
         cell.setLeft(cell.left() + line_);
       }
+      if (column.section == icon_column_) continue;
       PaintText(cell, index.data().toString(), AlignOf(column.section), false);
     }
   }
@@ -97,16 +98,17 @@ class Page {
   const QTableView& list_;
   const QString& title_;
   QRectF area_;
+  int icon_column_;
   double line_ = 0;
   std::vector<Column> columns_;
 };
 
 }  // namespace
 
-int PrintList(const QTableView& list, const QString& title, QPrinter& printer) {
+int PrintList(const QTableView& list, const QString& title, QPrinter& printer, int icon_column) {
   QPainter painter(&printer);
   if (!painter.isActive()) return 0;
-  Page page(painter, list, title, QRectF(QPointF(0, 0), printer.pageRect(QPrinter::DevicePixel).size()));
+  Page page(painter, list, title, QRectF(QPointF(0, 0), printer.pageRect(QPrinter::DevicePixel).size()), icon_column);
   // More is not for reading on paper, and each page takes memory until it is printed.
   const int rows = std::min(list.model()->rowCount(), kMostPrintedRows);
   const int per_page = page.RowsPerPage();
@@ -121,14 +123,14 @@ int PrintList(const QTableView& list, const QString& title, QPrinter& printer) {
   return pages;
 }
 
-void PreviewList(QWidget* parent, const QTableView& list, const QString& title) {
+void PreviewList(QWidget* parent, const QTableView& list, const QString& title, int icon_column) {
   QPrinter printer(QPrinter::HighResolution);
   printer.setDocName(title);
   printer.setPageOrientation(QPageLayout::Landscape);
   QPrintPreviewDialog dialog(&printer, parent);
   dialog.setObjectName("printPreview");
   QObject::connect(&dialog, &QPrintPreviewDialog::paintRequested, &dialog,
-                   [&](QPrinter* to) { PrintList(list, title, *to); });
+                   [&](QPrinter* to) { PrintList(list, title, *to, icon_column); });
   dialog.exec();
 }
 

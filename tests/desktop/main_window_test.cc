@@ -3,14 +3,17 @@
 #include <QMenuBar>
 #include <QPushButton>
 #include <QStatusBar>
+#include <QTemporaryDir>
 #include <QTextBrowser>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "core/lists.h"
 #include "core/text.h"
 #include "core/visitor_rows.h"
 #include "desktop/commands.h"
+#include "desktop/list_printer.h"
 #include "desktop/window_layout.h"
 #include "support/window_rig.h"
 
@@ -396,6 +399,17 @@ TEST_F(MainWindowTest, HelpAndActivityOpen) {
   EXPECT_EQ(!band.isHidden(), !shown);
   Trigger("miShowActivity");
   EXPECT_EQ(!band.isHidden(), shown);
+}
+
+TEST_F(MainWindowTest, PrintsTheListShown) {
+  OpenWithVisitors();
+  QPrinter printer(QPrinter::HighResolution);
+  QTemporaryDir folder;
+  printer.setOutputFileName(folder.filePath("list.pdf"));
+  EXPECT_EQ(PrintList(Find<QTableView>("VsGrid"), "Current Visitors: www.d1.example", printer, vs_grid::kKey), 1);
+  QFile pdf(folder.filePath("list.pdf"));
+  ASSERT_TRUE(pdf.open(QIODevice::ReadOnly));
+  EXPECT_TRUE(pdf.readAll().startsWith("%PDF-"));
 }
 
 TEST_F(MainWindowTest, HelpIsNotForAService) {
