@@ -19,6 +19,8 @@ MainWindow::MainWindow(const WindowParts& parts, Prompts& prompts)
   MakeTray();
   refresh_timer_.setInterval(kRefreshMs);
   QObject::connect(&refresh_timer_, &QTimer::timeout, this, [this] { Refresh(); });
+  shown_timer_.setSingleShot(true);
+  QObject::connect(&shown_timer_, &QTimer::timeout, this, [this] { AfterFirstShow(); });
 }
 
 // While it is still whole: its bands tell it that they go out of sight.
@@ -35,8 +37,7 @@ void MainWindow::Load() {
   if (parts_.settings.AutoHide && tray_.isVisible()) tray_.hide();
   show();
   // With the loop: a question must not hold up the start of the engine.
-  QMetaObject::invokeMethod(
-      this, [this] { AfterFirstShow(); }, Qt::QueuedConnection);
+  shown_timer_.start(0);
 }
 
 void MainWindow::AfterFirstShow() {

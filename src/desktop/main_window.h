@@ -140,6 +140,7 @@ class MainWindow final : public QMainWindow {
   QToolButton* lock_button_ = nullptr;
   QSystemTrayIcon tray_;
   QTimer refresh_timer_;
+  QTimer shown_timer_;       // Once, when the loop turns for the first time.
   int16_t filters_of_ = -1;  // The site whose filters the selectors hold.
   bool status_changed_ = true;
   bool rows_changed_ = true;
