@@ -61,8 +61,10 @@ class Watch:
                         for how in ((self.ask, 0.1), (self.look, 0.3))]
 
     def __enter__(self):
-        # Opened first, so that it has a place whoever comes later.
+        # Opened first, so that it has a place whoever comes later, and heard before anybody comes: until its first line
+        # is answered nobody can tell it from those who come to be silent.
         self.line = self.vantry.connect()
+        self.look()
         for thread in self.threads:
             thread.start()
         return self
