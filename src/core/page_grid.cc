@@ -12,7 +12,7 @@ void PageRows::AddRow(VisitorRec& visitor, int16_t no, std::string_view page, st
   if (rows_.size() >= kMaxRows) text = DropFront();
   text.assign(page).append(query);
   text_bytes_ += text.size();
-  rows_.push_back(PageRow{std::move(text), &visitor, visitor.LastPageRow, second_of_day, no, true});
+  rows_.push_back(PageRow{std::move(text), &visitor, visitor.LastPageRow, second_of_day, no});
   visitor.LastPageRow = first_ + rows_.size() - 1;
   while (text_bytes_ > kMaxTextBytes) DropFront();
 }

@@ -17,7 +17,6 @@ struct PageRow {
   uint64_t previous;      // The visitor's row before this one, or kNoRow.
   int32_t second_of_day;  // Log time of the view.
   int16_t no;             // The visitor's page count at that view.
-  bool hidden = true;     // Shown when its visitor is selected in the window.
 };
 
 // The pages of all listed visitors, in order of arrival. Holds the newest views, up to kMaxRows of them with up to
@@ -29,7 +28,7 @@ class PageRows {
   static constexpr size_t kMaxTextBytes = 16u << 20;
   static constexpr uint64_t kNoRow = ~uint64_t{0};
 
-  // Adds a view of `visitor` (hidden) and makes it the head of the visitor's chain.
+  // Adds a view of `visitor` and makes it the head of the visitor's chain.
   void AddRow(VisitorRec& visitor, int16_t no, std::string_view page, std::string_view query, int32_t second_of_day);
   // Deletes all rows of this visitor.
   void DeleteRows(VisitorRec& visitor);

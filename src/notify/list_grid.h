@@ -23,6 +23,10 @@ inline constexpr int kLastColumnCharacters = 40;
 inline bool IsHidden(const VisitorRec& row) {
   return row.Hidden;
 }
+// Pages come by visitor: whoever lists them has chosen.
+inline bool IsHidden(const PageRow&) {
+  return false;
+}
 template <class Row>
 bool IsHidden(const Row& row) {
   return row.hidden;

@@ -13,7 +13,7 @@
 namespace vantry {
 namespace {
 
-TEST(PageRows, AddRow_IsHiddenAndHoldsPageWithQuery) {
+TEST(PageRows, AddRow_HoldsPageWithQuery) {
   PageRows rows;
   VisitorRec v;
   rows.AddRow(v, 3, "/a.asp", "?b=1", 3'661);
@@ -24,7 +24,6 @@ TEST(PageRows, AddRow_IsHiddenAndHoldsPageWithQuery) {
     EXPECT_EQ(row.no, 3);
     EXPECT_EQ(row.second_of_day, 3'661);
     EXPECT_EQ(row.visitor, &v);
-    EXPECT_TRUE(row.hidden);
   });
   EXPECT_EQ(seen, 1);
 }
