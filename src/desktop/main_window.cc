@@ -23,8 +23,9 @@ MainWindow::MainWindow(const WindowParts& parts, Prompts& prompts)
   QObject::connect(&shown_timer_, &QTimer::timeout, this, [this] { AfterFirstShow(); });
 }
 
-// While it is still whole: its bands tell it that they go out of sight.
+// While it is still whole, as its bands tell it that they go out of sight. The engine may be gone by now.
 MainWindow::~MainWindow() {
+  unloaded_ = true;
   hide();
 }
 
@@ -34,7 +35,6 @@ void MainWindow::Load() {
   EnableWizards();
   ChooseView(CurrentViewType());
   refresh_timer_.start();
-  if (parts_.settings.AutoHide && tray_.isVisible()) tray_.hide();
   show();
   // With the loop: a question must not hold up the start of the engine.
   shown_timer_.start(0);

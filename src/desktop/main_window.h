@@ -71,6 +71,9 @@ class MainWindow final : public QMainWindow {
   QMenu* MakeMenu(std::string_view name, const QString& title, std::span<const std::string_view> items);
   void MakeHeader();
   void MakeLists();
+  QWidget* MakeSearch(QWidget* parent);
+  QWidget* MakeAlertFilter();
+  QWidget* MakeExceptionFilter();
   QWidget* MakeListPage(int view, QWidget* filter);
   QWidget* MakeFilterBar(const char* name, QLabel* label, QComboBox* select);
   QDockWidget* AddBand(const char* name, const QString& caption, QWidget* content, Qt::DockWidgetArea area);
@@ -78,6 +81,7 @@ class MainWindow final : public QMainWindow {
   void MakeTray();
   void RestorePlace();
   void RestoreLayout();
+  void NoteBands();
   void SavePlace();
   void SaveLayout();
   std::array<ListPane*, 6> Lists() const;
@@ -97,8 +101,9 @@ class MainWindow final : public QMainWindow {
   SiteRec* ChosenSite() const;
 
   // main_window_commands.cc: what commands do.
-  bool RunOnSite(std::string_view name);
-  bool RunOnRow(std::string_view name, const SelectedRow& row);
+  struct Commands;
+  void Toggle(QDockWidget* band);
+  void Find();
   void ShowHelp();
   void DeleteSite();
   void StartSite();
@@ -108,10 +113,12 @@ class MainWindow final : public QMainWindow {
   void OpenAddress(const std::string& address);
   void ViewLog(const SelectedRow& row);
   void EmailCurrentView();
+  void PrintCurrentView();
   QString PrintTitle() const;
   void SaveListAs();
   void StartWizard(std::string_view program, const QString& question);
   void EnableWizards();
+  void OpenWizard(std::string_view program, const char* name);
   void FollowFocus();
   void AskAboutImport();
   void AfterFirstShow();
@@ -130,7 +137,6 @@ class MainWindow final : public QMainWindow {
   ListPane *pages_ = nullptr, *trace_ = nullptr;
   QDockWidget *pages_band_ = nullptr, *trace_band_ = nullptr, *activity_band_ = nullptr;
   ActivityChart* activity_ = nullptr;
-  QWidget *log_bar_ = nullptr, *exc_bar_ = nullptr;
   QLabel* alert_label_ = nullptr;
   QComboBox *alert_select_ = nullptr, *exc_select_ = nullptr;
   QLineEdit* search_ = nullptr;

@@ -163,35 +163,10 @@ void MainWindow::MakeLists() {
 
   auto* middle = new QWidget(this);
   auto* column = new QVBoxLayout(middle);
-  search_ = new QLineEdit(middle);
-  search_->setObjectName("txtSearch");
-  search_->setAccessibleName("Search");
-  search_->setPlaceholderText("Search this list");
-  search_->setClearButtonEnabled(true);
-  QObject::connect(search_, &QLineEdit::textChanged, this, [this](const QString& text) {
-    for (ListPane* list : lists_) list->SetSearch(text);
-    status_changed_ = true;
-    Refresh();
-  });
+  column->addWidget(MakeSearch(middle));
   stack_ = new QStackedWidget(middle);
-  alert_select_ = new QComboBox(middle);
-  alert_select_->setObjectName("miAlertSelect");
-  alert_label_ = PlainLabel("miLabelAlerts", "All Alerts", middle);
-  QObject::connect(alert_select_, &QComboBox::currentIndexChanged, this,
-                   [this](int place) { ChooseFilter(&SiteRec::AlertView, place); });
-  exc_select_ = new QComboBox(middle);
-  exc_select_->setObjectName("miExcSelect");
-  exc_select_->addItem("(all exceptions)");
-  for (const ExceptionType& type : parts_.settings.ExceptionTypes) {
-    exc_select_->addItem(QString::number(type.Number) + ": " + ShownText(type.Description));
-  }
-  QObject::connect(exc_select_, &QComboBox::currentIndexChanged, this,
-                   [this](int place) { ChooseFilter(&SiteRec::ExceptionView, place); });
-  log_bar_ = MakeFilterBar("LOGBar", alert_label_, alert_select_);
-  exc_bar_ = MakeFilterBar("EXCBar", PlainLabel("miLabelExceptions", "Exceptions", middle), exc_select_);
-  QWidget* const filters[] = {nullptr, log_bar_, nullptr, exc_bar_};
+  QWidget* const filters[] = {nullptr, MakeAlertFilter(), nullptr, MakeExceptionFilter()};
   for (int view = 0; view < 4; ++view) stack_->addWidget(MakeListPage(view, filters[view]));
-  column->addWidget(search_);
   column->addWidget(stack_, 1);
   setCentralWidget(middle);
 
@@ -203,20 +178,41 @@ void MainWindow::MakeLists() {
   activity_ = new ActivityChart(this);
   activity_band_ = AddBand("BandActivity", "Activity", activity_, Qt::BottomDockWidgetArea);
   tabifyDockWidget(trace_band_, activity_band_);
-  QObject::connect(activity_band_, &QDockWidget::visibilityChanged, this, [this] {
-    // Behind another one of its place it is still open.
-    ActionOf("miShowActivity")->setChecked(!activity_band_->isHidden());
+}
+
+QWidget* MainWindow::MakeSearch(QWidget* parent) {
+  search_ = new QLineEdit(parent);
+  search_->setObjectName("txtSearch");
+  search_->setAccessibleName("Search");
+  search_->setPlaceholderText("Search this list");
+  search_->setClearButtonEnabled(true);
+  QObject::connect(search_, &QLineEdit::textChanged, this, [this](const QString& text) {
+    for (ListPane* list : lists_) list->SetSearch(text);
     status_changed_ = true;
+    Refresh();
   });
-  // A band that is closed by its own button is closed by its command.
-  const auto follow = [this](QDockWidget* band, bool LiveTables::*shown, const char* command) {
-    QObject::connect(band->toggleViewAction(), &QAction::triggered, this, [this, shown, command](bool on) {
-      t_.*shown = on;
-      ActionOf(command)->setChecked(on);
-    });
-  };
-  follow(pages_band_, &LiveTables::ShowVisitedPages, "miShowPages");
-  follow(trace_band_, &LiveTables::ShowTraceView, "miShowTrace");
+  return search_;
+}
+
+QWidget* MainWindow::MakeAlertFilter() {
+  alert_select_ = new QComboBox(this);
+  alert_select_->setObjectName("miAlertSelect");
+  alert_label_ = PlainLabel("miLabelAlerts", "All Alerts", this);
+  QObject::connect(alert_select_, &QComboBox::currentIndexChanged, this,
+                   [this](int place) { ChooseFilter(&SiteRec::AlertView, place); });
+  return MakeFilterBar("LOGBar", alert_label_, alert_select_);
+}
+
+QWidget* MainWindow::MakeExceptionFilter() {
+  exc_select_ = new QComboBox(this);
+  exc_select_->setObjectName("miExcSelect");
+  exc_select_->addItem("(all exceptions)");
+  for (const ExceptionType& type : parts_.settings.ExceptionTypes) {
+    exc_select_->addItem(QString::number(type.Number) + ": " + ShownText(type.Description));
+  }
+  QObject::connect(exc_select_, &QComboBox::currentIndexChanged, this,
+                   [this](int place) { ChooseFilter(&SiteRec::ExceptionView, place); });
+  return MakeFilterBar("EXCBar", PlainLabel("miLabelExceptions", "Exceptions", this), exc_select_);
 }
 
 void MainWindow::MakeStatusBar() {
@@ -289,9 +285,23 @@ void MainWindow::RestoreLayout() {
   // What may be shown is kept with the settings.
   pages_band_->setVisible(t_.ShowVisitedPages);
   trace_band_->setVisible(t_.ShowTraceView);
-  lock_button_->setVisible(t_.ShowTraceView);
+  for (QDockWidget* band : {pages_band_, trace_band_, activity_band_}) {
+    QObject::connect(band, &QDockWidget::visibilityChanged, this, [this] { NoteBands(); });
+  }
+  NoteBands();
+}
+
+// Bands are opened and closed by their commands and by buttons of their own. One that is behind another, or in a window
+// that is hidden, is open all the same.
+void MainWindow::NoteBands() {
+  if (unloaded_) return;
+  t_.ShowVisitedPages = !pages_band_->isHidden();
+  t_.ShowTraceView = !trace_band_->isHidden();
   ActionOf("miShowPages")->setChecked(t_.ShowVisitedPages);
   ActionOf("miShowTrace")->setChecked(t_.ShowTraceView);
+  ActionOf("miShowActivity")->setChecked(!activity_band_->isHidden());
+  lock_button_->setVisible(t_.ShowTraceView);
+  status_changed_ = true;
 }
 
 void MainWindow::SaveLayout() {

@@ -1,11 +1,6 @@
 // What the commands of the main window do.
-#include <QClipboard>
-#include <QDockWidget>
-#include <QGuiApplication>
 #include <QUrl>
 #include <algorithm>
-#include <functional>
-#include <utility>
 #include <vector>
 
 #include "core/text.h"
@@ -30,98 +25,86 @@ constexpr std::string_view kDatabaseWizard = "vtDBCreate.exe", kImportWizard = "
 
 }  // namespace
 
+// What each command does, by name: on the whole or on the chosen site, or on the chosen row.
+struct MainWindow::Commands {
+  using W = MainWindow;
+  struct OnAll {
+    std::string_view name;
+    void (*run)(W& w);
+  };
+  struct OnRow {
+    std::string_view name;
+    void (*run)(W& w, const SelectedRow& row);
+  };
+  static const OnAll kOnAll[];
+  static const OnRow kOnRow[];
+};
+
+const MainWindow::Commands::OnAll MainWindow::Commands::kOnAll[] = {
+    {"miDelete", [](W& w) { w.DeleteSite(); }},
+    {"miStart", [](W& w) { w.StartSite(); }},
+    {"miStop", [](W& w) { w.StopSite(); }},
+    {"miHide", [](W& w) { w.Hide(); }},
+    {"miViewVisitors", [](W& w) { w.ChooseView(kViewVisitors); }},
+    {"miViewAlerts", [](W& w) { w.ChooseView(kViewAlerts); }},
+    {"miViewSpiders", [](W& w) { w.ChooseView(kViewSpiders); }},
+    {"miViewExceptions", [](W& w) { w.ChooseView(kViewExceptions); }},
+    {"miShowPages", [](W& w) { w.Toggle(w.pages_band_); }},
+    {"miShowTrace", [](W& w) { w.Toggle(w.trace_band_); }},
+    {"miShowActivity", [](W& w) { w.Toggle(w.activity_band_); }},
+    {"miLockTrace", [](W& w) { w.t_.TraceGrid.locked = !w.t_.TraceGrid.locked; }},
+    {"miFind", [](W& w) { w.Find(); }},
+    {"miNextPane", [](W& w) { w.FollowFocus(); }},
+    {"miCopy", [](W& w) { w.CurrentList()->CopySelection(); }},
+    {"miEmailView", [](W& w) { w.EmailCurrentView(); }},
+    {"miPrint", [](W& w) { w.PrintCurrentView(); }},
+    {"miSaveAs", [](W& w) { w.SaveListAs(); }},
+    {"miHelp", [](W& w) { w.ShowHelp(); }},
+    {"miAbout", [](W& w) { AboutWindow({w.parts_.version, w.parts_.build, w.parts_.app_path}, &w).exec(); }},
+    {"miConnect", [](W& w) { w.OpenAddress(kMakersSite); }},
+    {"miUpdateCheck", [](W& w) { w.OpenAddress(kMakersSite + ("?buildno=" + w.parts_.version)); }},
+    {"miSupport", [](W& w) { w.OpenAddress(kMakersSite + ("?buildno=" + w.parts_.version)); }},
+    {"miVTDB", [](W& w) { w.OpenWizard(kDatabaseWizard, "Database"); }},
+    {"miVTIIS", [](W& w) { w.OpenWizard(kImportWizard, "IIS Import"); }},
+    {"miExit", [](W& w) {
+       if (!w.t_.ServiceMode) w.close();
+     }}};
+
+const MainWindow::Commands::OnRow MainWindow::Commands::kOnRow[] = {
+    {"miOpenReferrer", [](W& w, const SelectedRow& row) { w.OpenAddress(ReferrerAddress(row.referrer)); }},
+    {"miOpenPage",
+     [](W& w, const SelectedRow& row) {
+       if (row.site < 1 || row.site > w.t_.SiteCount()) return;
+       w.OpenAddress(PageAddress(w.t_.Site(row.site).Domain, row.page));
+     }},
+    {"miOpenDNS", [](W& w, const SelectedRow& row) { w.OpenAddress(HostAddress(row.dns)); }},
+    {"miViewLog", [](W& w, const SelectedRow& row) { w.ViewLog(row); }},
+    {"miExclude", [](W& w, const SelectedRow& row) { w.ExcludeVisitor(row); }}};
+
 void MainWindow::Run(std::string_view name) {
-  const Command* command = FindCommand(name);
-  if (!command || unloaded_ || t_.Closing) return;
+  if (unloaded_ || t_.Closing) return;
   parts_.log.Guard("ActiveBar_ToolClick", [&] {
-    if (command->needs == Needs::kComing) return Status::Ok();
-    if (RunOnSite(name)) return Status::Ok();
-    if (const std::optional<SelectedRow> row = ChosenRow(); row) RunOnRow(name, *row);
+    for (const Commands::OnAll& command : Commands::kOnAll) {
+      if (command.name == name) command.run(*this);
+    }
+    for (const Commands::OnRow& command : Commands::kOnRow) {
+      if (command.name != name) continue;
+      if (const std::optional<SelectedRow> row = ChosenRow()) command.run(*this, *row);
+    }
     return Status::Ok();
   });
   Refresh();
 }
 
-// Commands on the whole, on a site or on a list. False for those that need a row.
-bool MainWindow::RunOnSite(std::string_view name) {
-  const std::string page_query = std::string(kMakersSite) + "?buildno=" + parts_.version;
-  const std::pair<std::string_view, std::function<void()>> commands[] = {
-      {"miDelete", [&] { DeleteSite(); }},
-      {"miStart", [&] { StartSite(); }},
-      {"miStop", [&] { StopSite(); }},
-      {"miHide", [&] { Hide(); }},
-      {"miViewVisitors", [&] { ChooseView(1); }},
-      {"miViewAlerts", [&] { ChooseView(2); }},
-      {"miViewSpiders", [&] { ChooseView(3); }},
-      {"miViewExceptions", [&] { ChooseView(4); }},
-      {"miShowPages", [&] { pages_band_->setVisible(t_.ShowVisitedPages = !t_.ShowVisitedPages); }},
-      {"miShowTrace",
-       [&] {
-         trace_band_->setVisible(t_.ShowTraceView = !t_.ShowTraceView);
-         lock_button_->setVisible(t_.ShowTraceView);
-       }},
-      {"miLockTrace", [&] { t_.TraceGrid.locked = !t_.TraceGrid.locked; }},
-      {"miShowActivity",
-       [&] {
-         activity_band_->setVisible(activity_band_->isHidden());
-         activity_band_->raise();
-       }},
-      {"miFind",
-       [&] {
-         search_->setFocus(Qt::ShortcutFocusReason);
-         search_->selectAll();
-       }},
-      {"miNextPane", [&] { FollowFocus(); }},
-      {"miCopy", [&] { CurrentList()->CopySelection(); }},
-      {"miEmailView", [&] { EmailCurrentView(); }},
-      {"miPrint",
-       [&] { PreviewList(this, *CurrentList(), PrintTitle(), CurrentViewType() == 1 ? vs_grid::kKey : -1); }},
-      {"miSaveAs", [&] { SaveListAs(); }},
-      {"miHelp", [&] { ShowHelp(); }},
-      {"miAbout",
-       [&] {
-         AboutWindow({parts_.version, parts_.build, parts_.app_path}, this).exec();
-       }},
-      {"miConnect", [&] { OpenAddress(kMakersSite); }},
-      {"miUpdateCheck", [&] { OpenAddress(page_query); }},
-      {"miSupport", [&] { OpenAddress(page_query); }},
-      {"miVTDB",
-       [&] {
-         StartWizard(kDatabaseWizard,
-                     "This option will close Vantry and start the Database Wizard. Are you sure you want to do this?");
-       }},
-      {"miVTIIS",
-       [&] {
-         StartWizard(
-             kImportWizard,
-             "This option will close Vantry and start the IIS Import Wizard. Are you sure you want to do this?");
-       }},
-      {"miExit", [&] {
-         if (!t_.ServiceMode) close();
-       }}};
-  for (const auto& [command, run] : commands) {
-    if (command != name) continue;
-    run();
-    return true;
-  }
-  return false;
+void MainWindow::Toggle(QDockWidget* band) {
+  band->setVisible(band->isHidden());
+  if (!band->isHidden()) band->raise();
+  NoteBands();
 }
 
-bool MainWindow::RunOnRow(std::string_view name, const SelectedRow& row) {
-  if (name == "miOpenReferrer") {
-    OpenAddress(ReferrerAddress(row.referrer));
-  } else if (name == "miOpenPage") {
-    if (row.site >= 1 && row.site <= t_.SiteCount()) OpenAddress(PageAddress(t_.Site(row.site).Domain, row.page));
-  } else if (name == "miOpenDNS") {
-    OpenAddress(HostAddress(row.dns));
-  } else if (name == "miViewLog") {
-    ViewLog(row);
-  } else if (name == "miExclude") {
-    ExcludeVisitor(row);
-  } else {
-    return false;
-  }
-  return true;
+void MainWindow::Find() {
+  search_->setFocus(Qt::ShortcutFocusReason);
+  search_->selectAll();
 }
 
 void MainWindow::ShowHelp() {
@@ -157,7 +140,7 @@ void MainWindow::StartSite() {
   if (!site || !site->Paused) return;
   site->Paused = false;
   const WallTime minute_ago{parts_.clock.Now().s - 60};
-  site->LastLookupTime = site->LastScanTime = minute_ago;
+  site->LastCheckTime = site->LastScanTime = minute_ago;
   status_changed_ = true;
 }
 
@@ -206,6 +189,10 @@ void MainWindow::EmailCurrentView() {
   dialog.exec();
 }
 
+void MainWindow::PrintCurrentView() {
+  PreviewList(this, *CurrentList(), PrintTitle(), CurrentViewType() == kViewVisitors ? vs_grid::kKey : -1);
+}
+
 QString MainWindow::PrintTitle() const {
   // The third has no blank after its colon.
   constexpr std::string_view kTitles[][2] = {
@@ -237,6 +224,12 @@ std::string MainWindow::WizardPath(std::string_view program) const {
 void MainWindow::EnableWizards() {
   ActionOf("miVTDB")->setEnabled(!WizardPath(kDatabaseWizard).empty());
   ActionOf("miVTIIS")->setEnabled(!WizardPath(kImportWizard).empty());
+}
+
+void MainWindow::OpenWizard(std::string_view program, const char* name) {
+  StartWizard(program, QString("This option will close Vantry and start the %1 Wizard. Are you sure you want to do "
+                               "this?")
+                           .arg(name));
 }
 
 // The wizard and the program do not run at the same time.

@@ -1,20 +1,12 @@
-// The main window: its bands, its views, and what each command does.
+// The main window: its bands, its views, its place on the screen.
 #include <QDockWidget>
 #include <QMenuBar>
-#include <QPushButton>
 #include <QStatusBar>
-#include <QTemporaryDir>
-#include <QTextBrowser>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "core/lists.h"
-#include "core/text.h"
-#include "core/visitor_rows.h"
-#include "desktop/commands.h"
-#include "desktop/list_printer.h"
-#include "desktop/window_layout.h"
+#include "desktop/message_box.h"
 #include "support/window_rig.h"
 
 namespace vantry {
@@ -23,30 +15,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-
-struct MainWindowTest : WindowTest {
-  // Three visitors on the first of two sites, one on the second.
-  void OpenWithVisitors() {
-    Sites(2);
-    for (const char* ip : {"10.0.0.1", "10.0.0.2", "10.0.0.3"}) Log("11:59:00", ip);
-    ASSERT_TRUE(Open());
-    Run(6);
-    Frm().Refresh();
-  }
-  void ChooseNode(const char* key) {
-    auto& tree = Find<QTreeView>("TreeView");
-    const QModelIndexList found =
-        tree.model()->match(tree.model()->index(0, 0), Qt::UserRole, key, 1, Qt::MatchExactly | Qt::MatchRecursive);
-    ASSERT_EQ(found.size(), 1) << key;
-    tree.setCurrentIndex(found[0]);
-  }
-  std::string NodeText(const char* key) {
-    auto& tree = Find<QTreeView>("TreeView");
-    const QModelIndexList found =
-        tree.model()->match(tree.model()->index(0, 0), Qt::UserRole, key, 1, Qt::MatchExactly | Qt::MatchRecursive);
-    return found.size() == 1 ? found[0].data().toString().toStdString() : std::string();
-  }
-};
 
 TEST_F(MainWindowTest, HasItsBandsByNameAndCaption) {
   OpenWithVisitors();
@@ -74,33 +42,6 @@ TEST_F(MainWindowTest, TheTreeHasRootSitesAndAllSites) {
   EXPECT_EQ(NodeText("lf0"), "All Sites");
 }
 
-TEST_F(MainWindowTest, APausedSiteSaysSoInsteadOfItsCount) {
-  OpenWithVisitors();
-  ChooseNode("lf1");
-  Trigger("miStop");
-  EXPECT_TRUE(T().Site(1).Paused);
-  EXPECT_EQ(NodeText("lf1"), "Site 1 (Paused)");
-  EXPECT_TRUE(Enabled("miStart"));
-  EXPECT_FALSE(Enabled("miStop"));
-  Trigger("miStart");
-  EXPECT_FALSE(T().Site(1).Paused);
-  EXPECT_EQ(NodeText("lf1"), "Site 1 (3)");
-  EXPECT_EQ(T().Site(1).LastScanTime.s, clock.Now().s - 60);
-  EXPECT_EQ(T().Site(1).LastLookupTime.s, clock.Now().s - 60);
-}
-
-TEST_F(MainWindowTest, WithNoSiteChosenCommandsOnSitesDoNothing) {
-  OpenWithVisitors();
-  ChooseNode("lf0");
-  for (const char* name : {"miEdit", "miDelete", "miStop", "miStart"}) {
-    EXPECT_FALSE(Enabled(name)) << name;
-    Frm().Run(name);
-  }
-  EXPECT_THAT(prompts.asked, IsEmpty());
-  EXPECT_FALSE(T().Site(1).Paused);
-  EXPECT_FALSE(T().Site(1).Deleted);
-}
-
 TEST_F(MainWindowTest, NodesOfAllSitesShowAllSites) {
   OpenWithVisitors();
   ChooseNode("lf2");
@@ -113,24 +54,6 @@ TEST_F(MainWindowTest, NodesOfAllSitesShowAllSites) {
     EXPECT_EQ(T().CurrentView, 0) << key;
     EXPECT_EQ(Label("miStatus"), "Right-click a visitor for popup menu.");
   }
-}
-
-TEST_F(MainWindowTest, RemovingASiteAsksFirst) {
-  OpenWithVisitors();
-  ChooseNode("lf1");
-  for (const auto answer : {QMessageBox::No, QMessageBox::Cancel}) {
-    prompts.answer = answer;
-    Trigger("miDelete");
-    EXPECT_FALSE(T().Site(1).Deleted);
-  }
-  prompts.answer = QMessageBox::Yes;
-  Trigger("miDelete");
-  EXPECT_EQ(prompts.asked.back(), "Are you sure you want to stop monitoring the site: \n\nSite 1");
-  EXPECT_TRUE(T().Site(1).Deleted);
-  EXPECT_TRUE(T().Site(1).Paused);
-  EXPECT_EQ(NodeText("lf1"), "");
-  EXPECT_EQ(NodeText("lf2"), "Site 2 (3)");
-  EXPECT_EQ(T().CurrentView, 0);
 }
 
 TEST_F(MainWindowTest, SwitchesViews) {
@@ -162,25 +85,6 @@ TEST_F(MainWindowTest, ShowsTheSummaryOfTheView) {
   OpenWithVisitors();
   ChooseNode("lf1");
   EXPECT_EQ(Label("lblAdminObjectName"), "Site 1 [3 Active Visitors] Total:3 Today:3 Peak:0");
-}
-
-TEST_F(MainWindowTest, ShowsAndHidesItsPanes) {
-  OpenWithVisitors();
-  for (const auto& [command, band] : {std::pair("miShowPages", "Band5"), std::pair("miShowTrace", "BandTrace")}) {
-    EXPECT_TRUE(Find<QDockWidget>(band).isVisible()) << band;
-    EXPECT_TRUE(Frm().ActionOf(command)->isChecked());
-    Trigger(command);
-    EXPECT_FALSE(Find<QDockWidget>(band).isVisible()) << band;
-    EXPECT_FALSE(Frm().ActionOf(command)->isChecked());
-  }
-  EXPECT_FALSE(T().ShowVisitedPages);
-  EXPECT_FALSE(T().ShowTraceView);
-  EXPECT_FALSE(Find<QToolButton>("lockTool").isVisible()) << "nothing to lock";
-  Trigger("miShowTrace");
-  EXPECT_TRUE(Find<QToolButton>("lockTool").isVisible());
-  Trigger("miLockTrace");
-  EXPECT_TRUE(T().TraceGrid.locked);
-  EXPECT_TRUE(Frm().ActionOf("miLockTrace")->isChecked());
 }
 
 TEST_F(MainWindowTest, ToolsOfTheStatusBarShowOnlyWhileTheirMatterIsUnderWay) {
@@ -241,15 +145,6 @@ TEST_F(MainWindowTest, ClosingAsksFirst) {
   EXPECT_TRUE(T().Closing);
   EXPECT_TRUE(loop.quit);
   EXPECT_EQ(Label("miStat"), "Closing...");
-}
-
-TEST_F(MainWindowTest, AQuestionThatIsOpenWhileTheProgramEndsChangesNothing) {
-  OpenWithVisitors();
-  ChooseNode("lf1");
-  prompts.answer = QMessageBox::Yes;
-  prompts.meanwhile = [this] { engine->Closing(); };
-  Trigger("miDelete");
-  EXPECT_FALSE(T().Site(1).Deleted);
 }
 
 TEST_F(MainWindowTest, AsAServiceClosingHidesAndExitDoesNothing) {
@@ -313,120 +208,6 @@ TEST_F(MainWindowTest, WithAutoHideItStartsInTheTray) {
   EXPECT_TRUE(Frm().isMinimized() || !Frm().isVisible());
 }
 
-TEST_F(MainWindowTest, OpensNothingButWebPages) {
-  OpenWithVisitors();
-  Trigger("miConnect");
-  Trigger("miUpdateCheck");
-  Trigger("miSupport");
-  ASSERT_EQ(prompts.opened.size(), 3u);
-  EXPECT_EQ(prompts.opened[1], prompts.opened[0] + "?buildno=" + AppVersion());
-}
-
-TEST_F(MainWindowTest, CommandsThatNeedARowDoNothingWithoutOne) {
-  OpenWithVisitors();
-  Trigger("miViewExceptions");
-  for (const Command& command : kCommands) {
-    if (command.needs == Needs::kRow || command.needs == Needs::kReferrer || command.needs == Needs::kName ||
-        command.needs == Needs::kPage || command.needs == Needs::kComing) {
-      EXPECT_FALSE(Enabled(std::string(command.name).c_str())) << command.name;
-      Frm().Run(command.name);
-    }
-  }
-  EXPECT_THAT(prompts.asked, IsEmpty());
-  EXPECT_THAT(prompts.opened, IsEmpty());
-}
-
-TEST_F(MainWindowTest, WizardsAreThereWhenTheirProgramsAre) {
-  OpenWithVisitors();
-  EXPECT_FALSE(Enabled("miVTDB"));
-  EXPECT_FALSE(Enabled("miVTIIS"));
-  files.Put("/home/vtdbcreate.EXE", "");
-  files.Put("/home/VTImport.exe", "");
-  Q_EMIT Find<QMenu>("mnFile").aboutToShow();
-  EXPECT_TRUE(Enabled("miVTDB"));
-  EXPECT_TRUE(Enabled("miVTIIS"));
-  prompts.answer = QMessageBox::No;
-  Trigger("miVTDB");
-  EXPECT_EQ(prompts.asked.back(),
-            "This option will close Vantry and start the Database Wizard. Are you sure you want to do this?");
-  EXPECT_THAT(programs.started, IsEmpty());
-  T().ServiceMode = true;
-  Trigger("miVTDB");
-  EXPECT_EQ(prompts.asked.size(), 1u);
-  T().ServiceMode = false;
-  prompts.answer = QMessageBox::Yes;
-  Trigger("miVTIIS");
-  EXPECT_EQ(prompts.asked.back(),
-            "This option will close Vantry and start the IIS Import Wizard. Are you sure you want to do this?");
-  EXPECT_THAT(programs.started, ElementsAre("/home/VTImport.exe"));
-  EXPECT_TRUE(T().Closing);
-}
-
-TEST_F(MainWindowTest, WithoutASiteItAsksAboutTheImportOnce) {
-  ASSERT_TRUE(Open());
-  QApplication::processEvents();
-  EXPECT_THAT(prompts.asked, IsEmpty()) << "there is no wizard";
-  files.Put("/home/VTImport.EXE", "");
-  ASSERT_TRUE(Open());
-  QApplication::processEvents();
-  EXPECT_THAT(
-      prompts.asked,
-      ElementsAre("Welcome To Vantry!\n\nDo you want to run the IIS Import Wizard to import your web site settings "
-                  "into Vantry automatically?\n\nNote: If you dont run IIS on this computer you can setup your "
-                  "sites using the New Site Wizard."));
-  EXPECT_FALSE(T().Closing);
-}
-
-TEST_F(MainWindowTest, HidesAndComesBack) {
-  OpenWithVisitors();
-  Trigger("miHide");
-  EXPECT_TRUE(T().InTray);
-  EXPECT_TRUE(Frm().isMinimized()) << "this screen has no tray";
-  engine->ShowWindow();
-  EXPECT_FALSE(T().InTray);
-  EXPECT_FALSE(Frm().isMinimized());
-}
-
-TEST_F(MainWindowTest, HelpAndActivityOpen) {
-  OpenWithVisitors();
-  Trigger("miHelp");
-  auto* help = Frm().findChild<QTextBrowser*>("helpText");
-  ASSERT_NE(help, nullptr);
-  EXPECT_TRUE(help->isVisible());
-  auto& band = Find<QDockWidget>("BandActivity");
-  const bool shown = !band.isHidden();
-  Trigger("miShowActivity");
-  EXPECT_EQ(!band.isHidden(), !shown);
-  Trigger("miShowActivity");
-  EXPECT_EQ(!band.isHidden(), shown);
-}
-
-TEST_F(MainWindowTest, PrintsTheListShown) {
-  OpenWithVisitors();
-  QPrinter printer(QPrinter::HighResolution);
-  QTemporaryDir folder;
-  printer.setOutputFileName(folder.filePath("list.pdf"));
-  EXPECT_EQ(PrintList(Find<QTableView>("VsGrid"), "Current Visitors: www.d1.example", printer, vs_grid::kKey), 1);
-  QFile pdf(folder.filePath("list.pdf"));
-  ASSERT_TRUE(pdf.open(QIODevice::ReadOnly));
-  EXPECT_TRUE(pdf.readAll().startsWith("%PDF-"));
-}
-
-TEST_F(MainWindowTest, HelpIsNotForAService) {
-  OpenWithVisitors();
-  T().ServiceMode = true;
-  Frm().Run("miHelp");
-  EXPECT_EQ(Frm().findChild<QTextBrowser*>("helpText"), nullptr);
-}
-
-TEST_F(MainWindowTest, LogEntriesOfTheChosenVisitorOpen) {
-  OpenWithVisitors();
-  Find<QTableView>("VsGrid").selectRow(2);
-  Trigger("miViewLog");
-  ASSERT_EQ(programs.started.size(), 1u);
-  EXPECT_THAT(files.Get(programs.started[0]), HasSubstr("10.0.0.3"));
-}
-
 TEST_F(MainWindowTest, ShowsThePagesOfTheChosenVisitor) {
   OpenWithVisitors();
   auto& visitors = Find<QTableView>("VsGrid");
@@ -442,83 +223,6 @@ TEST_F(MainWindowTest, ShowsThePagesOfTheChosenVisitor) {
   ASSERT_EQ(T().Visitors.Lookup(1, "10.0.0.2")->Pages, 2);
   ASSERT_EQ(pages.model()->rowCount(), 2);
   EXPECT_EQ(pages.model()->index(1, 1).data().toString(), "b.htm");
-}
-
-TEST_F(MainWindowTest, CommandsTakeTheChosenRow) {
-  OpenWithVisitors();
-  Find<QTableView>("VsGrid").selectRow(1);
-  EXPECT_TRUE(Enabled("miExclude"));
-  EXPECT_TRUE(Enabled("miViewLog"));
-  EXPECT_FALSE(Enabled("miOpenReferrer")) << "it has none";
-  Trigger("miOpenPage");
-  EXPECT_THAT(prompts.opened, ElementsAre("http://www.d1.example/a.htm"));
-  prompts.answer = QMessageBox::No;
-  Trigger("miExclude");
-  EXPECT_EQ(prompts.asked.back(),
-            "10.0.0.2\n\nAre you sure you want to exclude this visitor from Vantry in the future?");
-  EXPECT_EQ(T().Site(1).Exclude, "");
-  prompts.answer = QMessageBox::Yes;
-  Trigger("miExclude");
-  EXPECT_EQ(T().Site(1).Exclude, ";10.0.0.2");
-}
-
-TEST_F(MainWindowTest, SavesTheListShown) {
-  OpenWithVisitors();
-  prompts.file = "/home/list.csv";
-  Trigger("miSaveAs");
-  EXPECT_THAT(files.Get("/home/list.csv"), HasSubstr("10.0.0.3"));
-  files.fails = [](const std::string& call) { return call == "replace /home/list.csv"; };
-  Trigger("miSaveAs");
-  auto* box = Frm().findChild<QMessageBox*>("messageBox");
-  ASSERT_NE(box, nullptr);
-}
-
-TEST_F(MainWindowTest, SearchesTheListAsOneTypes) {
-  OpenWithVisitors();
-  Find<QLineEdit>("txtSearch").setText("0.0.3");
-  EXPECT_EQ(Find<QTableView>("VsGrid").model()->rowCount(), 1);
-  Find<QLineEdit>("txtSearch").clear();
-  EXPECT_EQ(Find<QTableView>("VsGrid").model()->rowCount(), 3);
-}
-
-TEST_F(MainWindowTest, F6GoesRoundThePanes) {
-  OpenWithVisitors();
-  Find<QDockWidget>("BandActivity").hide();
-  QApplication::setActiveWindow(&Frm());
-  Find<QWidget>("TreeView").setFocus();
-  std::vector<std::string> panes;
-  for (int i = 0; i < 5; ++i) {
-    Trigger("miNextPane");
-    panes.push_back(QApplication::focusWidget()->objectName().toStdString());
-  }
-  EXPECT_THAT(panes, ElementsAre("txtSearch", "VsGrid", "pageGrid", "TraceGrid", "TreeView"));
-  Trigger("miFind");
-  EXPECT_EQ(QApplication::focusWidget()->objectName(), "txtSearch");
-}
-
-TEST_F(MainWindowTest, MailsTheViewThatIsShown) {
-  OpenWithVisitors();
-  engine->GetSettings().EmailSendTo = "ops@example.com";
-  bool seen = false;
-  QTimer::singleShot(1, [&] {
-    auto* dialog = Frm().findChild<QDialog*>("frmEmailView");
-    ASSERT_NE(dialog, nullptr);
-    seen = true;
-    EXPECT_EQ(dialog->windowTitle(), "Email View: Current Visitors");
-    auto* address = dialog->findChild<QComboBox*>("cmboEmail");
-    EXPECT_EQ(address->currentText(), "ops@example.com");
-    dialog->findChild<QPushButton*>("btnSend")->click();
-    EXPECT_THAT(prompts.told, ElementsAre("No mail server has been specified so email cannot be sent."));
-    EXPECT_TRUE(dialog->isVisible());
-    engine->GetSettings().EmailServer = "mail.example.com";
-    address->setEditText("new@example.com");
-    dialog->findChild<QPushButton*>("btnSend")->click();
-    EXPECT_FALSE(dialog->isVisible());
-  });
-  Trigger("miEmailView");
-  ASSERT_TRUE(seen);
-  EXPECT_THAT(files.Get("/home/Current Visitors.htm"), HasSubstr("10.0.0.2"));
-  EXPECT_THAT(files.Get("/home/registry.ini"), HasSubstr("EmailAddresses=new@example.com"));
 }
 
 TEST_F(MainWindowTest, MessagesOfTheEngineWaitInOneBox) {

@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QTest>
+#include <QTreeView>
 #include <QUrl>
 #include <functional>
 #include <memory>
@@ -60,6 +61,31 @@ struct WindowTest : EngineTest {
     QApplication::processEvents();
   }
   bool Enabled(const char* name) { return Frm().ActionOf(name)->isEnabled(); }
+};
+
+// With sites and visitors to look at.
+struct MainWindowTest : WindowTest {
+  // Three visitors on the first of two sites, one on the second.
+  void OpenWithVisitors() {
+    Sites(2);
+    for (const char* ip : {"10.0.0.1", "10.0.0.2", "10.0.0.3"}) Log("11:59:00", ip);
+    ASSERT_TRUE(Open());
+    Run(6);
+    Frm().Refresh();
+  }
+  void ChooseNode(const char* key) {
+    auto& tree = Find<QTreeView>("TreeView");
+    const QModelIndexList found =
+        tree.model()->match(tree.model()->index(0, 0), Qt::UserRole, key, 1, Qt::MatchExactly | Qt::MatchRecursive);
+    ASSERT_EQ(found.size(), 1) << key;
+    tree.setCurrentIndex(found[0]);
+  }
+  std::string NodeText(const char* key) {
+    auto& tree = Find<QTreeView>("TreeView");
+    const QModelIndexList found =
+        tree.model()->match(tree.model()->index(0, 0), Qt::UserRole, key, 1, Qt::MatchExactly | Qt::MatchRecursive);
+    return found.size() == 1 ? found[0].data().toString().toStdString() : std::string();
+  }
 };
 
 }  // namespace vantry
