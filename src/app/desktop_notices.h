@@ -20,7 +20,11 @@ class DesktopNotices final : public Notices {
   }
   void PlaySound(const std::string& path) override { console_.PlaySound(path); }
   void LogEvent(std::string_view text, EventLevel level) override { console_.LogEvent(text, level); }
-  void Tell(std::string_view text) override { console_.Tell(text); }
+  void Tell(std::string_view text) override {
+    console_.Tell(text);
+    // Whoever started it from a menu sees no console.
+    if (window_) window_->ShowMessage(BoxKind::kWarning, text);
+  }
 
  private:
   Notices& console_;

@@ -189,9 +189,9 @@ bool Engine::LoadWindow() {
   }
   // A second start leaves the first running and shows nothing.
   if (options_.acquire_instance && !options_.acquire_instance()) return false;
+  LoadDesktopWindow();  // First, as it shows what follows without waiting for an answer.
   for (const std::string& problem : problems_) ports_.notices.Tell(problem);
   for (const std::string& line : SharedHistories(t_)) ports_.notices.Tell(line);
-  LoadDesktopWindow();
   view_.SetStatus("Preparing...");
   ports_.programs.Limit(t_.Corrected.MaxPrograms,
                         [this](std::string_view text) { log_.ReportError(text, "f.runThis"); });

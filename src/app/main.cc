@@ -61,16 +61,39 @@ std::unique_ptr<vantry::Desktop> LoadWindow(int& argc, char** argv, std::string&
   return vantry::LoadDesktop({folder + VANTRY_MODULE_FOLDER "/"}, argc, argv, problem);
 }
 
-// The window system ends the process with exit() when its display dies. Nothing may be lost then.
+// Where exit() finds them: it takes no argument along.
 struct {
   vantry::Engine* engine = nullptr;
   vantry::Desktop* desktop = nullptr;
-} ends_with_the_process;
+} running;
 
 void CloseAtExit() {
-  if (!ends_with_the_process.engine) return;
-  ends_with_the_process.desktop->DisplayIsGone();
-  ends_with_the_process.engine->Closing();
+  if (!running.engine) return;
+  running.desktop->DisplayIsGone();
+  running.engine->Closing();
+}
+
+// The window system ends the process with exit() when its display dies. Nothing may be lost then.
+int TurnLoop(vantry::Engine& engine, vantry::Desktop* desktop) {
+  if (desktop) {
+    running = {&engine, desktop};
+    std::atexit(CloseAtExit);
+  }
+  const int result = QCoreApplication::exec();
+  running = {};
+  return result;
+}
+
+// One line says which address to open, and one who may look and who may steer.
+void Announce(vantry::Engine& engine) {
+  if (!engine.ListenProblem().empty()) return;
+  const std::string address = engine.Web().Address();
+  const bool v6 = address.find(':') != std::string::npos;
+  std::printf("Vantry %s is watching %d site(s). Open http://%s%s%s:%d/ in a browser.\n", vantry::AppVersion().c_str(),
+              engine.Tables().SiteCount(), v6 ? "[" : "", address.c_str(), v6 ? "]" : "",
+              engine.GetSettings().WebAccessPort);
+  std::printf("%s\n", engine.Doors().c_str());
+  std::fflush(stdout);
 }
 
 int BusRetryMs(vantry::RegistryFile& registry) {
@@ -142,20 +165,6 @@ int main(int argc, char** argv) {
   if (!resolver.Problem().empty()) {
     notices.Tell("No host names are looked up: " + app_path + "registry.ini, section Resolver: " + resolver.Problem());
   }
-  if (engine.ListenProblem().empty()) {
-    const std::string address = engine.Web().Address();
-    const bool v6 = address.find(':') != std::string::npos;
-    std::printf("Vantry %s is watching %d site(s). Open http://%s%s%s:%d/ in a browser.\n",
-                vantry::AppVersion().c_str(), engine.Tables().SiteCount(), v6 ? "[" : "", address.c_str(),
-                v6 ? "]" : "", engine.GetSettings().WebAccessPort);
-    std::printf("%s\n", engine.Doors().c_str());
-    std::fflush(stdout);
-  }
-  if (desktop) {
-    ends_with_the_process = {&engine, desktop.get()};
-    std::atexit(CloseAtExit);
-  }
-  result = QCoreApplication::exec();
-  ends_with_the_process = {};
-  return result;
+  Announce(engine);
+  return TurnLoop(engine, desktop.get());
 }

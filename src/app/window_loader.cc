@@ -1,5 +1,6 @@
 #include "app/window_loader.h"
 
+#include <cstdlib>
 #include <filesystem>
 
 #include <dlfcn.h>
@@ -27,10 +28,20 @@ const DesktopModule* LoadModule(const std::string& path, std::string& problem) {
   return nullptr;
 }
 
+// The module brings some tens of megabytes of libraries, which a server without a display can do without.
+bool DisplayIsNamed() {
+  for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+    const char* value = std::getenv(variable);
+    if (value && *value) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 std::unique_ptr<Desktop> LoadDesktop(const std::vector<std::string>& folders, int& argc, char** argv,
                                      std::string& problem) {
+  if (!DisplayIsNamed()) return nullptr;
   for (const std::string& folder : folders) {
     std::error_code error;
     if (!std::filesystem::exists(folder + kFile, error)) continue;
