@@ -13,7 +13,8 @@ void Engine::WatchEdits() {
                                   .log = log_,
                                   .clock = ports_.clock,
                                   .app_path = options_.app_path,
-                                  .tell = [this](const std::string& text) { ports_.notices.Tell(text); }});
+                                  .tell = [this](const std::string& text) { ports_.notices.Tell(text); },
+                                  .taken_over = [this] { RefreshView(); }});
   edits_->BeginProgramFolder();
 }
 

@@ -56,7 +56,10 @@ std::string LiveEdits::TakeOver(bool at_once) {
     list += mistake;
     c_.tell(row.path + mistake + ". What was read before holds until this is put right.");
   }
-  if (!taken.empty()) c_.log.WriteProgramLog("Taken over: " + taken, false);
+  if (!taken.empty()) {
+    c_.log.WriteProgramLog("Taken over: " + taken, false);
+    c_.taken_over();
+  }
   if (taken.empty() && refused.empty()) return "nothing was edited";
   return (taken.empty() ? "" : "taken over: " + taken) + (taken.empty() || refused.empty() ? "" : "; ") +
          (refused.empty() ? "" : "not taken over: " + refused);

@@ -25,6 +25,7 @@ struct LiveEditsContext {
   Clock& clock;
   std::string app_path;
   std::function<void(std::string)> tell;  // For the console.
+  std::function<void()> taken_over;       // Something holds now that did not before.
 };
 
 class LiveEdits {

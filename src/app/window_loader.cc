@@ -2,8 +2,11 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <vector>
 
 #include <dlfcn.h>
+#include <link.h>
 
 #include "build_stamp.h"
 
@@ -12,7 +15,31 @@ namespace {
 
 constexpr char kFile[] = "vantry-desktop.so";
 
+// Whether the file holds all that its headers promise. The system's loader takes their word for it, and the process
+// dies at the first page that is not there. What is no library at all is left to the loader to refuse.
+bool IsWhole(const std::string& path) {
+  std::error_code error;
+  const uint64_t size = std::filesystem::file_size(path, error);
+  std::ifstream file(path, std::ios::binary);
+  ElfW(Ehdr) header{};
+  if (error || !file.read(reinterpret_cast<char*>(&header), sizeof header)) return true;
+  if (std::string_view(reinterpret_cast<char*>(header.e_ident), SELFMAG) != ELFMAG) return true;
+  std::vector<ElfW(Phdr)> parts(header.e_phnum);
+  file.seekg(static_cast<std::streamoff>(header.e_phoff));
+  if (!file.read(reinterpret_cast<char*>(parts.data()), static_cast<std::streamsize>(parts.size() * sizeof parts[0]))) {
+    return false;
+  }
+  for (const ElfW(Phdr) & part : parts) {
+    if (part.p_type == PT_LOAD && (part.p_offset > size || part.p_filesz > size - part.p_offset)) return false;
+  }
+  return true;
+}
+
 const DesktopModule* LoadModule(const std::string& path, std::string& problem) {
+  if (!IsWhole(path)) {
+    problem = "There is no window, as " + path + " is cut off. Install it anew.";
+    return nullptr;
+  }
   // Never closed: the window's code runs until the process ends.
   void* library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!library) {

@@ -43,7 +43,7 @@ void MainWindow::Load() {
 void MainWindow::AfterFirstShow() {
   if (unloaded_) return;
   if (parts_.settings.AutoHide && !t_.InTray) {
-    HideInTray();
+    PutAway();
   } else {
     AskAboutImport();
   }
@@ -96,9 +96,13 @@ void MainWindow::ShowFromTray() {
   Refresh();
 }
 
-// Without a tray nobody could bring the window back, so it is made small.
-void MainWindow::HideInTray() {
+// Without a tray the person in front of it could not bring the window back, so it is made small.
+void MainWindow::PutAway() {
   if (!QSystemTrayIcon::isSystemTrayAvailable() && !t_.ServiceMode) return showMinimized();
+  HideInTray();
+}
+
+void MainWindow::HideInTray() {
   tray_.show();
   hide();
   was_hidden_ = true;

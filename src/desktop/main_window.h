@@ -51,6 +51,7 @@ class MainWindow final : public QMainWindow {
   void ShowCurrentView();
   void SetTrayTip(const QString& text) { tray_.setToolTip(text); }
   void ShowFromTray();
+  // Out of sight, whether this screen has a tray or not.
   void HideInTray();
 
   // Runs the command of this name, as its menu does.
@@ -122,6 +123,7 @@ class MainWindow final : public QMainWindow {
   void FollowFocus();
   void AskAboutImport();
   void AfterFirstShow();
+  void PutAway();
   std::string WizardPath(std::string_view program) const;
 
   WindowParts parts_;
@@ -146,8 +148,7 @@ class MainWindow final : public QMainWindow {
   QToolButton* lock_button_ = nullptr;
   QSystemTrayIcon tray_;
   QTimer refresh_timer_;
-  QTimer shown_timer_;       // Once, when the loop turns for the first time.
-  int16_t filters_of_ = -1;  // The site whose filters the selectors hold.
+  QTimer shown_timer_;  // Once, when the loop turns for the first time.
   bool status_changed_ = true;
   bool rows_changed_ = true;
   bool was_hidden_ = false;

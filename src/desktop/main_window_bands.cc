@@ -206,10 +206,6 @@ QWidget* MainWindow::MakeAlertFilter() {
 QWidget* MainWindow::MakeExceptionFilter() {
   exc_select_ = new QComboBox(this);
   exc_select_->setObjectName("miExcSelect");
-  exc_select_->addItem("(all exceptions)");
-  for (const ExceptionType& type : parts_.settings.ExceptionTypes) {
-    exc_select_->addItem(QString::number(type.Number) + ": " + ShownText(type.Description));
-  }
   QObject::connect(exc_select_, &QComboBox::currentIndexChanged, this,
                    [this](int place) { ChooseFilter(&SiteRec::ExceptionView, place); });
   return MakeFilterBar("EXCBar", PlainLabel("miLabelExceptions", "Exceptions", this), exc_select_);

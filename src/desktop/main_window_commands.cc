@@ -153,7 +153,7 @@ void MainWindow::StopSite() {
 
 void MainWindow::Hide() {
   t_.InTray = true;
-  HideInTray();
+  PutAway();
 }
 
 void MainWindow::ExcludeVisitor(const SelectedRow& row) {

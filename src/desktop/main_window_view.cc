@@ -1,5 +1,6 @@
 // What the main window shows: the view of the chosen site, its summary, and which commands apply.
 #include <QStyle>
+#include <algorithm>
 
 #include "core/text.h"
 #include "core/view_summary.h"
@@ -14,6 +15,18 @@ namespace vantry {
 namespace {
 
 constexpr std::string_view kViewCommands[] = {"miViewVisitors", "miViewAlerts", "miViewSpiders", "miViewExceptions"};
+
+// Without telling anybody that another entry was chosen. An entry that is open for choice stays as it is.
+void Offer(QComboBox* select, const QStringList& entries, int chosen) {
+  const QSignalBlocker no_choice(select);
+  bool same = select->count() == entries.size();
+  for (int i = 0; same && i < select->count(); ++i) same = select->itemText(i) == entries[i];
+  if (!same) {
+    select->clear();
+    select->addItems(entries);
+  }
+  select->setCurrentIndex(std::min<int>(chosen, select->count() - 1));
+}
 
 }  // namespace
 
@@ -101,22 +114,21 @@ void MainWindow::ShowSiteStatus() {
   if (status_->text() != text) status_->setText(text);
 }
 
-// Each site keeps its own filters, so the selectors are filled again when another site is chosen.
+// Each site keeps its own filters, and files that are edited meanwhile bring other entries.
 void MainWindow::FillFilters() {
-  const int16_t n = ChosenSite() ? t_.CurrentView : int16_t{0};
-  if (filters_of_ == n) return;
-  filters_of_ = n;
-  const QSignalBlocker no_choice(alert_select_), no_other(exc_select_);
-  alert_select_->clear();
-  alert_select_->addItem("(all alerts)");
-  alert_label_->setText(n > 0 ? "Alerts" : "All Alerts");
+  const SiteRec* site = ChosenSite();
+  QStringList alerts("(all alerts)"), exceptions("(all exceptions)");
   for (const AlertRec& alert : t_.Alerts) {
-    if (n > 0 && alert.Site == n) {
-      alert_select_->addItem(QString::number(alert.AlertNo) + ". " + ShownText(Trim(alert.Name)));
+    if (site && alert.Site == t_.CurrentView) {
+      alerts += QString::number(alert.AlertNo) + ". " + ShownText(Trim(alert.Name));
     }
   }
-  alert_select_->setCurrentIndex(n > 0 ? std::min<int>(t_.Site(n).AlertView, alert_select_->count() - 1) : 0);
-  exc_select_->setCurrentIndex(n > 0 ? std::min<int>(t_.Site(n).ExceptionView, exc_select_->count() - 1) : 0);
+  for (const ExceptionType& type : parts_.settings.ExceptionTypes) {
+    exceptions += QString::number(type.Number) + ": " + ShownText(type.Description);
+  }
+  alert_label_->setText(site ? "Alerts" : "All Alerts");
+  Offer(alert_select_, alerts, site ? site->AlertView : 0);
+  Offer(exc_select_, exceptions, site ? site->ExceptionView : 0);
 }
 
 void MainWindow::ChooseFilter(int16_t SiteRec::*filter, int place) {

@@ -132,6 +132,28 @@ TEST_F(MainWindowTest, TheFilterOfExceptionsHoldsEveryType) {
   EXPECT_EQ(T().Site(1).ExceptionView, 3);
 }
 
+TEST_F(MainWindowTest, EditsOfItsFilesShowInTreeAndFilters) {
+  files.Put("/home/registry.ini", "[Corrections]\r\nKeepEdits=True\r\n");
+  OpenWithVisitors();
+  ChooseNode("lf1");
+  auto& select = Find<QComboBox>("miExcSelect");
+  select.setCurrentIndex(3);
+  std::vector<ExceptionType> types = engine->GetSettings().ExceptionTypes;
+  types[0].Description = "Newly named";
+  files.Put("/home/EXTYPES.INI", FormatExTypes(types));
+  std::string sites = files.Get("/home/VANTRY.INI");
+  files.Put("/home/VANTRY.INI", sites.replace(sites.find("[Site 2]"), 8, "[Moved]"));
+  for (int i = 0; i < 4; ++i) {
+    clock.Advance(4);
+    loop.Tick(LiveEdits::kLookMs);
+  }
+  EXPECT_THAT(select.itemText(1).toStdString(), HasSubstr("Newly named"));
+  EXPECT_EQ(select.currentIndex(), 3);
+  Frm().Refresh();
+  EXPECT_THAT(NodeText("lf3"), HasSubstr("Moved"));
+  EXPECT_EQ(NodeText("lf2"), "");
+}
+
 TEST_F(MainWindowTest, ClosingAsksFirst) {
   OpenWithVisitors();
   prompts.answer = QMessageBox::No;

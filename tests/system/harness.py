@@ -175,7 +175,7 @@ class Home:
 class Vantry:
     """The program running on a Home."""
 
-    def __init__(self, home, zone="UTC", env=None, preexec=None):
+    def __init__(self, home, zone="UTC", env=None, preexec=None, program=None):
         self.home = home
         self.port = home.port
         environment = {k: v for k, v in os.environ.items()
@@ -188,7 +188,7 @@ class Vantry:
         # Files, not pipes: a program that tells much must not wait for a reader.
         self.out = tempfile.TemporaryFile()
         self.err = tempfile.TemporaryFile()
-        self.process = subprocess.Popen([vantry_binary()], stdin=subprocess.DEVNULL, stdout=self.out, stderr=self.err,
+        self.process = subprocess.Popen([program or vantry_binary()], stdin=subprocess.DEVNULL, stdout=self.out, stderr=self.err,
                                         env=environment, cwd="/", preexec_fn=preexec)
         self.ended = False
         self.errors_expected = False  # Set by a test that makes a step of the program fail.

@@ -3,6 +3,7 @@
 it is found by the names of its parts, read, and steered."""
 
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -202,6 +203,39 @@ class WindowTest(SystemTest):
         self.assertGreater(int(home.site_values("One")["LastReadPos"]), 0)
         with open(home.file("Data/TRL.LOG"), encoding="latin-1") as log:
             self.assertIn("End of session", log.read())
+
+    def test_a_module_of_another_build_or_a_damaged_one_is_refused(self):
+        home = self.home()
+        folder = os.path.join(home.base, "copy")
+        for part in ("bin", "lib/vantry"):
+            os.makedirs(os.path.join(folder, part))
+        program = shutil.copy(vantry_binary(), os.path.join(folder, "bin"))
+        with open(MODULE, "rb") as file:
+            whole = file.read()
+        stamp = re.search(rb"\d+\.\d+\.\d+ [0-9a-f]{16}\0", whole).group(0)
+        modules = {"is of another build": whole.replace(stamp, b"9" + stamp[1:]),
+                   "is cut off": whole[:300_000],
+                   "can't be loaded": b"no library" * 100}
+        for problem, module in modules.items():
+            with open(os.path.join(folder, "lib/vantry/vantry-desktop.so"), "wb") as file:
+                file.write(module)
+            vantry = self.start(home, env=self.display.of_the_program(), program=program)
+            self.assertIn("There is no window, as %s/lib/vantry/vantry-desktop.so %s" % (folder, problem),
+                          vantry.stderr().replace("/bin/..", ""))
+            vantry.stop()
+
+    def test_is_hidden_and_shown_by_control_lines(self):
+        _, vantry = self.open()
+        self.close_messages()
+
+        def on_screen():
+            states = self.find("Current Visitors", "table").getState()
+            return states.contains(pyatspi.STATE_SHOWING)
+        wait_until(on_screen)
+        vantry.control("HIDE")
+        wait_until(lambda: not on_screen(), what="it is still on the screen")
+        vantry.control("SHOW")
+        wait_until(on_screen, what="it did not come back")
 
     def test_without_a_display_it_runs_as_ever(self):
         home = self.home()
