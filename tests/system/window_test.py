@@ -8,6 +8,7 @@ import shutil
 import signal
 import subprocess
 import tempfile
+import threading
 import time
 import unittest
 
@@ -56,6 +57,60 @@ class Display:
                 process.wait()
         self.bus.stdout.close()
         shutil.rmtree(self.folder, ignore_errors=True)
+
+
+class Tray:
+    """A tray as desktops have it: items register at it over the bus."""
+
+    XML = """<node><interface name="org.kde.StatusNotifierWatcher">
+      <method name="RegisterStatusNotifierItem"><arg direction="in" type="s"/></method>
+      <method name="RegisterStatusNotifierHost"><arg direction="in" type="s"/></method>
+      <property name="RegisteredStatusNotifierItems" type="as" access="read"/>
+      <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
+      <property name="ProtocolVersion" type="i" access="read"/>
+      <signal name="StatusNotifierHostRegistered"/></interface></node>"""
+
+    def __init__(self, address):
+        from gi.repository import Gio, GLib
+        self.Gio, self.GLib = Gio, GLib
+        self.items = []
+        flags = Gio.DBusConnectionFlags
+        self.bus = Gio.DBusConnection.new_for_address_sync(
+            address, flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION, None, None)
+        interface = Gio.DBusNodeInfo.new_for_xml(self.XML).interfaces[0]
+        self.bus.register_object("/StatusNotifierWatcher", interface, self._called, self._property, None)
+        self._call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+                   GLib.Variant("(su)", ("org.kde.StatusNotifierWatcher", 4)))
+        self.loop = GLib.MainLoop()
+        self.thread = threading.Thread(target=self.loop.run)  # The program asks while it starts.
+        self.thread.start()
+
+    def _called(self, _bus, sender, _path, _interface, method, parameters, invocation):
+        if method == "RegisterStatusNotifierItem":
+            self.items.append((sender, parameters.unpack()[0]))
+        invocation.return_value(None)
+
+    def _property(self, _bus, _sender, _path, _interface, name):
+        return {"RegisteredStatusNotifierItems": self.GLib.Variant("as", []),
+                "IsStatusNotifierHostRegistered": self.GLib.Variant("b", True),
+                "ProtocolVersion": self.GLib.Variant("i", 0)}[name]
+
+    def _call(self, name, path, interface, method, parameters):
+        return self.bus.call_sync(name, path, interface, method, parameters, None, self.Gio.DBusCallFlags.NONE, 5000,
+                                  None).unpack()
+
+    def tooltip(self):
+        return self._call(self.items[-1][0], "/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Get",
+                          self.GLib.Variant("(ss)", ("org.kde.StatusNotifierItem", "ToolTip")))[0]
+
+    def click(self):
+        self._call(self.items[-1][0], "/StatusNotifierItem", "org.kde.StatusNotifierItem", "Activate",
+                   self.GLib.Variant("(ii)", (0, 0)))
+
+    def close(self):
+        self.loop.quit()
+        self.thread.join()
+        self.bus.close_sync(None)
 
 
 def parts(node, depth=0):
@@ -151,6 +206,9 @@ class WindowTest(SystemTest):
             return True
         wait_until(close)
 
+    def on_screen(self):
+        return self.find("Current Visitors", "table").getState().contains(pyatspi.STATE_SHOWING)
+
     def test_is_read_and_steered_over_the_accessibility_bus(self):
         skip_at_midnight()
         _, vantry = self.open()
@@ -228,14 +286,23 @@ class WindowTest(SystemTest):
         _, vantry = self.open()
         self.close_messages()
 
-        def on_screen():
-            states = self.find("Current Visitors", "table").getState()
-            return states.contains(pyatspi.STATE_SHOWING)
-        wait_until(on_screen)
+        wait_until(self.on_screen)
         vantry.control("HIDE")
-        wait_until(lambda: not on_screen(), what="it is still on the screen")
+        wait_until(lambda: not self.on_screen(), what="it is still on the screen")
         vantry.control("SHOW")
-        wait_until(on_screen, what="it did not come back")
+        wait_until(self.on_screen, what="it did not come back")
+
+    def test_waits_in_the_tray_and_comes_back_at_a_click(self):
+        tray = Tray(self.display.address)
+        self.addCleanup(tray.close)
+        _, vantry = self.open()
+        wait_until(lambda: len(vantry.addresses()) == 4, what=vantry.stderr)
+        self.close_messages()
+        self.menu("Hide")
+        wait_until(lambda: tray.items and not self.on_screen(), what="it did not go into the tray")
+        wait_until(lambda: "Vantry: [4 Visitors]" in tray.tooltip(), what=lambda: tray.tooltip())
+        tray.click()
+        wait_until(self.on_screen, what="it did not come back")
 
     def test_without_a_display_it_runs_as_ever(self):
         home = self.home()
