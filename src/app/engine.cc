@@ -52,7 +52,8 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       send_timer_(ports_.loop.NewTimer(MailQueue::kSendTimerMs, [this] { mail_.SendTimerTick(); })),
       flush_timer_(ports_.loop.NewTimer(VisitDatabase::kFlushAllMs, [this] { FlushHistory(); })),
       edit_timer_(ports_.loop.NewTimer(LiveEdits::kLookMs, [this] { edits_->TakeOver(false); })),
-      pause_(t_, log_, view_, AppVersion()) {
+      pause_(t_, log_, view_, AppVersion()),
+      service_(ForService()) {
   pause_.AddTimer(*timer1_);
   pause_.AddTimer(*timer2_);
   pause_.AddTimer(*send_timer_);
@@ -202,6 +203,7 @@ bool Engine::LoadWindow() {
   log_.WriteSessionStart(AppVersion());
   StartTimersAndListener();
   pause_.ShowRunning();
+  service_.Start();
   return true;
 }
 
@@ -276,6 +278,7 @@ void Engine::StartTimersAndListener() {
   if (t_.Corrected.KeepUnsentMail) {
     retry_timer_ = ports_.loop.NewTimer(MailQueue::kRetryTimerMs, [this] { mail_.RetryTick(); });
     retry_timer_->Start();
+    pause_.AddTimer(*retry_timer_);
     mail_.RetryTick();
   }
   if (t_.Corrected.Immediate) log_watch_.Start();
@@ -372,7 +375,7 @@ void Engine::Closing() {
   ports_.resolver.Cancel();
   web_.CloseConnections();
   automation_.Close();
-  WriteRegistryValue(registry_, kSettings, "ServiceRunning", "False");
+  service_.Ending();
   // Also before what may take half a minute: a program that is killed meanwhile has lost nothing.
   FlushHistory();
   SaveSites();

@@ -22,6 +22,7 @@
 #include "database/visit_database.h"
 #include "desktop/desktop_module.h"
 #include "monitors/pause.h"
+#include "monitors/service.h"
 #include "notify/daily_report.h"
 #include "notify/mail_queue.h"
 #include "notify/sms_queue.h"
@@ -40,6 +41,7 @@
 #include "ports/programs.h"
 #include "ports/random.h"
 #include "ports/resolver.h"
+#include "ports/service_manager.h"
 #include "scan/agent_names.h"
 #include "scan/log_watch.h"
 #include "scan/resolver_queue.h"
@@ -66,7 +68,8 @@ struct EnginePorts {
   Random& random;
   Patterns& patterns;
   FileWatch& watch;
-  Desktop* window = nullptr;  // Null: nobody looks.
+  Desktop* window = nullptr;          // Null: nobody looks.
+  ServiceManager* service = nullptr;  // Null: the program is no service.
 };
 
 struct EngineOptions {
@@ -99,14 +102,17 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
 
   std::string Caption() const override { return pause_.Caption(); }
   bool Monitoring() const override { return timer1_->Enabled(); }
-  void Pause() override { pause_.Pause(); }
-  void Continue() override { pause_.Continue(); }
+  void Pause() override { service_.Pause(); }
+  void Continue() override { service_.Continue(); }
   void Stop() override { Closing(); }
   // Takes over what was edited, and says what that was. Nothing without the correction.
   std::string Reload() override { return edits_ ? edits_->TakeOver(true) : std::string(); }
   Status MakeReport(std::string_view site, std::string& path) override { return report_.MakeReport(site, path); }
   // The signal that a closing terminal sends, and that asks a service to read its files again.
   void HangUp();
+  // The signals that ask the program to end, and those for the window (Service::kShow, Service::kHide).
+  void StopBySignal() { service_.Stop(); }
+  void Control(int code) { service_.Control(code); }
   void ShowWindow() override { view_.Show(); }
   void HideWindow() override { view_.Hide(); }
   void SendLoginMail(const std::string& to, const std::string& text, std::function<void()> done) override;
@@ -136,6 +142,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   AutomationContext ForAutomation();
   ScanContext ForScan();
   WebContext ForWeb();
+  ServiceContext ForService();
 
   void InitEngine();
   void ReadRegistry();
@@ -202,6 +209,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   std::unique_ptr<Timer> save_timer_;   // Null without QuietReplay.
   std::unique_ptr<Timer> retry_timer_;  // Null without KeepUnsentMail.
   PauseControl pause_;
+  Service service_;
   uint64_t removed_at_return_ = 0;  // Visitors that had left when free memory last went back to the system.
 };
 

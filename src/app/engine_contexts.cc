@@ -107,4 +107,15 @@ WebContext Engine::ForWeb() {
           .version = AppVersion()};
 }
 
+ServiceContext Engine::ForService() {
+  return {.t = t_,
+          .log = log_,
+          .view = view_,
+          .loop = ports_.loop,
+          .registry = registry_,
+          .pause = pause_,
+          .manager = ports_.service,
+          .end_session = [this] { Closing(); }};
+}
+
 }  // namespace vantry

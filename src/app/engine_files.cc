@@ -21,6 +21,9 @@ void Engine::WatchEdits() {
 void Engine::HangUp() {
   if (edits_ && !options_.on_terminal) {
     edits_->TakeOver(true);
+  } else if (t_.ServiceMode) {
+    // Nothing but its manager ends a service.
+    ports_.notices.Tell("The program's files are read again at its next start: the correction KeepEdits is off.");
   } else {
     Closing();
   }

@@ -23,6 +23,7 @@
 #include "platform/lmdb_index.h"
 #include "platform/posix_data_files.h"
 #include "platform/posix_files.h"
+#include "platform/process_signals.h"
 #include "platform/program_starter.h"
 #include "platform/qt_line_client.h"
 #include "platform/qt_loop.h"
@@ -31,9 +32,9 @@
 #include "platform/sd_bus_automation.h"
 #include "platform/single_instance.h"
 #include "platform/socket_listener.h"
-#include "platform/stop_signals.h"
 #include "platform/system_clock.h"
 #include "platform/system_random.h"
+#include "platform/systemd_service.h"
 
 namespace {
 
@@ -112,12 +113,13 @@ int main(int argc, char** argv) {
     return *command.exit_code;
   }
   std::string window_problem;
-  const bool service = !Environment("NOTIFY_SOCKET").empty();
-  const auto desktop = service || !command.window ? nullptr : LoadWindow(argc, argv, window_problem);
+  std::optional<vantry::DesktopNotices> people;
+  vantry::SystemdService service([&people](std::string_view text) { people->Tell(text); });
+  const auto desktop = service.Running() || !command.window ? nullptr : LoadWindow(argc, argv, window_problem);
   std::optional<QCoreApplication> application;
   if (!desktop) application.emplace(argc, argv);
-  vantry::ConsoleNotices console(!Environment("JOURNAL_STREAM").empty());
-  vantry::DesktopNotices notices(console, desktop.get());
+  vantry::ConsoleNotices console(service.Running() || !Environment("JOURNAL_STREAM").empty());
+  vantry::DesktopNotices& notices = people.emplace(console, desktop.get());
   if (!window_problem.empty()) notices.Tell(window_problem);
   vantry::PosixFiles files;
   const std::string app_path = AppPath();
@@ -138,9 +140,8 @@ int main(int argc, char** argv) {
   vantry::Re2Patterns patterns;
   vantry::ProgramStarter programs;
   vantry::SystemRandom random;
-  // A service manager names a socket for notes of its services.
   vantry::SdBusAutomation bus(
-      {.system = service, .environment = vantry::ReadBusEnvironment(), .retry_ms = BusRetryMs(registry)});
+      {.system = service.Running(), .environment = vantry::ReadBusEnvironment(), .retry_ms = BusRetryMs(registry)});
   vantry::SingleInstance instance(app_path + "vantry.lock");
   int result = 0;
   const auto acquire = [&] {
@@ -152,7 +153,7 @@ int main(int argc, char** argv) {
     return status.ok();
   };
   vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus,
-                         random, patterns, watch, desktop.get()},
+                         random, patterns, watch, desktop.get(), &service},
                         {app_path,
                          command.text,
                          vantry::ReadRegional(registry),
@@ -160,7 +161,11 @@ int main(int argc, char** argv) {
                          acquire,
                          {ExecutableFolder().parent_path().string() + "/share/vantry/"},
                          ::isatty(STDIN_FILENO) == 1});
-  vantry::StopSignals signals([&engine] { engine.Closing(); }, [&engine] { engine.HangUp(); });
+  vantry::ProcessSignals signals({.stop = [&engine] { engine.StopBySignal(); },
+                                  .hang_up = [&engine] { engine.HangUp(); },
+                                  .pause = [&engine] { engine.Pause(); },
+                                  .go_on = [&engine] { engine.Continue(); },
+                                  .control = [&engine](int code) { engine.Control(code); }});
   if (!engine.Main()) return result;
   if (!resolver.Problem().empty()) {
     notices.Tell("No host names are looked up: " + app_path + "registry.ini, section Resolver: " + resolver.Problem());

@@ -55,6 +55,17 @@ constexpr CommandRow kCommands[] = {
      "SITE is the site's name. The report has today's alerts, spiders and exceptions so far. It is a file in the\n"
      "program's folder, on the machine where Vantry runs, and replaces the one before. It is not mailed.\n\n",
      1, 1},
+    {CtlCommand::kInstallService, "install-service", "[DIR] [--account NAME] [--auto]",
+     "let the machine's service manager run Vantry",
+     "DIR is the program's folder, $VANTRY_HOME if it is left out. Writes /etc/systemd/system/vantry.service, which\n"
+     "takes the place of a packaged service until `vantryctl remove-service`.\n\n"
+     "  --account NAME    who it runs as; without it, or with SYSTEM, whom DIR belongs to\n"
+     "  --system-account  whom DIR belongs to, whatever --account says\n"
+     "  --auto            start it with the machine\n"
+     "  --root FOLDER     install it in a machine that is mounted there, and start nothing\n",
+     0, 1},
+    {CtlCommand::kRemoveService, "remove-service", "", "end the service and remove it from the service manager",
+     "  --root FOLDER     remove it from a machine that is mounted there\n", 0, 0},
 };
 
 const CommandRow& RowOf(CtlCommand command) {
@@ -96,7 +107,7 @@ std::string TypeList() {
 }
 
 // Which commands an option belongs to.
-enum class Scope { kNetwork, kWatch, kAddSite };
+enum class Scope { kNetwork, kWatch, kAddSite, kInstall, kService };
 
 struct OptionRow {
   std::string_view name;
@@ -128,6 +139,26 @@ const OptionRow kOptions[] = {
        return Status::Ok();
      }},
     {"--type", Scope::kAddSite, true, SetType},
+    {"--account", Scope::kInstall, true,
+     [](CtlArguments& a, const std::string& v) {
+       a.service.account = v;
+       return Status::Ok();
+     }},
+    {"--system-account", Scope::kInstall, false,
+     [](CtlArguments& a, const std::string&) {
+       a.service.system_account = true;
+       return Status::Ok();
+     }},
+    {"--auto", Scope::kInstall, false,
+     [](CtlArguments& a, const std::string&) {
+       a.service.starts_automatically = true;
+       return Status::Ok();
+     }},
+    {"--root", Scope::kService, true,
+     [](CtlArguments& a, const std::string& v) {
+       a.root = v;
+       return v.empty() ? Misuse("--root takes a folder.") : Status::Ok();
+     }},
 };
 
 bool Takes(CtlCommand command, Scope scope) {
@@ -136,6 +167,10 @@ bool Takes(CtlCommand command, Scope scope) {
       return command == CtlCommand::kWatch;
     case Scope::kAddSite:
       return command == CtlCommand::kAddSite;
+    case Scope::kInstall:
+      return command == CtlCommand::kInstallService;
+    case Scope::kService:
+      return command == CtlCommand::kInstallService || command == CtlCommand::kRemoveService;
     default:
       return !IsOffline(command);
   }
@@ -230,7 +265,9 @@ constexpr std::string_view kNetworkHelp =
 }  // namespace
 
 bool IsOffline(CtlCommand command) {
-  return command == CtlCommand::kAddSite || command == CtlCommand::kCorrections || command == CtlCommand::kWidenTables;
+  return command == CtlCommand::kAddSite || command == CtlCommand::kCorrections ||
+         command == CtlCommand::kWidenTables || command == CtlCommand::kInstallService ||
+         command == CtlCommand::kRemoveService;
 }
 
 Status ParseArguments(const std::vector<std::string>& words, CtlArguments& arguments) {
@@ -251,7 +288,7 @@ std::string HelpText(std::optional<CtlCommand> command) {
   }
   std::string text = "Usage: vantryctl [--host HOST] [--port N] COMMAND ...\n\nCommands:\n";
   for (const CommandRow& row : kCommands) {
-    text.append("  ").append(row.name).append(15 - row.name.size(), ' ').append(row.summary).append("\n");
+    text.append("  ").append(row.name).append(17 - row.name.size(), ' ').append(row.summary).append("\n");
   }
   text += "\nOptions:\n";
   text += kNetworkHelp;

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "config/service_setup.h"
 #include "core/status.h"
 #include "core/tables.h"
 
@@ -23,7 +24,9 @@ enum class CtlCommand {
   kCorrections,
   kWidenTables,
   kReload,
-  kReport
+  kReport,
+  kInstallService,
+  kRemoveService
 };
 
 // Commands on a folder of files, which ask no running program.
@@ -37,6 +40,8 @@ struct CtlArguments {
   bool once = false;            // watch
   std::string name, domain;     // add-site
   std::optional<LogType> type;  // add-site
+  ServiceForm service;          // install-service
+  std::string root = "/";       // install-service, remove-service
   std::vector<std::string> operands;
 };
 

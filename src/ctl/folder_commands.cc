@@ -11,6 +11,7 @@
 #include "core/text.h"
 #include "ctl/add_site.h"
 #include "ctl/screen_text.h"
+#include "ctl/service_commands.h"
 #include "database/widen_tables.h"
 #include "logs/formats.h"
 #include "platform/posix_data_files.h"
@@ -20,12 +21,6 @@
 
 namespace vantry {
 namespace {
-
-std::string AbsolutePath(const std::string& path) {
-  std::error_code error;
-  const auto absolute = std::filesystem::absolute(path, error);
-  return error ? path : absolute.lexically_normal().string();
-}
 
 // `trouble` is what a program that runs would do.
 Status Hold(SingleInstance& lock, const std::string& home, const std::string& trouble) {
@@ -87,17 +82,6 @@ Status AddSiteCommand(Files& files, const CtlArguments& a) {
   return status;
 }
 
-// The folder that a command names, or that of the environment.
-Status FolderOf(const std::string& named, std::string& home) {
-  const char* variable = std::getenv("VANTRY_HOME");
-  const std::string folder = named.empty() && variable ? variable : named;
-  if (folder.empty()) return Status::Error(Fail::kBadData, "Which folder? Name it, or set VANTRY_HOME.");
-  home = WithSeparator(AbsolutePath(folder));
-  std::error_code error;
-  if (std::filesystem::is_directory(home, error)) return Status::Ok();
-  return Status::Error(Fail::kNotFound, Printable(home) + " is not a folder.");
-}
-
 Status CorrectionsCommand(Files& files, std::vector<std::string> operands) {
   std::string named, home;
   if (!operands.empty() && !Contains(operands[0], "=")) {
@@ -127,18 +111,6 @@ Status CorrectionsCommand(Files& files, std::vector<std::string> operands) {
   return status;
 }
 
-// The data folder of a program's folder, as the program finds it.
-Status FindDataFolder(Files& files, const std::string& home, std::string& folder) {
-  RegistryFile registry(files, home + "registry.ini");
-  Settings settings;
-  settings.DDFPath = WithSeparator(ReadRegistryValue(registry, "Settings", "DDFPath", home + "Data/"));
-  std::string bytes;
-  const Status status = files.Read(home + "SETTINGS.INI", bytes);
-  if (status.ok()) (void)ParseSettings(bytes, settings);
-  folder = settings.DDFPath;
-  return status.fail == Fail::kNotFound ? Status::Ok() : status;
-}
-
 Status WidenCommand(Files& files, const CtlArguments& a) {
   std::string home, folder;
   Status status = FolderOf(a.operands.empty() ? "" : a.operands[0], home);
@@ -160,12 +132,43 @@ Status WidenCommand(Files& files, const CtlArguments& a) {
 
 }  // namespace
 
+std::string AbsolutePath(const std::string& path) {
+  std::error_code error;
+  const auto absolute = std::filesystem::absolute(path, error);
+  return error ? path : absolute.lexically_normal().string();
+}
+
+Status FolderOf(const std::string& named, std::string& home) {
+  const char* variable = std::getenv("VANTRY_HOME");
+  const std::string folder = named.empty() && variable ? variable : named;
+  if (folder.empty()) return Status::Error(Fail::kBadData, "Which folder? Name it, or set VANTRY_HOME.");
+  home = WithSeparator(AbsolutePath(folder));
+  std::error_code error;
+  if (std::filesystem::is_directory(home, error)) return Status::Ok();
+  return Status::Error(Fail::kNotFound, Printable(home) + " is not a folder.");
+}
+
+Status FindDataFolder(Files& files, const std::string& home, std::string& folder) {
+  RegistryFile registry(files, home + "registry.ini");
+  Settings settings;
+  settings.DDFPath = WithSeparator(ReadRegistryValue(registry, "Settings", "DDFPath", home + "Data/"));
+  std::string bytes;
+  const Status status = files.Read(home + "SETTINGS.INI", bytes);
+  if (status.ok()) (void)ParseSettings(bytes, settings);
+  folder = settings.DDFPath;
+  return status.fail == Fail::kNotFound ? Status::Ok() : status;
+}
+
 Status RunFolderCommand(Files& files, const CtlArguments& arguments) {
   switch (*arguments.command) {
     case CtlCommand::kCorrections:
       return CorrectionsCommand(files, arguments.operands);
     case CtlCommand::kWidenTables:
       return WidenCommand(files, arguments);
+    case CtlCommand::kInstallService:
+      return InstallServiceCommand(files, arguments);
+    case CtlCommand::kRemoveService:
+      return RemoveServiceCommand(arguments);
     default:
       return AddSiteCommand(files, arguments);
   }

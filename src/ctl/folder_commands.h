@@ -1,6 +1,9 @@
 // The commands of vantryctl that work on a program's folder and ask no running program.
 #pragma once
 
+#include <string>
+
+#include "core/status.h"
 #include "ctl/arguments.h"
 #include "ports/files.h"
 
@@ -8,5 +11,14 @@ namespace vantry {
 
 // Runs one of them; output goes to standard output.
 Status RunFolderCommand(Files& files, const CtlArguments& arguments);
+
+// For the commands that work on a folder.
+std::string AbsolutePath(const std::string& path);
+
+// The folder that a command names, or that of the environment, with "/" at its end.
+Status FolderOf(const std::string& named, std::string& home);
+
+// The data folder of a program's folder, as the program finds it.
+Status FindDataFolder(Files& files, const std::string& home, std::string& folder);
 
 }  // namespace vantry

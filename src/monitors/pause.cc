@@ -22,14 +22,18 @@ void PauseControl::StopTimers() {
 }
 
 void PauseControl::Pause() {
+  paused_ = true;
   SetCaption(t_.ServiceMode ? " [Service Mode] [Paused]" : " [Paused]");
   StopTimers();
   log_.WriteProgramLog("Service Paused", false);
 }
 
 void PauseControl::Continue() {
+  paused_ = false;
   ShowRunning();
-  StartTimers();
+  for (const Entry& entry : timers_) {
+    if (entry.at_resume == AtResume::kAlways || !entry.wanted || entry.wanted()) entry.timer->Start();
+  }
   log_.WriteProgramLog("Service Resumed", false);
 }
 

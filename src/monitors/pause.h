@@ -17,8 +17,13 @@ class PauseControl {
   PauseControl(const LiveTables& tables, ProgramLog& log, View& view, std::string version)
       : t_(tables), log_(log), view_(view), version_(std::move(version)) {}
 
-  // A timer that a pause stops and a resume starts, as long as `wanted` says so (always, when empty).
-  void AddTimer(Timer& timer, std::function<bool()> wanted = {}) { timers_.push_back({&timer, std::move(wanted)}); }
+  // What a resume does with a timer that the start would leave off.
+  enum class AtResume : uint8_t { kAsWanted, kAlways };
+
+  // A timer that the start and a resume start, as long as `wanted` says so (always, when empty), and a pause stops.
+  void AddTimer(Timer& timer, std::function<bool()> wanted = {}, AtResume at_resume = AtResume::kAsWanted) {
+    timers_.push_back({&timer, std::move(wanted), at_resume});
+  }
 
   void StartTimers();
   void StopTimers();
@@ -27,13 +32,17 @@ class PauseControl {
 
   // "Vantry", a blank, the version, and the marks of the state.
   const std::string& Caption() const { return caption_; }
+  bool Paused() const { return paused_; }
   // Sets the caption for the running state.
   void ShowRunning();
+  // The caption of a service that has just started; its mark is another one than after a pause.
+  void ShowService() { SetCaption(" (Service Mode)"); }
 
  private:
   struct Entry {
     Timer* timer;
     std::function<bool()> wanted;
+    AtResume at_resume;
   };
   void SetCaption(std::string_view marks);
 
@@ -42,6 +51,7 @@ class PauseControl {
   View& view_;
   std::string version_, caption_;
   std::vector<Entry> timers_;
+  bool paused_ = false;
 };
 
 }  // namespace vantry

@@ -128,11 +128,17 @@ std::string Reason(int error) {
   }
 }
 
+// What the service manager says to this program alone: with it, another one would speak in its name.
+bool IsForUsAlone(std::string_view name) {
+  return name == "NOTIFY_SOCKET" || name == "WATCHDOG_PID" || name == "WATCHDOG_USEC";
+}
+
 std::vector<std::string> Environment(const Variables& variables) {
   std::vector<std::string> pairs;
   for (char** pair = environ; pair && *pair; ++pair) {
     const std::string_view text = *pair;
-    if (!variables.contains(std::string(text.substr(0, text.find('='))))) pairs.emplace_back(text);
+    const std::string_view name = text.substr(0, text.find('='));
+    if (!IsForUsAlone(name) && !variables.contains(std::string(name))) pairs.emplace_back(text);
   }
   for (const auto& [name, value] : variables) pairs.push_back(name + "=" + value);
   return pairs;

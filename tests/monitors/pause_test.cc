@@ -44,6 +44,21 @@ TEST_F(PauseTest, StopsAndStartsTheTimersAndSaysSo) {
   EXPECT_EQ(view.calls.back(), "caption Vantry 2.0.000");
 }
 
+// The touch timer comes on with a resume whether or not a site asks for it.
+TEST_F(PauseTest, SomeTimersComeOnWithEveryResume) {
+  const auto touch = loop.NewTimer(1, [] {});
+  pause.AddTimer(
+      *touch, [] { return false; }, PauseControl::AtResume::kAlways);
+  pause.StartTimers();
+  EXPECT_FALSE(touch->Enabled());
+  pause.Pause();
+  pause.Continue();
+  EXPECT_TRUE(touch->Enabled());
+  EXPECT_FALSE(sometimes->Enabled());
+  pause.Pause();
+  EXPECT_FALSE(touch->Enabled());
+}
+
 TEST_F(PauseTest, CaptionNamesTheServiceMode) {
   t.ServiceMode = true;
   pause.Pause();

@@ -10,7 +10,7 @@
 #include <signal.h>
 #include <sys/stat.h>
 
-#include "platform/stop_signals.h"
+#include "platform/process_signals.h"
 #include "support/temp_folder.h"
 
 namespace vantry {
@@ -66,7 +66,7 @@ struct Sounds : ::testing::Test {
 TEST_F(Sounds, PlayerStartsWithNoSignalBlocked) {
   int argc = 0;
   QCoreApplication application(argc, nullptr);
-  StopSignals blocks([] {}, [] {});
+  ProcessSignals blocks({});
   sigset_t blocked;
   ::sigprocmask(SIG_BLOCK, nullptr, &blocked);
   ASSERT_TRUE(::sigismember(&blocked, SIGTERM));

@@ -74,6 +74,18 @@ TEST_F(ProgramStarterTest, VariablesReachTheProgramAndNotOurOwnEnvironment) {
   ::unsetenv("vantryValue");
 }
 
+// With these a program could speak to the service manager in our name.
+TEST_F(ProgramStarterTest, NotesForTheServiceManagerAreOursAlone) {
+  constexpr const char* kNames[] = {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"};
+  for (const char* name : kNames) ::setenv(name, "1", 1);
+  ASSERT_TRUE(programs.Start(Script("run.sh", "/usr/bin/env > part")).ok());
+  const std::string text = Done();
+  for (const char* name : kNames) {
+    EXPECT_EQ(text.find(name), std::string::npos);
+    ::unsetenv(name);
+  }
+}
+
 TEST_F(ProgramStarterTest, ProgramHasNoArgumentsAndOurFolder) {
   ASSERT_TRUE(programs.Start(Script("run.sh", "echo \"$# $OLDPWD\" > part")).ok());
   EXPECT_EQ(Done(), "0 " + std::filesystem::current_path().string() + "\n");

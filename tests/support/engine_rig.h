@@ -61,6 +61,7 @@ struct EngineTest : ::testing::Test {
   StdPatterns patterns;
   FakeWatch watch;
   Desktop* window = nullptr;
+  ServiceManager* service = nullptr;
   std::unique_ptr<FakeResolver> resolver;
   std::unique_ptr<Engine> engine;
 
@@ -72,7 +73,7 @@ struct EngineTest : ::testing::Test {
     resolver = std::make_unique<FakeResolver>();
     engine =
         std::make_unique<Engine>(EnginePorts{clock, loop, files, data_files, index, listener, notices, *resolver, mail,
-                                             gateway, programs, bus, random, patterns, watch, window},
+                                             gateway, programs, bus, random, patterns, watch, window, service},
                                  EngineOptions{"/home/", command, Regional{}, "", std::move(acquire), {"/share/"}});
     return engine->Main();
   }

@@ -15,6 +15,7 @@
 #include "ports/loop.h"
 #include "ports/notices.h"
 #include "ports/random.h"
+#include "ports/service_manager.h"
 
 namespace vantry {
 
@@ -108,6 +109,19 @@ class RecordingNotices final : public Notices {
     events.push_back(std::to_string(static_cast<int>(level)) + " " + std::string(text));
   }
   void Tell(std::string_view text) override { told.emplace_back(text); }
+};
+
+class FakeServiceManager final : public ServiceManager {
+ public:
+  bool running = true;
+  int64_t watchdog_ms = 0;
+  std::vector<std::string> told;
+  bool Running() const override { return running; }
+  int64_t WatchdogMs() const override { return watchdog_ms; }
+  void TellReady() override { told.emplace_back("ready"); }
+  void TellStatus(std::string_view text) override { told.push_back("status " + std::string(text)); }
+  void TellAlive() override { told.emplace_back("alive"); }
+  void TellStopping() override { told.emplace_back("stopping"); }
 };
 
 class RecordingView final : public View {
