@@ -81,7 +81,7 @@ class DoNothingFtp final : public FtpFetch {
 class DoNothingDailyWork final : public DailyWork {
  public:
   void SendDailyReport(int16_t) override {}
-  void CheckAutoArchive() override {}
+  Status CheckAutoArchive() override { return Status::Ok(); }
 };
 
 // Counts the turns a scan asks for, and makes them on Qt's loop when told to.

@@ -8,9 +8,9 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 ANGLED = re.compile(r"\s*#\s*include\s*<([^>]*)>")
 STANDARD = re.compile(r"[a-z_]+$")  # Headers of standard C++ have neither a folder nor an ending.
-LIBRARY = re.compile(r"Q|curl/|ares|lmdb|systemd/")
+LIBRARY = re.compile(r"Q|curl/|ares|lmdb|systemd/|archive|zlib")
 INSIDE = re.compile(r'\s*#\s*include\s*"([^"/]+)/[^"]*"')
-MAY_USE_LIBRARIES = {"platform", "desktop", "app"}
+MAY_USE_LIBRARIES = {"platform", "desktop", "app", "archive"}
 MAY_USE_THE_SYSTEM = {*MAY_USE_LIBRARIES, "ctl"}
 
 

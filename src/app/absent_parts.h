@@ -1,7 +1,6 @@
 // Bodies for what this build does not have: each does nothing, and its name says so.
 #pragma once
 
-#include "notify/daily_report.h"
 #include "scan/scan_context.h"
 
 namespace vantry {
@@ -29,17 +28,6 @@ class DoNothingFtp final : public FtpFetch {
   void FTPClose(int16_t) override {}
   std::string FTPGetFileName(int16_t) override { return {}; }
   void StartDownload(int16_t, int64_t, int) override {}
-};
-
-// The archive is missing; reports are made.
-class ReportsAlone final : public DailyWork {
- public:
-  explicit ReportsAlone(DailyReport& report) : report_(report) {}
-  void SendDailyReport(int16_t site) override { report_.SendDailyReport(site); }
-  void CheckAutoArchive() override {}
-
- private:
-  DailyReport& report_;
 };
 
 }  // namespace vantry

@@ -41,6 +41,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       names_(scan_context_, ports_.resolver),
       automation_(ForAutomation()),
       report_(ForReport()),
+      daily_(report_, ForArchive()),
       scan_context_(ForScan()),
       scan_(
           scan_context_, [this] { return timer1_->Enabled(); },

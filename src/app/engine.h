@@ -11,6 +11,7 @@
 #include "alerts/alerts.h"
 #include "alerts/exceptions.h"
 #include "app/absent_parts.h"
+#include "app/daily_parts.h"
 #include "app/doors.h"
 #include "app/live_edits.h"
 #include "config/registry_store.h"
@@ -81,7 +82,8 @@ struct EngineOptions {
   std::function<bool()> acquire_instance = {};
   // Where the lists that come with the program lie, each with "/" at its end; one in the data folder goes before.
   std::vector<std::string> list_folders = {};
-  bool on_terminal = false;  // A hang-up says that somebody closed it.
+  std::string archiver = {};  // Packs old logs away; empty if there is none.
+  bool on_terminal = false;   // A hang-up says that somebody closed it.
 };
 
 // Major number, ".", minor number, ".", revision with three digits.
@@ -137,6 +139,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   SmsContext ForSms();
   MailQueueContext ForMail();
   DailyReportContext ForReport();
+  AutoArchiveContext ForArchive();
   VisitDatabaseContext ForHistory();
   AlertContext ForAlerts();
   AutomationContext ForAutomation();
@@ -197,7 +200,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   Automation automation_;
   DoNothingFtp ftp_;
   DailyReport report_;
-  ReportsAlone daily_{report_};
+  DailyParts daily_;
 
   std::optional<AgentNames> agents_;
   ScanContext scan_context_;

@@ -35,6 +35,15 @@ DailyReportContext Engine::ForReport() {
           .exception_number = [this](int16_t place) { return ExceptionNumberAt(place); }};
 }
 
+AutoArchiveContext Engine::ForArchive() {
+  return {.settings = settings_,
+          .clock = ports_.clock,
+          .files = files_,
+          .programs = ports_.programs,
+          .app_path = options_.app_path,
+          .archiver = options_.archiver};
+}
+
 VisitDatabaseContext Engine::ForHistory() {
   return {.t = t_,
           .ddfpath = settings_.DDFPath,

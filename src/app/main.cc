@@ -160,6 +160,7 @@ int main(int argc, char** argv) {
                          Environment("http_proxy"),
                          acquire,
                          {ExecutableFolder().parent_path().string() + "/share/vantry/"},
+                         (ExecutableFolder() / "vantry-archive").string(),
                          ::isatty(STDIN_FILENO) == 1});
   vantry::ProcessSignals signals({.stop = [&engine] { engine.StopBySignal(); },
                                   .hang_up = [&engine] { engine.HangUp(); },

@@ -27,6 +27,7 @@ constexpr HelpPage kPages[] = {
     {"find", "Search, sort and filter"},
     {"activity", "Activity"},
     {"reports", "Reports and mail"},
+    {"archive", "Archiving old logs"},
     {"print", "Printing and saving a list"},
     {"web", "In a browser, on a phone"},
     {"corrections", "Corrections"},

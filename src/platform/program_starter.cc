@@ -208,6 +208,13 @@ Status ProgramStarter::Start(const std::string& path) {
   return Status::Ok();
 }
 
+Status ProgramStarter::Run(const std::string& program, const std::vector<std::string>& arguments,
+                           const Variables& variables) {
+  Variables all = variables;
+  all.insert(variables_.begin(), variables_.end());
+  return StartProgram({.program = program, .arguments = arguments, .variables = std::move(all)});
+}
+
 void ProgramStarter::Wait(const std::string& path) {
   size_t bytes = path.size();
   for (const auto& [name, value] : variables_) bytes += name.size() + value.size();

@@ -14,9 +14,6 @@
 
 namespace vantry {
 
-// Variables of the environment by their names.
-using Variables = std::map<std::string, std::string>;
-
 // What is started runs on its own, in a session of its own, in our working folder: nobody waits for it, and the end of
 // this program is not its end. Its input is empty, its output and errors go where ours go; it has no other descriptor
 // of ours, no signal blocked and none ignored.
@@ -33,6 +30,9 @@ class ProgramStarter final : public Programs {
   // failure names the file, the reason and what can be done. Programs that can't be executed after all are failures;
   // what a program does once it runs is its own matter.
   Status Start(const std::string& path) override;
+
+  Status Run(const std::string& program, const std::vector<std::string>& arguments,
+             const Variables& variables) override;
 
   // A program has ended when its own process has, whatever that leaves behind. The ends are noticed on the loop, so a
   // QCoreApplication must exist.

@@ -1,8 +1,8 @@
 // Which file of a site's folder is its current log.
-#include <algorithm>
+#include <utility>
 #include <vector>
 
-#include "core/wildcard.h"
+#include "logs/newest_log.h"
 #include "scan/scan_cycle.h"
 
 namespace vantry {
@@ -11,15 +11,7 @@ std::string ScanCycle::NewestLocalFile(int16_t n) {
   const SiteRec& site = t_.Site(n);
   std::vector<FileEntry> entries;
   if (!c_.files.List(site.Folder, entries).ok()) return {};
-  std::erase_if(entries, [&](const FileEntry& e) { return !FitsFileMask(e.name, site.Mask); });
-  std::sort(entries.begin(), entries.end(), [](const FileEntry& a, const FileEntry& b) { return a.name < b.name; });
-  const FileEntry* best = nullptr;
-  for (const FileEntry& entry : entries) {
-    const bool by_date = site.SelectMethod == FileChoice::kByDate;
-    // A tie goes to the later name; a file whose time can't be read is passed over.
-    if (by_date && (!entry.written_ns || (best && *entry.written_ns < *best->written_ns))) continue;
-    best = &entry;
-  }
+  const auto best = NewestLog(std::move(entries), site.Mask, site.SelectMethod);
   if (!best) return {};
   const std::string name = site.Folder + best->name;
   SiteRec& found = t_.Site(n);

@@ -48,7 +48,8 @@ class DailyWork {
  public:
   virtual ~DailyWork() = default;
   virtual void SendDailyReport(int16_t site) = 0;
-  virtual void CheckAutoArchive() = 0;
+  // A failure ends the tick.
+  virtual Status CheckAutoArchive() = 0;
 };
 
 struct ScanContext {

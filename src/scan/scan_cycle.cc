@@ -48,7 +48,7 @@ void ScanCycle::Timer1Tick() {
     c_.view.SetStatus("Scanning...");
     AllowForClockSetBack();
     Rollover();
-    c_.daily.CheckAutoArchive();
+    if (Status status = c_.daily.CheckAutoArchive(); !status.ok()) return status;
     SteadyTime last_yield = c_.clock.Steady();
     for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
       TickSite(n);

@@ -111,6 +111,15 @@ TEST_F(TickTest, TellsTheWindowAboutTheTick) {
   EXPECT_EQ(rig.daily.archive_checks, 1);
 }
 
+TEST_F(TickTest, ArchiverThatCantBeStartedEndsTheTick) {
+  rig.daily.archive_answer = Status::Error(Fail::kIo, "VTArchive.EXE: no program");
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.t.Site(1).ScanCount, 0);
+  rig.daily.archive_answer = {};
+  rig.scan.Timer1Tick();
+  EXPECT_EQ(rig.t.Site(1).ScanCount, 1);
+}
+
 TEST_F(TickTest, PauseInsideAScanEndsTheTickBehindIt) {
   rig.AddSite();
   rig.monitoring = false;

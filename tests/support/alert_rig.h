@@ -28,6 +28,14 @@ struct RecordingPrograms final : Programs {
     started.push_back(path);
     return answer;
   }
+  Status Run(const std::string& program, const std::vector<std::string>& arguments,
+             const Variables& variables) override {
+    std::string call = program;
+    for (const std::string& argument : arguments) call += " " + argument;
+    for (const auto& [name, value] : variables) call += " " + name + "=" + value;
+    started.push_back(call);
+    return answer;
+  }
 };
 
 struct RecordingHistory final : ExceptionHistory {

@@ -112,8 +112,12 @@ struct RecordingFtp final : FtpFetch {
 struct RecordingDaily final : DailyWork {
   std::vector<int16_t> reports;
   int archive_checks = 0;
+  Status archive_answer;
   void SendDailyReport(int16_t site) override { reports.push_back(site); }
-  void CheckAutoArchive() override { ++archive_checks; }
+  Status CheckAutoArchive() override {
+    ++archive_checks;
+    return archive_answer;
+  }
 };
 
 struct RecordingEvents final : VisitorEvents {
