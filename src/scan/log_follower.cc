@@ -300,8 +300,15 @@ void LogFollower::HasRead(const Step& step) {
   // Cut while it was being read: it is another log by now.
   const int64_t read = BytesRead(site.LastReadPos);
   if (!Begins(start, site.LastFile) || (!step.packed && look.size_bytes < read)) return;
-  // Of what was not read yet nothing is known: half a line may begin as many do.
-  KnowBy(std::string_view(start).substr(0, static_cast<size_t>(std::min<int64_t>(read, kStartBytes))), site.LastFile);
+  // Of what was not read yet nothing is known: half a line may begin as many do, and so may a header.
+  const std::string_view known =
+      std::string_view(start).substr(0, static_cast<size_t>(std::min<int64_t>(read, kStartBytes)));
+  if (read <= static_cast<int64_t>(kStartBytes) && !BeginsWithLine(known)) {
+    site.LastReadPos = site.LastReadPosDay = 0;
+    KnowBy("", site.LastFile);
+  } else {
+    KnowBy(known, site.LastFile);
+  }
   site.LastFile.SeenBytes = handed_out_bytes_;
 }
 

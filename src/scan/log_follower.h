@@ -49,6 +49,8 @@ class LogFollower {
     std::string start;  // The first kilobyte.
     bool packed = false;
     std::string path;      // By which it was opened.
+    int log = kUnknown;    // What it is by its beginning.
+    bool at_home = false;  // That log was last seen in this very file.
     bool copy = false;     // Another one holds all that is in it.
     bool fresh = false;    // Named as a rotated log, and not older than what was read.
     bool rotated = false;  // Named as one.
@@ -75,6 +77,7 @@ class LogFollower {
   bool Locate(const LogFileId& id, int64_t read_pos, bool with_named, const std::vector<Listed>& listed, Found& found);
   bool Survey(std::vector<Found>& unread);
   bool OpenOwn(const std::vector<Listed>& listed, std::vector<Found>& own);
+  bool IsHeldElsewhere(const Found& found);
   void MarkCopies(std::vector<Found>& own);
   void Settle(std::vector<Found>& own, std::vector<Found>& unread);
   bool HasMore(const Found& found, int log);

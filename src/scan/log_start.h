@@ -34,6 +34,17 @@ inline bool Begins(std::string_view start, const LogFileId& id) {
   return bytes <= start.size() && (bytes == 0 || HashOfStart(start.substr(0, bytes)) == id.StartHash);
 }
 
+// Whether it begins with more than blank lines and comments, as many files may begin.
+inline bool BeginsWithLine(std::string_view start) {
+  while (!start.empty()) {
+    const std::string_view line = start.substr(0, start.find('\n'));
+    const size_t first = line.find_first_not_of(" \t\r");
+    if (first != std::string_view::npos && line[first] != '#') return true;
+    start.remove_prefix(std::min(line.size() + 1, start.size()));
+  }
+  return false;
+}
+
 inline void KnowBy(std::string_view start, LogFileId& id) {
   id.StartBytes = static_cast<int32_t>(start.size());
   id.StartHash = HashOfStart(start);

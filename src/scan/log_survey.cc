@@ -186,20 +186,32 @@ bool LogFollower::OpenOwn(const std::vector<Listed>& listed, std::vector<Found>&
       continue;
     }
     found.file.reset();
+    found.log = LogOf(found);
+    found.at_home = found.log != kUnknown && SameInode(FileOf(found.log), found.look.device, found.look.inode);
     own.push_back(std::move(found));
   }
   return true;
 }
 
-// Of copies the longest counts, and none of the file that has the log's name.
+// Whether its log is where it was, unchanged and thus not opened. Nobody would look there any more for late lines if
+// the log were taken to be in this copy.
+bool LogFollower::IsHeldElsewhere(const Found& found) {
+  if (found.log < 0) return false;
+  const LogFileId& id = FileOf(found.log);
+  return found.look.size_bytes <= id.SeenBytes &&
+         std::any_of(met_.begin(), met_.end(), [&](const LogFileId& met) { return SameFile(met, id); });
+}
+
+// Of copies the longest counts, of alike ones that which was read so far, and none of the file that has the log's name.
 void LogFollower::MarkCopies(std::vector<Found>& own) {
   std::stable_sort(own.begin(), own.end(), [](const Found& a, const Found& b) {
     if (a.look.size_bytes != b.look.size_bytes) return a.look.size_bytes > b.look.size_bytes;
+    if (a.at_home != b.at_home) return a.at_home;
     return !a.packed && b.packed;
   });
   std::vector<Found> kept, copies;
   for (Found& file : own) {
-    const bool readable = file.fresh || LogOf(file) != kUnknown;
+    const bool readable = (file.fresh || file.log != kUnknown) && !IsHeldElsewhere(file);
     const auto holds_it = [&](const Found& other) { return SameBeginning(file.start, other.start); };
     const bool in_named = named_.file && named_.look.size_bytes >= file.look.size_bytes && holds_it(named_);
     if (!readable || in_named || std::any_of(kept.begin(), kept.end(), holds_it)) {
@@ -235,7 +247,7 @@ bool LogFollower::HasMore(const Found& found, int log) {
 void LogFollower::Settle(std::vector<Found>& own, std::vector<Found>& unread) {
   std::vector<Found> to_watch;
   for (Found& file : own) {
-    const int log = file.copy ? kUnknown : LogOf(file);
+    const int log = file.copy ? kUnknown : file.log;
     const bool visited = std::find(visited_.begin(), visited_.end(), file.look.inode) != visited_.end();
     Forget(file.look, log);
     if (log == kUnknown) {
@@ -280,8 +292,8 @@ bool LogFollower::Survey(std::vector<Found>& unread) {
   SiteRec& site = Site();
   std::vector<Found> own;
   if (!OpenOwn(listed, own)) return false;
-  const auto is_current = [&](const Found& file) { return LogOf(file) == kCurrent; };
-  if (site.LastReadPos > 0 && !(named_.file && is_current(named_)) &&
+  const auto is_current = [](const Found& file) { return file.log == kCurrent; };
+  if (site.LastReadPos > 0 && !(named_.file && LogOf(named_) == kCurrent) &&
       std::none_of(own.begin(), own.end(), is_current)) {
     Found found;
     const bool there = Locate(site.LastFile, site.LastReadPos, false, listed, found);
@@ -289,6 +301,7 @@ bool LogFollower::Survey(std::vector<Found>& unread) {
     current_done_ = !there;
     if (there) {
       found.file.reset();
+      found.log = LogOf(found);
       own.push_back(std::move(found));
     }
   }

@@ -34,6 +34,14 @@ struct FollowRig : ScanRig {
     files.Put(path + ".gz", MemoryFiles::kPacked + old->bytes);
     files.entries[path + ".gz"]->written_ns = old->written_ns;
   }
+  // A page that is read twice counts twice then.
+  void ForgetPages() {
+    t.Visitors.ForEach([](int32_t, VisitorRec& v) {
+      v.Page.clear();
+      v.PageHash = 0;
+      v.LastPageTime = {};
+    });
+  }
   // Visitors 1 to `count` came, each with one page.
   void ExpectVisitors(int count) {
     EXPECT_EQ(t.Visitors.Count(), count);
@@ -174,6 +182,64 @@ TEST(FollowRotation, BackupsAreNotReadASecondTime) {
   rig.Write(30, 40);
   rig.Scan();
   rig.ExpectVisitors(39);
+}
+
+TEST(FollowRotation, LateLinesAreReadThoughABackupIsOnAKnownInode) {
+  FollowRig rig;
+  rig.Write(1, 2);
+  rig.Scan();
+  rig.Rename(rig.kName, "/logs/access.log.1");
+  const uint64_t inode = rig.files.InodeOf(*rig.files.entries["/logs/access.log.1"]);
+  rig.Write(2, 4);
+  rig.Scan();
+  rig.files.entries.erase("/logs/access.log.1");
+  rig.Scan();
+  rig.files.Put("/logs/backup", rig.files.Get(rig.kName));
+  rig.files.entries["/logs/backup"]->inode = inode;
+  rig.Rename(rig.kName, "/logs/access.log.1");
+  rig.files.Put(rig.kName, "");
+  for (int i = 0; i < 3; ++i) rig.Scan();
+  rig.Write(4, 5, "/logs/access.log.1");
+  rig.Scan();
+  rig.ExpectVisitors(4);
+}
+
+TEST(FollowRotation, LateLinesAreReadThoughACopyComesFirst) {
+  FollowRig rig;
+  rig.Write(1, 4);
+  rig.Scan();
+  rig.Rename(rig.kName, "/logs/some other name");
+  rig.files.Put(rig.kName, "");
+  rig.files.Put("/logs/access.log.1", rig.files.Get("/logs/some other name"));
+  for (int i = 0; i < 3; ++i) rig.Scan();
+  rig.Write(4, 5, "/logs/some other name");
+  rig.Scan();
+  rig.ExpectVisitors(4);
+}
+
+// Many files begin with a header or a blank line, so a log is not known by that.
+TEST(FollowRotation, LogIsNotKnownByAHeaderAlone) {
+  for (const std::string header : {"\n", "#Version: 1.0\n\n"}) {
+    FollowRig rig;
+    rig.files.Put(rig.kName, header);
+    rig.Write(1, 3);
+    const std::string backup = rig.files.Get(rig.kName);
+    rig.Write(3, 5);
+    rig.Scan();
+    const uint64_t inode = rig.files.InodeOf(*rig.files.entries[rig.kName]);
+    rig.files.entries.erase(rig.kName);
+    rig.files.Put(rig.kName, header);
+    rig.Scan();
+    rig.files.Put("/logs/backup", backup);
+    rig.files.entries["/logs/backup"]->inode = inode;
+    rig.Write(5, 6);
+    rig.files.Put("/logs/access.log.1", rig.files.Get(rig.kName));
+    rig.files.entries[rig.kName]->bytes.clear();
+    rig.Write(6, 7);
+    rig.ForgetPages();
+    rig.Scan();
+    rig.ExpectVisitors(6);
+  }
 }
 
 TEST(FollowRotation, NameThatIsMissingForAWhileDoesNotPauseTheSite) {
