@@ -49,6 +49,7 @@ Status ScanCycle::ReadFollowedLog(int16_t n) {
     }
     if (!step.file) {
       t_.Site(n).FolderWritten = 0;  // Names were changing: all is looked at once more.
+      ended_early_ = true;
       return Status::Ok();
     }
     if (step.packed) PassOver(*step.file, std::max<int64_t>(t_.Site(n).LastReadPos - 1, 0));

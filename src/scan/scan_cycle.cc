@@ -223,7 +223,7 @@ void ScanCycle::FlushBeforeScan(int16_t n) {
 bool ScanCycle::ScanSite(int16_t n) {
   FlushBeforeScan(n);
   t_.Site(n).Scanning = true;
-  t_.Site(n).WaitsForLog = lines_dropped_ = false;
+  t_.Site(n).WaitsForLog = lines_dropped_ = ended_early_ = false;
   // A log that could not be opened at first, as before its disk was mounted, is replayed later.
   first_reading_ = t_.Corrected.QuietReplay ? !t_.Site(n).ReadBegun : t_.Site(n).ScanCount == 1;
   t_.FirstScan = false;
@@ -411,7 +411,7 @@ void ScanCycle::EndScan(int16_t n) {
     site.ReplayUntilPos = 0;
     const bool first = IsFirstReading(t_, site);
     if (!site.ReadOnce) site.FirstScanVisitors = site.TotalVisitors;
-    site.ReadOnce = true;
+    if (!t_.Corrected.QuietReplay || !ended_early_) site.ReadOnce = true;
     // A first scan replays history: no peaks are taken from it.
     if (!first && site.CurrentVisitors > site.PeakToday) site.PeakToday = site.CurrentVisitors;
     c_.view.UpdateStatus();

@@ -94,6 +94,7 @@ class ScanCycle {
   WallTime last_tick_;
   SteadyTime last_tick_steady_;
   bool first_reading_ = false;   // The running scan is the first that reads the site's log.
+  bool ended_early_ = false;     // It left what it could not find for now to the next scan.
   bool folder_changed_ = false;  // Names in the folder of the running scan's log have come or gone.
   bool next_day_met_ = false;    // It stopped before a line of the coming day.
   bool lines_dropped_ = false;   // The running scan met lines before it knew their fields.

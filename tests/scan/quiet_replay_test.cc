@@ -42,6 +42,40 @@ TEST_F(ScanReplayTest, TheVisitorWhoLeftLastIsReadAgain) {
   }
 }
 
+// What the run before read of a log is told from what is new as long as this run has not read all of it again.
+TEST_F(ScanReplayTest, FirstReadingLastsUntilTheLogIsFound) {
+  for (const bool away : {false, true}) {
+    ScanRig before, after;
+    for (ScanRig* run : {&before, &after}) {
+      run->t.Corrected.FollowRotation = run->t.Corrected.QuietReplay = run->t.Corrected.WaitForLog = true;
+      run->AddSite().Mask = "access.log";
+      run->t.Site(1).SelectMethod = FileChoice::kSameName;
+    }
+    before.files.Put("/logs/access.log", ScanRig::NcsaLines(1, 4));
+    before.Scan();
+    static_cast<ReadState&>(after.t.Site(1)) = before.t.Site(1);
+    after.files = before.files;
+    MemoryFiles& files = after.files;
+    files.entries["/logs/access.log.1"] = files.entries["/logs/access.log"];
+    files.entries.erase("/logs/access.log");
+    files.entries["/logs/access.log.1"]->bytes += ScanRig::NcsaLines(4, 5);
+    if (!away) {
+      files.Put("/logs/access.log", ScanRig::NcsaLines(5, 6));
+      files.fails = [&, n = 10](const std::string& call) mutable {
+        if (StartsWith(call, "list ")) files.Put("/logs/access.log." + std::to_string(++n), "");
+        return false;
+      };
+    }
+    after.Scan();
+    EXPECT_FALSE(after.t.Site(1).ReadOnce);
+    files.fails = nullptr;
+    if (away) files.Put("/logs/access.log", ScanRig::NcsaLines(5, 6));
+    after.Scan();
+    EXPECT_TRUE(after.t.Site(1).ReadOnce);
+    EXPECT_EQ(after.t.Site(1).PagesCounted, 5);
+  }
+}
+
 // Each line is of an address, a time and a page. Read in one go, and a line at each scan.
 TEST_F(ScanReplayTest, ScansAndReplaysCutAtTheSameLines) {
   const char* const lines[][3] = {{"1", "08:00:00", "/a.htm"}, {"1", "08:20:59", "/b.htm"},  // 20 minutes.
