@@ -34,6 +34,11 @@ struct FollowRig : ScanRig {
     files.Put(path + ".gz", MemoryFiles::kPacked + old->bytes);
     files.entries[path + ".gz"]->written_ns = old->written_ns;
   }
+  void CutWithCopy(const std::string& copy) {
+    ++files.clock_ns;
+    files.Put(copy, files.Get(kName));
+    files.entries[kName]->bytes.clear();
+  }
   // A page that is read twice counts twice then.
   void ForgetPages() {
     t.Visitors.ForEach([](int32_t, VisitorRec& v) {
@@ -105,9 +110,7 @@ TEST(FollowRotation, CopyTruncateReadsTheRestFromTheCopy) {
     rig.Write(1, 4);
     rig.Scan();
     rig.Write(4, 7);
-    ++rig.files.clock_ns;
-    rig.files.Put("/logs/access.log.1", rig.files.Get(rig.kName));
-    rig.files.entries[rig.kName]->bytes.clear();
+    rig.CutWithCopy("/logs/access.log.1");
     if (packed) rig.Pack("/logs/access.log.1");
     rig.Write(7, 20);  // Longer than before, so its size tells nothing.
     rig.Scan();
@@ -233,12 +236,120 @@ TEST(FollowRotation, LogIsNotKnownByAHeaderAlone) {
     rig.files.Put("/logs/backup", backup);
     rig.files.entries["/logs/backup"]->inode = inode;
     rig.Write(5, 6);
-    rig.files.Put("/logs/access.log.1", rig.files.Get(rig.kName));
-    rig.files.entries[rig.kName]->bytes.clear();
+    rig.CutWithCopy("/logs/access.log.1");
     rig.Write(6, 7);
     rig.ForgetPages();
     rig.Scan();
     rig.ExpectVisitors(6);
+  }
+}
+
+TEST(FollowRotation, LogCutTwiceBetweenScansIsReadFromBothCopies) {
+  FollowRig rig;
+  rig.Write(1, 3);
+  rig.Scan();
+  rig.files.Put("/logs/access.log.9", ScanRig::NcsaLines(30, 31));
+  const uint64_t inode = rig.files.InodeOf(*rig.files.entries["/logs/access.log.9"]);
+  rig.files.entries.erase("/logs/access.log.9");
+  rig.Write(3, 5);
+  rig.CutWithCopy("/logs/access.log.2");
+  rig.files.entries["/logs/access.log.2"]->inode = inode;
+  rig.Write(5, 7);
+  rig.CutWithCopy("/logs/access.log.1");
+  rig.Write(7, 8);
+  rig.Scan();
+  rig.ExpectVisitors(7);
+}
+
+TEST(FollowRotation, PackedPartBehindALinkIsReadToItsEnd) {
+  FollowRig rig;
+  rig.Write(1, 3, "/logs/part-1.log");
+  rig.files.links[rig.kName] = "/logs/part-1.log";
+  rig.Scan();
+  rig.Write(3, 4, "/logs/part-1.log");
+  rig.Write(4, 6, "/logs/part-2.log");
+  rig.Pack("/logs/part-1.log");
+  rig.Pack("/logs/part-2.log");
+  rig.Write(6, 7, "/logs/part-3.log");
+  rig.files.links[rig.kName] = "/logs/part-3.log";
+  rig.Scan();
+  rig.ExpectVisitors(6);
+}
+
+TEST(FollowRotation, LogLeftEmptyOrWithHalfALineIsReadWhenLinesCome) {
+  for (const std::string& half : {std::string(), ScanRig::NcsaLines(3, 4).substr(0, 30)}) {
+    FollowRig rig;
+    rig.Write(1, 3);
+    rig.Scan();
+    rig.Rename(rig.kName, "/logs/access.log.2");
+    rig.files.Put(rig.kName, half);
+    rig.Scan();
+    rig.Rename(rig.kName, "/logs/access.log.1");
+    rig.files.Put(rig.kName, "");
+    for (int i = 0; i < 3; ++i) rig.Scan();
+    rig.files.entries["/logs/access.log.1"]->bytes = ScanRig::NcsaLines(3, 5);
+    rig.Scan();
+    rig.ExpectVisitors(4);
+    rig.Write(5, 6);
+    rig.Scan();
+    rig.ExpectVisitors(5);
+  }
+}
+
+TEST(FollowRotation, HalfALineIsNotTheBeginningOfTheNextLogOnItsInode) {
+  FollowRig rig;
+  rig.Write(1, 3);
+  rig.Scan();
+  rig.Rename(rig.kName, "/logs/access.log.1");
+  rig.files.Put(rig.kName, ScanRig::NcsaLines(3, 4).substr(0, 4));  // "10.0".
+  rig.Scan();
+  const uint64_t inode = rig.files.InodeOf(*rig.files.entries[rig.kName]);
+  rig.files.entries.erase(rig.kName);
+  rig.Write(4, 6);
+  rig.files.entries[rig.kName]->inode = inode;
+  rig.Scan();
+  EXPECT_EQ(rig.t.Visitors.Count(), 4);
+}
+
+TEST(FollowRotation, FilesRenamedWhileTheyAreLookedForAreFound) {
+  for (int at = 0; at < 20; ++at) {
+    FollowRig rig;
+    rig.Write(1, 3);
+    rig.Scan();
+    rig.Write(3, 4);
+    rig.Rename(rig.kName, "/logs/access.log.1");
+    rig.Write(4, 5);
+    int calls = 0;
+    rig.files.fails = [&](const std::string&) {
+      if (calls++ == at) {
+        rig.Rename("/logs/access.log.1", "/logs/access.log.2");
+        rig.Rename(rig.kName, "/logs/access.log.1");
+        rig.files.Put(rig.kName, ScanRig::NcsaLines(5, 6));
+      }
+      return false;
+    };
+    for (int i = 0; i < 3; ++i) rig.Scan();
+    EXPECT_EQ(rig.t.Visitors.Count(), 5) << at;
+    EXPECT_EQ(rig.history.Count("page "), 5) << at;
+  }
+}
+
+TEST(FollowRotation, LinesAddedWhileARenamedLogIsReadAreRead) {
+  for (int at = 0; at < 25; ++at) {
+    FollowRig rig;
+    rig.Write(1, 3);
+    rig.Scan();
+    rig.Write(3, 4);
+    rig.Rename(rig.kName, "/logs/access.log.1");
+    rig.files.Put(rig.kName, "");
+    int calls = 0;
+    rig.files.fails = [&](const std::string&) {
+      if (calls++ == at) rig.Write(4, 5, "/logs/access.log.1");
+      return false;
+    };
+    for (int i = 0; i < 3; ++i) rig.Scan();
+    EXPECT_EQ(rig.t.Visitors.Count(), 4) << at;
+    EXPECT_EQ(rig.history.Count("page "), 4) << at;
   }
 }
 
