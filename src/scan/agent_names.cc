@@ -69,14 +69,7 @@ void AddDevice(const AgentMatch& match, BrowserParts& parts) {
 }  // namespace
 
 const AgentName& AgentNames::NameOf(std::string_view agent) {
-  const std::string key(agent.substr(0, kMostBytes));
-  if (const auto it = newer_.find(key); it != newer_.end()) return it->second;
-  if (newer_.size() >= kRemembered) {
-    older_ = std::move(newer_);
-    newer_.clear();
-  }
-  if (auto node = older_.extract(key)) return newer_.insert(std::move(node)).position->second;
-  return newer_.emplace(key, WorkOut(key)).first->second;
+  return names_.Get(agent.substr(0, kMostBytes), [this](std::string_view text) { return WorkOut(text); });
 }
 
 AgentName AgentNames::WorkOut(std::string_view agent) {

@@ -3,8 +3,8 @@
 
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
+#include "core/remembered.h"
 #include "scan/agent_rules.h"
 
 namespace vantry {
@@ -33,8 +33,7 @@ class AgentNames {
 
   Patterns& patterns_;
   AgentRules rules_;
-  // Two generations: when the newer is full it becomes the older, and what the older still held is forgotten.
-  std::unordered_map<std::string, AgentName> newer_, older_;
+  Remembered<AgentName> names_{kRemembered};
 };
 
 }  // namespace vantry

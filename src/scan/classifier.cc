@@ -105,6 +105,13 @@ std::string KnownSpider(std::string_view agent) {
   return {};
 }
 
+const AgentName& Classifier::ClassicName(std::string_view agent) {
+  const auto work_out = [](std::string_view text) { return AgentName{SelectBrowser(text), KnownSpider(text)}; };
+  if (agent.size() <= kMostRemembered) return classic_.Get(agent, work_out);
+  long_ = work_out(agent);
+  return long_;
+}
+
 void Classifier::IndexNewAgents() {
   for (; indexed_ < t_.UnknownAgents.size(); ++indexed_) {
     const UnknownAgent& pair = t_.UnknownAgents[indexed_];
@@ -114,10 +121,11 @@ void Classifier::IndexNewAgents() {
 }
 
 std::string Classifier::SelectSpider(std::string_view agent, std::string_view ip, AgentNames* today) {
-  std::string spider = today ? today->NameOf(agent).spider : KnownSpider(agent);
+  std::string spider = today ? today->NameOf(agent).spider : ClassicName(agent).spider;
   if (!spider.empty() || agent.size() < 2) return spider;
   IndexNewAgents();
   if (addresses_.contains(std::string(ip))) return "Auto Detected";
+  if (upper_agents_.empty()) return {};
   const std::string u = Upper(agent);
   for (const std::string& known : upper_agents_) {
     if (Contains(u, known)) return "Auto Detected";

@@ -7,6 +7,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "core/remembered.h"
 #include "core/tables.h"
 #include "ports/files.h"
 #include "scan/agent_names.h"
@@ -23,6 +24,9 @@ class Classifier {
  public:
   explicit Classifier(LiveTables& tables) : t_(tables) {}
 
+  // What SelectBrowser and KnownSpider say. Holds until the next call.
+  const AgentName& ClassicName(std::string_view agent);
+
   // A known spider's name, "Auto Detected" for an agent or address learnt before, empty for no spider. Which spiders
   // are known is for `today` to say, unless it is null.
   std::string SelectSpider(std::string_view agent, std::string_view ip, AgentNames* today = nullptr);
@@ -33,6 +37,10 @@ class Classifier {
  private:
   void IndexNewAgents();
   LiveTables& t_;
+  // The two chains cost more than all else that a new visitor needs. Longer texts are worked out each time.
+  static constexpr size_t kRemembered = 5'000, kMostRemembered = 512;
+  Remembered<AgentName> classic_{kRemembered};
+  AgentName long_;
   // UnknownAgents only grows; these follow it, so that a visitor is not compared with every agent ever learnt.
   size_t indexed_ = 0;
   std::unordered_set<std::string> addresses_;

@@ -156,7 +156,7 @@ bool HitProcessor::ChooseSpider(int16_t number, LogTime hit, std::string& spider
 
 VisitorRec* HitProcessor::NewVisitor(int16_t number, LogTime hit, int32_t& alert) {
   HitRec& h = t_.Hit;
-  std::string browser = c_.agents ? c_.agents->NameOf(h.HitAgent).browser : SelectBrowser(h.HitAgent);
+  std::string browser = (c_.agents ? c_.agents->NameOf(h.HitAgent) : classifier_.ClassicName(h.HitAgent)).browser;
   if (browser == "-" && !h.HitMethod.empty()) browser = h.HitMethod;
   if (browser == "VT") return nullptr;  // The program's own touch monitor.
   std::string spider;
@@ -211,8 +211,9 @@ int32_t HitProcessor::TestAlerts(VisitorRec& v) {
 WallTime HitProcessor::SeenAt(LogTime hit) const {
   const WallTime now = c_.clock.Now();
   const bool asked = t_.Corrected.QuietReplay || t_.Corrected.QuietFirstScan;
+  if (!asked || t_.Site(line_site_).ReadOnce) return now;
   const bool right = t_.Corrected.TrueTimes || c_.clock.UtcOffset() == 0;
-  if (!asked || !right || t_.Site(line_site_).ReadOnce) return now;
+  if (!right) return now;
   return {std::min(now.s, hit.s)};
 }
 

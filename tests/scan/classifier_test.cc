@@ -65,6 +65,27 @@ TEST(Classifier, AddressDecidesAboutLearntAgents) {
   EXPECT_EQ(classifier.SelectSpider("x", "10.0.0.1"), "") << "an agent of one character is no spider";
 }
 
+TEST(Classifier, ClassicNamesAreThoseOfTheTwoChainsHoweverManyAreRemembered) {
+  LiveTables t;
+  Classifier classifier(t);
+  const auto expect_same = [&](const std::string& agent) {
+    const AgentName& name = classifier.ClassicName(agent);
+    ASSERT_EQ(name.browser, SelectBrowser(agent)) << agent;
+    ASSERT_EQ(name.spider, KnownSpider(agent)) << agent;
+  };
+  for (int round = 0; round < 2; ++round) {
+    for (int i = 0; i < 11'000; ++i) {
+      const std::string number = std::to_string(i);
+      expect_same(i % 3 == 0 ? "Robot " + number : i % 3 == 1 ? "Mozilla/" + number + ".0 MSIE " + number : number);
+      if (i % 100 == 0) expect_same("Mozilla/" + number + ".0");  // Met often, so it lives through the change.
+    }
+  }
+  for (const size_t size : {511, 512, 513, 9'000}) {
+    expect_same(std::string(size, 'x'));
+    expect_same("Crawler " + std::string(size - 8, 'x'));
+  }
+}
+
 TEST(RobotsCache, RoundTripLeavesShortAgentsOut) {
   MemoryFiles files;
   LiveTables t;
