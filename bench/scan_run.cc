@@ -22,6 +22,7 @@
 #include "config/registry_store.h"
 #include "database/visit_database.h"
 #include "platform/free_memory.h"
+#include "platform/huge_pages.h"
 #include "platform/lmdb_index.h"
 #include "platform/posix_data_files.h"
 #include "platform/qt_loop.h"
@@ -110,6 +111,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   QCoreApplication application(argc, argv);
+  vantry::HugePages::UseForTables();
   vantry::QtLoop qt_loop;
   vantry::bench::Rig rig;
   vantry::RegistryFile registry(rig.files, options.history + "registry.ini");

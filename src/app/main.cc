@@ -19,6 +19,7 @@
 #include "platform/cares_resolver.h"
 #include "platform/console_notices.h"
 #include "platform/curl_mail.h"
+#include "platform/huge_pages.h"
 #include "platform/inotify_watch.h"
 #include "platform/lmdb_index.h"
 #include "platform/posix_data_files.h"
@@ -106,6 +107,7 @@ int BusRetryMs(vantry::RegistryFile& registry) {
 
 int main(int argc, char** argv) {
   vantry::TakeSignals();
+  vantry::HugePages::UseForTables();
   const vantry::CommandLine command =
       vantry::ReadCommandLine({argv + std::min(argc, 1), argv + argc}, vantry::AppVersion());
   if (command.exit_code) {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory_resource>
 #include <string_view>
 #include <vector>
 
@@ -88,14 +89,14 @@ class HashIndex {
     entries_[i] = entry;
   }
   void Resize(size_t size) {
-    std::vector<Entry> old(size);
+    std::pmr::vector<Entry> old(size);
     old.swap(entries_);
     for (const Entry& entry : old) {
       if (entry.record) Place(entry);
     }
   }
 
-  std::vector<Entry> entries_;  // Its size is a power of two, at most 70 % used.
+  std::pmr::vector<Entry> entries_;  // Its size is a power of two, at most 70 % used.
   size_t count_ = 0;
 };
 

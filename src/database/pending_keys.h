@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <memory_resource>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -86,7 +87,7 @@ class FixedKeyMap {
     return last_;
   }
   void Grow() {
-    std::vector<Slot> old(slots_.size() * 2);
+    std::pmr::vector<Slot> old(slots_.size() * 2);
     old.swap(slots_);
     const size_t mask = slots_.size() - 1;
     for (const Slot& slot : old) {
@@ -99,9 +100,9 @@ class FixedKeyMap {
 
   size_t key_bytes_;
   size_t count_ = 0;
-  std::string entries_;        // Key and value, one behind the other: what is used together lies together.
-  std::vector<Slot> slots_;    // Open addressing; its size is a power of two, at most half used.
-  mutable uint32_t last_ = 0;  // Place of the key asked for last.
+  std::pmr::string entries_;      // Key and value, one behind the other: what is used together lies together.
+  std::pmr::vector<Slot> slots_;  // Open addressing; its size is a power of two, at most half used.
+  mutable uint32_t last_ = 0;     // Place of the key asked for last.
 };
 
 struct KeyChange {
