@@ -7,8 +7,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <memory_resource>
 #include <new>
 #include <set>
+#include <utility>
 #include <vector>
 
 namespace vantry {
@@ -16,7 +18,8 @@ namespace vantry {
 template <class T>
 class ChunkStore {
  public:
-  static constexpr uint32_t kChunk = 256;  // Records in a chunk.
+  // Records in a chunk: with the bits that say which are used, those of 256 bytes fill 64 kB.
+  static constexpr uint32_t kChunk = 254;
 
   // Makes a record, and returns its place: a number above 0, which another record gets once this one is removed. Low
   // places come first, so that the chunks at the end empty.
@@ -53,7 +56,7 @@ class ChunkStore {
  private:
   struct Chunk {
     alignas(T) std::byte memory[kChunk * sizeof(T)];
-    std::array<uint64_t, kChunk / 64> used = {};  // A bit for each record.
+    std::array<uint64_t, (kChunk + 63) / 64> used = {};  // A bit for each record.
     uint32_t count = 0;
 
     Chunk() {}  // NOLINT(modernize-use-equals-default): `= default` would make `new Chunk()` clear the memory.
@@ -71,19 +74,27 @@ class ChunkStore {
     }
   };
 
+  struct Freeing {
+    std::pmr::memory_resource* memory = nullptr;
+    void operator()(Chunk* chunk) const { std::pmr::polymorphic_allocator<>(memory).delete_object(chunk); }
+  };
+  using ChunkPointer = std::unique_ptr<Chunk, Freeing>;
+
   void AddChunk() {
+    ChunkPointer chunk(std::pmr::polymorphic_allocator<>(memory_).template new_object<Chunk>(), Freeing{memory_});
     uint32_t number = static_cast<uint32_t>(chunks_.size());
     if (vacant_.empty()) {
-      chunks_.push_back(std::make_unique<Chunk>());
+      chunks_.push_back(std::move(chunk));
     } else {
       number = vacant_.back();
-      chunks_[number] = std::make_unique<Chunk>();
+      chunks_[number] = std::move(chunk);
       vacant_.pop_back();
     }
     open_.insert(number);
   }
 
-  std::vector<std::unique_ptr<Chunk>> chunks_;
+  std::pmr::memory_resource* memory_ = std::pmr::get_default_resource();
+  std::vector<ChunkPointer> chunks_;
   std::set<uint32_t> open_;       // Numbers of chunks with room.
   std::vector<uint32_t> vacant_;  // Numbers without a chunk.
 };

@@ -3,9 +3,8 @@
 
 namespace vantry {
 
-// Gives back all pages that hold nothing any more. The allocator does so by itself only at the end of its heap, and
-// after a rush of visitors something small always sits there. Took 9 ms after 155,000
-// visitors had left.
+// Gives back all pages of the heap that hold nothing any more. The allocator does so by itself only at the heap's end,
+// and after a rush of visitors something small always sits there. Took 17 ms after 2.2 million visitors had left.
 void ReturnFreeMemory();
 
 }  // namespace vantry

@@ -7,11 +7,12 @@
 
 namespace vantry {
 
-// Blocks of a large page or more lie on such pages if the system has any, and go back to it when they are freed.
-// Smaller ones come from the heap.
+// Blocks of a large page or more lie on such pages if the system has any. All of kLeastBytes or more go back to the
+// system when they are freed, where the heap would keep them until it is trimmed as a whole. Smaller ones come from the
+// heap.
 class HugePages final : public std::pmr::memory_resource {
  public:
-  static constexpr size_t kPageBytes = 2 << 20;
+  static constexpr size_t kPageBytes = 2 << 20, kLeastBytes = 60 << 10;
 
   // Tables that are made from now on, in this program, take their memory here.
   static void UseForTables();

@@ -1,5 +1,6 @@
 #include "core/chunk_store.h"
 
+#include <memory_resource>
 #include <random>
 #include <string>
 #include <unordered_map>
@@ -21,6 +22,39 @@ TEST(ChunkStore, GrowingMovesNothing) {
   for (uint32_t i = 0; i < 10 * Store::kChunk; ++i) store[store.Add()] = std::to_string(i);
   EXPECT_EQ(&store[first], where);
   EXPECT_EQ(store.Chunks(), 11u);
+}
+
+// Counts what is out.
+class Counting final : public std::pmr::memory_resource {
+ public:
+  int blocks = 0;
+
+ private:
+  void* do_allocate(size_t bytes, size_t alignment) override {
+    ++blocks;
+    return std::pmr::new_delete_resource()->allocate(bytes, alignment);
+  }
+  void do_deallocate(void* block, size_t bytes, size_t alignment) override {
+    --blocks;
+    std::pmr::new_delete_resource()->deallocate(block, bytes, alignment);
+  }
+  bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override { return this == &other; }
+};
+
+TEST(ChunkStore, ChunksAreOfTheResourceThatWasSetWhenTheStoreWasMade) {
+  Counting memory;
+  std::pmr::memory_resource* const before = std::pmr::set_default_resource(&memory);
+  {
+    Store store;
+    std::pmr::set_default_resource(before);
+    std::vector<uint32_t> places;
+    for (uint32_t i = 0; i < 3 * Store::kChunk; ++i) places.push_back(store.Add());
+    EXPECT_EQ(memory.blocks, 3);
+    for (uint32_t i = 0; i < 2 * Store::kChunk; ++i) store.Remove(places[i]);
+    EXPECT_EQ(memory.blocks, static_cast<int>(store.Chunks()));
+    EXPECT_LT(memory.blocks, 3);
+  }
+  EXPECT_EQ(memory.blocks, 0);
 }
 
 TEST(ChunkStore, EmptiedChunksAreGivenBack) {

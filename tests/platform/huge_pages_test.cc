@@ -18,7 +18,8 @@ TEST(HugePages, BlocksOfAnySizeCanBeFilledAndGivenBack) {
   std::pmr::memory_resource& resource = pages;
   constexpr size_t kPage = HugePages::kPageBytes;
   std::vector<std::pair<char*, size_t>> blocks;
-  for (const size_t size : {size_t{1}, size_t{4096}, kPage - 1, kPage, kPage + 1, 3 * kPage + 5000}) {
+  for (const size_t size :
+       {size_t{1}, HugePages::kLeastBytes - 1, HugePages::kLeastBytes, kPage - 1, kPage, kPage + 1, 3 * kPage + 5000}) {
     auto* const block = static_cast<char*>(resource.allocate(size, 16));
     EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % (size < kPage ? 16 : kPage), 0U) << size;
     std::memset(block, static_cast<int>(blocks.size() + 1), size);
