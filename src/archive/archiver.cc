@@ -195,6 +195,16 @@ void ArchiveRun::TellStay(const SiteRec& site, const std::string& log, Verdict v
   if (!why.empty()) log_.Line("Site " + site.Name + ": " + log + " stays: " + std::string(why));
 }
 
+// What to do about a folder in which nothing can be changed.
+std::string FolderAdvice(const Status& status, const std::string& folder) {
+  if (status.fail == Fail::kRefused) return "It goes on when that one is done";
+  if (Contains(status.text, std::strerror(EROFS))) {
+    return "Logs are packed and removed there. A service may write there with ReadWritePaths=" + folder +
+           " in its unit (systemctl edit vantry)";
+  }
+  return "Logs are packed and removed there: give the user who runs Vantry the right to write in this folder";
+}
+
 void ArchiveRun::Site(const SiteRec& site) {
   LogFolder folder;
   if (!MayArchive(site, folder)) return;
@@ -205,9 +215,7 @@ void ArchiveRun::Site(const SiteRec& site) {
   Status status = folder.MayChange();
   if (status.ok()) status = folder.OpenArchives(parts_.disk);
   if (!status.ok()) {
-    constexpr char kAdvice[] =
-        ". Logs are packed and removed there: give the user who runs Vantry the right to write in this folder";
-    log_.Error("Site " + site.Name + ": " + status.text + (status.fail == Fail::kRefused ? "" : kAdvice));
+    log_.Error("Site " + site.Name + ": " + status.text + ". " + FolderAdvice(status, folder.Path()));
     return;
   }
   for (const auto& [zip, month] : months) Pack(site, folder, zip, month);
@@ -226,7 +234,7 @@ void ArchiveRun::TellPlan(const SiteRec& site, const LogFolder& folder, const st
   }
   if (months.empty()) log_.Line(name + "nothing is old enough in " + folder.Path());
   if (!months.empty() && !folder.MayChange().ok()) {
-    log_.Error(name + folder.MayChange().text + ". The user who runs Vantry must have the right to write there");
+    log_.Error(name + folder.MayChange().text + ". " + FolderAdvice(folder.MayChange(), folder.Path()));
   }
 }
 

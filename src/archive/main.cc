@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -36,6 +37,16 @@ void StepBack() {
   (void)::syscall(SYS_ioprio_set, kOfProcess, 0, kIdleClass);
 }
 
+// Root may try it by hand. What that leaves in the program folder must not shut out the folder's owner, who runs it
+// every day.
+void GiveToOwner(const std::string& folder) {
+  struct stat info {};
+  if (::geteuid() != 0 || ::stat(folder.c_str(), &info) != 0) return;
+  for (const char* name : {"archive.lock", "ARCHIVE.LOG"}) {
+    (void)!::lchown((folder + name).c_str(), info.st_uid, info.st_gid);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -51,5 +62,8 @@ int main(int argc, char** argv) {
   const vantry::Disk disk;
   const std::string version = std::to_string(VANTRY_VERSION_MAJOR) + "." + std::to_string(VANTRY_VERSION_MINOR) + "." +
                               vantry::PadNumber(VANTRY_VERSION_REVISION, 3);
-  return vantry::RunArchiver({files, clock, disk, AppPath(), version}, words, std::cout, std::cerr);
+  const std::string app_path = AppPath();
+  const int code = vantry::RunArchiver({files, clock, disk, app_path, version}, words, std::cout, std::cerr);
+  GiveToOwner(app_path);
+  return code;
 }

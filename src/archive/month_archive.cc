@@ -74,6 +74,11 @@ Status LogFolder::OpenArchives(const Disk& disk) {
   const std::string path = path_ + kArchiveFolder;
   if (::faccessat(logs_, kArchiveFolder, F_OK, 0) != 0) {
     if (Status status = disk.MakeFolder(logs_, kArchiveFolder); !status.ok()) return status;
+    // Made by root, it is for the user who has the logs.
+    struct stat info {};
+    if (::fstat(logs_, &info) == 0) {
+      (void)!::fchownat(logs_, kArchiveFolder, info.st_uid, info.st_gid, AT_SYMLINK_NOFOLLOW);
+    }
     (void)disk.Sync(logs_, path_);
   }
   archives_ = ::openat(logs_, kArchiveFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -120,6 +125,11 @@ class MonthWork {
   Status AddLogs(ZipWriter& writer, const std::vector<const FolderFile*>& logs,
                  const std::function<WallTime(int64_t)>& to_local);
   void GiveRights(int file, size_t first) const;
+  // A failure whose text names a file of the archive alone.
+  Status InFolder(Status status) const {
+    if (!status.ok()) status.text = folder_.Path() + kArchiveFolder + "/" + status.text;
+    return status;
+  }
   void Stay(const FolderFile& log, const std::string& why) { result_.stayed.push_back(log.name + " " + why); }
   void Failed(const FolderFile& log, const std::string& why) { result_.failed.push_back(log.name + " " + why); }
 
@@ -239,12 +249,12 @@ Status MonthWork::Write(const std::vector<const FolderFile*>& logs, const std::f
   const std::string aside = zip_name_ + ".new";
   Status status;
   const Descriptor file(disk_.Create(folder_.Archives(), aside, status));
-  if (!file) return status;
+  if (!file) return InFolder(status);
   const size_t before = packed_.size();
   status = Fill(file.get(), logs, to_local);
   if (status.ok() && packed_.size() > before) {
     status = disk_.Sync(file.get(), zip_path_ + ".new");
-    if (status.ok()) status = disk_.Rename(folder_.Archives(), aside, zip_name_);
+    if (status.ok()) status = InFolder(disk_.Rename(folder_.Archives(), aside, zip_name_));
     // The new zip must be found after a loss of power before a log may go.
     if (status.ok()) return disk_.Sync(folder_.Archives(), zip_path_);
   }

@@ -139,6 +139,36 @@ class Archives(ArchiveTest):
         self.assertEqual(self.left(), ["current.log", "old.log"])
 
 
+    @unittest.skipUnless(os.geteuid() == 0, "only root can be in the way of others")
+    def test_a_run_as_root_does_not_shut_out_the_owner(self):
+        self.log("a.log", b"a\n", 100)
+        self.log("current.log", b"now\n", 0)
+        os.chmod(self.home.base, 0o755)
+        for path in (self.home.path, self.home.logs, *map(self.home.file, os.listdir(self.home.path)),
+                     self.home.log("a.log")):
+            os.chown(path, 65534, 65534)
+        self.archive_well()
+        self.assertEqual(os.stat(self.zips()[0]).st_uid, 65534)
+        self.log("b.log", b"b\n", 100)
+        done = self.archive(preexec=lambda: (os.setgroups([]), os.setgid(65534), os.setuid(65534)))
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertEqual(self.packed(), {"a.log": b"a\n", "b.log": b"b\n"})
+
+    def test_a_folder_that_a_service_may_only_read(self):
+        self.log("old.log", b"old\n", 100)
+        self.log("current.log", b"now\n", 0)
+        if subprocess.run(["mount", "--bind", self.home.logs, self.home.logs], capture_output=True).returncode:
+            self.skipTest("may not mount a file system")
+        self.addCleanup(subprocess.run, ["umount", "-l", self.home.logs], check=True)
+        if subprocess.run(["mount", "-o", "remount,ro,bind", self.home.logs], capture_output=True).returncode:
+            self.skipTest("may not mount a file system")
+        done = self.archive()
+        self.assertEqual(done.returncode, 1, done)
+        self.assertIn(b"Read-only file system. Logs are packed and removed there. A service may write there with "
+                      b"ReadWritePaths=%s/ in its unit" % self.home.logs.encode(), done.stderr)
+        self.assertEqual(self.left(), ["current.log", "old.log"])
+
+
 class Accidents(ArchiveTest):
     def setUp(self):
         super().setUp()
@@ -234,6 +264,33 @@ class Accidents(ArchiveTest):
                 self.assertEqual((process.returncode, text),
                                  (3, b"vantry-archive: another archiver runs; nothing was done.\n"))
         self.assertTrue(self.packed() == self.logs)
+
+
+class Rotation(ArchiveTest):
+    def test_a_rotated_log_that_goes_is_missed_by_nobody(self):
+        """With the log followed across rotations, and while the program runs."""
+        self.home.write("registry.ini", "[Security]\nBindAddress=127.0.0.1\n[Corrections]\nAll=True\n")
+        self.home.write_site("One", Mask="access.log*", AutoArchive=True)
+        log, left = self.home.log("access.log"), self.home.log("access.log.1")
+        append(log, ncsa_line("10.0.0.1", "/one.html"))
+        vantry = self.start(self.home)
+        vantry.wait_visitor("10.0.0.1")
+        os.rename(log, left)
+        append(log, ncsa_line("10.0.0.2", "/two.html"))
+        vantry.wait_visitor("10.0.0.2")
+        os.utime(left, (time.time() - 100 * DAY,) * 2)
+        self.archive_well("AUTO")
+        self.assertEqual(self.left(), ["access.log"])
+        self.assertEqual(list(self.packed()), ["access.log.1"])
+        append(log, ncsa_line("10.0.0.3", "/three.html"))
+        vantry.wait_visitor("10.0.0.3")
+        vantry.stop()
+        # The next run knows of the log that is gone.
+        vantry = self.start(self.home)
+        append(log, ncsa_line("10.0.0.4", "/four.html"))
+        vantry.wait_visitor("10.0.0.4")
+        self.assertEqual(sorted(vantry.addresses()).count("10.0.0.3"), 1)
+        vantry.stop()
 
 
 class Trigger(ArchiveTest):
