@@ -1,5 +1,5 @@
 // The live tables: all that the monitor knows at run time. Plain records, read and written in place by every part of
-// the engine on its one thread. One LiveTables stands in the program; tests make as many as they like.
+// the engine on its one thread. The program has one LiveTables; tests make as many as they like.
 #pragma once
 
 #include <array>
@@ -31,14 +31,14 @@ struct PendingTexts : BoundedQueue<std::string> {
   PendingTexts() : BoundedQueue(kMost, kMostBytes) {}
 };
 
-// Which file it is, whatever its name. Kept with the correction FollowRotation alone.
+// Which file a log is, whatever its name. Kept only with the correction FollowRotation.
 struct LogFileId {
   uint64_t Device = 0, Inode = 0;  // Inode 0: no file is known.
   int32_t StartBytes = 0;          // How much of its beginning StartHash covers: what was read, 1,024 bytes at most.
   uint64_t StartHash = 0;
-  int64_t WrittenNs = 0;  // Its last change when it was looked at last.
+  int64_t WrittenNs = 0;  // Its last change as of the last look.
   std::string Path;       // Where it was found then.
-  int64_t SeenBytes = 0;  // Its size then: of half a line at its end nothing more is read. Not saved.
+  int64_t SeenBytes = 0;  // Its size then, so that half a line at its end is not read over and over. Not saved.
 };
 
 // A file that was read before the current one, as far as it went then; or one without a whole line so far (ReadPos 0).
@@ -58,9 +58,9 @@ struct ReadState {
   LogTime LastReadDateTime;       // Log time of the newest line accepted as today's.
   std::string LastIP;             // Of the visitor removed last.
   LogTime LastTime;               // LastHitTime of that visitor.
-  LogFileId LastFile;             // What LastReadPos is a place of.
+  LogFileId LastFile;             // The file that LastReadPos refers to.
   std::vector<LeftLog> LeftLogs;  // Of today, and those that may still grow; in the order in which they were left.
-  int64_t FollowedNs = 0;         // What was written to any file before this was read (file system's clock).
+  int64_t FollowedNs = 0;         // All that was written before has been read (file system's clock).
 };
 
 // A monitored site. "Saved" marks what the site file keeps. A site's number is its 1-based place in `Sites` and stays
@@ -115,7 +115,7 @@ struct SiteRec : ReadState {
   int32_t PagesCounted = 0;                       // Counted page views in this run.
   bool WebAccess = false, WebReferrers = false;   // Saved.
   std::string WebUserName, WebPassword, WebLogo;  // Saved.
-  bool UseLocalTime = false;                      // Saved. Asked for with corrected times alone.
+  bool UseLocalTime = false;                      // Saved. Used only with corrected times.
   WallTime ExLastLowCheck, ExLastHighCheck;
   int16_t ExValue130 = 0, ExValue131 = 0, ExValue133 = 0, ExValue134 = 0, ExValue161 = 0;
   bool ViewDirty = false;     // A visitor left: the site's node needs its count refreshed.
@@ -132,12 +132,12 @@ struct SiteRec : ReadState {
   bool WaitTold = false;                     // The operator knows of it.
   int64_t FolderWritten = 0;                 // Last change of the log's folder when it was looked at.
   bool FolderSettled = true;                 // It has been looked at again since.
-  std::string LastScanError;                 // What the last failed scan was told about, so that it is told once.
+  std::string LastScanError;                 // What the last failed scan reported, so that it is reported once.
 };
 
-// A visitor now on line. There are millions in a day, so texts take little room: those that many visitors have alike
-// are shared. The fields that every page view touches come first, to lie together in memory: with many visitors a view
-// costs what fetching these lines costs.
+// A visitor now on line. A day may bring millions, so texts take little room: those that many visitors have in common
+// are shared. The fields that every page view touches come first, to lie together in memory: with many visitors,
+// fetching these lines is what a view costs.
 struct alignas(64) VisitorRec {
   SmallText IP;
   SmallText Page;        // Of the newest counted view, as are Query, Status and Method.
@@ -189,7 +189,7 @@ struct alignas(64) VisitorRec {
   std::string Key() const { return KeyOf(Site, IP); }
   static std::string KeyOf(int16_t site, std::string_view ip) { return std::to_string(site).append(":").append(ip); }
 };
-static_assert(sizeof(VisitorRec) == 256);  // Four lines of memory; a field more would take a fifth for each visitor.
+static_assert(sizeof(VisitorRec) == 256);  // Four cache lines; one more field would take a fifth.
 
 // An alert definition. The lists are used from the front; a place beyond the last entry does not exist.
 struct AlertRec {
@@ -211,8 +211,8 @@ struct AlertRec {
   int32_t AlertHits = 0;  // Times raised today.
 };
 
-// The log line being processed. Emptied at the start of each scan and not at each line, so that a field that a line
-// lacks keeps what the line before had.
+// The log line being processed. Emptied at the start of each scan, not at each line: a field that a line lacks keeps
+// its value from the line before.
 struct HitRec {
   std::string CurLine;
   int64_t CurPos = 0;  // 1-based place of the line after CurLine.
@@ -247,7 +247,7 @@ struct LiveTables {
   int32_t TotalVisitorCount = 0;  // Since start.
   int32_t TodayVisitorCount = 0, TodayAlertCount = 0, TodaySpiderCount = 0, TodayExceptionCount = 0;
   int32_t TotalAlertCount = 0, TotalSpiderCount = 0, TotalExceptionCount = 0;
-  Day Today;                    // What the scanner takes for today; moves at start and at the rollover alone.
+  Day Today;                    // What the scanner takes for today; changes only at the start and the rollover.
   int16_t CurrentView = 0;      // Site shown in the window, 0 for all.
   int16_t CurrentViewType = 1;  // 1 visitors, 2 alerts, 3 spiders, 4 exceptions.
   bool ShowVisitedPages = true, ShowTraceView = true;

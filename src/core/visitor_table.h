@@ -27,7 +27,7 @@ class VisitorTable {
   VisitorTable(const VisitorTable&) = delete;
   VisitorTable& operator=(const VisitorTable&) = delete;
 
-  // Visitors in use.
+  // Visitors on line.
   int32_t Count() const { return count_; }
 
   // The visitor at this number, or null for a gap or a number outside the table.
@@ -36,8 +36,8 @@ class VisitorTable {
   int32_t Find(int16_t site, std::string_view ip) const;
   // The same as a record, null for none.
   VisitorRec* Lookup(int16_t site, std::string_view ip) const;
-  // Ask the memory for what Lookup of this hash will need, first for the index, a little later for the record. With
-  // 100,000 visitors on line, the wait for these is most of the cost of a page view.
+  // Prefetch what Lookup will need for this hash: first its place in the index, a little later the record. With 100,000
+  // visitors on line, waiting for these is most of the cost of a page view.
   static uint64_t HashOf(int16_t site, std::string_view ip);
   void WarmIndex(uint64_t hash) const { index_.Warm(hash); }
   void WarmRecord(uint64_t hash) const;
@@ -52,34 +52,35 @@ class VisitorTable {
   // Returns the first visitor of this site, or of any (0), whose DNS fits the mask, null for none. Only a mask's first
   // call goes through all visitors.
   VisitorRec* FirstNamed(const std::string& mask, int16_t site = 0);
-  // Takes out the visitors with these numbers, calling `leave` for each right before. The order of the others stays,
-  // and so do all numbers until CloseGaps. `leave` must not add or remove.
+  // Takes out the visitors with these numbers, calling `leave` for each just before. The others keep their order, and
+  // their numbers until CloseGaps. `leave` must not add or remove.
   void Remove(std::span<const int32_t> numbers, const std::function<void(VisitorRec&)>& leave = {});
-  // Gives the visitors new numbers without gaps between them, in one pass, where gaps prevail.
+  // If gaps prevail, renumbers the visitors without gaps, in one pass.
   void CloseGaps();
-  // How many visitors were ever taken out.
+  // Visitors taken out so far.
   uint64_t Removed() const { return removed_; }
-  // Marks that something which a list shows of the visitor has changed.
+  // Notes that something a list shows of the visitor has changed.
   void Touch(VisitorRec& visitor);
-  // For those who show the visitors: counts up whenever one came, left or was touched, or the view changed.
+  // Grows whenever a visitor comes, leaves or is touched, or the view changes: for those who show the visitors.
   uint64_t Changes() const { return changes_; }
   void NoteViewChange() { ++changes_; }
-  // The how-manieth visitor of the run the one at this number is, from 1. It grows with the number, stays when gaps are
-  // closed, and no other visitor ever has it. The number must be in the table, but may be a gap.
+  // The ordinal, from 1, of the visitor with this number among all visitors of the run. It grows with the number, stays
+  // the same when gaps are closed, and is never given to another visitor. The number must be in the table, but may be a
+  // gap.
   uint64_t ArrivalAt(int32_t number) const;
-  // The number of that visitor, 0 when it has left.
+  // The number of the visitor with this ordinal, 0 if it has left.
   int32_t FindArrival(uint64_t arrival) const;
   // The highest number.
   int32_t LastNumber() const { return static_cast<int32_t>(places_.size()); }
 
-  // A walk through the visitors that may rest while others come and go: it meets each of those that were there when it
-  // began and have not left meanwhile, once and in order. It need not outlive the table, nor the table it.
+  // A walk through the visitors that may pause while others come and go. It meets each visitor who was there when it
+  // began and has not left since, once and in order. Walk and table may be destroyed in either order.
   struct Walk {
     int32_t next = 1, end = 0;
     bool Done() const { return next > end; }
   };
   std::shared_ptr<Walk> NewWalk();
-  // One step on: the visitor there, or null for a gap.
+  // Moves one step on and returns the visitor there, null for a gap.
   VisitorRec* Step(Walk& walk) const { return At(walk.next++); }
 
   // Calls `f(int32_t number, VisitorRec&)` for each visitor in order. `f` must not add or remove.

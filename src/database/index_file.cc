@@ -103,7 +103,7 @@ Status IndexFile::FindBeginning(int tree, std::string_view beginning, FoundKey& 
   if (!status.ok() && status.fail != Fail::kNotFound) return status;
   bool any = status.ok() && begins(entry.key);
   if (any) found = {std::string(entry.key), entry.row};
-  // Of a key that is in several of these the newest row counts.
+  // If a key is in several of these, the newest row counts.
   for (const PendingKeys* keys : {&t.moving, &t.waiting}) {
     const auto first = keys->FirstOfGroup(beginning, after);
     if (!first || (any && keys->KeyAt(*first) > found.key)) continue;
@@ -138,7 +138,7 @@ Status IndexFile::Move(Tree& tree, size_t changes) {
     const PendingKeys::Change change = tree.moving.ChangeAt(tree.order[tree.moved]);
     Status status = change.erase ? store_.Erase(tree.number, key) : store_.Put(tree.number, key, change.row);
     if (!status.ok()) {
-      // Ends the store's transaction, for good or ill; nothing of the batch has left the memory.
+      // Ends the store's transaction either way; the batch is still in memory.
       (void)CommitStore(false);
       return status;
     }
@@ -173,7 +173,7 @@ Status IndexFile::CommitStore(bool durable) {
   return status;
 }
 
-// The store has forgotten what it was given: it waits again, behind what is newer.
+// The store has lost what it was given. It waits again, unless something newer has taken its place.
 void IndexFile::TakeBackApplied() {
   for (const auto& tree : trees_) {
     const size_t key_bytes = tree->applied.empty() ? 0 : tree->applied_keys.size() / tree->applied.size();

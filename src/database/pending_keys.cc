@@ -26,8 +26,8 @@ uint64_t CountOf(std::string_view key) {
 
 }  // namespace
 
-// The first bytes of each key are taken along and settle most comparisons, so that no key need be looked at. Keys that
-// begin alike, as the pages of one visitor do, come in order of arrival first: most often that is their order.
+// The first bytes of each key are copied and settle most comparisons without a look at the key. Keys that begin alike,
+// like those of one visitor's pages, are first put in order of arrival, which is usually their order.
 std::vector<uint32_t> PendingKeys::Sorted() const {
   struct Item {
     uint64_t first, second;
@@ -118,10 +118,10 @@ void KnownEnds::Added(std::string_view key) {
   if (key.size() > kCountedBytes) absent = first_absent_.Find(RunOf(key));
   const uint64_t count = absent ? CountOf(key) : 0;
   if (!absent || count == UINT64_MAX) {
-    // Nothing behind the last number there is could be told.
+    // The highest number there is has no successor to remember.
     if (absent) {
       first_absent_.Clear();
-      unknown_taken_ = true;  // Keys on their way are of runs that are unknown now.
+      unknown_taken_ = true;  // The runs of keys on their way are unknown now.
     }
     unknown_added_ = true;
   } else if (count >= *absent) {

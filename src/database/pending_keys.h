@@ -29,9 +29,9 @@ class FixedKeyMap {
     return value;
   }
 
-  // Asks the memory for a key ahead of its use: in the order of keys each stands elsewhere.
+  // Prefetches a key: in key order, each lies somewhere else.
   void Warm(size_t i) const { __builtin_prefetch(entries_.data() + i * EntryBytes()); }
-  // The newest value of a key counts. Returns its place.
+  // Replaces the key's value if it has one. Returns its place.
   size_t Set(std::string_view key, Value value) {
     if (last_ != 0 && KeyAt(last_ - 1) == key) {
       SetValue(last_ - 1, value);
@@ -54,7 +54,7 @@ class FixedKeyMap {
     return place == 0 ? std::nullopt : std::optional(ValueAt(place - 1));
   }
   void Clear() {
-    // What a big batch took is kept for the next one, but not for a few keys.
+    // The memory of a big batch is kept for the next one, but not for a few keys.
     const bool spacious = slots_.size() > kMinSlots && count_ * 16 < slots_.size();
     slots_.assign(spacious ? kMinSlots : slots_.size(), {});
     entries_.clear();
@@ -80,7 +80,7 @@ class FixedKeyMap {
     while (slots_[i].place != 0 && (slots_[i].hash != hash || KeyAt(slots_[i].place - 1) != key)) i = (i + 1) & mask;
     return i;
   }
-  // The place of the key, counted from 1; 0 when it is not there. A key is often asked for again at once.
+  // The place of the key, counted from 1; 0 if it is missing. The same key is often asked for twice in a row.
   size_t Place(std::string_view key) const {
     if (count_ == 0) return 0;
     if (last_ == 0 || KeyAt(last_ - 1) != key) last_ = slots_[SlotOf(key, HashOf(key))].place;
@@ -100,7 +100,7 @@ class FixedKeyMap {
 
   size_t key_bytes_;
   size_t count_ = 0;
-  std::pmr::string entries_;      // Key and value, one behind the other: what is used together lies together.
+  std::pmr::string entries_;      // Each key followed by its value: what is used together lies together.
   std::pmr::vector<Slot> slots_;  // Open addressing; its size is a power of two, at most half used.
   mutable uint32_t last_ = 0;     // Place of the key asked for last.
 };
@@ -110,8 +110,8 @@ struct KeyChange {
   bool erase = false;
 };
 
-// Changes to the keys of one tree that are applied in the order of their keys: sorted changes reach each page of an
-// index once, where changes in order of arrival reach it again and again.
+// Changes to the keys of one tree, to be applied in key order: that way each page of an index is visited once, and not
+// again and again.
 class PendingKeys : public FixedKeyMap<KeyChange> {
  public:
   using Change = KeyChange;
@@ -122,11 +122,11 @@ class PendingKeys : public FixedKeyMap<KeyChange> {
   // The places of all changes, in the order of their keys.
   std::vector<uint32_t> Sorted() const;
 
-  // Whether FirstOfGroup can tell about beginnings of this length: not while keys are to be erased, since what the
-  // index has would hide behind them. The first question of a length costs a look at all keys.
+  // Whether FirstOfGroup can answer for beginnings of this length. It can't while keys wait to be erased, as the index
+  // still has those. The first question about a length goes through all keys.
   bool GroupBy(size_t bytes);
-  // The place of the first key that begins with this text of the length given to GroupBy; of those after the key
-  // `after`, if that is not empty.
+  // The place of the first key that begins with this text, which has the length given to GroupBy. If `after` is not
+  // empty, only keys after it count.
   std::optional<size_t> FirstOfGroup(std::string_view beginning, std::string_view after = {}) const;
 
  private:
@@ -137,26 +137,26 @@ class PendingKeys : public FixedKeyMap<KeyChange> {
   bool erases_ = false;
 };
 
-// Keys that are counted up at their end, as the pages of a visit are: behind the last key of such a run nothing needs
-// to be looked for. Of a key all but the last four bytes name the run.
+// Where runs of keys end. Keys that end in a count, like those of a visit's pages, form a run, and after its last key
+// there is nothing to look for. All but the last kCountedBytes of a key name its run.
 class KnownEnds {
  public:
   static constexpr size_t kCountedBytes = 8, kMaxRuns = 512 * 1024;
 
-  // Of more runs than `max_runs` nothing is remembered.
+  // Remembers `max_runs` runs at most.
   explicit KnownEnds(size_t key_bytes, size_t max_runs = kMaxRuns)
       : first_absent_(key_bytes - std::min(key_bytes, kCountedBytes)), max_runs_(max_runs) {}
 
   // Whether it is known that there is no such key.
   bool Absent(std::string_view key) const;
-  // No key of this run at or behind `key` was found in the index.
+  // The index was found to have no key of this run at or after `key`.
   void Learn(std::string_view key);
-  // A key was added that the index does not have yet. Of a run that is not known here nothing can be learned until the
-  // index has it: what was found there would not be all.
+  // A key was added that the index does not have yet. Until it does, nothing can be learned about runs unknown here, as
+  // the index would not show all of their keys.
   void Added(std::string_view key);
-  // The keys that were added are on their way into the index; more may come behind them.
+  // The keys added so far are on their way into the index; more may follow.
   void Taken();
-  // The index has all keys that were taken.
+  // The index has all keys that were on their way.
   void Applied();
   void Clear();
 

@@ -13,8 +13,8 @@ constexpr int kRecordNoDigits = 9;
 constexpr uint32_t kLastRecord = 999'999'999;
 constexpr uint32_t kAlmostFull = 990'000'000;
 
-// Keys that may occur more than once are told apart by the row's number behind them, highest byte first, so that equal
-// keys stand in the order of their rows.
+// Keys that may occur more than once end in the row's number, highest byte first, so that equal keys are in the order
+// of their rows.
 constexpr size_t kRowNumberBytes = 4;
 
 void AppendRowNumber(uint32_t number, std::string& key) {
@@ -83,12 +83,12 @@ Status Table::OpenFile(const std::string& folder, OpenMode mode, const std::vect
   const OpenFor purpose = mode == kReadOnly ? OpenFor::kReading : OpenFor::kCreating;
   Status status = file_.Open(folder + name_ + ".DBF", purpose, wanted, connection_.Today(), repair);
   if (!status.ok()) return status;
-  // A table that is not ours to put right tells nothing true when rows of it are missing.
+  // A table that we may not repair can't be trusted if rows are missing.
   if (!repair.empty() && mode == kReadOnly) return Status::Error(Fail::kBadData, file_.Path() + ": " + repair);
   if (!repair.empty()) connection_.Tell(file_.Path() + ": " + repair + "; it was put right.");
   RowLayout found = file_.Layout();
   if (mode == kReadOnly) {
-    // Any order, and others beside them.
+    // In any order, and there may be others.
     std::erase_if(wanted.fields, [&](const TableField& f) {
       const auto place = found.Find(f.name);
       return place && found.fields[*place].type == f.type && found.fields[*place].width == f.width;
@@ -110,7 +110,7 @@ Status Table::OpenFile(const std::string& folder, OpenMode mode, const std::vect
   return status;
 }
 
-// A row that was on its way when the program ended, if it is still the same record.
+// Restores a row that was on its way when the program ended, if it is still the same record.
 void Table::ApplyRedo(uint32_t number, std::string_view bytes) {
   std::string row(file_.Layout().row_bytes, ' ');
   if (bytes.size() != row.size() || !file_.Read(number, row.data()).ok()) return;
@@ -158,7 +158,7 @@ Status Table::OpenTrees() {
 TableStamp Table::Stamp() const {
   TableStamp stamp{name_, !Changed(), durable_rows_, next_record_, {}, key_texts_};
   if (!Changed()) stamp.rows = file_.Rows();
-  // What another program made of the table is not in the index.
+  // The index has nothing of what another program did to the table.
   stamp.fits = stamp.fits && file_.Ours() && file_.Identify(stamp.file).ok();
   return stamp;
 }
@@ -251,8 +251,8 @@ std::string_view Table::Key(std::initializer_list<std::string_view> parts) {
   return key_text_;
 }
 
-// The row must have the key that led to it; otherwise the index is not of this table. After a failure the current
-// record and the buffer are as they were.
+// The row must have the key that led to it, or the index is not of this table. A failure changes neither the current
+// record nor the buffer.
 Status Table::Load(const FoundKey& found) {
   if (found.row == current_ && found.key == position_) {
     row_ = old_row_;
@@ -270,8 +270,8 @@ Status Table::Load(const FoundKey& found) {
   return status;
 }
 
-// Finds an entry and makes its row the current record. With a `prefix`: the first entry that begins with it, of those
-// after `stored` for kAfter.
+// Finds an entry and makes its row the current record. With a `prefix`, the first entry that begins with it; for kAfter
+// the first of those after `stored`.
 int Table::Search(Seek how, const std::string& stored, std::string_view prefix) {
   if (!IsOpen()) return Failed(Status::Error(Fail::kIo, name_ + " is not open"));
   const std::string_view after = how == Seek::kAfter ? std::string_view(stored) : std::string_view();
@@ -309,7 +309,7 @@ int Table::FindEqual(std::string_view text, uint32_t row) {
   StoredText(key, text, sought_);
   if (!key.declaration.unique) return Search(Seek::kAtOrAfter, sought_, sought_);
   if (current_ != 0 && position_ == sought_) {
-    // One operation after the other often asks for the same record.
+    // Successive operations often ask for the same record.
     row_ = old_row_;
     return Done(kOk);
   }
@@ -445,7 +445,7 @@ int Table::Delete() {
   return Done(kOk);
 }
 
-// Too many changed rows are written at once; after a failure not before as many again have come.
+// Too many changed rows are written at once; after a failure, only when as many again have come.
 void Table::Rewrite() {
   old_row_ = row_;
   file_.Rewrite(current_, row_.data());

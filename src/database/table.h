@@ -1,6 +1,5 @@
-// One dBase table with its keys: the operations that everything which keeps history works with. There is one record
-// buffer and one current record, so a sequence from a search to its Insert or Update must not be interrupted by another
-// operation on the same table.
+// One dBase table with its keys: the operations that all of the history is built on. There is one record buffer and one
+// current record, so no other operation on the table may come between a search and its Insert or Update.
 #pragma once
 
 #include <initializer_list>
@@ -18,7 +17,7 @@ namespace vantry {
 
 class Table {
  public:
-  // What operations give. Above 0: it could not be done and nothing is wrong; below 0: something is, see Problem.
+  // What operations return. Above 0: not done, but nothing is wrong. Below 0: something is wrong, see Problem.
   enum Result { kFailed = -1, kOk = 0, kNotFound = 1, kDuplicate = 2, kNoRoom = 3 };
   enum OpenMode { kReadWrite = 1, kReadOnly = 2 };
 
@@ -28,47 +27,45 @@ class Table {
   Table(const Table&) = delete;
   Table& operator=(const Table&) = delete;
 
-  // Opens the table in this folder ("/" at its end). Field texts are of the form "Name|Type|Width", key texts as
-  // ParseKey reads them. In mode kReadWrite a missing table is made, and one of other fields is refused with the first
-  // difference; in mode kReadOnly the table must be there and have at least these fields. The index is built anew when
-  // it does not fit. An existing table may have `other_fields` instead. Nothing happens when the table is open.
-  // LastStatus is kNotFound when the table or the folder is missing, kFailed for anything else; Problem tells.
+  // Opens the table in this folder ("/" at its end). Field texts have the form "Name|Type|Width", key texts are as
+  // ParseKey reads them. With kReadWrite a missing table is made, and one with other fields is refused with the first
+  // difference; with kReadOnly the table must exist and have at least these fields. An existing table may have
+  // `other_fields` instead. An index that does not fit is rebuilt. Does nothing if the table is open. LastStatus is
+  // kNotFound if the table or the folder is missing, kFailed for anything else; Problem says why.
   void CreateTable(const std::string& folder, OpenMode mode, const std::vector<std::string>& fields,
                    const std::vector<std::string>& keys, const std::vector<std::string>& other_fields = {});
-  // Makes what was changed durable before, as far as the disk takes it.
+  // First makes changes durable, as far as the disk takes them.
   void CloseTable();
   bool IsOpen() const { return file_.IsOpen(); }
 
   // The Result of the last operation.
   int LastStatus() const { return last_status_; }
-  // Why an operation gave kFailed: names the table or its file.
+  // Why an operation returned kFailed: names the table or its file.
   const std::string& Problem() const { return problem_; }
   const std::string& Name() const { return name_; }
 
-  // Searches and steps go by this key (0 is the first, as at opening) from now on.
+  // Searches and steps use this key from now on; 0, the first, after opening.
   void SelectKey(size_t key);
 
-  // The text of the selected key made of values of its first parts, each cut or filled to the part's width. Holds until
-  // the next call.
+  // Builds the text of the selected key from values of its first parts, each cut or filled to its part's width. Valid
+  // until the next call.
   std::string_view Key(std::initializer_list<std::string_view> parts);
 
-  // Makes the record with exactly this key the current one. The current record stays when there is none. `row` is where
-  // the record was when it was current last (CurrentRow), 0 when that is not known: a row that has the key needs no
-  // search.
+  // Makes the record with exactly this key the current one. If there is none, the current record stays. `row` is where
+  // the record last was (CurrentRow), 0 if unknown: if that row has the key, no search is needed.
   int FindEqual(std::string_view key, uint32_t row = 0);
-  // Makes the first record whose key begins with this text the current one. The current record stays when there is
-  // none.
+  // Makes the first record whose key begins with this text the current one. If there is none, the current record stays.
   int FindBeginning(std::string_view text);
-  // Makes the first record at or after the key the current one. Without one the last record becomes current, and the
-  // result is kNotFound.
+  // Makes the first record at or after the key the current one. If there is none, the last record becomes current and
+  // the result is kNotFound.
   int FindNearest(std::string_view key);
-  // Moves to the next record whose key begins with this text. The current record stays when there is none.
+  // Moves to the next record whose key begins with this text. If there is none, the current record stays.
   int NextBeginning(std::string_view text);
   // Moves to the next record (1) or the one before (-1). At the end the current record stays and the result is
   // kNotFound.
   int Step(int direction);
 
-  // The record buffer. Fields by their place in the field list; texts without the blanks behind them.
+  // The record buffer. Fields go by their place in the field list; texts come without trailing blanks.
   void ClearRecord();
   size_t Width(size_t field) const { return FieldAt(field).width; }
   std::string_view Text(size_t field) const;
@@ -77,37 +74,37 @@ class Table {
   void SetText(size_t field, std::string_view text) { PutText(FieldAt(field), text, row_.data()); }
   void SetNumber(size_t field, int64_t number) { PutNumber(FieldAt(field), number, row_.data()); }
   void SetDate(size_t field, Day day) { PutDate(FieldAt(field), day, row_.data()); }
-  // By the field's name; an unknown one reads as empty.
+  // By the field's name; an unknown field reads as empty.
   std::string_view FieldValue(std::string_view name) const;
 
-  // Adds the buffer as a new record, which becomes the current one. Fills its RecordNo, if there is such a field.
+  // Adds the buffer as a new record, which becomes the current one. Fills in RecordNo if there is such a field.
   int Insert();
   // Rewrites the current record from the buffer; its RecordNo stays.
   int Update();
   // Marks the current record as deleted; there is no current record then.
   int Delete();
-  // Makes what was changed durable.
+  // Makes changes durable.
   int Flush();
 
   uint32_t RowCount() const { return file_.Rows(); }
-  // Reads the row of this number into the buffer; there is no current record then. False for a deleted row and for one
-  // that can't be read.
+  // Reads the row of this number into the buffer; there is no current record then. False for a deleted or unreadable
+  // row.
   bool LoadRow(uint32_t number) {
     current_ = 0;
     return file_.Read(number, row_.data()).ok() && row_.front() == dbf::kLiving;
   }
   // The row of the current record, 0 for none.
   uint32_t CurrentRow() const { return current_; }
-  // Rows are in memory alone, and would be gone with the program.
+  // Some rows are only in memory, and would be lost with the program.
   bool RowsWait() const { return file_.Waiting(); }
-  // New rows that are in memory alone, and adding them as new records, all but those whose unique keys are taken. False
-  // when some were not taken.
+  // The new rows that are only in memory.
   const std::string& NewRows() const { return file_.NewRows(); }
+  // Adds such rows as new records, except those whose unique keys are taken. False if some could not be added.
   bool AddRows(std::string_view rows);
   bool HasChangedRows() const { return file_.Rewritten().Count() > 0; }
-  // Whether the table's file is still the one that is open, as it was left here; see DbfFile.
+  // Whether the table's file is still the open one and as it was left here; see DbfFile.
   Status CheckOurs() const { return file_.CheckOurs(); }
-  // Something is not durable.
+  // Some changes are not durable yet.
   bool Changed() const { return file_.Changed(); }
 
  private:
@@ -115,7 +112,7 @@ class Table {
   struct TableKey {
     KeyDeclaration declaration;
     int tree = 0;
-    bool always_new = false;  // Holds RecordNo, so no two rows can have it.
+    bool always_new = false;  // Contains RecordNo, so no two rows share it.
     std::string stored;       // Of the row that is being added.
   };
 
@@ -152,19 +149,19 @@ class Table {
   size_t selected_ = 0;
   std::optional<size_t> record_field_;  // RecordNo.
   uint32_t next_record_ = 1;
-  uint32_t durable_rows_ = 0;  // A loss of power takes none of these; rows behind them may be holes that one has left.
+  uint32_t durable_rows_ = 0;  // A loss of power takes none of these; later rows may be holes it has left.
 
   std::string row_;       // The buffer.
   uint32_t current_ = 0;  // Row number of the current record, 0 for none.
   std::string position_;  // Its stored key in the selected order.
-  std::string missing_;   // Stored first key that the last FindEqual did not find, while nothing was inserted since.
-  std::string absent_;    // No stored first key begins with this, likewise; empty when nothing is known.
+  std::string missing_;   // The stored first key that the last FindEqual did not find, until an insertion.
+  std::string absent_;    // No stored first key begins with this, likewise; empty if unknown.
   std::string key_text_, sought_, scratch_, old_row_, read_row_;
   FoundKey found_;
   int last_status_ = kNotFound;
   std::string problem_;
   size_t changed_limit_ = DbfFile::kMaxChangedRows;
-  uint32_t lost_rows_ = 0;  // Refused for want of room since the disk took rows last.
+  uint32_t lost_rows_ = 0;  // Refused for lack of room since the disk last took rows.
 };
 
 }  // namespace vantry
