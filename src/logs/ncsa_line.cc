@@ -41,7 +41,8 @@ bool LooksLikeAddress(std::string_view word) {
 }
 
 bool IsNameAndPort(std::string_view word) {
-  const size_t colon = word.rfind(':');
+  // Nearly every word has no colon at all, which is told fastest from the front.
+  const size_t colon = word.find(':') == kNone ? kNone : word.rfind(':');
   if (colon == kNone || colon == 0 || colon + 1 == word.size()) return false;
   const std::string_view name = word.substr(0, colon), port = word.substr(colon + 1);
   return std::all_of(port.begin(), port.end(), IsDigit) && (name.find(':') == kNone || name.back() == ']');
