@@ -111,6 +111,17 @@ class BenchClock final : public Clock {
   SystemClock system_;
 };
 
+// No log is on another machine.
+class DoNothingFtp final : public FtpFetch {
+ public:
+  void PrepareFetch(int16_t, bool, std::function<void()>) override {}
+  bool FTPConnect(int16_t) override { return false; }
+  std::string FTPGetFileName(int16_t) override { return {}; }
+  void FTPClose(int16_t) override {}
+  std::string Trouble(int16_t) override { return {}; }
+  void StartDownload(int16_t, int64_t, int) override {}
+};
+
 // A scan with nothing attached: no history, no exceptions, no window.
 struct Rig {
   LiveTables t;

@@ -21,13 +21,4 @@ class NoWindow final : public View {
   void Hide() override {}
 };
 
-// A site whose log lies on a remote server finds no log file.
-class DoNothingFtp final : public FtpFetch {
- public:
-  bool FTPConnect(int16_t) override { return false; }
-  void FTPClose(int16_t) override {}
-  std::string FTPGetFileName(int16_t) override { return {}; }
-  void StartDownload(int16_t, int64_t, int) override {}
-};
-
 }  // namespace vantry

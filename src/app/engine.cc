@@ -46,6 +46,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       scan_(
           scan_context_, [this] { return timer1_->Enabled(); },
           [this](int16_t place) { return ExceptionNumberAt(place); }),
+      ftp_(scan_context_, scan_, ports_.ftp),
       log_watch_(scan_context_, scan_, ports_.watch, [this] { return timer1_->Enabled(); }),
       web_(ForWeb(), security_),
       timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { Timer1Tick(); })),
@@ -373,6 +374,7 @@ void Engine::Closing() {
   if (save_timer_) save_timer_->Stop();
   if (retry_timer_) retry_timer_->Stop();
   log_watch_.Stop();
+  ftp_.Unload();
   ports_.resolver.Cancel();
   web_.CloseConnections();
   automation_.Close();

@@ -32,6 +32,7 @@
 #include "ports/data_files.h"
 #include "ports/file_watch.h"
 #include "ports/files.h"
+#include "ports/ftp.h"
 #include "ports/index_store.h"
 #include "ports/line_client.h"
 #include "ports/listener.h"
@@ -45,6 +46,7 @@
 #include "ports/service_manager.h"
 #include "scan/agent_names.h"
 #include "scan/log_watch.h"
+#include "scan/remote_logs.h"
 #include "scan/resolver_queue.h"
 #include "scan/scan_cycle.h"
 #include "web/automation.h"
@@ -69,6 +71,7 @@ struct EnginePorts {
   Random& random;
   Patterns& patterns;
   FileWatch& watch;
+  Ftp& ftp;
   Desktop* window = nullptr;          // Null: nobody looks.
   ServiceManager* service = nullptr;  // Null: the program is no service.
 };
@@ -198,13 +201,13 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   Alerts alerts_;
   ResolverQueue names_;
   Automation automation_;
-  DoNothingFtp ftp_;
   DailyReport report_;
   DailyParts daily_;
 
   std::optional<AgentNames> agents_;
   ScanContext scan_context_;
   ScanCycle scan_;
+  RemoteLogs ftp_;
   LogWatch log_watch_;
   WebServer web_;
   std::unique_ptr<Timer> timer1_, timer2_, send_timer_, flush_timer_, edit_timer_;

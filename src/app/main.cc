@@ -18,6 +18,7 @@
 #include "core/text.h"
 #include "platform/cares_resolver.h"
 #include "platform/console_notices.h"
+#include "platform/curl_ftp.h"
 #include "platform/curl_mail.h"
 #include "platform/huge_pages.h"
 #include "platform/inotify_watch.h"
@@ -138,6 +139,7 @@ int main(int argc, char** argv) {
   vantry::RegistryFile registry(files, app_path + "registry.ini");
   vantry::CaresResolver resolver({.servers = ReadRegistryValue(registry, "Resolver", "Servers", "")});
   vantry::CurlMail mail;
+  vantry::CurlFtp ftp(clock);
   vantry::QtLineClient sms;
   vantry::Re2Patterns patterns;
   vantry::ProgramStarter programs;
@@ -155,7 +157,7 @@ int main(int argc, char** argv) {
     return status.ok();
   };
   vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus,
-                         random, patterns, watch, desktop.get(), &service},
+                         random, patterns, watch, ftp, desktop.get(), &service},
                         {app_path,
                          command.text,
                          vantry::ReadRegional(registry),

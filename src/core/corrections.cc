@@ -100,6 +100,16 @@ constexpr CorrectionRow kRows[] = {
     {"OneDataFolder", &C::OneDataFolder, nullptr, 0,
      "The robots cache and the program log are read and written in one folder, wherever DDFPath was set.",
      "app/engine.cc"},
+    {"FetchAside", &C::FetchAside, nullptr, 0,
+     "While a remote log is fetched, other sites are scanned and visits end; a server that falls silent is given up "
+     "after 120 s in a first scan too.",
+     "scan/fetch.cc"},
+    {"ResumeUnsized", &C::ResumeUnsized, nullptr, 0,
+     "A remote log whose server tells no size is read on from where it was left.", "scan/remote_logs.cc"},
+    {"FreshBestDate", &C::FreshBestDate, nullptr, 0,
+     "The newest file of a remote folder is the newest that its listing shows now.", "scan/remote_logs.cc"},
+    {"TellFetchOnce", &C::TellFetchOnce, nullptr, 0,
+     "Trouble with an FTP server is told when it begins or changes, not at every scan.", "scan/remote_logs.cc"},
 };
 
 }  // namespace

@@ -46,6 +46,10 @@ struct Corrections {
   bool CheckHost = false;
   bool IsoDates = false;
   bool OneDataFolder = false;
+  bool FetchAside = false;
+  bool ResumeUnsized = false;
+  bool FreshBestDate = false;
+  bool TellFetchOnce = false;
 
   int32_t SaveEvery = 60;  // Seconds between two saves of the read positions with QuietReplay. Not a correction itself.
 };

@@ -51,8 +51,10 @@ struct LeftLog {
 
 // How far a site's log was read. The site file keeps all of it.
 struct ReadState {
-  std::string LastLogFile;        // Full local path, or the remote file name.
-  int64_t LastReadPos = 0;        // 1-based place in LastLogFile where the next scan starts; 0 from the beginning.
+  std::string LastLogFile;  // Full local path, or the remote file name.
+  // 1-based place in LastLogFile where the next scan starts; 0 from the beginning. Of a remote log the number of bytes
+  // before that place.
+  int64_t LastReadPos = 0;
   int64_t LastReadPosDay = 0;     // Place of the first line read since this day's (or run's) scanning began.
   std::string LastFields;         // Field list of the last "#FIELDS:" line, upper-cased.
   LogTime LastReadDateTime;       // Log time of the newest line accepted as today's.
@@ -93,8 +95,15 @@ struct SiteRec : ReadState {
   bool IncludeQuery = false;                                 // Saved.
   bool FTP = false, FTPPassive = false;                      // Saved.
   std::string FTPDomain, FTPUserName, FTPPassword, FTPPath;  // Saved.
-  bool FTPScanOK = false;                                    // A fetch ran properly.
-  std::string Folder;                                        // Saved.
+  bool FTPScanOK = false;                                    // A transfer has started and not ended yet.
+  bool FTPLoaded = false;                                    // It has a client.
+  bool FTPListing = false;                                   // What is under way is a listing, not the log.
+  std::string FTPPartialLine;                                // The unfinished line of the last chunk.
+  std::string FTPBestFile;                                   // Of the running listing.
+  LogTime FTPBestDate;                                       // Its date. Not reset before a listing.
+  int64_t FTPFileSize = 0;
+  bool Fetching = false;  // A scan of a remote log is under way.
+  std::string Folder;     // Saved.
   int32_t TotalVisitors = 0, TotalAlerts = 0, TotalSpiders = 0, TotalExceptions = 0;
   int32_t TodayReserved = 0;
   int32_t TodayVisitors = 0, TodayAlerts = 0, TodaySpiders = 0, TodayExceptions = 0, TodayDownloads = 0;

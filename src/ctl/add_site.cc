@@ -7,6 +7,7 @@
 #include "config/value_forms.h"
 #include "core/text.h"
 #include "core/wildcard.h"
+#include "ctl/remote_place.h"
 #include "ctl/screen_text.h"
 #include "logs/formats.h"
 #include "logs/recogniser.h"
@@ -178,6 +179,9 @@ Status AddSite(Files& files, const ProgramFolder& folder, const std::string& nam
   site.HomePage = "index.html";
   site.Frequency = 5;
   site.WebAccess = site.WebReferrers = true;
+  if (!place.remote.empty()) {
+    if (Status status = ReadRemotePlace(place.remote, place.password, site); !status.ok()) return status;
+  }
   tables.Sites.push_back(std::move(site));
   return WriteINI(files, folder.home, folder.regional, tables);
 }

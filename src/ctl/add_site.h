@@ -19,7 +19,9 @@ struct LogPlace {
   FileChoice choice = FileChoice::kByDate;
   LogType type = LogType::kW3C;
   bool unix_lines = false;
-  bool recognised = false;  // The type was told from the log, not given.
+  bool recognised = false;    // The type was told from the log, not given.
+  std::string remote = {};    // The address of a log on another machine, in place of folder and mask; empty for none.
+  std::string password = {};  // For a remote log whose address has none.
 };
 
 // Looks at an absolute path: a log file, or a folder whose newest log (names that begin with "." do not count) stands

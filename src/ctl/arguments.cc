@@ -29,7 +29,10 @@ constexpr CommandRow kCommands[] = {
     {CtlCommand::kAddSite, "add-site", "DIR --name NAME --domain DOMAIN [--type N] PATH",
      "add a site to a program's folder",
      "DIR is the program's folder (its VANTRY_HOME), made when it is not there. PATH is the log file, or the\n"
-     "folder whose newest log counts. The program must be stopped, unless its correction KeepEdits is on.\n\n"
+     "folder whose newest log counts. The program must be stopped, unless its correction KeepEdits is on.\n"
+     "A log on another machine is ftp://USER@HOST/FOLDER/access.log, or a mask like *.log in the place of the\n"
+     "name; also with ftps:, ftpes: or sftp:. The password is taken from $VANTRY_FTP_PASSWORD, and a log whose\n"
+     "type is not given is one of Apache or nginx.\n\n"
      "  --name NAME    the site's name\n"
      "  --domain NAME  the site's domain\n"
      "  --type N       the log's type, where it can't be told from the log:\n",

@@ -1,5 +1,6 @@
 #include "ctl/folder_commands.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -10,6 +11,7 @@
 #include "config/value_forms.h"
 #include "core/text.h"
 #include "ctl/add_site.h"
+#include "ctl/remote_place.h"
 #include "ctl/screen_text.h"
 #include "ctl/service_commands.h"
 #include "database/widen_tables.h"
@@ -56,6 +58,26 @@ Corrections CorrectionsOf(RegistryFile& registry, bool is_new) {
   return all;
 }
 
+// Nobody looks at the log here: the program that will watch it has the connection.
+LogPlace RemotePlace(const CtlArguments& a) {
+  const char* password = std::getenv("VANTRY_FTP_PASSWORD");
+  LogPlace place;
+  place.remote = a.operands[1];
+  place.password = password ? password : "";
+  place.type = a.type.value_or(LogType::kNCSA);
+  place.unix_lines = place.type == LogType::kNCSA;
+  return place;
+}
+
+// Without the login.
+std::string ShownAddress(const LogPlace& place) {
+  const size_t begin = place.remote.find("://") + 3;
+  const size_t slash = std::min(place.remote.find('/', begin), place.remote.size());
+  const size_t at = place.remote.rfind('@', slash);
+  const bool login = at != std::string::npos && at > begin;
+  return Printable(place.remote.substr(0, begin) + place.remote.substr(login ? at + 1 : begin));
+}
+
 Status AddSiteCommand(Files& files, const CtlArguments& a) {
   const std::string home = WithSeparator(AbsolutePath(a.operands[0]));
   RegistryFile registry(files, home + "registry.ini");
@@ -63,7 +85,12 @@ Status AddSiteCommand(Files& files, const CtlArguments& a) {
   const bool is_new = files.Read(home + "registry.ini", bytes).fail == Fail::kNotFound;
   const Corrections corrected = CorrectionsOf(registry, is_new);
   LogPlace place;
-  Status status = FindLog(files, AbsolutePath(a.operands[1]), a.type, place, corrected.NcsaFields);
+  Status status;
+  if (IsRemotePlace(a.operands[1])) {
+    place = RemotePlace(a);
+  } else {
+    status = FindLog(files, AbsolutePath(a.operands[1]), a.type, place, corrected.NcsaFields);
+  }
   if (status.ok()) status = files.MakeFolder(home);
   if (!status.ok()) return status;
   std::cout << (place.recognised ? "Recognised " : "Taken for ") << FormatOf(place.type).name << ", "
@@ -76,7 +103,8 @@ Status AddSiteCommand(Files& files, const CtlArguments& a) {
   if (status.ok()) status = AddSite(files, {home, ReadRegional(registry), corrected}, a.name, a.domain, place);
   if (status.ok()) {
     std::cout << "Added " << Printable(Trim(a.name)) << " (" << Printable(Trim(a.domain))
-              << "): " << Printable(place.folder) << Printable(place.mask) << "\n";
+              << "): " << (place.remote.empty() ? Printable(place.folder) + Printable(place.mask) : ShownAddress(place))
+              << "\n";
     if (taken_over) std::cout << "The running Vantry takes it over within 10 seconds.\n";
   }
   return status;

@@ -24,6 +24,8 @@ void Lifecycle::MarkForRemoval(VisitorRec& v) {
 
 void Lifecycle::Age(VisitorRec& v, WallTime now) {
   const int64_t limit = c_.settings.InactivityMins;
+  // As if a first scan were one call: the lines that go on with a visit may be on their way.
+  if (const SiteRec& site = t_.Site(v.Site); site.Fetching && !site.ReadOnce) return;
   // Wall clock since the last counted view, and the log's own clock, which runs ahead when old lines are read.
   const int64_t minutes[] = {MinutesBetween(v.LastClock, now),
                              MinutesBetween(v.LastHitTime, t_.Site(v.Site).LastReadDateTime)};

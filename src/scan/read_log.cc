@@ -122,7 +122,8 @@ void ScanCycle::TakeHeaderLine(int16_t n, std::string_view line) {
   site.LastFields = text.size() > 9 ? text.substr(9) : "";
   hits_.Parser().MapFields(site.LastFields);
   site.FieldsKnown = true;
-  if (!site.IncludeQuery) hits_.Parser().DropQuery();
+  // In the classic way a header that a fetch meets brings the query back for the rest of that fetch.
+  if (!site.IncludeQuery && (!site.FTP || ReadsWholeLines())) hits_.Parser().DropQuery();
 }
 
 }  // namespace vantry

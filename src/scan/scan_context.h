@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -35,10 +36,15 @@ class VisitorNames {
 class FtpFetch {
  public:
   virtual ~FtpFetch() = default;
+  // Logs on if need be and, with `look_up`, asks for the current log file. `prepared` is called when the two calls
+  // after this one have their answers; it may be called before this returns.
+  virtual void PrepareFetch(int16_t site, bool look_up, std::function<void()> prepared) = 0;
   virtual bool FTPConnect(int16_t site) = 0;
-  virtual void FTPClose(int16_t site) = 0;
-  // The remote log file to read, empty when there is none.
+  // The remote log file to read, empty when there is none. Moves the read position back into a file that shrank.
   virtual std::string FTPGetFileName(int16_t site) = 0;
+  virtual void FTPClose(int16_t site) = 0;
+  // Why the last preparation failed; empty if it did not.
+  virtual std::string Trouble(int16_t site) = 0;
   // Starts the download of LastLogFile from this 0-based byte. `timeout_s` 0 is none.
   virtual void StartDownload(int16_t site, int64_t start_byte, int timeout_s) = 0;
 };

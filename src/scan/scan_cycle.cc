@@ -48,20 +48,44 @@ void ScanCycle::Timer1Tick() {
     c_.view.SetStatus("Scanning...");
     AllowForClockSetBack();
     Rollover();
-    if (Status status = c_.daily.CheckAutoArchive(); !status.ok()) return status;
-    SteadyTime last_yield = c_.clock.Steady();
-    for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
-      TickSite(n);
-      if (t_.Corrected.QuickStart && !t_.Closing) YieldBetweenSites(last_yield);
-      if (t_.Closing || !monitoring_()) break;
-    }
-    TellDroppedRows(false);
+    return c_.daily.CheckAutoArchive();
+  });
+  if (!done || t_.Closing) return;
+  next_site_ = 1;
+  ServeRest();
+}
+
+// A remote log has the scan to itself until it is fetched, and the sites after it wait: the tick ends when it is
+// served.
+void ScanCycle::ServeRest() {
+  if (serving_) return;
+  serving_ = true;
+  bool over = true;
+  const bool done = c_.log.Guard("Timer1", [&] {
+    over = ServeSites();
+    if (over) TellDroppedRows(false);
     return Status::Ok();
   });
-  if (t_.Closing || !done) return;
+  serving_ = false;
+  if (!done) next_site_ = 0;
+  if (t_.Closing || !done || !over) return;
   c_.view.UpdateStatus();
   c_.view.SetTrayTip("Vantry: [" + std::to_string(t_.Visitors.Count()) + " Visitors]");
   c_.view.SetStatus("");
+}
+
+// False when a fetch is under way that has to end before the next site.
+bool ScanCycle::ServeSites() {
+  SteadyTime last_yield = c_.clock.Steady();
+  while (next_site_ <= t_.SiteCount()) {
+    TickSite(next_site_++);
+    if (t_.Closing || !monitoring_()) break;
+    if (open_fetch_ != 0) return false;
+    if (t_.Corrected.QuickStart) YieldBetweenSites(last_yield);
+    if (t_.Closing || !monitoring_()) break;
+  }
+  next_site_ = 0;
+  return true;
 }
 
 // Local time goes back an hour once a year, and whenever somebody sets the clock back. Whatever is measured by it would
@@ -112,12 +136,16 @@ void ScanCycle::TickSite(int16_t n) {
     const WallTime now = c_.clock.Now();
     if (MinutesBetween(site.LastLookupTime, now) > (site.FTP ? 30 : 15)) site.ForceLookup = true;
     if (site.WaitsForLog) site.ForceLookup = true;
-    if (site.Scanning || site.LastScanTime.s + ScanPeriod(site) >= now.s) return;
+    if (site.Scanning || site.Fetching || site.LastScanTime.s + ScanPeriod(site) >= now.s) return;
     ++site.ScanCount;
   }
   const bool first = IsFirstReading(t_, t_.Site(n));
   ScanSite(n);
-  if (t_.Closing) return;
+  // What follows a fetch comes after it.
+  if (!t_.Closing && !t_.Site(n).FTP) AfterScan(n, first);
+}
+
+void ScanCycle::AfterScan(int16_t n, bool first) {
   t_.Site(n).CaughtUp = true;
   // After a first scan the table holds all visits since midnight. Those that are over must not count as a crowd.
   const bool quiet = t_.Corrected.QuietFirstScan || t_.Corrected.QuietReplay;
@@ -197,7 +225,9 @@ void ScanCycle::RolloverSites() {
     site.TodayReserved = site.TodayAlerts = site.TodayVisitors = site.TodaySpiders = site.TodayExceptions =
         site.TodayDownloads = site.PeakToday = 0;
     site.ForceLookup = true;
-    if (site.FTP) c_.ftp.FTPClose(n);
+    // What is being fetched may go on over midnight.
+    if (site.FTP && !site.Fetching) c_.ftp.FTPClose(n);
+    if (site.FTP && t_.Corrected.QuietReplay && site.LastReadPos > 0) site.LastReadPosDay = site.LastReadPos;
     if (Follows(n)) BeginDayOfLog(site);
   }
 }
@@ -234,10 +264,15 @@ bool ScanCycle::ScanSite(int16_t n) {
   t_.Site(n).PrevCurrentVisitors = t_.Site(n).CurrentVisitors;
   if (c_.settings.ChangeIconDuringScan) c_.view.SetSiteImage(n, kIconSiteScanning);
 
+  if (t_.Site(n).FTP) {
+    BeginFetch(n, t_.Site(n).ForceLookup);
+    return false;
+  }
+
   // Whatever goes wrong in here, the scan is closed: a scan left open would hold up all sites for good.
   const Status status = Attempt([&] {
     if (Status prepared = PrepareScan(n); !prepared.ok()) return prepared;
-    return t_.Site(n).FTP ? StartFetch(n) : ReadLocalLog(n);
+    return ReadLocalLog(n);
   });
   // On the way out the position has been saved already; nothing may move any more.
   if (t_.Closing) return false;
@@ -245,8 +280,6 @@ bool ScanCycle::ScanSite(int16_t n) {
     FailScan(n, status);
     return false;
   }
-  // A fetch hands its lines over one by one and calls EndScan.
-  if (t_.Site(n).FTP) return false;
   EndScan(n);
   return true;
 }
@@ -259,9 +292,10 @@ Status ScanCycle::PrepareScan(int16_t n) {
     if (Status status = ChooseLogFile(n); !status.ok()) return status;
   } else if (t_.Site(n).FTP && !c_.ftp.FTPConnect(n)) {
     const std::string text = "Error connecting to FTP site: " + t_.Site(n).FTPDomain;
-    if (t_.ServiceMode) {
+    const bool known = t_.Corrected.TellFetchOnce && t_.Site(n).LastScanError == text;
+    if (t_.ServiceMode && !known) {
       c_.log.AddLogEvent(text, EventLevel::kError);
-    } else {
+    } else if (!known) {
       c_.notices.MessageBox(BoxKind::kCritical, text);
       c_.log.WriteProgramLog(text, false);
     }
@@ -277,7 +311,10 @@ Status ScanCycle::ChooseLogFile(int16_t n) {
   const std::string name = LogFileName(n);
   // What is left of a log without a name is read all the same.
   if (name.empty() && Follows(n) && t_.Site(n).LastFile.Inode != 0) return Status::Ok();
-  if (name.empty() && t_.Corrected.WaitForLog) return WaitForLog(n, NoFileFits(t_.Site(n)));
+  if (name.empty() && t_.Corrected.WaitForLog) {
+    const std::string trouble = t_.Site(n).FTP ? c_.ftp.Trouble(n) : std::string();
+    return WaitForLog(n, trouble.empty() ? NoFileFits(t_.Site(n)) : trouble);
+  }
   if (name.empty()) {
     Status status = ReportNoLogFile(n);
     t_.Site(n).Paused = true;
@@ -333,12 +370,6 @@ int64_t ScanCycle::StartReading(SiteRec& site, bool replay) {
   return site.LastReadPos > 0 ? site.LastReadPos - 1 : 0;
 }
 
-Status ScanCycle::StartFetch(int16_t n) {
-  const int64_t start = StartReading(t_.Site(n), true);
-  c_.ftp.StartDownload(n, start, t_.FirstScan ? 0 : 120);
-  return Status::Ok();
-}
-
 Status ScanCycle::ReadLocalLog(int16_t n) {
   if (Follows(n)) return ReadFollowedLog(n);
   std::unique_ptr<LogFile> file;
@@ -362,7 +393,8 @@ void ScanCycle::FailScan(int16_t n, const Status& status) {
   if (t_.Site(n).FTP) c_.ftp.FTPClose(n);
   SiteRec& site = t_.Site(n);
   // Without a window nobody reads the trace, so each new trouble is written to the console once.
-  if (site.LastScanError != status.text && !site.LastLogFile.empty() && !site.WaitsForLog) {
+  const bool is_new = !status.text.empty() && site.LastScanError != status.text;
+  if (is_new && !site.LastLogFile.empty() && !site.WaitsForLog) {
     c_.notices.Tell("Site " + site.Name + ": " + status.text + " (" + site.LastLogFile + "). It is tried again every " +
                     std::to_string(site.Frequency) + " s.");
   }

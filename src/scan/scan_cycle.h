@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,32 @@ class ScanCycle {
   bool ScanSite(int16_t site);
   // Closes a scan.
   void EndScan(int16_t site);
+
+  // A fetch of a remote log ends its scan by EndScan and FetchOver, or by FailFetch alone. An empty text is told
+  // nobody.
+  void FetchOver(int16_t site);
+  void FailFetch(int16_t site, const Status& status);
+  // One line of a remote log. False before a line of the coming day, which waits for the rollover.
+  bool TakeFetchedLine(int16_t site, std::string_view line, std::string_view ahead);
+  // The site whose fetch has the scan to itself, 0 for none.
+  int16_t OpenFetch() const { return open_fetch_; }
+  // A rotated file is left at the end of its last whole line, so following implies reading whole lines. So does a
+  // replay that tells what was told: half a line that was read as one is another line later.
+  bool ReadsWholeLines() const {
+    return t_.Corrected.WholeLines || t_.Corrected.FollowRotation || t_.Corrected.QuietReplay;
+  }
+  // With FetchAside: makes the scan that of this fetch, which stands aside between two of its events.
+  class FetchTurn {
+   public:
+    FetchTurn(ScanCycle& scan, int16_t site) : scan_(scan), site_(site) { scan_.EnterFetch(site_); }
+    ~FetchTurn() { scan_.LeaveFetch(site_); }
+    FetchTurn(const FetchTurn&) = delete;
+    FetchTurn& operator=(const FetchTurn&) = delete;
+
+   private:
+    ScanCycle& scan_;
+    int16_t site_;
+  };
   // The current log file: folder and name, or the remote name; empty when there is none. Moves the read position back
   // into a file that shrank.
   std::string LogFileName(int16_t site);
@@ -49,7 +76,10 @@ class ScanCycle {
   void ShowCurrentView();
   void TellDroppedRows(bool day_is_over);
   void UpdateSleep(SiteRec& site);
+  bool ServeSites();
+  void ServeRest();
   void TickSite(int16_t site);
+  void AfterScan(int16_t site, bool first);
   void CheckSite(int16_t site);
   void AnnounceFirstScan(int16_t site);
   void FlushBeforeScan(int16_t site);
@@ -59,7 +89,11 @@ class ScanCycle {
   bool HasReplay(const SiteRec& site) const;
   void StartReplay(SiteRec& site);
   int64_t StartReading(SiteRec& site, bool replay);
+  void BeginFetch(int16_t site, bool look_up);
+  void FetchPrepared(int16_t site, bool look_up);
   Status StartFetch(int16_t site);
+  void EnterFetch(int16_t site);
+  void LeaveFetch(int16_t site);
   Status ReadLocalLog(int16_t site);
   int64_t SkipToToday(int16_t site, LogFile& file, int64_t from);
   Status ReadFile(int16_t site, LogFile& file, bool replay, bool packed);
@@ -72,11 +106,6 @@ class ScanCycle {
   bool TakesHeader();
   Status ReadNothing(int16_t site, int64_t position);
   bool TakeLine(int16_t site, std::string_view line, std::string_view ahead);
-  // A rotated file is left at the end of its last whole line, so following implies reading whole lines. So does a
-  // replay that tells what was told: half a line that was read as one is another line later.
-  bool ReadsWholeLines() const {
-    return t_.Corrected.WholeLines || t_.Corrected.FollowRotation || t_.Corrected.QuietReplay;
-  }
   Status WaitForLog(int16_t site, const std::string& what);
   void TakeHeaderLine(int16_t site, std::string_view line);
   void FailScan(int16_t site, const Status& status);
@@ -99,6 +128,16 @@ class ScanCycle {
   bool next_day_met_ = false;    // It stopped before a line of the coming day.
   bool lines_dropped_ = false;   // The running scan met lines before it knew their fields.
   std::vector<char> buffer_;     // The line reader's working space, kept from scan to scan.
+  int16_t next_site_ = 0;        // Where a tick goes on that waits for a fetch; 0 when none is under way.
+  bool serving_ = false;         // A tick is serving sites.
+  int16_t open_fetch_ = 0;
+  // What belongs to the scan of a site while its fetch stands aside.
+  struct Aside {
+    HitRec hit;
+    int32_t shift = 0;
+    bool first_of_site = false, first_scan = false, first_reading = false, lines_dropped = false;
+  };
+  std::map<int16_t, Aside> fetches_;
 };
 
 }  // namespace vantry

@@ -10,6 +10,7 @@
 #include "app/engine.h"
 #include "support/alert_rig.h"
 #include "support/fake_bus.h"
+#include "support/fake_ftp.h"
 #include "support/fake_resolver.h"
 #include "support/fake_watch.h"
 #include "support/fakes.h"
@@ -60,6 +61,7 @@ struct EngineTest : ::testing::Test {
   FakeRandom random;
   StdPatterns patterns;
   FakeWatch watch;
+  FakeFtp ftp;
   Desktop* window = nullptr;
   ServiceManager* service = nullptr;
   std::unique_ptr<FakeResolver> resolver;
@@ -73,7 +75,7 @@ struct EngineTest : ::testing::Test {
     resolver = std::make_unique<FakeResolver>();
     engine =
         std::make_unique<Engine>(EnginePorts{clock, loop, files, data_files, index, listener, notices, *resolver, mail,
-                                             gateway, programs, bus, random, patterns, watch, window, service},
+                                             gateway, programs, bus, random, patterns, watch, ftp, window, service},
                                  EngineOptions{"/home/", command, Regional{}, "", std::move(acquire), {"/share/"}});
     return engine->Main();
   }

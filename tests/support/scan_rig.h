@@ -95,6 +95,8 @@ struct RecordingFtp final : FtpFetch {
   bool connects = true;
   std::string file;
   std::vector<std::string> calls;
+  void PrepareFetch(int16_t, bool, std::function<void()> prepared) override { prepared(); }
+  std::string Trouble(int16_t) override { return {}; }
   bool FTPConnect(int16_t) override {
     calls.emplace_back("connect");
     return connects;
