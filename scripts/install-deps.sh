@@ -10,12 +10,28 @@ run="g++ cmake ninja-build pkg-config qt6-base-dev ca-certificates libc-ares-dev
 # The window is built where there is a display to show it on.
 window="qt6-svg-dev libxcb1-dev"
 [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] || run="$run $window"
-tests="$window libgtest-dev libgmock-dev nginx-light dnsmasq-base python3 python3-dnslib curl faketime tor-geoipdb python3-dbfread shapelib python3-aiosmtpd openssl dbus-daemon libglib2.0-bin systemd python3-gi chromium chromium-driver python3-selenium python3-pil fonts-dejavu-core lynx kannel-extras logrotate unzip xvfb xauth at-spi2-core python3-pyatspi clang clang-format clang-tidy"
+tests="$window libgtest-dev libgmock-dev nginx-light dnsmasq-base python3 python3-dnslib curl faketime tor-geoipdb python3-dbfread shapelib python3-aiosmtpd openssl dbus-daemon libglib2.0-bin systemd python3-gi chromium chromium-driver python3-selenium python3-pil fonts-dejavu-core lynx kannel-extras logrotate unzip xvfb xauth at-spi2-core python3-pyatspi python3-pyftpdlib python3-paramiko clang clang-format clang-tidy"
 bench="libbenchmark-dev zip faketime apache2-utils dbus-daemon"
 # uap-core, python3-yaml and npm: for scripts/renew-lists.
 dev="uap-core python3-yaml npm libclang-rt-dev universal-ctags"
 # A second mail server to try mails with, unless this machine has one: two exclude each other.
 [ -e /usr/sbin/sendmail ] && [ ! -e /usr/sbin/exim4 ] || tests="$tests exim4-daemon-light"
+# FTP servers exclude each other too. The tests have one installed, and one unpacked.
+[ -e /usr/sbin/proftpd ] || tests="$tests vsftpd"
+unpack_proftpd() {
+  local folder="${XDG_CACHE_HOME:-$HOME/.cache}/vantry-tests/proftpd" new
+  [ -e "$folder" ] || [ -e /usr/sbin/proftpd ] && return 0
+  new=$(mktemp -d)
+  # What it is linked with and other packages here don't bring. Without it its tests say that they are skipped.
+  if (cd "$new" && apt-get download proftpd-core libmemcached11 libmemcachedutil2 libhashkit2 libpcre2-posix3 libhiredis0.14) >"$new/log" 2>&1 ||
+     (cd "$new" && apt-get download proftpd-core libmemcached11t64 libmemcachedutil2t64 libhashkit2t64 libpcre2-posix3 libhiredis1.1.0) >>"$new/log" 2>&1; then
+    mkdir -p "$folder"
+    for deb in "$new"/*.deb; do dpkg-deb -x "$deb" "$folder"; done
+  else
+    echo "proftpd could not be fetched; its tests will be skipped" >&2
+  fi
+  rm -rf "$new"
+}
 
 case "${1:-run}" in
   run) wanted="$run" ;;
@@ -30,6 +46,7 @@ for package in $wanted; do
   status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
   [ "$status" = "install ok installed" ] || missing="$missing $package"
 done
+case "${1:-run}" in test | dev) unpack_proftpd ;; esac
 [ -z "$missing" ] && exit 0
 
 sudo=""
