@@ -90,8 +90,8 @@ def count(lines):
             continue
         minute = int(when.timestamp()) // 60
         known = last.get(address)
-        if not known or minute - known["minute"] > INACTIVITY:
-            known = last[address] = {"path": None, "viewed": None}
+        if not known or minute - known["minute"] > INACTIVITY or when.date() != known["day"]:
+            known = last[address] = {"path": None, "viewed": None, "day": when.date()}
             visits += 1
             spiders += bool(NO_PEOPLE.search(agent))
         known["minute"] = minute
@@ -156,7 +156,7 @@ class BusySite(unittest.TestCase):
         self.set_clock(night + datetime.timedelta(seconds=80))
         vantry.wait_visitor("192.0.2.2")
         vantry.stop()
-        # A visit that goes on over midnight is one.
+        # A visit ends with its day.
         self.assertEqual(self.stored(), count(before + last + late + first))
 
 

@@ -250,7 +250,7 @@ class CrashTest(HistoryTest):
                     crashes = left.pop()
                     number += SIDE_BY_SIDE
                 try:
-                    Story(self, self.one_site()[0], journal, random.Random(SEED + number)).run(crashes)
+                    Story(self, self.one_site(InactivityMins=" 1500")[0], journal, random.Random(SEED + number)).run(crashes)
                 except BaseException as e:
                     failures.append(e)
         threads = [threading.Thread(target=work, args=(n,)) for n in range(SIDE_BY_SIDE)]

@@ -182,6 +182,7 @@ class NginxTest(SystemTest):
 
     def test_a_log_rotated_under_its_name_is_taken_up_at_its_end_by_the_next_start(self):
         home = self.home()
+        home.keep_classic("FollowRotation")
         home.write_site()
         web = self.nginx(home, "access.log")
         for i in range(20):
@@ -213,6 +214,7 @@ class NginxTest(SystemTest):
 
     def test_a_log_with_a_new_name_is_read_from_its_start_by_the_next_start(self):
         home = self.home()
+        home.keep_classic("FollowRotation")
         home.write_site(Mask="ACCESS*.LOG", SelectMethod=0)
         web = self.nginx(home, "access-1.log")
         web.get("127.0.0.31", "/index.html")
@@ -241,6 +243,7 @@ class NginxTest(SystemTest):
         if seconds_to_midnight() > 86400 - 1200:
             self.skipTest("the clock is set back, which must not lead to yesterday")
         home = self.home()
+        home.keep_classic("FollowRotation")
         home.write_sites(home.section("Same", home.logs, Mask="same.log", Domain="same.example"),
                          home.section("Daily", home.logs, Mask="daily*.log", Domain="daily.example"))
         web = self.nginx(home, "same.log", "daily-1.log")
