@@ -16,6 +16,7 @@
 #include "ctl/service_commands.h"
 #include "database/widen_tables.h"
 #include "logs/formats.h"
+#include "platform/folder_owner.h"
 #include "platform/posix_data_files.h"
 #include "platform/regional_locale.h"
 #include "platform/single_instance.h"
@@ -92,6 +93,7 @@ Status AddSiteCommand(Files& files, const CtlArguments& a) {
     status = FindLog(files, AbsolutePath(a.operands[1]), a.type, place, corrected.NcsaFields);
   }
   if (status.ok()) status = files.MakeFolder(home);
+  if (status.ok()) status = BecomeOwnerOf(home);
   if (!status.ok()) return status;
   std::cout << (place.recognised ? "Recognised " : "Taken for ") << FormatOf(place.type).name << ", "
             << (place.unix_lines ? "LF" : "CR LF") << " line ends\n";
@@ -117,6 +119,7 @@ Status CorrectionsCommand(Files& files, std::vector<std::string> operands) {
     operands.erase(operands.begin());
   }
   Status status = FolderOf(named, home);
+  if (status.ok() && !operands.empty()) status = BecomeOwnerOf(home);
   RegistryFile registry(files, home + "registry.ini");
   for (const std::string& operand : operands) {
     const size_t mark = operand.find('=');
@@ -142,6 +145,7 @@ Status CorrectionsCommand(Files& files, std::vector<std::string> operands) {
 Status WidenCommand(Files& files, const CtlArguments& a) {
   std::string home, folder;
   Status status = FolderOf(a.operands.empty() ? "" : a.operands[0], home);
+  if (status.ok()) status = BecomeOwnerOf(home);
   if (status.ok()) status = FindDataFolder(files, home, folder);
   if (!status.ok()) return status;
   SingleInstance lock(home + "vantry.lock");

@@ -9,6 +9,7 @@
 #include "core/text.h"
 #include "ctl/folder_commands.h"
 #include "ctl/screen_text.h"
+#include "platform/folder_owner.h"
 #include "platform/single_instance.h"
 #include "platform/systemd_units.h"
 

@@ -1,13 +1,13 @@
 #include "platform/systemd_units.h"
 
+#include <cerrno>
 #include <filesystem>
 
 #include <poll.h>
-#include <pwd.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "core/text.h"
+#include "platform/folder_owner.h"
 #include "platform/posix_files.h"
 #include "platform/posix_support.h"
 #include "platform/program_starter.h"
@@ -82,13 +82,6 @@ Status RunToItsEnd(const ProgramCall& call) {
 }
 
 }  // namespace
-
-std::string OwnerOf(const std::string& folder) {
-  struct stat info {};
-  if (::stat(folder.c_str(), &info) != 0) return {};
-  const passwd* owner = ::getpwuid(info.st_uid);
-  return owner ? owner->pw_name : std::to_string(info.st_uid);
-}
 
 std::string UnitAccount(const std::string& account) {
   return StartsWith(account, "\\") ? account.substr(1) : account;

@@ -39,7 +39,4 @@ class SystemdUnits final : public ServiceInstaller {
   UnitPlace place_;
 };
 
-// Whom the folder belongs to: a name, or a number if it has none; empty when the folder is not there.
-std::string OwnerOf(const std::string& folder);
-
 }  // namespace vantry

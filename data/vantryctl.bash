@@ -1,0 +1,43 @@
+# Completion of vantryctl for bash. tests/system/packaging_test.py holds it against the program's help.
+
+_vantryctl() {
+  local cur prev words cword
+  _init_completion -n = || return
+  local commands="hello status pause continue stop list watch add-site corrections widen-tables reload report
+    install-service remove-service"
+  local options="--host --port --help" command="" i
+  for ((i = 1; i < cword; i++)); do
+    case ${words[i]} in
+      --host | --port | --name | --domain | --type | --account | --root) ((i++)) ;;
+      -*) ;;
+      *)
+        command=${words[i]}
+        break
+        ;;
+    esac
+  done
+  case $prev in
+    --host) _known_hosts_real -- "$cur"; return ;;
+    --account) COMPREPLY=($(compgen -u -- "$cur")); return ;;
+    --root) _filedir -d; return ;;
+    --type) COMPREPLY=($(compgen -W "0 1 2 3 4 5" -- "$cur")); return ;;
+    --port | --name | --domain) return ;;
+  esac
+  case $command in
+    "") ;;
+    watch) options+=" --once" ;;
+    add-site) options="--name --domain --type --help" ;;
+    corrections | widen-tables) options="--help" ;;
+    install-service) options="--account --system-account --auto --root --help" ;;
+    remove-service) options="--root --help" ;;
+  esac
+  if [[ $cur == -* ]]; then
+    COMPREPLY=($(compgen -W "$options" -- "$cur"))
+  elif [[ -z $command ]]; then
+    COMPREPLY=($(compgen -W "$commands" -- "$cur"))
+  elif [[ $command == add-site ]]; then
+    _filedir
+  elif [[ $command == corrections || $command == widen-tables || $command == install-service ]]; then
+    _filedir -d
+  fi
+} && complete -F _vantryctl vantryctl
