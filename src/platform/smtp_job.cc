@@ -2,22 +2,14 @@
 
 #include <chrono>
 #include <memory>
-#include <system_error>
-
-#include <curl/curl.h>
 
 #include "core/text.h"
-#include "core/text_encoding.h"
 
 namespace vantry {
 namespace {
 
 constexpr int kQuitMs = 2'000;     // The mail is accepted or refused by then; a good-bye is only polite.
 constexpr size_t kMostNamed = 10;  // Refused recipients in one text.
-
-std::string Span(int ms) {
-  return ms % 1'000 == 0 ? std::to_string(ms / 1'000) + " s" : std::to_string(ms) + " ms";
-}
 
 class Transfer {
  public:
@@ -26,15 +18,9 @@ class Transfer {
 
  private:
   using Time = std::chrono::steady_clock::time_point;
-  struct Freed {
-    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-  };
-
   template <class T>
   void Set(CURLoption option, T value) {
-    const CURLcode code = curl_easy_setopt(curl_.get(), option, value);
-    if (setup_ == CURLE_OK) setup_ = code;
+    curl_.Set(option, value);
   }
   void SetUp();
   void SetUpSafety();
@@ -52,35 +38,29 @@ class Transfer {
   std::string RefusedText() const;
   std::string RefusalsText() const;
   std::string TakenText() const;
-  std::string CurlText(CURLcode code) const;
 
   SmtpJob& job_;
   SmtpDialogue dialogue_;
-  std::unique_ptr<CURL, Freed> curl_;
-  std::unique_ptr<curl_slist, Freed> recipients_;
-  CURLcode setup_ = CURLE_OK;
+  std::unique_ptr<curl_slist, CurlFreed> recipients_;  // Outlives the handle.
+  CurlHandle curl_;
   Time begin_ = std::chrono::steady_clock::now();
   Time asked_ = begin_;           // When the last command went out.
   bool waits_ = false;            // For the answer to it.
   bool offered_in_vain_ = false;  // The server offers encryption and then refuses it.
-  char error_[CURL_ERROR_SIZE] = "";
 };
 
 void Transfer::SetUp() {
   const MailServer& server = job_.server;
   Set(CURLOPT_URL, ((server.encrypted ? "smtps://" : "smtp://") + server.Place()).c_str());
   Set(CURLOPT_PROTOCOLS_STR, "smtp,smtps");
-  Set(CURLOPT_NOSIGNAL, 1L);
   Set(CURLOPT_PROXY, "");  // Those of the environment are for the web.
-  Set(CURLOPT_ERRORBUFFER, error_);
   Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(job_.limits.connect));
   Set(CURLOPT_TIMEOUT_MS, static_cast<long>(job_.limits.total));
   Set(CURLOPT_FORBID_REUSE, 1L);  // Ends the connection while the limits below still apply.
-  Set(CURLOPT_QUICK_EXIT, 1L);    // Leaves a name look-up that hangs to itself.
   Set(CURLOPT_MAIL_FROM, job_.message.sender.c_str());
   for (const std::string& recipient : job_.message.recipients) {
     curl_slist* longer = curl_slist_append(recipients_.get(), recipient.c_str());
-    if (!longer) setup_ = CURLE_OUT_OF_MEMORY;
+    if (!longer) curl_.NotSet();
     if (longer && !recipients_) recipients_.reset(longer);
   }
   Set(CURLOPT_MAIL_RCPT, recipients_.get());
@@ -93,12 +73,11 @@ void Transfer::SetUpSafety() {
   const bool login = !job_.message.user.empty();
   const bool checked = login || job_.server.encrypted;
   Set(CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_TRY));
-  Set(CURLOPT_SSL_VERIFYPEER, checked ? 1L : 0L);
-  Set(CURLOPT_SSL_VERIFYHOST, checked ? 2L : 0L);
   if (checked) {
-    if (!job_.authorities.file.empty()) Set(CURLOPT_CAINFO, job_.authorities.file.c_str());
-    if (!job_.authorities.folder.empty()) Set(CURLOPT_CAPATH, job_.authorities.folder.c_str());
+    curl_.CheckCertificate(job_.authorities);
   } else {
+    Set(CURLOPT_SSL_VERIFYPEER, 0L);
+    Set(CURLOPT_SSL_VERIFYHOST, 0L);
     Set(CURLOPT_CAINFO, static_cast<char*>(nullptr));
     Set(CURLOPT_CAPATH, static_cast<char*>(nullptr));
   }
@@ -156,12 +135,10 @@ size_t Transfer::Fill(char* bytes, size_t size) {
 }
 
 void Transfer::Run() {
-  curl_.reset(curl_easy_init());
-  if (!curl_) return Finish(CURLE_OUT_OF_MEMORY);
   SetUp();
   SetUpSafety();
   SetUpDialogue();
-  Finish(setup_ == CURLE_OK ? curl_easy_perform(curl_.get()) : setup_);
+  Finish(curl_.Perform());
 }
 
 void Transfer::Finish(CURLcode code) {
@@ -210,32 +187,16 @@ std::string Transfer::RefusedText() const {
 }
 
 std::string Transfer::TimeOutText() const {
-  if (MsSince(begin_) >= job_.limits.total) return "the mail was not sent within " + Span(job_.limits.total);
-  curl_off_t found = 0, connected = 0;
-  curl_easy_getinfo(curl_.get(), CURLINFO_NAMELOOKUP_TIME_T, &found);
-  curl_easy_getinfo(curl_.get(), CURLINFO_CONNECT_TIME_T, &connected);
-  if (found == 0) return "no name server knew the name of the server within " + Span(job_.limits.connect);
-  if (connected == 0) return "no connection within " + Span(job_.limits.connect);
-  return "the server did not answer within " + Span(waits_ ? job_.limits.reply : job_.limits.connect);
+  if (MsSince(begin_) >= job_.limits.total) return "the mail was not sent within " + SpanText(job_.limits.total);
+  if (std::string step = curl_.StepText(job_.limits.connect); !step.empty()) return step;
+  return "the server did not answer within " + SpanText(waits_ ? job_.limits.reply : job_.limits.connect);
 }
 
 std::string Transfer::FailureText(CURLcode code) const {
-  long error = 0;
-  curl_easy_getinfo(curl_.get(), CURLINFO_OS_ERRNO, &error);
+  if (std::string text = curl_.ConnectText(code, job_.authorities); !text.empty()) return text;
   switch (code) {
-    case CURLE_COULDNT_RESOLVE_HOST:
-      return "the name of the server is not known";
-    case CURLE_COULDNT_CONNECT:
-      if (error == 0) return "no connection: " + CurlText(code);
-      return Lower(std::system_category().message(static_cast<int>(error)));
     case CURLE_OPERATION_TIMEDOUT:
       return TimeOutText();
-    case CURLE_PEER_FAILED_VERIFICATION:
-      return "the certificate is not valid: " + CurlText(code);
-    case CURLE_SSL_CACERT_BADFILE:
-      return job_.authorities.file.empty()
-                 ? "there are no trusted certificates on this machine; install the package ca-certificates"
-                 : "the file of trusted certificates can't be read: " + job_.authorities.file;
     case CURLE_ABORTED_BY_CALLBACK:
       if (!job_.text.Problem().empty()) return job_.text.Problem();
       return job_.cancelled ? "the time for sending mail is up" : TimeOutText();
@@ -245,17 +206,8 @@ std::string Transfer::FailureText(CURLcode code) const {
     case CURLE_SEND_ERROR:
       return "the connection broke off";
     default:
-      return CurlText(code);
+      return curl_.Text(code);
   }
-}
-
-// libcurl's message without its leading words. Parts of it come from the server.
-std::string Transfer::CurlText(CURLcode code) const {
-  std::string_view text = error_[0] ? error_ : curl_easy_strerror(code);
-  for (const std::string_view start : {"SSL certificate problem: ", "SSL: "}) {
-    if (StartsWith(text, start)) text.remove_prefix(start.size());
-  }
-  return ToOneLine(text.substr(0, 200));
 }
 
 }  // namespace

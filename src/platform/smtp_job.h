@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/status.h"
+#include "platform/curl_support.h"
 #include "platform/mail_text.h"
 #include "platform/smtp_text.h"
 #include "ports/mail.h"
@@ -19,17 +20,12 @@ struct MailLimits {
   int total = 120'000;
 };
 
-// Files of the authorities that sign certificates; empty for those of the system.
-struct MailAuthorities {
-  std::string file, folder;
-};
-
 // Belongs to one thread at a time, but for `cancelled`.
 struct SmtpJob {
   MailMessage message;
   MailServer server;
   MailLimits limits;
-  MailAuthorities authorities;
+  TrustedAuthorities authorities;
   MailText text;
   std::atomic<bool> cancelled = false;  // Ends the job within about a second.
 
