@@ -5,6 +5,8 @@
 #include "alerts/exceptions.h"
 #include "bench/null_parts.h"
 #include "ports/automation.h"
+#include "ports/http.h"
+#include "ports/sql_logon.h"
 
 namespace vantry::bench {
 
@@ -12,6 +14,17 @@ class NullMail final : public Mail {
  public:
   void Send(MailMessage, MailDone) override {}
   void Finish(int64_t) override {}
+};
+
+class NullHttp final : public Http {
+ public:
+  int64_t Get(const std::string&, HttpDone) override { return 1; }
+  void Reset(int64_t) override {}
+};
+
+class NullSql final : public SqlLogon {
+ public:
+  void LogOn(SqlServerLogin, SqlLogonDone) override {}
 };
 
 class NullLine final : public LineClient {

@@ -11,6 +11,7 @@ class NoWindow final : public View {
   void SetStatus(std::string_view) override {}
   void SetDnsStatus(std::string_view) override {}
   void SetMailStatus(std::string_view) override {}
+  void ShowSqlError(bool) override {}
   void UpdateStatus() override {}
   void RefreshSiteNode(int16_t) override {}
   void SetSiteImage(int16_t, int16_t) override {}

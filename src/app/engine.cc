@@ -49,16 +49,23 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       ftp_(scan_context_, scan_, ports_.ftp),
       log_watch_(scan_context_, scan_, ports_.watch, [this] { return timer1_->Enabled(); }),
       web_(ForWeb(), security_),
+      touch_({t_, ports_.clock, ports_.loop, ports_.http, exceptions_}),
+      sql_check_(ForSqlCheck()),
       timer1_(ports_.loop.NewTimer(ScanCycle::kTimer1Ms, [this] { Timer1Tick(); })),
       timer2_(ports_.loop.NewTimer(ScanCycle::kTimer2Ms, [this] { Timer2Tick(); })),
       send_timer_(ports_.loop.NewTimer(MailQueue::kSendTimerMs, [this] { mail_.SendTimerTick(); })),
       flush_timer_(ports_.loop.NewTimer(VisitDatabase::kFlushAllMs, [this] { FlushHistory(); })),
-      edit_timer_(ports_.loop.NewTimer(LiveEdits::kLookMs, [this] { edits_->TakeOver(false); })),
+      edit_timer_(ports_.loop.NewTimer(LiveEdits::kLookMs, [this] { TakeOverEdits(false); })),
+      touch_timer_(ports_.loop.NewTimer(TouchMonitor::kTouchTimerMs, [this] { touch_.TouchTimerTick(); })),
+      sql_timer_(ports_.loop.NewTimer(SqlServerCheck::kTimerMs, [this] { sql_check_.TimerTick(); })),
       pause_(t_, log_, view_, AppVersion()),
       service_(ForService()) {
   pause_.AddTimer(*timer1_);
   pause_.AddTimer(*timer2_);
   pause_.AddTimer(*send_timer_);
+  pause_.AddTimer(
+      *touch_timer_, [this] { return touch_.Wanted(); }, AtResume::kAlways);
+  pause_.AddTimer(*sql_timer_, [this] { return settings_.SQLServer; });
 }
 
 Engine::~Engine() = default;

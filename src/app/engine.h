@@ -24,6 +24,8 @@
 #include "desktop/desktop_module.h"
 #include "monitors/pause.h"
 #include "monitors/service.h"
+#include "monitors/sql_check.h"
+#include "monitors/touch.h"
 #include "notify/daily_report.h"
 #include "notify/mail_queue.h"
 #include "notify/sms_queue.h"
@@ -33,6 +35,7 @@
 #include "ports/file_watch.h"
 #include "ports/files.h"
 #include "ports/ftp.h"
+#include "ports/http.h"
 #include "ports/index_store.h"
 #include "ports/line_client.h"
 #include "ports/listener.h"
@@ -44,6 +47,7 @@
 #include "ports/random.h"
 #include "ports/resolver.h"
 #include "ports/service_manager.h"
+#include "ports/sql_logon.h"
 #include "scan/agent_names.h"
 #include "scan/log_watch.h"
 #include "scan/remote_logs.h"
@@ -72,6 +76,8 @@ struct EnginePorts {
   Patterns& patterns;
   FileWatch& watch;
   Ftp& ftp;
+  Http& http;
+  SqlLogon& sql;
   Desktop* window = nullptr;          // Null: nobody looks.
   ServiceManager* service = nullptr;  // Null: the program is no service.
 };
@@ -111,7 +117,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   void Continue() override { service_.Continue(); }
   void Stop() override { Closing(); }
   // Takes over what was edited, and says what that was. Nothing without the correction.
-  std::string Reload() override { return edits_ ? edits_->TakeOver(true) : std::string(); }
+  std::string Reload() override { return TakeOverEdits(true); }
   Status MakeReport(std::string_view site, std::string& path) override { return report_.MakeReport(site, path); }
   // The signal that a closing terminal sends, and that asks a service to read its files again.
   void HangUp();
@@ -131,6 +137,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   Settings& GetSettings() { return settings_; }
   ScanCycle& Scan() { return scan_; }
   WebServer& Web() { return web_; }
+  SqlServerCheck& SqlCheck() { return sql_check_; }
   const std::optional<Proxy>& SystemProxy() const { return proxy_; }
   // Why the listener does not listen; empty when it does.
   const std::string& ListenProblem() const { return listen_problem_; }
@@ -149,6 +156,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   ScanContext ForScan();
   WebContext ForWeb();
   ServiceContext ForService();
+  SqlCheckContext ForSqlCheck();
 
   void InitEngine();
   void ReadRegistry();
@@ -165,6 +173,8 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   std::string SiteFile() const { return options_.app_path + "VANTRY.INI"; }
   void SaveSites();
   void SaveRegistry();
+  std::string TakeOverEdits(bool at_once);
+  void FollowMonitorSettings();
   void Timer1Tick();
   void Timer2Tick();
   void FlushHistory();
@@ -210,7 +220,10 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   RemoteLogs ftp_;
   LogWatch log_watch_;
   WebServer web_;
+  TouchMonitor touch_;
+  SqlServerCheck sql_check_;
   std::unique_ptr<Timer> timer1_, timer2_, send_timer_, flush_timer_, edit_timer_;
+  std::unique_ptr<Timer> touch_timer_, sql_timer_;
   std::unique_ptr<Timer> first_tick_;   // Of a quick start: ticks once, as soon as the loop turns.
   std::unique_ptr<Timer> save_timer_;   // Null without QuietReplay.
   std::unique_ptr<Timer> retry_timer_;  // Null without KeepUnsentMail.

@@ -127,4 +127,16 @@ ServiceContext Engine::ForService() {
           .end_session = [this] { Closing(); }};
 }
 
+SqlCheckContext Engine::ForSqlCheck() {
+  return {.t = t_,
+          .settings = settings_,
+          .regional = options_.regional,
+          .log = log_,
+          .clock = ports_.clock,
+          .files = files_,
+          .view = view_,
+          .server = ports_.sql,
+          .exceptions = exceptions_};
+}
+
 }  // namespace vantry

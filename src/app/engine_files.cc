@@ -18,9 +18,28 @@ void Engine::WatchEdits() {
   edits_->BeginProgramFolder();
 }
 
+std::string Engine::TakeOverEdits(bool at_once) {
+  if (!edits_) return {};
+  std::string taken = edits_->TakeOver(at_once);
+  FollowMonitorSettings();
+  return taken;
+}
+
+// An edit may switch on what was off at the start. A timer that runs already keeps its place in the minute.
+void Engine::FollowMonitorSettings() {
+  if (!Monitoring()) return;
+  if (touch_.Wanted() && !touch_timer_->Enabled()) touch_timer_->Start();
+  if (settings_.SQLServer == sql_timer_->Enabled()) return;
+  if (settings_.SQLServer) {
+    sql_timer_->Start();
+  } else {
+    sql_timer_->Stop();
+  }
+}
+
 void Engine::HangUp() {
   if (edits_ && !options_.on_terminal) {
-    edits_->TakeOver(true);
+    TakeOverEdits(true);
   } else if (t_.ServiceMode) {
     // Nothing but its manager ends a service.
     ports_.notices.Tell("The program's files are read again at its next start: the correction KeepEdits is off.");

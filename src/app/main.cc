@@ -19,6 +19,7 @@
 #include "platform/cares_resolver.h"
 #include "platform/console_notices.h"
 #include "platform/curl_ftp.h"
+#include "platform/curl_http.h"
 #include "platform/curl_mail.h"
 #include "platform/huge_pages.h"
 #include "platform/inotify_watch.h"
@@ -37,6 +38,7 @@
 #include "platform/system_clock.h"
 #include "platform/system_random.h"
 #include "platform/systemd_service.h"
+#include "platform/tds_logon.h"
 
 namespace {
 
@@ -99,9 +101,24 @@ void Announce(vantry::Engine& engine) {
   std::fflush(stdout);
 }
 
+int Seconds(vantry::RegistryFile& registry, const char* section, const char* name, int standard, int longest) {
+  const std::string text = ReadRegistryValue(registry, section, name, std::to_string(standard));
+  return std::clamp(vantry::LeadingNumber(text), 1, longest);
+}
+
 int BusRetryMs(vantry::RegistryFile& registry) {
-  const int32_t seconds = vantry::LeadingNumber(ReadRegistryValue(registry, "Automation", "RetrySeconds", "60"));
-  return std::clamp(seconds, 1, 86'400) * 1'000;
+  return Seconds(registry, "Automation", "RetrySeconds", 60, 86'400) * 1'000;
+}
+
+int HttpTimeoutMs(vantry::RegistryFile& registry) {
+  using vantry::CurlHttp;
+  return 1'000 *
+         Seconds(registry, "Touch", "TimeoutSeconds", CurlHttp::kTimeoutSeconds, CurlHttp::kLongestTimeoutSeconds);
+}
+
+int LogonTimeout(vantry::RegistryFile& registry) {
+  using vantry::TdsLogon;
+  return Seconds(registry, "SQLServer", "TimeoutSeconds", TdsLogon::kTimeoutSeconds, TdsLogon::kLongestTimeoutSeconds);
 }
 
 }  // namespace
@@ -140,6 +157,8 @@ int main(int argc, char** argv) {
   vantry::CaresResolver resolver({.servers = ReadRegistryValue(registry, "Resolver", "Servers", "")});
   vantry::CurlMail mail;
   vantry::CurlFtp ftp(clock);
+  vantry::CurlHttp http(HttpTimeoutMs(registry));
+  vantry::TdsLogon sql(LogonTimeout(registry));
   vantry::QtLineClient sms;
   vantry::Re2Patterns patterns;
   vantry::ProgramStarter programs;
@@ -156,16 +175,17 @@ int main(int argc, char** argv) {
     }
     return status.ok();
   };
-  vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus,
-                         random, patterns, watch, ftp, desktop.get(), &service},
-                        {app_path,
-                         command.text,
-                         vantry::ReadRegional(registry),
-                         Environment("http_proxy"),
-                         acquire,
-                         {ExecutableFolder().parent_path().string() + "/share/vantry/"},
-                         (ExecutableFolder() / "vantry-archive").string(),
-                         ::isatty(STDIN_FILENO) == 1});
+  vantry::Engine engine(
+      {clock,    loop, files,  data_files, index, listener, notices, resolver, mail,          sms,
+       programs, bus,  random, patterns,   watch, ftp,      http,    sql,      desktop.get(), &service},
+      {app_path,
+       command.text,
+       vantry::ReadRegional(registry),
+       Environment("http_proxy"),
+       acquire,
+       {ExecutableFolder().parent_path().string() + "/share/vantry/"},
+       (ExecutableFolder() / "vantry-archive").string(),
+       ::isatty(STDIN_FILENO) == 1});
   vantry::ProcessSignals signals({.stop = [&engine] { engine.StopBySignal(); },
                                   .hang_up = [&engine] { engine.HangUp(); },
                                   .pause = [&engine] { engine.Pause(); },

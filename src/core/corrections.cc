@@ -110,6 +110,9 @@ constexpr CorrectionRow kRows[] = {
      "The newest file of a remote folder is the newest that its listing shows now.", "scan/remote_logs.cc"},
     {"TellFetchOnce", &C::TellFetchOnce, nullptr, 0,
      "Trouble with an FTP server is told when it begins or changes, not at every scan.", "scan/remote_logs.cc"},
+    {"TouchEachSite", &C::TouchEachSite, nullptr, 0,
+     "Each site that is touched has a request of its own, and what comes of it is booked to that site.",
+     "monitors/touch.cc"},
 };
 
 }  // namespace

@@ -50,6 +50,7 @@ struct Corrections {
   bool ResumeUnsized = false;
   bool FreshBestDate = false;
   bool TellFetchOnce = false;
+  bool TouchEachSite = false;
 
   int32_t SaveEvery = 60;  // Seconds between two saves of the read positions with QuietReplay. Not a correction itself.
 };

@@ -35,6 +35,7 @@ class View {
   virtual void SetStatus(std::string_view text) = 0;      // Text of the status line.
   virtual void SetDnsStatus(std::string_view text) = 0;   // Item of the status line; an empty text hides it.
   virtual void SetMailStatus(std::string_view text) = 0;  // The same for mail that waits.
+  virtual void ShowSqlError(bool shown) = 0;              // Item of the status line: the SQL server fails.
   virtual void UpdateStatus() = 0;                        // Refresh the summary line.
   virtual void RefreshSiteNode(int16_t site) = 0;         // Refresh one node of the site tree.
   virtual void SetSiteImage(int16_t site, int16_t icon) = 0;

@@ -131,7 +131,9 @@ struct SiteRec : ReadState {
   bool Touch = false;         // Saved.
   int32_t TouchEvery = 0;     // Saved. Minutes.
   std::string TouchPage;      // Saved.
-  WallTime TouchCheckTime;    // When the page is polled next.
+  WallTime TouchCheckTime;    // Set at the start, a minute further for each site; TouchNext alone decides.
+  WallTime TouchNext;         // The earliest time of the next touch.
+  bool TouchFailed = false;   // The last touch did.
   std::string EmailAddress;   // Saved.
   PendingTexts PendingEmail;  // Collected for EmailAddress.
   bool EmailGlobalAlso = false, EmailDailyReport = false, EmailNoExceptions = false;  // Saved.
@@ -265,6 +267,7 @@ struct LiveTables {
   std::vector<UnknownAgent> UnknownAgents;
   bool UnknownAgentsDirty = false;
   bool ServiceMode = false;
+  bool SQLFailed = false;      // The last check of the SQL server did.
   bool InTray = false;         // The window is hidden in the tray.
   int16_t InterfaceCount = 0;  // Above 0 visitor changes are raised as events: somebody asked for pages.
   bool CountryLookup = false;  // The address-to-country table exists.

@@ -45,6 +45,10 @@ void DesktopView::SetMailStatus(std::string_view text) {
   if (window_) window_->SetMailStatus(ShownText(text));
 }
 
+void DesktopView::ShowSqlError(bool shown) {
+  if (window_) window_->ShowSqlError(shown);
+}
+
 void DesktopView::UpdateStatus() {
   if (window_) window_->UpdateStatus();
 }

@@ -27,6 +27,7 @@ class DesktopView : public Desktop {
   void SetStatus(std::string_view text) override;
   void SetDnsStatus(std::string_view text) override;
   void SetMailStatus(std::string_view text) override;
+  void ShowSqlError(bool shown) override;
   void UpdateStatus() override;
   void RefreshSiteNode(int16_t site) override;
   void SetSiteImage(int16_t site, int16_t icon) override;

@@ -86,6 +86,10 @@ void MainWindow::SetMailStatus(const QString& text) {
   mail_status_->setVisible(!text.isEmpty());
 }
 
+void MainWindow::ShowSqlError(bool shown) {
+  sql_status_->setVisible(shown);
+}
+
 void MainWindow::ShowFromTray() {
   t_.InTray = false;
   tray_.hide();

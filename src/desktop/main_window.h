@@ -45,6 +45,7 @@ class MainWindow final : public QMainWindow {
   void SetStatus(const QString& text);
   void SetDnsStatus(const QString& text);
   void SetMailStatus(const QString& text);
+  void ShowSqlError(bool shown);
   void UpdateStatus() { status_changed_ = true; }
   void RefreshSiteNode(int16_t) { status_changed_ = true; }
   void SetSiteImage(int16_t site, int16_t icon) { tree_->SetImage(site, icon); }

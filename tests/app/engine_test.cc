@@ -433,7 +433,7 @@ TEST_F(EngineTest, TenEnginesLiveSideBySide) {
     indexes.emplace_back(disks[i]);
     engines.push_back(std::make_unique<Engine>(
         EnginePorts{clock, *loops[i], files, disks[i], indexes[i], listener, notices, resolvers[i], mail, gateway,
-                    programs, buses[i], random, patterns, watch, ftp},
+                    programs, buses[i], random, patterns, watch, ftp, http, sql},
         EngineOptions{"/home/", "", Regional{}, "", {}}));
     ASSERT_TRUE(engines.back()->Main());
   }

@@ -11,7 +11,9 @@
 #include "support/alert_rig.h"
 #include "support/fake_bus.h"
 #include "support/fake_ftp.h"
+#include "support/fake_http.h"
 #include "support/fake_resolver.h"
+#include "support/fake_sql_logon.h"
 #include "support/fake_watch.h"
 #include "support/fakes.h"
 #include "support/memory_data_files.h"
@@ -62,6 +64,8 @@ struct EngineTest : ::testing::Test {
   StdPatterns patterns;
   FakeWatch watch;
   FakeFtp ftp;
+  FakeHttp http;
+  FakeSqlLogon sql;
   Desktop* window = nullptr;
   ServiceManager* service = nullptr;
   std::unique_ptr<FakeResolver> resolver;
@@ -73,10 +77,10 @@ struct EngineTest : ::testing::Test {
     loop.quit = false;
     engine.reset();
     resolver = std::make_unique<FakeResolver>();
-    engine =
-        std::make_unique<Engine>(EnginePorts{clock, loop, files, data_files, index, listener, notices, *resolver, mail,
-                                             gateway, programs, bus, random, patterns, watch, ftp, window, service},
-                                 EngineOptions{"/home/", command, Regional{}, "", std::move(acquire), {"/share/"}});
+    engine = std::make_unique<Engine>(
+        EnginePorts{clock,    loop, files,  data_files, index, listener, notices, *resolver, mail,   gateway,
+                    programs, bus,  random, patterns,   watch, ftp,      http,    sql,       window, service},
+        EngineOptions{"/home/", command, Regional{}, "", std::move(acquire), {"/share/"}});
     return engine->Main();
   }
   void Sites(int count, const std::string& more = "") {

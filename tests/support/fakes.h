@@ -130,6 +130,7 @@ class RecordingView final : public View {
   void SetStatus(std::string_view text) override { calls.push_back("status " + std::string(text)); }
   void SetDnsStatus(std::string_view text) override { calls.push_back("dns " + std::string(text)); }
   void SetMailStatus(std::string_view text) override { calls.push_back("mail " + std::string(text)); }
+  void ShowSqlError(bool shown) override { calls.emplace_back(shown ? "sql error" : "sql well"); }
   void UpdateStatus() override { calls.emplace_back("update"); }
   void RefreshSiteNode(int16_t site) override { calls.push_back("node " + std::to_string(site)); }
   void SetSiteImage(int16_t site, int16_t icon) override {
