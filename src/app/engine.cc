@@ -64,7 +64,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
   pause_.AddTimer(*timer2_);
   pause_.AddTimer(*send_timer_);
   pause_.AddTimer(
-      *touch_timer_, [this] { return touch_.Wanted(); }, AtResume::kAlways);
+      *touch_timer_, [this] { return touch_.Wanted(); }, PauseControl::AtResume::kAlways);
   pause_.AddTimer(*sql_timer_, [this] { return settings_.SQLServer; });
 }
 
