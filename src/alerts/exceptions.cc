@@ -67,7 +67,7 @@ bool Exceptions::AddException(int16_t site, int number, LogTime when, std::optio
       raised.site_text = rec.Name + ": ";
       act = rec.ReplayUntilPos == 0;
       notify = !rec.EmailNoExceptions;
-      raised.of_line = rec.Scanning;
+      raised.of_line = rec.Scanning && !IsOfMonitor(number);
       tell = IsTold(site, *type, notify);
     }
     // In a replay for the history alone, which knows what it has by taking it off.
@@ -79,6 +79,7 @@ bool Exceptions::AddException(int16_t site, int number, LogTime when, std::optio
 
 // Whether people and programs hear of an exception of this site.
 bool Exceptions::IsTold(int16_t n, const ExceptionType& type, bool notify) {
+  if (IsOfMonitor(type.Number)) return true;
   const SiteRec& site = c_.t.Site(n);
   bool told = true;
   if (c_.t.Corrected.QuietReplay && site.Scanning) {

@@ -38,10 +38,14 @@ enum ExceptionNumber : int16_t {
   kExUnknownSpider = 902,
 };
 
+// Whether a monitor finds it, which may be at any moment, also in the middle of a scan.
+inline bool IsOfMonitor(int number) {
+  return number >= kExTouchFailed && number <= kExSqlServerBack;
+}
+
 // Whether it is noticed over time or by a test, so that no line of a log tells of it a second time.
 inline bool IsOfNoLine(int number) {
-  return (number >= kExActiveVisitors && number <= kExNoVisitorsForLong) ||
-         (number >= kExTouchFailed && number <= kExSqlServerBack);
+  return (number >= kExActiveVisitors && number <= kExNoVisitorsForLong) || IsOfMonitor(number);
 }
 
 struct DefaultExceptionType {

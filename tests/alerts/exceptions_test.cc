@@ -306,6 +306,18 @@ TEST_F(ExceptionTest, LinesFromBeforeTheStartAreStoredAndToldToNobodyWhenCorrect
   EXPECT_TRUE(told(3600)) << "classic";
 }
 
+// A request may end while the loop turns in the middle of a scan.
+TEST_F(ExceptionTest, WhatAMonitorFindsIsNoLinesWhateverIsRead) {
+  rig.Type(kExTouchFailed).EmailAddress = "admin@example";
+  SiteRec& site = rig.t.Site(1);
+  site.ReadFromStart = site.Scanning = true;
+  rig.t.Started = rig.clock.now;
+  site.LastReadDateTime.s = rig.t.Started.s - 3600;
+  rig.t.Corrected.QuietFirstScan = rig.t.Corrected.QuietReplay = true;
+  EXPECT_TRUE(Raise(1, kExTouchFailed, "refused"));
+  EXPECT_EQ(rig.mail.sent.size(), 1u);
+}
+
 TEST_F(ExceptionTest, APlaceToRunThatIsNotThereIsSkippedAndAFailureIsReported) {
   rig.Type(404).RunProgram = true;
   rig.Type(404).Run = "/bin/gone";
