@@ -5,6 +5,7 @@
 #include "alerts/exceptions.h"
 #include "bench/null_parts.h"
 #include "ports/automation.h"
+#include "ports/ftp.h"
 #include "ports/http.h"
 #include "ports/sql_logon.h"
 
@@ -14,6 +15,11 @@ class NullMail final : public Mail {
  public:
   void Send(MailMessage, MailDone) override {}
   void Finish(int64_t) override {}
+};
+
+class NullFtp final : public Ftp {
+ public:
+  std::unique_ptr<FtpClient> NewClient(FtpEvents&) override { return nullptr; }  // Of sites by FTP alone.
 };
 
 class NullHttp final : public Http {
@@ -40,6 +46,7 @@ class NullPrograms final : public Programs {
  public:
   void SetEnvironment(const std::string&, const std::string&) override {}
   Status Start(const std::string&) override { return Status::Ok(); }
+  Status Run(const std::string&, const std::vector<std::string>&, const Variables&) override { return Status::Ok(); }
   void Limit(int32_t, std::function<void(std::string_view)>) override {}
 };
 

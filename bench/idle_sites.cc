@@ -57,6 +57,7 @@ int main(int argc, char** argv) {
   vantry::bench::NullNotices notices;
   vantry::bench::NullMail mail;
   vantry::bench::NullLine sms;
+  vantry::bench::NullFtp ftp;
   vantry::bench::NullHttp http;
   vantry::bench::NullSql sql;
   vantry::bench::NullPrograms programs;
@@ -66,7 +67,7 @@ int main(int argc, char** argv) {
   vantry::Re2Patterns patterns;
   const auto start = std::chrono::steady_clock::now();
   vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus,
-                         random, patterns, watch, http, sql},
+                         random, patterns, watch, ftp, http, sql},
                         {folder, "", vantry::Regional{}, "", {}});
   if (!engine.Main()) return 1;
   const double started = Seconds(start);

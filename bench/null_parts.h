@@ -68,15 +68,6 @@ class DoNothingEvents final : public VisitorEvents {
   void DNSResolved(std::string_view, std::string_view) override {}
 };
 
-// No remote logs.
-class DoNothingFtp final : public FtpFetch {
- public:
-  bool FTPConnect(int16_t) override { return false; }
-  void FTPClose(int16_t) override {}
-  std::string FTPGetFileName(int16_t) override { return {}; }
-  void StartDownload(int16_t, int64_t, int) override {}
-};
-
 // Neither reports nor archives.
 class DoNothingDailyWork final : public DailyWork {
  public:
