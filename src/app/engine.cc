@@ -311,10 +311,16 @@ void Engine::SaveRegistry() {
 }
 
 void Engine::SaveSites() {
-  const bool saved = log_.Guard("Engine.WriteINI", [this] {
-    if (!site_file_kept_) return Status::Error(Fail::kRefused, "VANTRY.INI was not read in full and is left as it is");
-    if (edits_) return edits_->WriteSites();
-    return WriteINI(files_, options_.app_path, options_.regional, t_);
+  bool saved = false;
+  KeepAsleep([&] {
+    saved = log_.Guard("Engine.WriteINI", [this] {
+      if (!site_file_kept_)
+        return Status::Error(Fail::kRefused, "VANTRY.INI was not read in full and is left as it is");
+      if (edits_) return edits_->WriteSites();
+      Status status = WriteINI(files_, options_.app_path, options_.regional, t_);
+      if (status.ok()) (void)files_.Read(SiteFile(), site_file_);
+      return status;
+    });
   });
   if (saved) return;
   // The program log may lie on the same full disk.
@@ -339,13 +345,19 @@ void Engine::FlushHistory() {
 // While the program runs, so that a kill costs little. What somebody has edited meanwhile is left alone.
 void Engine::SavePositions() {
   FlushHistory();
-  // Writing wakes sites that sleep.
+  KeepAsleep([this] {
+    log_.Guard("Engine.WriteINI", [this] {
+      if (!edits_) return WriteUneditedSites();
+      return site_file_kept_ ? edits_->WriteSites() : Status::Ok();
+    });
+  });
+}
+
+// Writing wakes sites that sleep.
+void Engine::KeepAsleep(const std::function<void()>& write) {
   std::vector<bool> asleep;
   for (const SiteRec& site : t_.Sites) asleep.push_back(site.Sleeping && site.Paused);
-  log_.Guard("Engine.WriteINI", [this] {
-    if (!edits_) return WriteUneditedSites();
-    return site_file_kept_ ? edits_->WriteSites() : Status::Ok();
-  });
+  write();
   for (size_t i = 0; i < asleep.size() && i < t_.Sites.size(); ++i) {
     if (asleep[i] && t_.Sites[i].Sleeping) t_.Sites[i].Paused = true;
   }

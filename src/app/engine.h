@@ -130,6 +130,8 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
 
   void RefreshView() override;
   void SaveSettings() override;
+  void SaveSites() override;
+  void StartTouching() override {}
   std::string ExtractLogEntries(std::string_view key) override;
   void CloseProgram() override { Closing(); }
 
@@ -171,7 +173,6 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   void StaggerSites();
   void StartTimersAndListener();
   std::string SiteFile() const { return options_.app_path + "VANTRY.INI"; }
-  void SaveSites();
   void SaveRegistry();
   std::string TakeOverEdits(bool at_once);
   void FollowMonitorSettings();
@@ -180,6 +181,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   void FlushHistory();
   void SavePositions();
   Status WriteUneditedSites();
+  void KeepAsleep(const std::function<void()>& write);
   ProgramLogOutlets LogOutlets();
   void AppendToProgramLog(std::string_view bytes);
   int ExceptionNumberAt(int16_t place) const;

@@ -11,7 +11,7 @@ using N = Needs;
 constexpr Command kAll[] = {
     // Sites
     {"miAdd", "&Add Site", N::kComing, false, "Ctrl+N", "Watch another site"},
-    {"miEdit", "&Edit Site", N::kComing, false, "Ctrl+E", "Change how the chosen site is watched"},
+    {"miEdit", "&Edit Site", N::kSite, false, "Ctrl+E", "Change how the chosen site is watched"},
     {"miDelete", "&Remove", N::kSite, false, "", "Stop watching the chosen site"},
     {"miStart", "&Start Monitoring", N::kPaused, false, "", "Watch the chosen site again"},
     {"miStop", "S&top Monitoring", N::kRunning, false, "", "Pause the chosen site"},

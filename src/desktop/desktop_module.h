@@ -29,6 +29,10 @@ class WindowCommands {
   virtual void RefreshView() = 0;
   // Writes what the settings file keeps.
   virtual void SaveSettings() = 0;
+  // Writes the site file.
+  virtual void SaveSites() = 0;
+  // A site is touched from now on.
+  virtual void StartTouching() = 0;
   // This visitor's lines of its log as a file; its path, empty when there are none. `key` as VisitorRec::Key gives it.
   virtual std::string ExtractLogEntries(std::string_view key) = 0;
   // Ends the program.

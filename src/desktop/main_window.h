@@ -106,7 +106,8 @@ class MainWindow final : public QMainWindow {
   struct Commands;
   void Toggle(QDockWidget* band);
   void Find();
-  void ShowHelp();
+  void ShowHelp(const QString& page);
+  void EditSite();
   void DeleteSite();
   void StartSite();
   void StopSite();

@@ -14,6 +14,7 @@
 #include "desktop/main_window.h"
 #include "desktop/row_addresses.h"
 #include "desktop/shown_text.h"
+#include "desktop/site_properties.h"
 #include "notify/list_grid.h"
 
 namespace vantry {
@@ -41,6 +42,7 @@ struct MainWindow::Commands {
 };
 
 const MainWindow::Commands::OnAll MainWindow::Commands::kOnAll[] = {
+    {"miEdit", [](W& w) { w.EditSite(); }},
     {"miDelete", [](W& w) { w.DeleteSite(); }},
     {"miStart", [](W& w) { w.StartSite(); }},
     {"miStop", [](W& w) { w.StopSite(); }},
@@ -59,7 +61,7 @@ const MainWindow::Commands::OnAll MainWindow::Commands::kOnAll[] = {
     {"miEmailView", [](W& w) { w.EmailCurrentView(); }},
     {"miPrint", [](W& w) { w.PrintCurrentView(); }},
     {"miSaveAs", [](W& w) { w.SaveListAs(); }},
-    {"miHelp", [](W& w) { w.ShowHelp(); }},
+    {"miHelp", [](W& w) { w.ShowHelp("welcome"); }},
     {"miAbout", [](W& w) { AboutWindow({w.parts_.version, w.parts_.build, w.parts_.app_path}, &w).exec(); }},
     {"miConnect", [](W& w) { w.OpenAddress(kMakersSite); }},
     {"miUpdateCheck", [](W& w) { w.OpenAddress(kMakersSite + ("?buildno=" + w.parts_.version)); }},
@@ -107,13 +109,13 @@ void MainWindow::Find() {
   search_->selectAll();
 }
 
-void MainWindow::ShowHelp() {
+void MainWindow::ShowHelp(const QString& page) {
   if (t_.ServiceMode) return;
   if (!help_) {
     help_ = new HelpWindow([this](const QUrl& url) { prompts_.OpenInBrowser(url); }, this);
     help_->setWindowFlag(Qt::Window);
   }
-  help_->ShowPage("welcome");
+  help_->ShowPage(page);
   help_->show();
   help_->raise();
   help_->activateWindow();
@@ -133,6 +135,25 @@ void MainWindow::DeleteSite() {
   t_.CurrentView = 0;
   tree_->Rebuild();
   parts_.engine.RefreshView();
+}
+
+// The site rests while it is edited. The dialog waits beside the program: nothing that is under way waits for it.
+void MainWindow::EditSite() {
+  SiteRec* site = ChosenSite();
+  if (!site || findChild<SiteProperties*>()) return;
+  const int16_t n = t_.CurrentView;
+  const bool was_paused = site->Paused;
+  site->Paused = true;
+  auto* dialog = new SiteProperties(
+      parts_, prompts_, n, [this] { ShowHelp("add-site"); }, this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  QObject::connect(dialog, &QDialog::finished, this, [this, n, was_paused] {
+    if (unloaded_ || t_.Closing) return;
+    t_.Site(n).Paused = was_paused;
+    tree_->Rebuild();
+    parts_.engine.RefreshView();
+  });
+  dialog->open();
 }
 
 void MainWindow::StartSite() {

@@ -1,5 +1,6 @@
 #include "desktop/message_box.h"
 
+#include <QColorDialog>
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <algorithm>
@@ -67,6 +68,14 @@ QMessageBox::StandardButton RealPrompts::Ask(QWidget* parent, const QString& tex
 
 QString RealPrompts::FileToSave(QWidget* parent, const QString& title, const QString& name, const QString& filter) {
   return QFileDialog::getSaveFileName(parent, title, name, filter);
+}
+
+QString RealPrompts::FileToOpen(QWidget* parent, const QString& title, const QString& at, const QString& filter) {
+  return QFileDialog::getOpenFileName(parent, title, at, filter);
+}
+
+QColor RealPrompts::Color(QWidget* parent, const QString& title, const QColor& now) {
+  return QColorDialog::getColor(now, parent, title);
 }
 
 void RealPrompts::OpenInBrowser(const QUrl& url) {

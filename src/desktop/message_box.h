@@ -1,6 +1,7 @@
 // Messages of the engine to whoever sits at the window.
 #pragma once
 
+#include <QColor>
 #include <QMessageBox>
 #include <QString>
 #include <QUrl>
@@ -40,6 +41,10 @@ class Prompts {
                                           QMessageBox::StandardButton otherwise) = 0;
   // The file to save to, empty when there is to be none. `filter` as QFileDialog takes it.
   virtual QString FileToSave(QWidget* parent, const QString& title, const QString& name, const QString& filter) = 0;
+  // A file that is there; empty when none is to be taken.
+  virtual QString FileToOpen(QWidget* parent, const QString& title, const QString& at, const QString& filter) = 0;
+  // No colour when none is to be taken.
+  virtual QColor Color(QWidget* parent, const QString& title, const QColor& now) = 0;
   virtual void OpenInBrowser(const QUrl& url) = 0;
 };
 
@@ -49,6 +54,8 @@ class RealPrompts final : public Prompts {
   QMessageBox::StandardButton Ask(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
                                   QMessageBox::StandardButton otherwise) override;
   QString FileToSave(QWidget* parent, const QString& title, const QString& name, const QString& filter) override;
+  QString FileToOpen(QWidget* parent, const QString& title, const QString& at, const QString& filter) override;
+  QColor Color(QWidget* parent, const QString& title, const QColor& now) override;
   void OpenInBrowser(const QUrl& url) override;
 };
 

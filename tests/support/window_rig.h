@@ -21,6 +21,7 @@ struct ScriptedPrompts final : Prompts {
   std::vector<std::string> told, asked, opened;
   QMessageBox::StandardButton answer = QMessageBox::No;
   QString file;
+  QColor color;
   std::function<void()> meanwhile;  // While the question is open.
 
   void Tell(QWidget*, BoxKind, const QString& text) override { told.push_back(text.toStdString()); }
@@ -32,6 +33,8 @@ struct ScriptedPrompts final : Prompts {
     return answer;
   }
   QString FileToSave(QWidget*, const QString&, const QString&, const QString&) override { return file; }
+  QString FileToOpen(QWidget*, const QString&, const QString&, const QString&) override { return file; }
+  QColor Color(QWidget*, const QString&, const QColor&) override { return color; }
   void OpenInBrowser(const QUrl& url) override { opened.push_back(url.toString(QUrl::FullyEncoded).toStdString()); }
 };
 

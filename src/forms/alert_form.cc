@@ -1,0 +1,98 @@
+#include "forms/alert_form.h"
+
+#include <algorithm>
+
+#include "core/text.h"
+
+namespace vantry {
+namespace {
+
+using A = AlertRec;
+using K = FieldKind;
+
+constexpr std::string_view kAlertItself = "General", kActions = "Actions";
+
+const FormField<AlertRec> kAlertRows[] = {
+    Edits<&A::Name>({kAlertItself, "txtName", "&Name:"}),
+    Edits<&A::Enabled>({kAlertItself, "chkEnabled", "Ena&bled", K::kCheck}),
+
+    Edits<&A::Sound>({kActions, "chkSound", "Play A &Sound:", K::kCheck}),
+    Edits<&A::SoundFile>({kActions, "txtAlertSound", "Sound &File:"}),
+    Edits<&A::Email>({kActions, "chkEmail", "Send An &Email", K::kCheck}),
+    Edits<&A::EmailAddress>({kActions, "txtEmailAddress", "Email &Address:"}),
+    Edits<&A::Message>({kActions, "txtMessage", "&Message:"}),
+    Edits<&A::RunThis>({kActions, "chkRun", "&Run A Program Or Script", K::kCheck}),
+    Edits<&A::Run>({kActions, "txtEXE", "&Program Or Script:"}),
+};
+
+}  // namespace
+
+const std::span<const FormField<AlertRec>> kAlertFields = kAlertRows;
+
+std::vector<size_t> AlertsOf(const LiveTables& t, int16_t site) {
+  std::vector<size_t> places;
+  for (size_t i = 0; i < t.Alerts.size(); ++i) {
+    if (t.Alerts[i].Site == site) places.push_back(i);
+  }
+  return places;
+}
+
+AlertRec NewAlert(const LiveTables& t, int16_t site) {
+  AlertRec alert;
+  for (const size_t place : AlertsOf(t, site)) alert.AlertNo = std::max(alert.AlertNo, t.Alerts[place].AlertNo);
+  alert.AlertNo = static_cast<int16_t>(std::min<int>(alert.AlertNo + 1, INT16_MAX));
+  alert.Site = site;
+  alert.Name = "Alert " + std::to_string(alert.AlertNo);
+  alert.Enabled = true;
+  return alert;
+}
+
+void AppendAlert(LiveTables& t, const AlertRec& alert) {
+  t.Alerts.push_back(alert);
+  ++t.Site(alert.Site).AlertDefinitions;
+}
+
+void DeleteAlert(LiveTables& t, size_t place) {
+  --t.Site(t.Alerts[place].Site).AlertDefinitions;
+  t.Alerts.erase(t.Alerts.begin() + static_cast<ptrdiff_t>(place));
+}
+
+std::optional<FormProblem> CheckAlert(const AlertRec& draft, Files& files) {
+  if (Trim(draft.Name).empty()) return FormProblem{"txtName", "An Alert must have a name."};
+  if (draft.Sound && !files.Exists(draft.SoundFile)) return FormProblem{"txtAlertSound", "Sound File Does Not Exist"};
+  if (draft.RunThis && !files.Exists(draft.Run)) return FormProblem{"txtEXE", "EXE or Script File Does Not Exist"};
+  return std::nullopt;
+}
+
+std::vector<std::string> AlertEntries(std::span<const std::string> typed) {
+  std::vector<std::string> entries;
+  for (const std::string& text : typed) {
+    if (entries.size() == AlertRec::kMaxEntries) break;
+    if (!Trim(text).empty()) entries.push_back(Lower(Trim(text)));
+  }
+  return entries;
+}
+
+void ChooseEngines(std::span<const size_t> rows, const std::vector<SearchEngine>& engines, AlertRec& alert) {
+  alert.Engine.clear();
+  alert.EngineAll = std::find(rows.begin(), rows.end(), size_t{0}) != rows.end();
+  if (alert.EngineAll) return;
+  for (const size_t row : rows) {
+    if (row <= engines.size() && alert.Engine.size() < AlertRec::kMaxEntries) {
+      alert.Engine.push_back(engines[row - 1].match);
+    }
+  }
+}
+
+std::vector<size_t> ChosenEngines(const AlertRec& alert, const std::vector<SearchEngine>& engines) {
+  std::vector<size_t> rows;
+  if (alert.EngineAll) rows.push_back(0);
+  for (size_t i = 0; i < engines.size(); ++i) {
+    if (std::find(alert.Engine.begin(), alert.Engine.end(), engines[i].match) != alert.Engine.end()) {
+      rows.push_back(i + 1);
+    }
+  }
+  return rows;
+}
+
+}  // namespace vantry

@@ -1,0 +1,315 @@
+// The dialogs that edit a site and its alerts.
+#include "desktop/site_properties.h"
+
+#include <QAbstractButton>
+#include <QListWidget>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "desktop/pictures.h"
+#include "forms/alert_form.h"
+#include "forms/site_form.h"
+#include "support/window_rig.h"
+
+namespace vantry {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+struct SitePropertiesTest : MainWindowTest {
+  SiteProperties* dialog = nullptr;
+
+  void Edit() {
+    ChooseNode("lf1");
+    Trigger("miEdit");
+    dialog = Frm().findChild<SiteProperties*>();
+    ASSERT_NE(dialog, nullptr);
+  }
+  template <class W>
+  W& In(QWidget& of, const char* name) {
+    W* widget = of.findChild<W*>(name);
+    if (!widget) throw std::runtime_error(std::string("there is no ") + name);
+    return *widget;
+  }
+  void Type(const char* control, const QString& text) { In<QLineEdit>(*dialog, control).setText(text); }
+  void Click(QWidget& of, const char* button) {
+    In<QAbstractButton>(of, button).click();
+    QApplication::processEvents();
+  }
+  QDialog& Alert() {
+    auto* alert = dialog->findChild<QDialog*>("frmAlert");
+    if (!alert) throw std::runtime_error("no alert is open");
+    return *alert;
+  }
+  bool IsOpen() {
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    return Frm().findChild<SiteProperties*>() != nullptr;
+  }
+};
+
+TEST_F(SitePropertiesTest, EachControlShowsItsFieldByNameAndCaption) {
+  OpenWithVisitors();
+  Edit();
+  auto& pages = In<FormPages>(*dialog, "SSActiveTabs1");
+  QStringList titles;
+  for (int i = 0; i < pages.count(); ++i) titles += pages.tabText(i);
+  EXPECT_EQ(titles.join("|"),
+            "General|Log Files|Log Files Location|Exclusions|Alerts|Email Settings|Web Access|Touch|Sleep Mode");
+  EXPECT_EQ(dialog->windowTitle(), "Site Properties");
+  for (const auto& field : kSiteFields) {
+    if (!field.get) continue;
+    auto& input = In<QWidget>(*dialog, std::string(field.look.control).c_str());
+    EXPECT_EQ(input.accessibleName(), PlainCaption(field.look.caption));
+    EXPECT_EQ(pages.Find(field.look.control).Value(), field.get(T().Site(1))) << field.look.control;
+  }
+}
+
+TEST_F(SitePropertiesTest, OkStoresAndCancelLeavesEveryByteAlone) {
+  OpenWithVisitors();
+  const std::string before = files.Get("/home/VANTRY.INI");
+  Edit();
+  EXPECT_TRUE(T().Site(1).Paused) << "it rests meanwhile";
+  Type("txtHomePage", "start.htm");
+  Click(*dialog, "btnCancel");
+  EXPECT_FALSE(IsOpen());
+  EXPECT_FALSE(T().Site(1).Paused);
+  EXPECT_EQ(files.Get("/home/VANTRY.INI"), before);
+  EXPECT_EQ(T().Site(1).HomePage, "");
+  Edit();
+  Type("txtHomePage", "start.htm");
+  Type("txtTouchMins", "7");
+  In<QCheckBox>(*dialog, "chkQuery").click();
+  In<QComboBox>(*dialog, "cmboFreq").setCurrentText("2 Minutes");
+  Click(*dialog, "btnOK");
+  EXPECT_FALSE(IsOpen());
+  EXPECT_FALSE(T().Site(1).Paused);
+  const std::string after = files.Get("/home/VANTRY.INI");
+  for (const char* line :
+       {"HomePage=start.htm\r\n", "TouchEvery=7\r\n", "IncludeQuery=True\r\n", "Frequency=120\r\n"}) {
+    EXPECT_THAT(after, HasSubstr(line));
+  }
+}
+
+TEST_F(SitePropertiesTest, AMistakeIsToldAndItsControlShown) {
+  OpenWithVisitors();
+  Edit();
+  Type("txtDomain", "www.d2.example/");
+  Click(*dialog, "btnOK");
+  EXPECT_THAT(prompts.told, ElementsAre("This Domain is already being monitored. The Domain name must be unique."));
+  EXPECT_TRUE(IsOpen());
+  EXPECT_EQ(In<FormPages>(*dialog, "SSActiveTabs1").currentIndex(), 0);
+  Type("txtDomain", "www.d1.example/");
+  In<QCheckBox>(*dialog, "chkTouch").click();
+  Type("txtTouchMins", "1");
+  Click(*dialog, "btnOK");
+  EXPECT_EQ(prompts.told.back(), "The minimum touch interval is 2 minutes.");
+  EXPECT_EQ(In<FormPages>(*dialog, "SSActiveTabs1").currentWidget()->accessibleName(), "Touch");
+  Type("txtTouchMins", "2");
+  Click(*dialog, "btnOK");
+  EXPECT_FALSE(IsOpen());
+  EXPECT_EQ(T().Site(1).Domain, "www.d1.example");
+}
+
+TEST_F(SitePropertiesTest, AnotherNameIsStoredOnlyWithYes) {
+  OpenWithVisitors();
+  Edit();
+  Type("txtName", "Garden");
+  for (const auto answer : {QMessageBox::No, QMessageBox::Cancel}) {
+    prompts.answer = answer;
+    Click(*dialog, "btnOK");
+    EXPECT_TRUE(IsOpen());
+    EXPECT_EQ(T().Site(1).Name, "Site 1");
+  }
+  prompts.answer = QMessageBox::Yes;
+  Click(*dialog, "btnOK");
+  EXPECT_FALSE(IsOpen());
+  EXPECT_EQ(NodeText("lf1"), "Garden (3)");
+  EXPECT_THAT(files.Get("/home/VANTRY.INI"), HasSubstr("[Garden]"));
+}
+
+TEST_F(SitePropertiesTest, AnotherMaskStartsTheSiteAnew) {
+  OpenWithVisitors();
+  ASSERT_GT(T().Site(1).LastReadPos, 0);
+  Edit();
+  Type("txtEXT", "other.log");
+  Click(*dialog, "btnOK");
+  EXPECT_EQ(T().Site(1).LastReadPos, 0);
+  EXPECT_EQ(T().Site(1).TodayVisitors, 0);
+}
+
+TEST_F(SitePropertiesTest, ShowsWhatApplies) {
+  OpenWithVisitors();
+  Edit();
+  In<FormPages>(*dialog, "SSActiveTabs1").setCurrentIndex(2);
+  const auto shown = [&](const char* name) { return In<QWidget>(*dialog, name).isVisible(); };
+  EXPECT_TRUE(shown("txtLog") && shown("btnPick"));
+  EXPECT_FALSE(shown("txtFTPDomain") || shown("chkFTPPassive"));
+  In<QCheckBox>(*dialog, "chkFTP").click();
+  EXPECT_FALSE(shown("txtLog") || shown("btnPick"));
+  for (const char* name : {"txtFTPDomain", "txtFTPUser", "txtFTPPw", "txtFTPPath", "chkFTPPassive"}) {
+    EXPECT_TRUE(shown(name)) << name;
+  }
+  EXPECT_FALSE(In<QWidget>(*dialog, "cmboWakeUp").isEnabled());
+  In<QCheckBox>(*dialog, "chkSleepMode").click();
+  EXPECT_TRUE(In<QWidget>(*dialog, "cmboWakeUp").isEnabled());
+  Type("txtDomain", " shop.example ");
+  Type("txtTouchPage", "up.htm");
+  EXPECT_EQ(In<QLabel>(*dialog, "lblfullURL").text(), "http://shop.example/up.htm");
+}
+
+TEST_F(SitePropertiesTest, PasswordsAreHiddenUntilTheyAreAskedFor) {
+  OpenWithVisitors();
+  Edit();
+  auto& password = In<QLineEdit>(*dialog, "txtWebPass");
+  EXPECT_EQ(password.echoMode(), QLineEdit::Password);
+  Click(*dialog, "txtWebPassShow");
+  EXPECT_EQ(password.echoMode(), QLineEdit::Normal);
+}
+
+TEST_F(SitePropertiesTest, FilesArePicked) {
+  OpenWithVisitors();
+  Edit();
+  Click(*dialog, "btnPick");
+  EXPECT_EQ(In<QLineEdit>(*dialog, "txtLog").text(), "/logs/") << "none was picked";
+  prompts.file = "/var/log/shop/access.log";
+  Click(*dialog, "btnPick");
+  EXPECT_EQ(In<QLineEdit>(*dialog, "txtLog").text(), "/var/log/shop/");
+  Click(*dialog, "btnPick2");
+  EXPECT_EQ(In<QLineEdit>(*dialog, "txtLogo").text(), "/var/log/shop/access.log");
+}
+
+TEST_F(SitePropertiesTest, TheListOfExclusionsHasAnEmptyRowAtItsEnd) {
+  OpenWithVisitors();
+  T().Site(1).Exclude = ";10.0.0.9;192.168.*";
+  Edit();
+  auto& list = In<QTableWidget>(*dialog, "gridExclude");
+  ASSERT_EQ(list.rowCount(), 3);
+  list.item(2, 1)->setText("10.1.?.1");
+  ASSERT_EQ(list.rowCount(), 4);
+  list.item(0, 1)->setText("");
+  Click(*dialog, "btnOK");
+  EXPECT_EQ(T().Site(1).Exclude, "192.168.*;10.1.?.1");
+}
+
+TEST_F(SitePropertiesTest, AlertsAreMadeChangedMovedAndDeleted) {
+  OpenWithVisitors();
+  Edit();
+  Click(*dialog, "btnAlert0");
+  EXPECT_EQ(Alert().windowTitle(), "Alert:1 [Alert 1]");
+  In<QLineEdit>(Alert(), "txtName").setText("");
+  Click(Alert(), "btnOK");
+  EXPECT_EQ(prompts.told.back(), "An Alert must have a name.");
+  In<QLineEdit>(Alert(), "txtName").setText("Friends");
+  In<QTableWidget>(Alert(), "gridDNS").item(0, 1)->setText("*.Example.NET");
+  In<QTableWidget>(Alert(), "gridPAGES").item(3, 1)->setText("/Shop/*");
+  In<QListWidget>(Alert(), "listRef").item(0)->setSelected(true);
+  Click(Alert(), "btnOK");
+  ASSERT_EQ(T().Alerts.size(), 1u);
+  EXPECT_EQ(T().Alerts[0].Name, "Friends");
+  EXPECT_EQ(T().Alerts[0].DNS, std::vector<std::string>{"*.example.net"});
+  EXPECT_EQ(T().Alerts[0].Page, std::vector<std::string>{"/shop/*"});
+  EXPECT_TRUE(T().Alerts[0].EngineAll);
+  Click(*dialog, "btnAlert0");
+  Click(Alert(), "btnCancel");
+  QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+  EXPECT_EQ(T().Alerts.size(), 1u);
+  Click(*dialog, "btnAlert0");
+  Click(Alert(), "btnOK");
+  QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+  auto& list = In<QTableWidget>(*dialog, "gridAlerts");
+  ASSERT_EQ(list.rowCount(), 2);
+  EXPECT_EQ(list.item(1, 2)->text(), "Alert 2");
+  Click(*dialog, "btnAlert2");
+  EXPECT_EQ(list.item(0, 2)->text(), "Alert 2");
+  EXPECT_EQ(T().Alerts[0].Name, "Alert 2");
+  Click(*dialog, "btnAlert3");
+  EXPECT_EQ(T().Alerts[0].Name, "Friends");
+  list.selectRow(0);
+  Click(*dialog, "btnAlert4");
+  In<QCheckBox>(Alert(), "chkEnabled").click();
+  prompts.color = QColor(255, 128, 0);
+  Click(Alert(), "btnPickColor");
+  Click(Alert(), "btnOK");
+  EXPECT_FALSE(T().Alerts[0].Enabled);
+  EXPECT_EQ(T().Alerts[0].Color, 255 | 128 << 8);
+  EXPECT_EQ(list.item(0, 1)->text(), "No");
+  prompts.answer = QMessageBox::No;
+  Click(*dialog, "btnAlert1");
+  EXPECT_EQ(T().Alerts.size(), 2u);
+  prompts.answer = QMessageBox::Yes;
+  Click(*dialog, "btnAlert1");
+  EXPECT_EQ(prompts.asked.back(), "Delete Alert: Friends?");
+  EXPECT_EQ(T().Alerts.size(), 1u);
+  Click(*dialog, "btnOK");
+  EXPECT_THAT(files.Get("/home/VANTRY.INI"), HasSubstr("Alert=Alert 2\r\n"));
+}
+
+TEST_F(SitePropertiesTest, WaitsForTheEndOfAScan) {
+  OpenWithVisitors();
+  Edit();
+  Type("txtHomePage", "late.htm");
+  T().ScanInProgress = true;
+  Click(*dialog, "btnOK");
+  EXPECT_TRUE(IsOpen());
+  EXPECT_FALSE(dialog->isEnabled());
+  EXPECT_EQ(T().Site(1).HomePage, "");
+  T().ScanInProgress = false;
+  QTest::qWait(100);
+  EXPECT_FALSE(IsOpen());
+  EXPECT_EQ(T().Site(1).HomePage, "late.htm");
+}
+
+TEST_F(SitePropertiesTest, AFileThatCanNotBeWrittenIsTold) {
+  OpenWithVisitors();
+  Edit();
+  Type("txtHomePage", "new.htm");
+  files.fails = [](const std::string& call) { return call == "replace /home/VANTRY.INI"; };
+  notices.told.clear();
+  Click(*dialog, "btnOK");
+  EXPECT_THAT(notices.told, ElementsAre(HasSubstr("could not be saved in /home/VANTRY.INI")));
+}
+
+TEST_F(SitePropertiesTest, BytesThatAreNoUtf8StayAsTheyWere) {
+  OpenWithVisitors();
+  T().Site(1).HomePage = "caf\xe9.htm";
+  Edit();
+  EXPECT_EQ(In<QLineEdit>(*dialog, "txtHomePage").text(), QString::fromUtf8("caf\xc3\xa9.htm"));
+  Click(*dialog, "btnOK");
+  EXPECT_EQ(T().Site(1).HomePage, "caf\xe9.htm");
+  EXPECT_THAT(prompts.told, IsEmpty());
+}
+
+TEST_F(SitePropertiesTest, Pictures) {
+  if (!PicturesWanted()) GTEST_SKIP() << "VANTRY_PICTURES is not set.";
+  OpenWithVisitors();
+  T().Site(1).Exclude = "10.0.0.1;192.168.*";
+  AppendAlert(T(), NewAlert(T(), 1));
+  for (const bool dark : {false, true}) {
+    QApplication::setPalette(PicturePalette(dark));
+    Edit();
+    auto& pages = In<FormPages>(*dialog, "SSActiveTabs1");
+    const QString shade = dark ? "dark" : "light";
+    for (int i = 0; i < pages.count(); ++i) {
+      pages.setCurrentIndex(i);
+      QApplication::processEvents();
+      SavePicture(dialog->grab().toImage(), QString("properties-%1-%2").arg(i).arg(shade));
+    }
+    In<QTableWidget>(*dialog, "gridAlerts").selectRow(0);
+    Click(*dialog, "btnAlert4");
+    auto& alert = In<FormPages>(Alert(), "SSActiveTabs1");
+    for (int i = 0; i < alert.count(); ++i) {
+      alert.setCurrentIndex(i);
+      QApplication::processEvents();
+      SavePicture(Alert().grab().toImage(), QString("alert-%1-%2").arg(i).arg(shade));
+    }
+    Click(Alert(), "btnCancel");
+    Click(*dialog, "btnCancel");
+    EXPECT_FALSE(IsOpen());
+  }
+}
+
+}  // namespace
+}  // namespace vantry
