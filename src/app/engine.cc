@@ -242,6 +242,21 @@ void Engine::SaveSettings() {
   log_.Guard("Engine.WriteSettingsINI", [this] { return WriteSettingsINI(files_, options_.app_path, settings_); });
 }
 
+void Engine::SettingsChanged() {
+  log_.Guard("Engine.RefreshexceptionConstants",
+             [this] { return RefreshexceptionConstants(settings_.ExceptionTypes, t_); });
+  RefreshView();
+}
+
+void Engine::SendTestMail(const Settings& settings,
+                          std::function<void(const std::vector<std::string>&, const std::string&)> done) {
+  MailMessage message;
+  if (const Status status = MakeTestMail(settings, ports_.clock, message); !status.ok()) return done({}, status.text);
+  ports_.mail.Send(std::move(message), [done = std::move(done)](const MailOutcome& outcome) {
+    done(outcome.lines, outcome.status.ok() ? "" : outcome.status.text);
+  });
+}
+
 std::string Engine::ExtractLogEntries(std::string_view key) {
   return ExtractLogEntriesToFile(web_.Pages(), key, 0);
 }

@@ -132,6 +132,9 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   void SaveSettings() override;
   void SaveSites() override;
   void StartTouching() override {}
+  void SettingsChanged() override;
+  void SendTestMail(const Settings& settings,
+                    std::function<void(const std::vector<std::string>&, const std::string&)> done) override;
   std::string ExtractLogEntries(std::string_view key) override;
   void CloseProgram() override { Closing(); }
 

@@ -37,12 +37,7 @@ AlertWindow::AlertWindow(const WindowParts& parts, Prompts& prompts, const Alert
   const std::pair<const char*, const char*> pickers[] = {{"btnPickAlertSound", "txtAlertSound"},
                                                          {"btnPickEXE", "txtEXE"}};
   for (const auto& [name, control] : pickers) {
-    auto* pick = new QPushButton("Browse...", pages_);
-    pick->setObjectName(name);
-    pick->setAccessibleName("Browse for " + PlainCaption(pages_->Find(control).look.caption));
-    pick->setAutoDefault(false);
-    pages_->Find(control).row->layout()->addWidget(pick);
-    static_cast<QVBoxLayout*>(pages_->Find(control).row->layout())->setAlignment(pick, Qt::AlignLeft);
+    QPushButton* pick = AddButtonBeside(pages_->Find(control), name, "Browse...");
     const bool sound = pick->objectName() == "btnPickAlertSound";
     QObject::connect(pick, &QPushButton::clicked, this, [this, sound] {
       sound ? PickFile("txtAlertSound", "Select Sound File", "Sound File (*.WAV *.wav)")

@@ -15,7 +15,7 @@ constexpr Command kAll[] = {
     {"miDelete", "&Remove", N::kSite, false, "", "Stop watching the chosen site"},
     {"miStart", "&Start Monitoring", N::kPaused, false, "", "Watch the chosen site again"},
     {"miStop", "S&top Monitoring", N::kRunning, false, "", "Pause the chosen site"},
-    {"miOptions", "&Options...", N::kComing, false, "Ctrl+,", "Change the settings of the program"},
+    {"miOptions", "&Options...", N::kNothing, false, "Ctrl+,", "Change the settings of the program"},
     {"miHide", "&Hide", N::kNothing, false, "Ctrl+H", "Go on without a window, as an icon in the tray"},
     // Views
     {"miViewVisitors", "&Visitors", N::kNothing, true, "Ctrl+1", "Who is on the sites now"},

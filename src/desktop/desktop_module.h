@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "config/settings.h"
 #include "core/program_log.h"
@@ -33,6 +34,13 @@ class WindowCommands {
   virtual void SaveSites() = 0;
   // A site is touched from now on.
   virtual void StartTouching() = 0;
+  // The settings were edited: what was made of them is made anew.
+  virtual void SettingsChanged() = 0;
+  // Sends a mail with the server and addresses of these settings. `done` is called once, from the loop, with what
+  // happened on the way and with what went wrong, if anything did.
+  virtual void SendTestMail(
+      const Settings& settings,
+      std::function<void(const std::vector<std::string>& lines, const std::string& problem)> done) = 0;
   // This visitor's lines of its log as a file; its path, empty when there are none. `key` as VisitorRec::Key gives it.
   virtual std::string ExtractLogEntries(std::string_view key) = 0;
   // Ends the program.

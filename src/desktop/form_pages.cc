@@ -4,6 +4,7 @@
 #include <QHeaderView>
 #include <QIntValidator>
 #include <QLabel>
+#include <QRadioButton>
 #include <QTabBar>
 #include <QToolButton>
 #include <algorithm>
@@ -43,6 +44,9 @@ void FormControl::Show(const FieldValue& value) {
   was = value;
   if (check) {
     check->setChecked(std::get<bool>(value));
+  } else if (buttons) {
+    if (QAbstractButton* button = buttons->button(std::get<int32_t>(value))) button->setChecked(true);
+    shown = QString::number(buttons->checkedId());
   } else if (list) {
     list->setCurrentIndex(list->findData(std::get<int32_t>(value)));
     shown = QString::number(list->currentIndex());
@@ -56,9 +60,20 @@ void FormControl::Show(const FieldValue& value) {
 FieldValue FormControl::Value() const {
   if (check) return check->isChecked();
   if (list) return QString::number(list->currentIndex()) == shown ? was : FieldValue(list->currentData().toInt());
+  if (buttons) return QString::number(buttons->checkedId()) == shown ? was : FieldValue(buttons->checkedId());
   if (text->text() == shown) return was;
   if (look.kind == FieldKind::kNumber) return static_cast<int32_t>(text->text().toInt());
   return text->text().toStdString();
+}
+
+bool FormControl::IsOn() const {
+  return check ? check->isChecked() : buttons->checkedId() > 0;
+}
+
+void FormControl::OnChange(QObject* receiver, const std::function<void()>& changed) {
+  if (check) QObject::connect(check, &QCheckBox::toggled, receiver, changed);
+  if (buttons) QObject::connect(buttons, &QButtonGroup::idToggled, receiver, changed);
+  if (text) QObject::connect(text, &QLineEdit::textChanged, receiver, changed);
 }
 
 FormPages::FormPages(QWidget* parent) : QTabWidget(parent) {
@@ -88,7 +103,16 @@ void FormPages::Finish() {
     for (int row = 0; row < column->count(); ++row) is_full = is_full || column->stretch(row) > 0;
     if (!is_full) column->addStretch(1);
   }
-  setMinimumWidth(tabBar()->sizeHint().width() + 2 * fontMetrics().height());
+  if (!tabBar()->isHidden()) setMinimumWidth(tabBar()->sizeHint().width() + 2 * fontMetrics().height());
+}
+
+QPushButton* AddButtonBeside(FormControl& control, const char* name, const QString& caption) {
+  auto* button = new QPushButton(caption, control.row);
+  button->setObjectName(name);
+  button->setAccessibleName(PlainCaption(caption.toStdString()) + " " + control.input->accessibleName());
+  button->setAutoDefault(false);
+  control.line->addWidget(button);
+  return button;
 }
 
 QTableWidget* MakeFormTable(const char* name, const QString& caption, const QStringList& headings, QWidget* parent) {
@@ -131,6 +155,18 @@ QWidget* FormPages::MakeList(const FieldLook& look, FormControl& control, QWidge
   return control.list;
 }
 
+void FormPages::MakeButtons(const FieldLook& look, FormControl& control, QVBoxLayout* column) {
+  control.buttons = new QButtonGroup(control.row);
+  for (const Choice& choice : look.choices) {
+    auto* button = new QRadioButton(Caption(choice.text), control.row);
+    button->setObjectName(Caption(look.control) + QString::number(choice.value));
+    button->setAccessibleName(PlainCaption(choice.text));
+    control.buttons->addButton(button, choice.value);
+    column->addWidget(button);
+    if (!control.input) control.input = button;
+  }
+}
+
 void FormPages::Add(const FieldLook& look) {
   QWidget* page = Page(look.page);
   auto* row = new QWidget(page);
@@ -146,6 +182,7 @@ void FormPages::Add(const FieldLook& look) {
   FormControl& control = controls_.emplace_back();
   control.look = look;
   control.row = row;
+  if (look.kind == FieldKind::kRadio) return MakeButtons(look, control, column);
   if (look.kind == FieldKind::kCheck) {
     control.input = control.check = new QCheckBox(Caption(look.caption), row);
     column->addWidget(control.check);
@@ -159,7 +196,7 @@ void FormPages::Add(const FieldLook& look) {
   control.input->setObjectName(Caption(look.control));
   control.input->setAccessibleName(PlainCaption(look.caption));
   if (control.check) return;
-  auto* line = new QHBoxLayout;
+  auto* line = control.line = new QHBoxLayout;
   line->addWidget(control.input);
   if (look.kind == FieldKind::kPassword) line->addWidget(MakeShowButton(control.text));
   if (!look.unit.empty()) line->addWidget(PlainLabel("", Caption(look.unit), row));

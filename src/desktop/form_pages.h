@@ -1,15 +1,19 @@
 // The pages of a dialog, built from the rows that say what it edits.
 #pragma once
 
+#include <QButtonGroup>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QHBoxLayout>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QString>
 #include <QTabWidget>
 #include <QTableWidget>
 #include <QVBoxLayout>
 #include <QWidget>
 #include <deque>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -22,16 +26,21 @@ namespace vantry {
 // show what stands there.
 struct FormControl {
   FieldLook look;
-  QWidget* row = nullptr;    // Caption, control and unit.
-  QWidget* input = nullptr;  // One of the three below.
+  QWidget* row = nullptr;       // Caption, control and unit.
+  QHBoxLayout* line = nullptr;  // The control and what stands beside it; not of boxes and radio buttons.
+  QWidget* input = nullptr;     // One of the next three, or the first of the buttons.
   QLineEdit* text = nullptr;
   QCheckBox* check = nullptr;
   QComboBox* list = nullptr;
-  QString shown;   // What the control showed at first; of a list the place as a number.
-  FieldValue was;  // What that stood for.
+  QButtonGroup* buttons = nullptr;  // By the values they stand for.
+  QString shown;                    // What the control showed at first; of a list the place as a number.
+  FieldValue was;                   // What that stood for.
 
   void Show(const FieldValue& value);
   FieldValue Value() const;
+  // A box is checked, or a button other than the first is.
+  bool IsOn() const;
+  void OnChange(QObject* receiver, const std::function<void()>& changed);
 };
 
 class FormPages final : public QTabWidget {
@@ -72,8 +81,12 @@ class FormPages final : public QTabWidget {
  private:
   QWidget* MakeText(const FieldLook& look, FormControl& control, QWidget* parent);
   QWidget* MakeList(const FieldLook& look, FormControl& control, QWidget* parent);
+  void MakeButtons(const FieldLook& look, FormControl& control, QVBoxLayout* column);
   std::deque<FormControl> controls_;
 };
+
+// A button beside a control, such as one that picks a file for it.
+QPushButton* AddButtonBeside(FormControl& control, const char* name, const QString& caption);
 
 // A table of a dialog, one row chosen at a time. Tab leaves it.
 QTableWidget* MakeFormTable(const char* name, const QString& caption, const QStringList& headings, QWidget* parent);

@@ -108,6 +108,7 @@ class MainWindow final : public QMainWindow {
   void Find();
   void ShowHelp(const QString& page);
   void EditSite();
+  void EditSettings();
   void DeleteSite();
   void StartSite();
   void StopSite();

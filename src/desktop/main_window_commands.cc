@@ -13,6 +13,7 @@
 #include "desktop/list_printer.h"
 #include "desktop/main_window.h"
 #include "desktop/row_addresses.h"
+#include "desktop/settings_window.h"
 #include "desktop/shown_text.h"
 #include "desktop/site_properties.h"
 #include "notify/list_grid.h"
@@ -46,6 +47,7 @@ const MainWindow::Commands::OnAll MainWindow::Commands::kOnAll[] = {
     {"miDelete", [](W& w) { w.DeleteSite(); }},
     {"miStart", [](W& w) { w.StartSite(); }},
     {"miStop", [](W& w) { w.StopSite(); }},
+    {"miOptions", [](W& w) { w.EditSettings(); }},
     {"miHide", [](W& w) { w.Hide(); }},
     {"miViewVisitors", [](W& w) { w.ChooseView(kViewVisitors); }},
     {"miViewAlerts", [](W& w) { w.ChooseView(kViewAlerts); }},
@@ -153,6 +155,14 @@ void MainWindow::EditSite() {
     tree_->Rebuild();
     parts_.engine.RefreshView();
   });
+  dialog->open();
+}
+
+void MainWindow::EditSettings() {
+  if (findChild<SettingsWindow*>()) return;
+  auto* dialog = new SettingsWindow(
+      parts_, prompts_, [this] { ShowHelp("window"); }, this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
   dialog->open();
 }
 

@@ -14,7 +14,7 @@
 namespace vantry {
 namespace {
 
-constexpr std::string_view kLocation = "Log Files Location", kExclusions = "Exclusions", kAlertsPage = "Alerts";
+constexpr std::string_view kExclusions = "Exclusions", kAlertsPage = "Alerts";
 
 constexpr const char* kFtpControls[] = {"txtFTPDomain", "txtFTPUser", "txtFTPPw", "txtFTPPath", "chkFTPPassive"};
 
@@ -37,19 +37,11 @@ SiteProperties::SiteProperties(const WindowParts& parts, Prompts& prompts, int16
       MakeAlerts();
     }
     pages_->Add(field.look);
-    if (field.look.control == "txtLog") {
-      pick_folder_ = new QPushButton("&Browse...", pages_);
-      pick_folder_->setObjectName("btnPick");
-      pages_->ColumnOf(kLocation)->addWidget(pick_folder_, 0, Qt::AlignLeft);
-      QObject::connect(pick_folder_, &QPushButton::clicked, this, [this] { PickFolder(); });
-    }
-    if (field.look.control == "txtLogo") {
-      auto* pick = new QPushButton("Pic&k...", pages_);
-      pick->setObjectName("btnPick2");
-      pages_->ColumnOf("Web Access")->addWidget(pick, 0, Qt::AlignLeft);
-      QObject::connect(pick, &QPushButton::clicked, this, [this] { PickLogo(); });
-    }
   }
+  QPushButton* folder = AddButtonBeside(pages_->Find("txtLog"), "btnPick", "&Browse...");
+  QObject::connect(folder, &QPushButton::clicked, this, [this] { PickFolder(); });
+  QPushButton* logo = AddButtonBeside(pages_->Find("txtLogo"), "btnPick2", "Pic&k...");
+  QObject::connect(logo, &QPushButton::clicked, this, [this] { PickLogo(); });
   full_url_ = PlainLabel("lblfullURL", "", this);
   full_url_->setWordWrap(true);
   pages_->ColumnOf("Touch")->addWidget(full_url_);
@@ -177,7 +169,6 @@ void SiteProperties::MoveAlert(int by) {
 void SiteProperties::ShowWhatApplies() {
   const bool ftp = pages_->Find("chkFTP").check->isChecked();
   pages_->Find("txtLog").row->setVisible(!ftp);
-  pick_folder_->setVisible(!ftp);
   for (const char* control : kFtpControls) pages_->Find(control).row->setVisible(ftp);
   for (const char* control : {"cmboCloseAll", "cmboWakeUp"}) {
     pages_->Find(control).input->setEnabled(pages_->Find("chkSleepMode").check->isChecked());

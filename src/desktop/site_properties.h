@@ -32,7 +32,6 @@ class SiteProperties final : public FormDialog {
   WindowParts parts_;
   int16_t site_;
   bool renaming_ = false;
-  QPushButton* pick_folder_ = nullptr;
   QLabel* full_url_ = nullptr;
   QTableWidget *exclude_ = nullptr, *alerts_ = nullptr;
 };

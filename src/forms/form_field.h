@@ -11,7 +11,8 @@
 
 namespace vantry {
 
-enum class FieldKind : uint8_t { kText, kPassword, kCheck, kChoice, kNumber, kNote };
+// kRadio is a choice with all of its entries in sight.
+enum class FieldKind : uint8_t { kText, kPassword, kCheck, kChoice, kRadio, kNumber, kNote };
 
 // An entry of a list, and what is stored for it.
 struct Choice {

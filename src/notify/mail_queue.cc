@@ -107,6 +107,17 @@ bool MailQueue::Start(OutgoingMail mail, std::function<void()> done) {
   });
 }
 
+Status MakeTestMail(const Settings& settings, Clock& clock, MailMessage& message) {
+  if (settings.EmailServer.empty()) return Status::Error(Fail::kBadData, "no mail server is set");
+  message.server = settings.EmailServer;
+  message.user = settings.EmailUserName;
+  if (!message.user.empty()) message.password = settings.EmailPassword;
+  message.body = "This is a test email from Vantry";
+  std::string to = settings.EmailSendTo;
+  std::replace(to.begin(), to.end(), ';', ',');
+  return WriteMailHeaders({settings.EmailFrom, to, "Vantry Test Email", clock.Now(), clock.UtcOffset()}, message);
+}
+
 Status MailQueue::Prepare(OutgoingMail mail, MailMessage& message) {
   if (c_.settings.EmailServer.empty()) return Status::Error(Fail::kBadData, "no EmailServer is set");
   SetServer(message);

@@ -37,6 +37,9 @@ struct OutgoingMail {
   bool is_html = false;
 };
 
+// A mail to oneself, for trying the settings out.
+Status MakeTestMail(const Settings& settings, Clock& clock, MailMessage& message);
+
 class MailQueue {
  public:
   static constexpr int64_t kSendTimerMs = 65'000;

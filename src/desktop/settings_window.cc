@@ -1,0 +1,323 @@
+#include "desktop/settings_window.h"
+
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QPointer>
+#include <QTabBar>
+#include <algorithm>
+#include <utility>
+
+#include "config/settings_file.h"
+#include "config/value_forms.h"
+#include "desktop/exception_window.h"
+#include "desktop/shown_text.h"
+#include "desktop/web_colours.h"
+#include "forms/settings_form.h"
+
+namespace vantry {
+namespace {
+
+QString PageText(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+// A table that always has an empty row at its end: typing there makes the next.
+void FillAndGrow(QTableWidget* table, const std::vector<QStringList>& rows) {
+  const auto add = [table](const QStringList& cells) {
+    const int row = table->rowCount();
+    table->insertRow(row);
+    table->setItem(row, 0, FixedItem(QString::number(row + 1), Qt::AlignRight));
+    for (int column = 1; column < table->columnCount(); ++column) {
+      table->setItem(row, column, new QTableWidgetItem(cells.value(column - 1)));
+    }
+  };
+  for (const QStringList& row : rows) add(row);
+  add({});
+  table->resizeColumnToContents(0);
+  QObject::connect(table, &QTableWidget::cellChanged, table, [table, add](int row, int column) {
+    if (column > 0 && row + 1 == table->rowCount() && !table->item(row, column)->text().trimmed().isEmpty()) add({});
+  });
+}
+
+}  // namespace
+
+SettingsWindow::SettingsWindow(const WindowParts& parts, Prompts& prompts, std::function<void()> help, QWidget* parent)
+    : FormDialog("frmSettings", parts.t, prompts, std::move(help), parent), parts_(parts), draft_(parts.settings) {
+  setWindowTitle("Options");
+  MakePages();
+  help_line_ = PlainLabel("lblTabHelp", "", this);
+  help_line_->setWordWrap(true);
+  help_line_->setMinimumHeight(4 * fontMetrics().lineSpacing());
+  help_line_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+  layout()->addWidget(help_line_);
+  MakeSideBar();
+  AddButtons();
+  pages_->Show(kSettingsFields, parts_.settings);
+  for (const Enabling& e : kEnablings) pages_->Find(e.control).OnChange(this, [this] { ShowWhatApplies(); });
+  ShowWhatApplies();
+  ChoosePage(0);
+}
+
+void SettingsWindow::MakeSideBar() {
+  side_ = new QTreeWidget(this);
+  side_->setObjectName("ActiveBar21");
+  side_->setAccessibleName("Pages");
+  side_->setHeaderHidden(true);
+  side_->setRootIsDecorated(false);
+  side_->setTabKeyNavigation(false);
+  QTreeWidgetItem* section = nullptr;
+  for (size_t n = 0; n < kSettingsPages.size(); ++n) {
+    const SettingsPage& page = kSettingsPages[n];
+    if (!section || section->text(0) != PageText(page.section)) {
+      section = new QTreeWidgetItem(side_, {PageText(page.section)});
+      section->setFlags(Qt::ItemIsEnabled);
+    }
+    auto* item = new QTreeWidgetItem(section, {PageText(page.caption)});
+    item->setData(0, Qt::UserRole, static_cast<int>(n));
+  }
+  side_->expandAll();
+  side_->setItemsExpandable(false);
+  int width = 0;
+  for (const SettingsPage& page : kSettingsPages) {
+    width = std::max(width, fontMetrics().horizontalAdvance(PageText(page.caption)));
+  }
+  side_->setFixedWidth(width + 2 * side_->indentation() + 2 * fontMetrics().height());
+  QObject::connect(side_, &QTreeWidget::currentItemChanged, this, [this](QTreeWidgetItem* item) {
+    if (item && item->parent()) ChoosePage(static_cast<size_t>(item->data(0, Qt::UserRole).toInt()));
+  });
+  // Beside the pages, in their place.
+  auto* line = new QHBoxLayout;
+  auto* column = static_cast<QVBoxLayout*>(layout());
+  column->removeWidget(pages_);
+  line->addWidget(side_);
+  line->addWidget(pages_, 1);
+  column->insertLayout(0, line, 1);
+  pages_->tabBar()->hide();
+  pages_->setMinimumWidth(fontMetrics().averageCharWidth() * 76);
+  QObject::connect(pages_, &QTabWidget::currentChanged, this,
+                   [this](int page) { ChoosePage(static_cast<size_t>(page)); });
+}
+
+void SettingsWindow::ChoosePage(size_t page) {
+  help_line_->setText(PageText(kSettingsPages[page].help));
+  pages_->setCurrentIndex(static_cast<int>(page));
+  for (QTreeWidgetItemIterator it(side_); *it; ++it) {
+    if ((*it)->parent() && (*it)->data(0, Qt::UserRole).toInt() == static_cast<int>(page)) side_->setCurrentItem(*it);
+  }
+}
+
+void SettingsWindow::MakePages() {
+  for (const SettingsPage& page : kSettingsPages) {
+    pages_->Page(page.command)->setAccessibleName(PageText(page.caption));
+    for (const FormField<Settings>& field : kSettingsFields) {
+      if (field.look.page == page.command) pages_->Add(field.look);
+    }
+  }
+  MakeDatabasePage();
+  MakeReferrersPage();
+  MakeExtensionsPage();
+  MakeExceptionsPage();
+  AddPickers();
+}
+
+QPushButton* SettingsWindow::AddButton(const char* page, const char* name, const QString& caption,
+                                       std::function<void()> run) {
+  auto* button = new QPushButton(caption, pages_);
+  button->setObjectName(name);
+  button->setAutoDefault(false);
+  pages_->ColumnOf(page)->addWidget(button, 0, Qt::AlignLeft);
+  QObject::connect(button, &QPushButton::clicked, this, std::move(run));
+  return button;
+}
+
+void SettingsWindow::AddPickers() {
+  QPushButton* sound = AddButtonBeside(pages_->Find("txtSound"), "btnPick", "&Browse...");
+  QObject::connect(sound, &QPushButton::clicked, this, [this] {
+    QLineEdit* text = pages_->Find("txtSound").text;
+    const QString file = prompts_.FileToOpen(this, "Select Sound File", text->text(), "WAV Files (*.WAV *.wav)");
+    if (!file.isEmpty()) text->setText(file);
+  });
+  AddButton("miHTTP", "btnColourChange", "&Colours...", [this] { EditColours(); });
+  AddButton("miArchive", "btnViewArchive", "View Archive Log", [this] { ViewArchiveLog(); });
+  AddButton("miEmail", "btnEmailTest", "&Test Email", [this] { TestEmail(); });
+  trace_ = new QPlainTextEdit(pages_);
+  trace_->setObjectName("lstSMTPTrace");
+  trace_->setAccessibleName("Dialogue with the mail server");
+  trace_->setReadOnly(true);
+  trace_->setTabChangesFocus(true);
+  trace_->setMaximumHeight(5 * fontMetrics().lineSpacing());
+  pages_->ColumnOf("miEmail")->addWidget(trace_, 1);
+}
+
+void SettingsWindow::MakeDatabasePage() {
+  folder_ = new QLineEdit(ShownText(parts_.settings.DDFPath), pages_);
+  folder_->setObjectName("DirCap");
+  folder_->setAccessibleName("Database folder");
+  auto* label = new QLabel("Database &Folder:", pages_);
+  label->setBuddy(folder_);
+  pages_->ColumnOf("miDatabase")->addWidget(label);
+  pages_->ColumnOf("miDatabase")->addWidget(folder_);
+  AddButton("miDatabase", "btnDBApply", "&Apply", [this] { ApplyFolder(); });
+}
+
+void SettingsWindow::MakeReferrersPage() {
+  engines_ = MakeFormTable("refGrid", "Referring Sites", {"No", "Name", "Look For Text In Referrer"}, pages_);
+  pages_->ColumnOf("miReferrers")->addWidget(engines_, 1);
+  std::vector<QStringList> rows;
+  for (const SearchEngine& engine : parts_.settings.SearchEngines) {
+    rows.push_back({ShownText(engine.name), ShownText(engine.match)});
+  }
+  engines_->setColumnWidth(1, engines_->fontMetrics().averageCharWidth() * 26);
+  FillAndGrow(engines_, rows);
+}
+
+void SettingsWindow::MakeExtensionsPage() {
+  extensions_ = MakeFormTable("extGrid", "File Types", {"No", "Extension"}, pages_);
+  pages_->ColumnOf("miExtensions")->addWidget(extensions_, 1);
+  pages_->Add({"miExtensions", "",
+               "Tip: For maximum performance only include extensions for human readable pages (not graphic files).",
+               FieldKind::kNote});
+  std::vector<QStringList> rows;
+  for (const std::string& extension : parts_.settings.Extension) rows.push_back({ShownText(extension)});
+  FillAndGrow(extensions_, rows);
+}
+
+void SettingsWindow::MakeExceptionsPage() {
+  exceptions_ = MakeFormTable("exGrid", "Exception Types",
+                              {"Number", "Raise", "Email", "SMS", "Event Log", "Description"}, pages_);
+  exceptions_->setSelectionBehavior(QAbstractItemView::SelectRows);
+  pages_->ColumnOf("miExceptions")->addWidget(exceptions_, 1);
+  QObject::connect(exceptions_, &QTableWidget::cellDoubleClicked, this, [this](int row) { EditException(row); });
+  QObject::connect(exceptions_, &QTableWidget::itemActivated, this,
+                   [this](const QTableWidgetItem* item) { EditException(item->row()); });
+  FillExceptions();
+  for (int column = 0; column < 5; ++column) exceptions_->resizeColumnToContents(column);
+}
+
+void SettingsWindow::FillExceptions() {
+  const auto& types = parts_.settings.ExceptionTypes;
+  exceptions_->setRowCount(static_cast<int>(types.size()));
+  for (int row = 0; row < exceptions_->rowCount(); ++row) {
+    const ExceptionType& type = types[static_cast<size_t>(row)];
+    const bool flags[] = {type.Raise, type.Email, type.SMS, type.EventLog};
+    exceptions_->setItem(row, 0, FixedItem(QString::number(type.Number), Qt::AlignRight));
+    for (int flag = 0; flag < 4; ++flag) {
+      exceptions_->setItem(row, flag + 1, FixedItem(flags[flag] ? "Yes" : "", Qt::AlignHCenter));
+    }
+    exceptions_->setItem(row, 5, FixedItem(ShownText(ShownDescription(type))));
+  }
+}
+
+void SettingsWindow::EditException(int row) {
+  auto& types = parts_.settings.ExceptionTypes;
+  if (row < 0 || static_cast<size_t>(row) >= types.size() || findChild<ExceptionWindow*>()) return;
+  const ExceptionType type = types[static_cast<size_t>(row)];
+  auto* window = new ExceptionWindow(
+      parts_, prompts_, type,
+      [this](const ExceptionType& confirmed) {
+        for (ExceptionType& t : parts_.settings.ExceptionTypes) {
+          if (t.Number == confirmed.Number) t = confirmed;
+        }
+        FillExceptions();
+      },
+      this);
+  window->setAttribute(Qt::WA_DeleteOnClose);
+  window->open();
+}
+
+void SettingsWindow::EditColours() {
+  auto* window = new WebColours(
+      t_, prompts_, draft_, [this](const Settings& confirmed) { draft_ = confirmed; }, this);
+  window->setAttribute(Qt::WA_DeleteOnClose);
+  window->open();
+}
+
+void SettingsWindow::ShowWhatApplies() {
+  // A control may depend on several others.
+  for (const Enabling& e : kEnablings) pages_->Find(e.depends).row->setEnabled(true);
+  for (const Enabling& e : kEnablings) {
+    if (pages_->Find(e.control).IsOn() != e.when) pages_->Find(e.depends).row->setEnabled(false);
+  }
+}
+
+Settings SettingsWindow::Draft() {
+  Settings draft = draft_;
+  pages_->Read(kSettingsFields, draft);
+  std::vector<std::pair<std::string, std::string>> engines;
+  for (int row = 0; row < engines_->rowCount(); ++row) {
+    engines.emplace_back(engines_->item(row, 1)->text().toStdString(), engines_->item(row, 2)->text().toStdString());
+  }
+  draft.SearchEngines = TypedEngines(engines);
+  std::vector<std::string> extensions;
+  for (int row = 0; row < extensions_->rowCount(); ++row) {
+    extensions.push_back(extensions_->item(row, 1)->text().toStdString());
+  }
+  draft.Extension = TypedExtensions(extensions);
+  TidySettings(draft);
+  return draft;
+}
+
+void SettingsWindow::Confirm() {
+  parts_.log.Guard("frmSettings.btnOK_Click", [this] {
+    const Settings draft = Draft();
+    if (const auto problem = CheckSettings(draft, parts_.files); problem && Refused(*problem)) return Status::Ok();
+    StoreSettings(draft, parts_.settings);
+    parts_.engine.SaveSettings();
+    WriteEngines(draft);
+    parts_.engine.SettingsChanged();
+    accept();
+    return Status::Ok();
+  });
+}
+
+void SettingsWindow::WriteEngines(const Settings& draft) {
+  const std::string path = WithSeparator(draft.DDFPath) + kSearchEnginesFile;
+  std::string before;
+  (void)parts_.files.Read(path, before);
+  const std::string text = RewriteSearchEngines(before, draft.SearchEngines);
+  if (text == before) return;
+  if (const Status status = parts_.files.Replace(path, text); !status.ok()) {
+    prompts_.Tell(this, BoxKind::kWarning, ShownLines("The referring sites were not saved: " + status.text));
+  }
+}
+
+void SettingsWindow::ApplyFolder() {
+  const std::string folder = WithSeparator(folder_->text().toStdString());
+  const auto buttons = QMessageBox::Yes | QMessageBox::No;
+  if (prompts_.Ask(this, ShownText("Change the Vantry database path to: " + folder + "?"), buttons, QMessageBox::No) !=
+      QMessageBox::Yes) {
+    return;
+  }
+  parts_.log.Guard("frmSettings.btnDBApply", [&] {
+    Status status = parts_.registry.Set("Settings", "DDFPath", folder);
+    if (status.ok()) {
+      prompts_.Tell(this, BoxKind::kInformation, "You must restart Vantry for the change to take effect.");
+    }
+    return status;
+  });
+}
+
+void SettingsWindow::ViewArchiveLog() {
+  if (!parts_.programs.Start(parts_.app_path + "ARCHIVE.LOG").ok()) {
+    prompts_.Tell(this, BoxKind::kWarning, "Unable to start NOTEPAD.EXE");
+  }
+}
+
+void SettingsWindow::TestEmail() {
+  // Of what the page says now; nothing is stored.
+  const Settings draft = Draft();
+  trace_->setPlainText("Sending A Test Email To " + ShownText(draft.EmailSendTo));
+  const QPointer<SettingsWindow> self(this);
+  parts_.engine.SendTestMail(draft, [self](const std::vector<std::string>& lines, const std::string& problem) {
+    if (!self) return;
+    for (const std::string& line : lines) {
+      QString text = ShownText(line);
+      text.remove('?').remove('<').remove('>');
+      self->trace_->appendPlainText(text);
+    }
+    if (problem.empty()) return;
+    self->prompts_.Tell(self, BoxKind::kWarning, "Email Failed: " + ShownLines(problem));
+  });
+}
+
+}  // namespace vantry

@@ -1,0 +1,260 @@
+// The dialogs that edit the settings, the colours and the exception types.
+#include "desktop/settings_window.h"
+
+#include <QAbstractButton>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "desktop/pictures.h"
+#include "forms/settings_form.h"
+#include "support/window_rig.h"
+
+namespace vantry {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+struct SettingsWindowTest : MainWindowTest {
+  SettingsWindow* dialog = nullptr;
+
+  void Options() {
+    Trigger("miOptions");
+    dialog = Frm().findChild<SettingsWindow*>();
+    ASSERT_NE(dialog, nullptr);
+  }
+  template <class W>
+  W& In(QWidget& of, const char* name) {
+    W* widget = of.findChild<W*>(name);
+    if (!widget) throw std::runtime_error(std::string("there is no ") + name);
+    return *widget;
+  }
+  void Type(const char* control, const QString& text) { In<QLineEdit>(*dialog, control).setText(text); }
+  void Click(QWidget& of, const char* button) {
+    In<QAbstractButton>(of, button).click();
+    QApplication::processEvents();
+  }
+  bool IsOpen() {
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    return Frm().findChild<SettingsWindow*>() != nullptr;
+  }
+  Settings& Now() { return engine->GetSettings(); }
+};
+
+TEST_F(SettingsWindowTest, EachControlShowsItsFieldByNameAndCaption) {
+  OpenWithVisitors();
+  Options();
+  EXPECT_EQ(dialog->windowTitle(), "Options");
+  auto& pages = In<FormPages>(*dialog, "SSActiveTabs1");
+  for (const auto& field : kSettingsFields) {
+    if (!field.get) continue;
+    EXPECT_EQ(pages.Find(field.look.control).Value(), field.get(Now())) << field.look.control;
+    if (field.look.kind == FieldKind::kRadio) continue;
+    EXPECT_EQ(In<QWidget>(*dialog, std::string(field.look.control).c_str()).accessibleName(),
+              PlainCaption(field.look.caption));
+  }
+}
+
+TEST_F(SettingsWindowTest, TheSideBarChoosesThePageAndItsHelpLine) {
+  OpenWithVisitors();
+  Options();
+  auto& side = In<QTreeWidget>(*dialog, "ActiveBar21");
+  auto& pages = In<FormPages>(*dialog, "SSActiveTabs1");
+  EXPECT_EQ(side.topLevelItemCount(), 3);
+  EXPECT_EQ(In<QLabel>(*dialog, "lblTabHelp").text(), "") << "the first page has none";
+  for (const SettingsPage& page : kSettingsPages) {
+    const QString caption = QString::fromStdString(std::string(page.caption));
+    const auto found = side.findItems(caption, Qt::MatchExactly | Qt::MatchRecursive);
+    ASSERT_EQ(found.size(), 1) << page.caption;
+    side.setCurrentItem(found[0]);
+    EXPECT_EQ(pages.currentWidget()->accessibleName(), caption);
+    EXPECT_EQ(In<QLabel>(*dialog, "lblTabHelp").text().toStdString(), page.help);
+  }
+}
+
+TEST_F(SettingsWindowTest, OkStoresAndCancelLeavesEveryByteAlone) {
+  OpenWithVisitors();
+  const std::string before = files.Get("/home/SETTINGS.INI");
+  Options();
+  Type("txtSendTo", "ops@example.com");
+  Click(*dialog, "btnCancel");
+  EXPECT_FALSE(IsOpen());
+  EXPECT_EQ(files.Get("/home/SETTINGS.INI"), before);
+  EXPECT_EQ(Now().EmailSendTo, "");
+  Options();
+  Type("txtSendTo", "ops@example.com");
+  Type("txtPort", "70000");
+  In<QCheckBox>(*dialog, "chkNoSpiders").click();
+  Click(*dialog, "optSMS1");
+  auto& extensions = In<QTableWidget>(*dialog, "extGrid");
+  extensions.item(extensions.rowCount() - 1, 1)->setText(".JSP");
+  auto& engines = In<QTableWidget>(*dialog, "refGrid");
+  const int last = engines.rowCount() - 1;
+  engines.item(last, 1)->setText("Mine");
+  engines.item(last, 2)->setText(".mine.");
+  EXPECT_EQ(engines.rowCount(), last + 2);
+  Click(*dialog, "btnOK");
+  EXPECT_FALSE(IsOpen());
+  const std::string after = files.Get("/home/SETTINGS.INI");
+  for (const char* line : {"EmailSendTo=ops@example.com\r\n", "WebAccessPort= 65535\r\n", "NoSpiders=True\r\n",
+                           "SMSConnect= 1\r\n", "=jsp\r\n"}) {
+    EXPECT_THAT(after, HasSubstr(line));
+  }
+  EXPECT_THAT(files.Get("/home/Data/Search engines.txt"), HasSubstr("Mine,.mine.\r\n"));
+  EXPECT_EQ(Now().SearchEngines.back().name, "Mine");
+}
+
+TEST_F(SettingsWindowTest, AMistakeIsToldAndItsControlShown) {
+  OpenWithVisitors();
+  Options();
+  for (const auto& [minutes, told] : {std::pair("0", "Minutes must be greater than zero"),
+                                      std::pair("1", "The Inactivity Minutes must be at least 2")}) {
+    Type("txtMins", minutes);
+    Click(*dialog, "btnOK");
+    EXPECT_EQ(prompts.told.back(), told);
+  }
+  Type("txtMins", "2");
+  In<QCheckBox>(*dialog, "chkWebAccessControl").click();
+  Click(*dialog, "btnOK");
+  EXPECT_EQ(prompts.told.back(), "If you enable web access control you must specify a user name.");
+  EXPECT_EQ(In<FormPages>(*dialog, "SSActiveTabs1").currentWidget()->accessibleName(), "Web/Wap Access");
+  EXPECT_TRUE(IsOpen());
+}
+
+TEST_F(SettingsWindowTest, BoxesEnableTheirFields) {
+  OpenWithVisitors();
+  Options();
+  const auto enabled = [&](const char* name) { return In<QWidget>(*dialog, name).isEnabled(); };
+  EXPECT_TRUE(enabled("txtPort"));
+  EXPECT_FALSE(enabled("txtWebUser")) << "no login is asked for";
+  In<QCheckBox>(*dialog, "chkWebAccessControl").click();
+  EXPECT_TRUE(enabled("txtWebUser"));
+  In<QCheckBox>(*dialog, "chkWebAccess").click();
+  EXPECT_FALSE(enabled("txtWebUser") || enabled("txtPort") || enabled("chkWebAccessControl"));
+  EXPECT_FALSE(enabled("txtSQLUser"));
+  In<QCheckBox>(*dialog, "chkSQLServer").click();
+  EXPECT_TRUE(enabled("txtSQLName"));
+  EXPECT_FALSE(enabled("txtSQLUser")) << "the account of the program is used";
+  In<QCheckBox>(*dialog, "chkSQLAuth").click();
+  EXPECT_TRUE(enabled("txtSQLUser"));
+  EXPECT_FALSE(enabled("txtArchiveDays"));
+  In<QCheckBox>(*dialog, "chkArchive").click();
+  EXPECT_TRUE(enabled("txtArchiveDays") && enabled("cmboArchive"));
+  EXPECT_TRUE(enabled("txtSMSServerName"));
+  EXPECT_FALSE(enabled("txtSMSFolder"));
+  Click(*dialog, "optSMS1");
+  EXPECT_FALSE(enabled("txtSMSServerName"));
+  EXPECT_TRUE(enabled("txtSMSFolder"));
+}
+
+TEST_F(SettingsWindowTest, AnExceptionTypeIsEdited) {
+  OpenWithVisitors();
+  Options();
+  auto& list = In<QTableWidget>(*dialog, "exGrid");
+  const auto& types = Now().ExceptionTypes;
+  ASSERT_EQ(list.rowCount(), static_cast<int>(types.size()));
+  int row = 0;
+  while (types[static_cast<size_t>(row)].Number != 130) ++row;
+  Q_EMIT list.cellDoubleClicked(row, 0);
+  auto* window_ = dialog->findChild<QDialog*>("frmSettingsExtype");
+  ASSERT_NE(window_, nullptr);
+  EXPECT_TRUE(In<QLineEdit>(*window_, "txtNumber").isReadOnly());
+  In<QLineEdit>(*window_, "txtValue").setText("77");
+  EXPECT_THAT(window_->windowTitle().toStdString(), HasSubstr("77"));
+  EXPECT_THAT(window_->windowTitle().toStdString(), HasSubstr("Exception Types: ["));
+  In<QCheckBox>(*window_, "chkSMS").click();
+  Click(*window_, "btnOK");
+  EXPECT_EQ(prompts.told.back(), "You must enter a SMS Server address book entry if you enable the SMS option.");
+  In<QLineEdit>(*window_, "txtSMSName").setText("me");
+  In<QComboBox>(*window_, "cmboET_LEVEL").setCurrentText("Error");
+  Click(*window_, "btnOK");
+  EXPECT_EQ(types[static_cast<size_t>(row)].Value, "77");
+  EXPECT_EQ(types[static_cast<size_t>(row)].EventLevel, 1);
+  EXPECT_EQ(list.item(row, 3)->text(), "Yes");
+  EXPECT_THAT(list.item(row, 5)->text().toStdString(), HasSubstr("77"));
+  Click(*dialog, "btnOK");
+  EXPECT_EQ(T().Site(1).ExValue130, 77);
+  EXPECT_THAT(files.Get("/home/EXTYPES.INI"), HasSubstr("Value=77\r\n"));
+}
+
+TEST_F(SettingsWindowTest, ColoursArePicked) {
+  OpenWithVisitors();
+  Options();
+  Click(*dialog, "btnColourChange");
+  auto* colours = dialog->findChild<QDialog*>("frmWebColours");
+  ASSERT_NE(colours, nullptr);
+  prompts.color = QColor("#abcdef");
+  Click(*colours, "btnWebColGrid");
+  EXPECT_EQ(In<QLineEdit>(*colours, "WebColGrid").text(), "#ABCDEF");
+  Click(*colours, "btnOK");
+  EXPECT_EQ(Now().WebColGrid, "#808080") << "the options are not confirmed yet";
+  Click(*dialog, "btnOK");
+  EXPECT_EQ(Now().WebColGrid, "#ABCDEF");
+}
+
+TEST_F(SettingsWindowTest, TheFolderOfTheTablesIsChangedAtTheNextStart) {
+  OpenWithVisitors();
+  Options();
+  Type("DirCap", "/srv/tables");
+  Click(*dialog, "btnDBApply");
+  EXPECT_EQ(prompts.asked.back(), "Change the Vantry database path to: /srv/tables/?");
+  EXPECT_EQ(prompts.told.size(), 0u);
+  prompts.answer = QMessageBox::Yes;
+  Click(*dialog, "btnDBApply");
+  EXPECT_THAT(prompts.told, ElementsAre("You must restart Vantry for the change to take effect."));
+  EXPECT_THAT(files.Get("/home/registry.ini"), HasSubstr("DDFPath=/srv/tables/"));
+}
+
+TEST_F(SettingsWindowTest, ATestMailGoesOutAtOnce) {
+  OpenWithVisitors();
+  Options();
+  Click(*dialog, "btnEmailTest");
+  EXPECT_EQ(prompts.told.back(), "Email Failed: no mail server is set");
+  Type("txtSMTPServer", "mail.example.com");
+  Type("txtSendTo", "a@example.com;b@example.com");
+  Type("txtFromAddress", "vantry@example.com");
+  Click(*dialog, "btnEmailTest");
+  ASSERT_EQ(mail.sent.size(), 1u);
+  EXPECT_THAT(mail.sent[0].recipients, ElementsAre("a@example.com", "b@example.com"));
+  EXPECT_EQ(mail.sent[0].body, "This is a test email from Vantry");
+  EXPECT_THAT(mail.sent[0].headers, ::testing::Contains("Subject: Vantry Test Email"));
+  EXPECT_THAT(In<QPlainTextEdit>(*dialog, "lstSMTPTrace").toPlainText().toStdString(),
+              HasSubstr("Sending A Test Email To a@example.com;b@example.com"));
+  EXPECT_EQ(Now().EmailServer, "") << "nothing is stored by a test";
+}
+
+TEST_F(SettingsWindowTest, ViewsTheArchiveLog) {
+  OpenWithVisitors();
+  Options();
+  Click(*dialog, "btnViewArchive");
+  EXPECT_THAT(programs.started, ElementsAre("/home/ARCHIVE.LOG"));
+}
+
+TEST_F(SettingsWindowTest, Pictures) {
+  if (!PicturesWanted()) GTEST_SKIP() << "VANTRY_PICTURES is not set.";
+  OpenWithVisitors();
+  for (const bool dark : {false, true}) {
+    QApplication::setPalette(PicturePalette(dark));
+    Options();
+    auto& pages = In<FormPages>(*dialog, "SSActiveTabs1");
+    const QString shade = dark ? "dark" : "light";
+    for (int i = 0; i < pages.count(); ++i) {
+      pages.setCurrentIndex(i);
+      QApplication::processEvents();
+      SavePicture(dialog->grab().toImage(), QString("options-%1-%2").arg(i).arg(shade));
+    }
+    Click(*dialog, "btnColourChange");
+    SavePicture(dialog->findChild<QDialog*>("frmWebColours")->grab().toImage(), "options-colours-" + shade);
+    Click(*dialog->findChild<QDialog*>("frmWebColours"), "btnCancel");
+    Q_EMIT In<QTableWidget>(*dialog, "exGrid").cellDoubleClicked(0, 0);
+    QApplication::processEvents();
+    SavePicture(dialog->findChild<QDialog*>("frmSettingsExtype")->grab().toImage(), "options-exception-" + shade);
+    Click(*dialog->findChild<QDialog*>("frmSettingsExtype"), "btnCancel");
+    Click(*dialog, "btnCancel");
+    EXPECT_FALSE(IsOpen());
+  }
+}
+
+}  // namespace
+}  // namespace vantry
