@@ -227,6 +227,7 @@ void Engine::LoadDesktopWindow() {
                        .files = files_,
                        .programs = ports_.programs,
                        .mail = mail_,
+                       .ftp = ports_.ftp,
                        .engine = *this,
                        .app_path = options_.app_path,
                        .version = AppVersion(),

@@ -10,7 +10,7 @@ using N = Needs;
 
 constexpr Command kAll[] = {
     // Sites
-    {"miAdd", "&Add Site", N::kComing, false, "Ctrl+N", "Watch another site"},
+    {"miAdd", "&Add Site", N::kNothing, false, "Ctrl+N", "Watch another site"},
     {"miEdit", "&Edit Site", N::kSite, false, "Ctrl+E", "Change how the chosen site is watched"},
     {"miDelete", "&Remove", N::kSite, false, "", "Stop watching the chosen site"},
     {"miStart", "&Start Monitoring", N::kPaused, false, "", "Watch the chosen site again"},

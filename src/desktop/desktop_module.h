@@ -16,6 +16,7 @@
 #include "notify/mail_queue.h"
 #include "ports/clock.h"
 #include "ports/files.h"
+#include "ports/ftp.h"
 #include "ports/key_store.h"
 #include "ports/notices.h"
 #include "ports/programs.h"
@@ -58,6 +59,7 @@ struct WindowParts {
   Files& files;
   Programs& programs;
   MailQueue& mail;
+  Ftp& ftp;
   WindowCommands& engine;
   std::string app_path;  // With "/" at its end.
   std::string version, build;

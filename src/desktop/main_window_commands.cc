@@ -16,6 +16,7 @@
 #include "desktop/settings_window.h"
 #include "desktop/shown_text.h"
 #include "desktop/site_properties.h"
+#include "desktop/site_wizard.h"
 #include "notify/list_grid.h"
 
 namespace vantry {
@@ -43,6 +44,7 @@ struct MainWindow::Commands {
 };
 
 const MainWindow::Commands::OnAll MainWindow::Commands::kOnAll[] = {
+    {"miAdd", [](W& w) { w.AddSite(); }},
     {"miEdit", [](W& w) { w.EditSite(); }},
     {"miDelete", [](W& w) { w.DeleteSite(); }},
     {"miStart", [](W& w) { w.StartSite(); }},
@@ -137,6 +139,19 @@ void MainWindow::DeleteSite() {
   t_.CurrentView = 0;
   tree_->Rebuild();
   parts_.engine.RefreshView();
+}
+
+void MainWindow::AddSite() {
+  if (findChild<SiteWizard*>()) return;
+  auto* dialog = new SiteWizard(
+      parts_, prompts_, [this](const QString& page) { ShowHelp(page); }, this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  QObject::connect(dialog, &QDialog::finished, this, [this] {
+    if (unloaded_ || t_.Closing) return;
+    tree_->Rebuild();
+    parts_.engine.RefreshView();
+  });
+  dialog->open();
 }
 
 // The site rests while it is edited. The dialog waits beside the program: nothing that is under way waits for it.
