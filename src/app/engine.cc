@@ -228,6 +228,7 @@ void Engine::LoadDesktopWindow() {
                        .programs = ports_.programs,
                        .mail = mail_,
                        .ftp = ports_.ftp,
+                       .installer = [this] { return options_.service_installer(settings_.DDFPath); },
                        .engine = *this,
                        .app_path = options_.app_path,
                        .version = AppVersion(),

@@ -46,6 +46,7 @@
 #include "ports/programs.h"
 #include "ports/random.h"
 #include "ports/resolver.h"
+#include "ports/service_installer.h"
 #include "ports/service_manager.h"
 #include "ports/sql_logon.h"
 #include "scan/agent_names.h"
@@ -86,13 +87,15 @@ struct EngineOptions {
   std::string app_path;      // The program's folder, with a separator at its end.
   std::string command_text;  // The command line, trimmed and upper-cased; only whether it is empty matters.
   Regional regional;
-  std::string http_proxy;  // Of the environment.
+  std::string http_proxy = {};  // Of the environment.
   // Takes the lock that keeps a second program off the folder; false when another one holds it. Empty: no lock.
   std::function<bool()> acquire_instance = {};
   // Where the lists that come with the program lie, each with "/" at its end; one in the data folder goes before.
   std::vector<std::string> list_folders = {};
   std::string archiver = {};  // Packs old logs away; empty if there is none.
   bool on_terminal = false;   // A hang-up says that somebody closed it.
+  // The machine's list of services, for a program with this data folder. Empty: there is none.
+  std::function<std::unique_ptr<ServiceInstaller>(const std::string& data_folder)> service_installer = {};
 };
 
 // Major number, ".", minor number, ".", revision with three digits.

@@ -39,6 +39,7 @@
 #include "platform/system_random.h"
 #include "platform/systemd_service.h"
 #include "platform/tds_logon.h"
+#include "platform/systemd_units.h"
 
 namespace {
 
@@ -185,7 +186,11 @@ int main(int argc, char** argv) {
        acquire,
        {ExecutableFolder().parent_path().string() + "/share/vantry/"},
        (ExecutableFolder() / "vantry-archive").string(),
-       ::isatty(STDIN_FILENO) == 1});
+       ::isatty(STDIN_FILENO) == 1,
+       [&app_path](const std::string& data_folder) {
+         return std::make_unique<vantry::SystemdUnits>(
+             vantry::UnitPlace{"/", (ExecutableFolder() / "vantry").string(), app_path, data_folder});
+       }});
   vantry::ProcessSignals signals({.stop = [&engine] { engine.StopBySignal(); },
                                   .hang_up = [&engine] { engine.HangUp(); },
                                   .pause = [&engine] { engine.Pause(); },

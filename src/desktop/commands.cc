@@ -51,9 +51,9 @@ constexpr Command kAll[] = {
     {"miSaveAs", "Save &As...", N::kNothing, false, "Ctrl+S", "Write the list as a CSV file"},
     {"miCopy", "&Copy", N::kNothing, false, "Ctrl+C", "Copy the chosen rows"},
     // The program
-    {"miInstallService", "&Install Service...", N::kComing, false, "", "Run without a window from the start"},
-    {"miRemoveService", "Re&move Service", N::kComing, false, "", ""},
-    {"miStopService", "Stop Ser&vice", N::kComing, false, "", ""},
+    {"miInstallService", "&Install Service...", N::kNothing, false, "", "Run without a window from the start"},
+    {"miRemoveService", "Re&move Service", N::kNothing, false, "", ""},
+    {"miStopService", "Stop Ser&vice", N::kService, false, "", ""},
     {"miVTDB", "Create &Database Wizard...", N::kWizard, false, "", ""},
     {"miVTIIS", "&IIS Import Wizard...", N::kWizard, false, "", ""},
     {"miHelp", "&Help Topics...", N::kDesktop, false, "F1", "How things work"},

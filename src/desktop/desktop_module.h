@@ -20,6 +20,7 @@
 #include "ports/key_store.h"
 #include "ports/notices.h"
 #include "ports/programs.h"
+#include "ports/service_installer.h"
 
 namespace vantry {
 
@@ -60,6 +61,7 @@ struct WindowParts {
   Programs& programs;
   MailQueue& mail;
   Ftp& ftp;
+  std::function<std::unique_ptr<ServiceInstaller>()> installer;
   WindowCommands& engine;
   std::string app_path;  // With "/" at its end.
   std::string version, build;

@@ -110,6 +110,9 @@ class MainWindow final : public QMainWindow {
   void AddSite();
   void EditSite();
   void EditSettings();
+  void InstallAsService();
+  void RemoveTheService();
+  void StopTheService();
   void DeleteSite();
   void StartSite();
   void StopSite();

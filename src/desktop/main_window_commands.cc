@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "config/service_setup.h"
 #include "core/text.h"
 #include "core/view_summary.h"
 #include "desktop/about_window.h"
@@ -13,6 +14,7 @@
 #include "desktop/list_printer.h"
 #include "desktop/main_window.h"
 #include "desktop/row_addresses.h"
+#include "desktop/service_window.h"
 #include "desktop/settings_window.h"
 #include "desktop/shown_text.h"
 #include "desktop/site_properties.h"
@@ -70,6 +72,9 @@ const MainWindow::Commands::OnAll MainWindow::Commands::kOnAll[] = {
     {"miConnect", [](W& w) { w.OpenAddress(kMakersSite); }},
     {"miUpdateCheck", [](W& w) { w.OpenAddress(kMakersSite + ("?buildno=" + w.parts_.version)); }},
     {"miSupport", [](W& w) { w.OpenAddress(kMakersSite + ("?buildno=" + w.parts_.version)); }},
+    {"miInstallService", [](W& w) { w.InstallAsService(); }},
+    {"miRemoveService", [](W& w) { w.RemoveTheService(); }},
+    {"miStopService", [](W& w) { w.StopTheService(); }},
     {"miVTDB", [](W& w) { w.OpenWizard(kDatabaseWizard, "Database"); }},
     {"miVTIIS", [](W& w) { w.OpenWizard(kImportWizard, "IIS Import"); }},
     {"miExit", [](W& w) {
@@ -179,6 +184,26 @@ void MainWindow::EditSettings() {
       parts_, prompts_, [this] { ShowHelp("window"); }, this);
   dialog->setAttribute(Qt::WA_DeleteOnClose);
   dialog->open();
+}
+
+void MainWindow::InstallAsService() {
+  if (findChild<ServiceWindow*>()) return;
+  auto* dialog = new ServiceWindow(parts_, prompts_, this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->open();
+}
+
+void MainWindow::RemoveTheService() {
+  if (const auto message = RemoveService(*parts_.installer())) messages_.Add(message->kind, ShownLines(message->text));
+}
+
+void MainWindow::StopTheService() {
+  if (!t_.ServiceMode) return;
+  const auto buttons = QMessageBox::Yes | QMessageBox::No;
+  if (prompts_.Ask(this, "Are you sure you want to stop the Vantry Service?", buttons, QMessageBox::No) ==
+      QMessageBox::Yes) {
+    parts_.engine.CloseProgram();
+  }
 }
 
 void MainWindow::StartSite() {

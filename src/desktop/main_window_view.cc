@@ -91,8 +91,9 @@ QString MainWindow::HintForEmptyList() const {
   bool any = false;
   for (const SiteRec& site : t_.Sites) any = any || !site.Deleted;
   if (!any) {
-    return "No site is watched yet.\n\nvantryctl add-site " + ShownText(parts_.app_path) +
-           " --name NAME --domain DOMAIN LOG\n\nadds one; then start Vantry again.";
+    return "No site is watched yet.\n\nFile, Add Site (Ctrl+N) asks for the first one. In a terminal:\nvantryctl "
+           "add-site " +
+           ShownText(parts_.app_path) + " --name NAME --domain DOMAIN LOG";
   }
   if (!search_->text().isEmpty()) return "No row has this text.";
   switch (CurrentViewType()) {

@@ -4,25 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include "support/fake_installer.h"
+
 namespace vantry {
 namespace {
-
-struct FakeInstaller final : ServiceInstaller {
-  bool installed = false, takes_hold = true;
-  Status answer;
-  std::vector<std::string> calls;
-  bool Installed() override { return installed; }
-  Status Install(const ServiceSetup& setup) override {
-    calls.push_back("install '" + setup.account + "'" + (setup.starts_automatically ? " auto" : ""));
-    installed = answer.ok() && takes_hold;
-    return answer;
-  }
-  Status Uninstall() override {
-    calls.emplace_back("uninstall");
-    installed = false;
-    return answer;
-  }
-};
 
 using Calls = std::vector<std::string>;
 

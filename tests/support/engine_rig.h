@@ -12,6 +12,7 @@
 #include "support/fake_bus.h"
 #include "support/fake_ftp.h"
 #include "support/fake_http.h"
+#include "support/fake_installer.h"
 #include "support/fake_resolver.h"
 #include "support/fake_sql_logon.h"
 #include "support/fake_watch.h"
@@ -66,6 +67,7 @@ struct EngineTest : ::testing::Test {
   FakeFtp ftp;
   FakeHttp http;
   FakeSqlLogon sql;
+  FakeInstaller installer;
   Desktop* window = nullptr;
   ServiceManager* service = nullptr;
   std::unique_ptr<FakeResolver> resolver;
@@ -80,7 +82,13 @@ struct EngineTest : ::testing::Test {
     engine = std::make_unique<Engine>(
         EnginePorts{clock,    loop, files,  data_files, index, listener, notices, *resolver, mail,   gateway,
                     programs, bus,  random, patterns,   watch, ftp,      http,    sql,       window, service},
-        EngineOptions{"/home/", command, Regional{}, "", std::move(acquire), {"/share/"}});
+        EngineOptions{
+            .app_path = "/home/",
+            .command_text = command,
+            .regional = Regional{},
+            .acquire_instance = std::move(acquire),
+            .list_folders = {"/share/"},
+            .service_installer = [this](const std::string&) { return std::make_unique<LentInstaller>(installer); }});
     return engine->Main();
   }
   void Sites(int count, const std::string& more = "") {
