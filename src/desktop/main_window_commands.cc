@@ -147,7 +147,7 @@ void MainWindow::DeleteSite() {
 }
 
 void MainWindow::AddSite() {
-  if (findChild<SiteWizard*>()) return;
+  if (findChild<QDialog*>("frmWizard")) return;
   auto* dialog = new SiteWizard(
       parts_, prompts_, [this](const QString& page) { ShowHelp(page); }, this);
   dialog->setAttribute(Qt::WA_DeleteOnClose);
@@ -162,7 +162,7 @@ void MainWindow::AddSite() {
 // The site rests while it is edited. The dialog waits beside the program: nothing that is under way waits for it.
 void MainWindow::EditSite() {
   SiteRec* site = ChosenSite();
-  if (!site || findChild<SiteProperties*>()) return;
+  if (!site || findChild<QDialog*>("frmProperties")) return;
   const int16_t n = t_.CurrentView;
   const bool was_paused = site->Paused;
   site->Paused = true;
@@ -179,7 +179,7 @@ void MainWindow::EditSite() {
 }
 
 void MainWindow::EditSettings() {
-  if (findChild<SettingsWindow*>()) return;
+  if (findChild<QDialog*>("frmSettings")) return;
   auto* dialog = new SettingsWindow(
       parts_, prompts_, [this] { ShowHelp("window"); }, this);
   dialog->setAttribute(Qt::WA_DeleteOnClose);
@@ -187,7 +187,7 @@ void MainWindow::EditSettings() {
 }
 
 void MainWindow::InstallAsService() {
-  if (findChild<ServiceWindow*>()) return;
+  if (findChild<QDialog*>("frmService")) return;
   auto* dialog = new ServiceWindow(parts_, prompts_, this);
   dialog->setAttribute(Qt::WA_DeleteOnClose);
   dialog->open();

@@ -210,7 +210,7 @@ void SettingsWindow::FillExceptions() {
 
 void SettingsWindow::EditException(int row) {
   auto& types = parts_.settings.ExceptionTypes;
-  if (row < 0 || static_cast<size_t>(row) >= types.size() || findChild<ExceptionWindow*>()) return;
+  if (row < 0 || static_cast<size_t>(row) >= types.size() || findChild<QDialog*>("frmSettingsExtype")) return;
   const ExceptionType type = types[static_cast<size_t>(row)];
   auto* window = new ExceptionWindow(
       parts_, prompts_, type,

@@ -20,7 +20,7 @@ struct ServiceWindowTest : MainWindowTest {
 
   void Install() {
     Trigger("miInstallService");
-    dialog = Frm().findChild<ServiceWindow*>();
+    dialog = static_cast<ServiceWindow*>(Frm().findChild<QDialog*>("frmService"));
     ASSERT_NE(dialog, nullptr);
   }
   void Type(const char* control, const QString& text) { dialog->findChild<QLineEdit*>(control)->setText(text); }
@@ -28,7 +28,7 @@ struct ServiceWindowTest : MainWindowTest {
     dialog->findChild<QAbstractButton*>(button)->click();
     QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
   }
-  bool IsOpen() { return Frm().findChild<ServiceWindow*>() != nullptr; }
+  bool IsOpen() { return Frm().findChild<QDialog*>("frmService") != nullptr; }
 };
 
 TEST_F(ServiceWindowTest, Installs) {

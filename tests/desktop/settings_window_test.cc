@@ -21,7 +21,7 @@ struct SettingsWindowTest : MainWindowTest {
 
   void Options() {
     Trigger("miOptions");
-    dialog = Frm().findChild<SettingsWindow*>();
+    dialog = static_cast<SettingsWindow*>(Frm().findChild<QDialog*>("frmSettings"));
     ASSERT_NE(dialog, nullptr);
   }
   template <class W>
@@ -37,7 +37,7 @@ struct SettingsWindowTest : MainWindowTest {
   }
   bool IsOpen() {
     QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    return Frm().findChild<SettingsWindow*>() != nullptr;
+    return Frm().findChild<QDialog*>("frmSettings") != nullptr;
   }
   Settings& Now() { return engine->GetSettings(); }
 };

@@ -25,7 +25,7 @@ struct SitePropertiesTest : MainWindowTest {
   void Edit() {
     ChooseNode("lf1");
     Trigger("miEdit");
-    dialog = Frm().findChild<SiteProperties*>();
+    dialog = static_cast<SiteProperties*>(Frm().findChild<QDialog*>("frmProperties"));
     ASSERT_NE(dialog, nullptr);
   }
   template <class W>
@@ -46,7 +46,7 @@ struct SitePropertiesTest : MainWindowTest {
   }
   bool IsOpen() {
     QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    return Frm().findChild<SiteProperties*>() != nullptr;
+    return Frm().findChild<QDialog*>("frmProperties") != nullptr;
   }
 };
 

@@ -24,7 +24,7 @@ struct SiteWizardTest : MainWindowTest {
 
   void Add() {
     Trigger("miAdd");
-    dialog = Frm().findChild<SiteWizard*>();
+    dialog = static_cast<SiteWizard*>(Frm().findChild<QDialog*>("frmWizard"));
     ASSERT_NE(dialog, nullptr);
   }
   template <class W>
@@ -48,7 +48,7 @@ struct SiteWizardTest : MainWindowTest {
   std::string FtpList() { return In<QPlainTextEdit>("ftpList").toPlainText().toStdString(); }
   bool IsOpen() {
     QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    return Frm().findChild<SiteWizard*>() != nullptr;
+    return Frm().findChild<QDialog*>("frmWizard") != nullptr;
   }
   void ToLocation(const char* name = "New") {
     Add();
