@@ -116,7 +116,7 @@ CHECKS = {"format": check_format, "build": check_build, "tidy": check_tidy}
 
 def main():
     words = sys.argv[2:] or list(CHECKS)
-    if len(sys.argv) < 2 or not set(words) <= set(CHECKS):
+    if len(sys.argv) < 2 or sys.argv[1].startswith("-") or not set(words) <= set(CHECKS):
         print(__doc__, file=sys.stderr)
         return 2
     return 0 if all([CHECKS[word](sys.argv[1]) for word in words]) else 1
