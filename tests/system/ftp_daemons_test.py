@@ -1,7 +1,9 @@
 """Logs on real FTP daemons: vsftpd, with and without encryption, and proftpd."""
 
 import glob
+import grp
 import os
+import pwd
 import shutil
 import subprocess
 import tempfile
@@ -98,8 +100,8 @@ class FtpDaemonsTest(SystemTest):
         binary = shutil.which("proftpd") or os.path.join(UNPACKED, "usr/sbin/proftpd")
         if not os.path.exists(binary):
             self.skipTest("proftpd is not there; scripts/install-deps.sh test unpacks it")
-        daemon = Daemon(self, home, [binary, "-n", "-c", "{base}/conf"], PROFTPD_CONFIG, user=os.getuid(),
-                        group=os.getgid())
+        daemon = Daemon(self, home, [binary, "-n", "-c", "{base}/conf"], PROFTPD_CONFIG,
+                        user=pwd.getpwuid(os.getuid()).pw_name, group=grp.getgrgid(os.getgid()).gr_name)
         hashed = subprocess.run(["openssl", "passwd", "-1", "pass word"], capture_output=True, text=True, check=True)
         with open(os.path.join(daemon.base, "passwd"), "w") as f:
             f.write("reader:%s:%d:%d::%s:/bin/sh\n" % (hashed.stdout.strip(), os.getuid(), os.getgid(), home.logs))
