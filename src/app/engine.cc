@@ -245,6 +245,9 @@ void Engine::SaveSettings() {
 }
 
 void Engine::SettingsChanged() {
+  if (settings_.SQLServer != sql_timer_->Enabled() && Monitoring()) {
+    settings_.SQLServer ? sql_timer_->Start() : sql_timer_->Stop();
+  }
   log_.Guard("Engine.RefreshexceptionConstants",
              [this] { return RefreshexceptionConstants(settings_.ExceptionTypes, t_); });
   RefreshView();

@@ -134,7 +134,10 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   void RefreshView() override;
   void SaveSettings() override;
   void SaveSites() override;
-  void StartTouching() override {}
+  void StartTouching() override { touch_timer_->Start(); }
+  void TrySqlLogon(std::function<void(bool ok, const std::string& text)> told) override {
+    sql_check_.SQLLogin(std::move(told));
+  }
   void SettingsChanged() override;
   void SendTestMail(const Settings& settings,
                     std::function<void(const std::vector<std::string>&, const std::string&)> done) override;

@@ -140,6 +140,7 @@ void SettingsWindow::AddPickers() {
   AddButton("miHTTP", "btnColourChange", "&Colours...", [this] { EditColours(); });
   AddButton("miArchive", "btnViewArchive", "View Archive Log", [this] { ViewArchiveLog(); });
   AddButton("miEmail", "btnEmailTest", "&Test Email", [this] { TestEmail(); });
+  AddButton("miSQL", "btnSQLTest", "&Test Login", [this] { TestLogin(); });
   trace_ = new QPlainTextEdit(pages_);
   trace_->setObjectName("lstSMTPTrace");
   trace_->setAccessibleName("Dialogue with the mail server");
@@ -317,6 +318,17 @@ void SettingsWindow::TestEmail() {
     }
     if (problem.empty()) return;
     self->prompts_.Tell(self, BoxKind::kWarning, "Email Failed: " + ShownLines(problem));
+  });
+}
+
+// Of what is stored, as the check itself would.
+void SettingsWindow::TestLogin() {
+  const QPointer<SettingsWindow> self(this);
+  parts_.engine.TrySqlLogon([self](bool ok, const std::string& text) {
+    if (!self) return;
+    self->prompts_.Tell(self, ok ? BoxKind::kInformation : BoxKind::kCritical,
+                        ok ? "Logged In & Out OK: " + ShownText(text)
+                           : "Failed To Login: " + ShownText(text) + "\n\nAn exception has been raised.");
   });
 }
 

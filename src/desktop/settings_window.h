@@ -34,6 +34,7 @@ class SettingsWindow final : public FormDialog {
   void EditException(int row);
   void EditColours();
   void TestEmail();
+  void TestLogin();
   void ApplyFolder();
   void ViewArchiveLog();
 

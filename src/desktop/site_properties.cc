@@ -10,6 +10,7 @@
 #include "desktop/shown_text.h"
 #include "forms/alert_form.h"
 #include "forms/site_form.h"
+#include "monitors/touch.h"
 
 namespace vantry {
 namespace {
@@ -175,7 +176,7 @@ void SiteProperties::ShowWhatApplies() {
   }
   SiteRec draft = t_.Site(site_);
   pages_->Read(kSiteFields, draft);
-  full_url_->setText(ShownText(ShownTouchURL(draft)));
+  full_url_->setText(ShownText(TouchURL(draft)));
 }
 
 SiteRec SiteProperties::Draft() {

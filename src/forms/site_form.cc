@@ -183,12 +183,6 @@ void StoreSite(const SiteRec& draft, SiteRec& site) {
   if (anew) StartAnew(site);
 }
 
-std::string ShownTouchURL(const SiteRec& draft) {
-  const std::string domain(Trim(draft.Domain));
-  const bool has_scheme = StartsWith(Lower(domain.substr(0, 4)), "http");
-  return (has_scheme ? "" : "http://") + domain + "/" + draft.TouchPage;
-}
-
 void StartAnew(SiteRec& site) {
   site.CaughtUp = site.FieldsKnown = false;
   site.ForceLookup = true;

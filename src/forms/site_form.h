@@ -31,9 +31,6 @@ std::optional<FormProblem> CheckSite(const SiteRec& draft, int16_t number, const
 // 0, with the counters of its day at 0.
 void StoreSite(const SiteRec& draft, SiteRec& site);
 
-// The address that the touch monitor would ask for.
-std::string ShownTouchURL(const SiteRec& draft);
-
 // Puts the site at the beginning of its log.
 void StartAnew(SiteRec& site);
 

@@ -224,6 +224,38 @@ TEST_F(SettingsWindowTest, ATestMailGoesOutAtOnce) {
   EXPECT_EQ(Now().EmailServer, "") << "nothing is stored by a test";
 }
 
+TEST_F(SettingsWindowTest, ALogonIsTried) {
+  OpenWithVisitors();
+  Options();
+  Click(*dialog, "btnSQLTest");
+  ASSERT_EQ(sql.UnderWay(), 1u);
+  sql.Fail("the server is silent");
+  EXPECT_EQ(prompts.told.back(), "Failed To Login: the server is silent\n\nAn exception has been raised.");
+  EXPECT_TRUE(T().SQLFailed) << "as when the check had found it";
+  Click(*dialog, "btnSQLTest");
+  sql.LetIn("watcher");
+  EXPECT_EQ(prompts.told.back(), "Logged In & Out OK: watcher");
+  Click(*dialog, "btnSQLTest");
+  Click(*dialog, "btnCancel");
+  EXPECT_FALSE(IsOpen());
+  sql.LetIn();  // Nobody is there to be told.
+}
+
+TEST_F(SettingsWindowTest, TheCheckOfTheSqlServerStartsAndStopsAtOk) {
+  OpenWithVisitors();
+  for (const bool on : {true, false}) {
+    Options();
+    In<QCheckBox>(*dialog, "chkSQLServer").click();
+    Type("txtSQLMins", "1");
+    Click(*dialog, "btnOK");
+    ASSERT_FALSE(IsOpen());
+    const size_t before = sql.tried.size();
+    loop.Tick(SqlServerCheck::kTimerMs);
+    EXPECT_EQ(sql.tried.size(), before + on);
+    sql.LetIn();
+  }
+}
+
 TEST_F(SettingsWindowTest, ViewsTheArchiveLog) {
   OpenWithVisitors();
   Options();

@@ -160,6 +160,21 @@ TEST_F(SitePropertiesTest, ShowsWhatApplies) {
   EXPECT_EQ(In<QLabel>(*dialog, "lblfullURL").text(), "http://shop.example/up.htm");
 }
 
+TEST_F(SitePropertiesTest, ASiteIsTouchedFromThenOn) {
+  OpenWithVisitors();
+  loop.Tick(TouchMonitor::kTouchTimerMs);
+  EXPECT_TRUE(http.asked.empty());
+  Edit();
+  In<QCheckBox>(*dialog, "chkTouch").click();
+  Type("txtTouchMins", "5");
+  Type("txtTouchPage", "up.htm");
+  Click(*dialog, "btnOK");
+  clock.Advance(60);
+  loop.Tick(TouchMonitor::kTouchTimerMs);
+  ASSERT_EQ(http.asked.size(), 1u);
+  EXPECT_EQ(http.asked[0], "http://www.d1.example/up.htm");
+}
+
 TEST_F(SitePropertiesTest, PasswordsAreHiddenUntilTheyAreAskedFor) {
   OpenWithVisitors();
   Edit();
