@@ -245,9 +245,7 @@ void Engine::SaveSettings() {
 }
 
 void Engine::SettingsChanged() {
-  if (settings_.SQLServer != sql_timer_->Enabled() && Monitoring()) {
-    settings_.SQLServer ? sql_timer_->Start() : sql_timer_->Stop();
-  }
+  FollowMonitorSettings();
   log_.Guard("Engine.RefreshexceptionConstants",
              [this] { return RefreshexceptionConstants(settings_.ExceptionTypes, t_); });
   RefreshView();

@@ -134,7 +134,6 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   void RefreshView() override;
   void SaveSettings() override;
   void SaveSites() override;
-  void StartTouching() override { touch_timer_->Start(); }
   void TrySqlLogon(std::function<void(bool ok, const std::string& text)> told) override {
     sql_check_.SQLLogin(std::move(told));
   }

@@ -34,11 +34,9 @@ class WindowCommands {
   virtual void SaveSettings() = 0;
   // Writes the site file.
   virtual void SaveSites() = 0;
-  // A site is touched from now on.
-  virtual void StartTouching() = 0;
   // Tries the SQL server of the settings, as the check does. `told` is called from the loop.
   virtual void TrySqlLogon(std::function<void(bool ok, const std::string& text)> told) = 0;
-  // The settings were edited: what was made of them is made anew.
+  // Settings or sites were edited: what was made of them is made anew, and the monitors that they want run.
   virtual void SettingsChanged() = 0;
   // Sends a mail with the server and addresses of these settings. `done` is called once, from the loop, with what
   // happened on the way and with what went wrong, if anything did.

@@ -199,7 +199,7 @@ void SiteProperties::Confirm() {
       renaming_ = true;  // The one question there is.
     }
     StoreSite(draft, t_.Site(site_));
-    if (draft.Touch) parts_.engine.StartTouching();
+    parts_.engine.SettingsChanged();
     parts_.engine.SaveSites();
     accept();
     return Status::Ok();
