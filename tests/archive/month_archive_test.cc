@@ -106,7 +106,7 @@ TEST_F(MonthArchiveTest, DamagedZipKeepsTheLogs) {
     std::string damaged = whole;
     damaged[at] = static_cast<char>(damaged[at] ^ 0x40);
     std::ofstream(zip, std::ios::binary) << damaged;
-    for (const char* bytes : {"new\n", NoisyLog(10'000, 3).c_str()}) {
+    for (const std::string& bytes : {std::string("new\n"), NoisyLog(10'000, 3)}) {
       Log("a.log", bytes, 59);
       const MonthResult result = Run();
       EXPECT_EQ(result.status.fail, Fail::kBadData) << at;
