@@ -112,10 +112,7 @@ AlertRec AlertWindow::Draft() {
   pages_->Read(kAlertFields, draft);
   draft.Name = Trim(draft.Name);
   for (size_t n = 0; n < std::size(kLists); ++n) {
-    std::vector<std::string> typed;
-    for (int row = 0; row < lists_[n]->rowCount(); ++row)
-      typed.push_back(lists_[n]->item(row, 1)->text().toStdString());
-    draft.*kLists[n].entries = AlertEntries(typed);
+    draft.*kLists[n].entries = AlertEntries(ColumnTexts(*lists_[n], 1));
   }
   std::vector<size_t> rows;
   for (int row = 0; row < engines_->count(); ++row) {

@@ -129,6 +129,13 @@ QTableWidget* MakeFormTable(const char* name, const QString& caption, const QStr
   return table;
 }
 
+std::vector<std::string> ColumnTexts(const QTableWidget& table, int column) {
+  std::vector<std::string> texts;
+  texts.reserve(static_cast<size_t>(table.rowCount()));
+  for (int row = 0; row < table.rowCount(); ++row) texts.push_back(table.item(row, column)->text().toStdString());
+  return texts;
+}
+
 QTableWidgetItem* FixedItem(const QString& text, Qt::Alignment align) {
   auto* item = new QTableWidgetItem(text);
   item->setFlags(item->flags() & ~Qt::ItemIsEditable);

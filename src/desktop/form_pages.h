@@ -17,6 +17,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "forms/form_field.h"
 
@@ -90,6 +91,8 @@ QPushButton* AddButtonBeside(FormControl& control, const char* name, const QStri
 
 // A table of a dialog, one row chosen at a time. Tab leaves it.
 QTableWidget* MakeFormTable(const char* name, const QString& caption, const QStringList& headings, QWidget* parent);
+// What stands in a column, row by row.
+std::vector<std::string> ColumnTexts(const QTableWidget& table, int column);
 // A cell that can't be edited.
 QTableWidgetItem* FixedItem(const QString& text, Qt::Alignment align = Qt::AlignLeft);
 

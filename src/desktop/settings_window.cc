@@ -244,16 +244,8 @@ void SettingsWindow::ShowWhatApplies() {
 Settings SettingsWindow::Draft() {
   Settings draft = draft_;
   pages_->Read(kSettingsFields, draft);
-  std::vector<std::pair<std::string, std::string>> engines;
-  for (int row = 0; row < engines_->rowCount(); ++row) {
-    engines.emplace_back(engines_->item(row, 1)->text().toStdString(), engines_->item(row, 2)->text().toStdString());
-  }
-  draft.SearchEngines = TypedEngines(engines);
-  std::vector<std::string> extensions;
-  for (int row = 0; row < extensions_->rowCount(); ++row) {
-    extensions.push_back(extensions_->item(row, 1)->text().toStdString());
-  }
-  draft.Extension = TypedExtensions(extensions);
+  draft.SearchEngines = TypedEngines(ColumnTexts(*engines_, 1), ColumnTexts(*engines_, 2));
+  draft.Extension = TypedExtensions(ColumnTexts(*extensions_, 1));
   TidySettings(draft);
   return draft;
 }

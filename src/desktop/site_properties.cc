@@ -182,11 +182,7 @@ void SiteProperties::ShowWhatApplies() {
 SiteRec SiteProperties::Draft() {
   SiteRec draft = t_.Site(site_);
   pages_->Read(kSiteFields, draft);
-  std::vector<std::string> addresses;
-  for (int row = 0; row < exclude_->rowCount(); ++row) {
-    addresses.push_back(exclude_->item(row, 1)->text().toStdString());
-  }
-  draft.Exclude = ExcludeList(addresses);
+  draft.Exclude = ExcludeList(ColumnTexts(*exclude_, 1));
   TidySite(draft);
   return draft;
 }

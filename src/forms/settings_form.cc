@@ -1,5 +1,7 @@
 #include "forms/settings_form.h"
 
+#include <algorithm>
+
 #include "config/value_forms.h"
 #include "core/text.h"
 
@@ -217,12 +219,13 @@ std::string RewriteSearchEngines(std::string_view before, const std::vector<Sear
   return text;
 }
 
-std::vector<SearchEngine> TypedEngines(std::span<const std::pair<std::string, std::string>> rows) {
+std::vector<SearchEngine> TypedEngines(std::span<const std::string> names, std::span<const std::string> matches) {
   std::vector<SearchEngine> engines;
-  for (const auto& [name, match] : rows) {
-    if (engines.size() == Settings::kMaxEngines || Trim(match).empty()) continue;
+  for (size_t i = 0; i < std::min(names.size(), matches.size()); ++i) {
+    const std::string_view name = Trim(names[i]), match = Trim(matches[i]);
+    if (engines.size() == Settings::kMaxEngines || match.empty()) continue;
     // The file parts its fields by commas.
-    SearchEngine& engine = engines.emplace_back(SearchEngine{std::string(Trim(name)), std::string(Trim(match))});
+    SearchEngine& engine = engines.emplace_back(SearchEngine{std::string(name), std::string(match)});
     for (std::string* text : {&engine.name, &engine.match}) std::erase(*text, ',');
   }
   return engines;

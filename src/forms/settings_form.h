@@ -5,7 +5,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "config/settings.h"
@@ -44,7 +43,7 @@ void StoreSettings(const Settings& draft, Settings& settings);
 // lines may say more than the list shows.
 std::string RewriteSearchEngines(std::string_view before, const std::vector<SearchEngine>& engines);
 // The lists that people typed, without empty rows, cut to what they can hold.
-std::vector<SearchEngine> TypedEngines(std::span<const std::pair<std::string, std::string>> rows);
+std::vector<SearchEngine> TypedEngines(std::span<const std::string> names, std::span<const std::string> matches);
 std::vector<std::string> TypedExtensions(std::span<const std::string> rows);
 
 // One exception type.

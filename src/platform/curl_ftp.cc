@@ -57,7 +57,7 @@ class CurlFtp::Client final : public FtpClient {
  private:
   void Start(FtpJob job);
   void Fail(const Status& status);
-  void Tell(FtpNote note);
+  void Tell(const FtpNote& note);
   std::optional<Status> Unsayable(const FtpJob& job) const;
 
   CurlFtp& owner_;
@@ -142,11 +142,11 @@ bool CurlFtp::Client::TellNext(bool& later) {
   }
   auto note = session_->Take();
   if (!note) return false;
-  Tell(std::move(*note));
+  Tell(*note);
   return true;
 }
 
-void CurlFtp::Client::Tell(FtpNote note) {
+void CurlFtp::Client::Tell(const FtpNote& note) {
   switch (note.kind) {
     case FtpNote::Kind::kTrail:
       return events_.ProtocolTrail(note.text);
@@ -219,7 +219,7 @@ void CurlFtp::Deliver() {
 }
 
 // The good-bye may take its time, and a thread that was cancelled a second.
-void CurlFtp::Leave(std::shared_ptr<FtpSession> session, std::thread thread) {
+void CurlFtp::Leave(const std::shared_ptr<FtpSession>& session, std::thread thread) {
   auto over = std::make_shared<std::atomic<bool>>(false);
   auto before = std::make_shared<std::thread>(std::move(thread));
   Leaving& leaving = leaving_.emplace_back();

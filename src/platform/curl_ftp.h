@@ -46,7 +46,7 @@ class CurlFtp final : public Ftp {
   void Wake();
   void Deliver();
   bool Has(const Client* client) const;
-  void Leave(std::shared_ptr<FtpSession> session, std::thread thread);
+  void Leave(const std::shared_ptr<FtpSession>& session, std::thread thread);
   void Reap();
 
   const Clock& clock_;

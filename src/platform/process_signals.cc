@@ -45,7 +45,7 @@ struct ProcessSignals::Watch {
 
 namespace {
 
-sigset_t BlockSignals() {
+sigset_t BlockOwnSignals() {
   sigset_t set;
   ::sigemptyset(&set);
   for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGUSR2, SIGRTMIN, SIGRTMIN + 1}) {
@@ -59,11 +59,11 @@ sigset_t BlockSignals() {
 
 void TakeSignals() {
   ::signal(SIGPIPE, SIG_IGN);
-  BlockSignals();
+  BlockOwnSignals();
 }
 
 ProcessSignals::ProcessSignals(SignalHandlers handlers) {
-  const sigset_t set = BlockSignals();
+  const sigset_t set = BlockOwnSignals();
   watch_ = std::make_unique<Watch>(::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK), std::move(handlers));
 }
 

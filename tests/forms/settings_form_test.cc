@@ -100,8 +100,8 @@ TEST_F(SettingsFormTest, LinesOfEnginesThatStayAreNotTouched) {
 }
 
 TEST_F(SettingsFormTest, TypedListsAreTidied) {
-  const std::vector<std::pair<std::string, std::string>> engines{{"A, B", " .a. "}, {"none", ""}};
-  const auto typed = TypedEngines(engines);
+  const std::vector<std::string> names{"A, B", "none"}, matches{" .a. ", ""};
+  const auto typed = TypedEngines(names, matches);
   ASSERT_EQ(typed.size(), 1u);
   EXPECT_EQ(typed[0].name + "|" + typed[0].match, "A B|.a.");
   EXPECT_EQ(TypedExtensions(std::vector<std::string>{".HTM", " ", "php"}), (std::vector<std::string>{"htm", "php"}));
