@@ -205,7 +205,9 @@ class TouchedServers(TouchCase):
         silent = self.raw()
         answers = self.ask(*["http://%s/%d" % (silent.place, i) for i in range(40)], ms=700)
         self.assertEqual(answers, [silent.place + ": the server did not answer within 700 ms"] * 40)
-        self.assertEqual(silent.most_open, 16)
+        # The server hears of an end a little after the next request has come.
+        self.assertGreaterEqual(silent.most_open, 16)
+        self.assertLess(silent.most_open, 24)
 
 
 @unittest.skipUnless(faketime_library(), "faketime is not installed")

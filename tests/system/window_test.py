@@ -136,7 +136,7 @@ class WindowTest(SystemTest):
         import pyatspi as module
         pyatspi = module
 
-    def open(self, **settings):
+    def open(self, env=None, **settings):
         home = self.home()
         home.write_settings(**settings)
         home.write_sites(home.section("Garden", home.logs, Domain="www.garden.example"),
@@ -144,7 +144,7 @@ class WindowTest(SystemTest):
         for i in range(1, 4):
             append(home.log("access.log"), ncsa_line("10.0.0.%d" % i, "/page%d.html" % i))
         append(home.log("tools.log"), ncsa_line("10.9.9.9", "/<b>tool.html"))
-        vantry = self.start(home, env=self.display.of_the_program())
+        vantry = self.start(home, env={**self.display.of_the_program(), **(env or {})})
         self.vantry = vantry
         wait_until(lambda: self.application() is not None, what="the window is not on the accessibility bus")
         return home, vantry
@@ -341,7 +341,8 @@ class WindowTest(SystemTest):
     def test_waits_in_the_tray_and_comes_back_at_a_click(self):
         tray = Tray(self.display.address)
         self.addCleanup(tray.close)
-        _, vantry = self.open()
+        # Qt's library of the bus does not give back what it has made for the icon.
+        _, vantry = self.open(env={"ASAN_OPTIONS": "detect_leaks=0"})
         wait_until(lambda: len(vantry.addresses()) == 4, what=vantry.stderr)
         self.close_messages()
         self.menu("Hide")
