@@ -75,6 +75,7 @@ class FtpTransfer {
   std::string FailureText(CURLcode code) const;
   std::string TimeOutText() const;
   std::string CertificateText(CURLcode code) const;
+  std::string NoConnectionText(CURLcode code) const;
   std::string CurlText(CURLcode code) const;
 
   FtpPeer& peer_;
@@ -401,7 +402,7 @@ std::string FtpTransfer::FailureText(CURLcode code) const {
     case CURLE_COULDNT_CONNECT:
       if (dialogue_.Command() == "EPSV" || dialogue_.Command() == "PASV")
         return "no data connection to the server; try FTPPassive=False";
-      return "no connection; see whether the server runs, and check FTPDomain: " + CurlText(code);
+      return "no connection; see whether the server runs, and check FTPDomain: " + NoConnectionText(code);
     case CURLE_LOGIN_DENIED:
       return "the login was refused: " + said + "; check FTPUserName and FTPPassword";
     case CURLE_REMOTE_ACCESS_DENIED:
@@ -432,6 +433,13 @@ std::string FtpTransfer::FailureText(CURLcode code) const {
     default:
       return dialogue_.Code() >= 400 ? "the server said no: " + words : CurlText(code);
   }
+}
+
+// libcurl's own text says how long the attempt took, so that no two would be alike.
+std::string FtpTransfer::NoConnectionText(CURLcode code) const {
+  long error = 0;
+  curl_easy_getinfo(curl_, CURLINFO_OS_ERRNO, &error);
+  return Lower(error == 0 ? curl_easy_strerror(code) : std::system_category().message(static_cast<int>(error)));
 }
 
 std::string FtpTransfer::CurlText(CURLcode code) const {

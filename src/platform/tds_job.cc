@@ -66,6 +66,7 @@ std::string LibraryText(const TdsJob& job, const Said& said) {
       return "no connection" + system;
     case SYBETIME:
       return "the server did not answer within " + std::to_string(job.limit_s) + " s";
+    case SYBEINTF:
     case SYBEUHST:
       return "the name of the server is not known";
     case SYBEREAD:
@@ -81,7 +82,7 @@ std::string LibraryText(const TdsJob& job, const Said& said) {
 
 void SetFailure(TdsJob& job, const Said& said) {
   std::string text = said.server.empty() ? LibraryText(job, said) : said.server;
-  if (job.trusted && said.error != SYBECONN && said.error != SYBEUHST) {
+  if (job.trusted && said.error != SYBECONN && said.error != SYBEUHST && said.error != SYBEINTF) {
     text += " (with SQLServerAuth=True the account " + AccountName() + " needs a Kerberos ticket)";
   }
   job.result = Status::Error(said.server.empty() ? Fail::kIo : Fail::kRefused, job.server + ": " + text);
