@@ -9,8 +9,8 @@ import subprocess
 import tempfile
 import unittest
 
-from ftp_servers import wait_port
-from harness import SystemTest, append, free_port, ncsa_line, skip_at_midnight, wait_until
+from ftp_servers import FtpCase, wait_port
+from harness import append, free_port, ncsa_line, wait_until
 
 VSFTPD = shutil.which("vsftpd") or "/usr/sbin/vsftpd"
 # Debian has both, but only one at a time: scripts/install-deps.sh unpacks the second one here.
@@ -81,10 +81,7 @@ class Daemon:
         self.process.wait(20)
 
 
-class FtpDaemonsTest(SystemTest):
-    def setUp(self):
-        skip_at_midnight()
-
+class FtpDaemonsTest(FtpCase):
     def vsftpd(self, home, tls=False):
         if not os.path.exists(VSFTPD):
             self.skipTest("vsftpd is not installed")

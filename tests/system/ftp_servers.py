@@ -6,7 +6,7 @@ import socket
 import threading
 import time
 
-from harness import free_port, wait_until
+from harness import SystemTest, faketime_library, free_port, quick_clock, skip_at_midnight, wait_until
 
 from pyftpdlib.authorizers import DummyAuthorizer
 from pyftpdlib.filesystems import AbstractedFS
@@ -16,6 +16,17 @@ from pyftpdlib.servers import FTPServer
 
 logging.disable(logging.CRITICAL)  # Every command is a line otherwise.
 USER, PASSWORD = "log reader", "s3cret word"
+# How many seconds of the program pass in one of ours: it looks for news every two seconds of its own.
+RATE = 8 if faketime_library() else 1
+
+
+class FtpCase(SystemTest):
+    def setUp(self):
+        skip_at_midnight(before=600)
+
+    def start(self, home, env=None, **how):
+        quick = quick_clock(RATE) if RATE > 1 else {}
+        return super().start(home, env={**quick, **(env or {})}, **how)
 
 
 def dos_lines(folder, names):

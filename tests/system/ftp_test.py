@@ -1,19 +1,29 @@
-"""Logs on a remote server: what is fetched, from where on, and what becomes of it when the log or the server changes."""
+"""Logs on a remote server: what is fetched, from where on, and what becomes of it when log or server change."""
 
+import calendar
 import os
 import time
 import unittest
 
-from ftp_servers import PyFtp
-from harness import SystemTest, append, ncsa_line, skip_at_midnight, wait_until
+from ftp_servers import RATE, FtpCase, PyFtp
+from harness import StandingClock, SystemTest, append, faketime_library, ncsa_line, wait_until
 
 DEFAULT = "[Security]\nBindAddress=127.0.0.1\n"
+NOON = calendar.timegm((2026, 3, 5, 12, 0, 0))
+NO_CONNECTION = "no connection; see whether the server runs, and check FTPDomain: connection refused"
 
 
-class FtpTest(SystemTest):
-    def setUp(self):
-        skip_at_midnight()
+def tables(home):
+    """The tables and their index, byte for byte."""
+    found = {}
+    for name in os.listdir(home.file("Data")):
+        if name.endswith((".DBF", ".idx")):
+            with open(home.file(os.path.join("Data", name)), "rb") as f:
+                found[name] = f.read()
+    return found
 
+
+class FtpTest(FtpCase):
     def remote(self, corrections="", **habits):
         """A home whose logs a server has; its site is written by the test."""
         home = self.home()
@@ -161,10 +171,10 @@ class FtpTest(SystemTest):
         vantry = self.start(home)
         size = self.read_one_after_the_other(home, server, vantry, 2)
         server.stop()
-        wait_until(lambda: "no connection; see whether the server runs" in vantry.stderr(), what=vantry.stderr)
-        self.wait_scans(vantry)
+        wait_until(lambda: NO_CONNECTION in vantry.stderr(), what=vantry.stderr)
+        self.wait_scans(vantry, 1 + 6 / RATE)
         told = vantry.stderr()
-        self.assertEqual(told.count("FTP Connect: 127.0.0.1:%d: no connection" % server.port), 1, told)
+        self.assertEqual(told.count("FTP Connect: 127.0.0.1:%d: %s\n" % (server.port, NO_CONNECTION)), 1, told)
         append(home.log("access.log"), ncsa_line("10.0.0.3", "/p.htm"))
         server.start()
         vantry.wait_visitor("10.0.0.3")
@@ -173,9 +183,9 @@ class FtpTest(SystemTest):
     def test_a_server_that_logs_idle_clients_off_is_logged_on_to_again(self):
         home, server = self.remote(idle=1)
         append(home.log("access.log"), "")
-        self.write_site(home, server, Frequency=3)
+        self.write_site(home, server, Frequency=2 * RATE)  # Two seconds of the server's.
         vantry = self.start(home)
-        self.read_one_after_the_other(home, server, vantry, 3)
+        self.read_one_after_the_other(home, server, vantry, 2)
         self.assertGreater(server.count("USER"), 1)
         self.assertNotIn("can't", vantry.stderr())
 
@@ -197,30 +207,34 @@ class FtpTest(SystemTest):
         self.assertEqual(server.count("PASV") + server.count("EPSV"), 0)
         self.assertGreater(server.count("EPRT") + server.count("PORT"), 1)
 
+    def tables_of(self, text, corrections, is_remote):
+        """All tables of a run that read this log, by name. Its clock stands still, as exceptions have their time."""
+        home, server = self.remote(corrections)
+        append(home.log("access.log"), text)
+        keys = {**server.keys(), "Folder": ""} if is_remote else {}
+        home.write_site(**keys)
+        clock = StandingClock(home, NOON)
+        vantry = SystemTest.start(self, home, env=clock.env)
+        clock.set(NOON + 5)  # Now a scan is due, and no other one.
+        wait_until(lambda: vantry.visitor("10.9.9.9"), what=vantry.stderr)
+        vantry.stop()
+        server.stop()
+        self.assertEqual(server.count("RETR"), 1 if is_remote else 0)
+        return tables(home)
+
+    @unittest.skipUnless(faketime_library(), "faketime is not installed")
     def test_the_same_log_gives_the_same_tables_whether_local_or_remote(self):
-        text = "".join(ncsa_line("10.2.%d.%d" % (n % 7, n % 50), "/%d.htm" % (n % 11), at=time.time() - 900 + n // 4,
+        text = "".join(ncsa_line("10.2.%d.%d" % (n % 7, n % 50), "/%d.htm" % (n % 11), at=NOON - 900 + n // 4,
                                  status=404 if n % 17 == 0 else 200) for n in range(1_000))
+        text += ncsa_line("10.9.9.9", "/last.htm", at=NOON - 600)
         for corrections in ("", "All=True\n"):
             with self.subTest(corrections=corrections):
-                tables = []
-                for is_remote in (False, True):
-                    home, server = self.remote(corrections)
-                    append(home.log("access.log"), text)
-                    keys = server.keys() if is_remote else {}
-                    home.write_site(**{**keys, "Folder": "" if is_remote else home.logs + "/"})
-                    vantry = self.start(home)
-                    wait_until(lambda: len(vantry.list()) == 350, what=lambda: len(vantry.list()))
-                    time.sleep(2.5)
-                    vantry.stop()
-                    found = {}
-                    for name in sorted(os.listdir(home.file("Data"))):
-                        if name.endswith(".DBF"):
-                            with open(home.file("Data/" + name), "rb") as f:
-                                found[name] = f.read()
-                    tables.append(found)
-                self.assertGreater(len(tables[0]["Pages.DBF"]), 10_000)
-                for name in tables[0]:
-                    self.assertEqual(tables[0][name], tables[1][name], name)
+                local, remote = (self.tables_of(text, corrections, is_remote) for is_remote in (False, True))
+                self.assertEqual(sorted(local), sorted(remote))
+                self.assertGreater(len(local["Pages.DBF"]), 10_000)
+                self.assertGreater(len(local["Exceptions.DBF"]), 5_000)
+                for name, data in local.items():
+                    self.assertEqual(data, remote[name], name)
 
 
 if __name__ == "__main__":

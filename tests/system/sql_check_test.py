@@ -3,19 +3,22 @@ are shortened to seconds."""
 
 import os
 import shutil
+import socket
+import struct
 import subprocess
 import sys
+import threading
 import time
 import unittest
 
 from fake_tds import FakeTds
-from harness import (SystemTest, append, faketime_library, free_port, ncsa_line, skip_at_midnight, uses_address_sanitizer,
-                     vantry_binary, wait_until)
+from harness import (SystemTest, append, faketime_library, free_port, ncsa_line, quick_clock, skip_at_midnight,
+                     uses_address_sanitizer, vantry_binary, wait_until)
 from mail_servers import AioServer
 
 TO = "admin@example.test"
 # Twenty minutes of the program in a minute of ours.
-FAST = {"LD_PRELOAD": faketime_library() or "", "FAKETIME": "+0 x20", "NO_FAKE_STAT": "1"}
+FAST = quick_clock(20)
 
 
 class SqlCase(SystemTest):
@@ -74,6 +77,24 @@ class Logons(SqlCase):
         server = self.tds(host="::1")
         self.assertEqual(self.log_on("[::1]:%d" % server.port, "watcher", "secret"), "ok watcher")
 
+    def test_an_instance_is_asked_for_its_port(self):
+        server = self.tds()
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as browser:
+            try:
+                browser.bind(("127.0.0.1", 1434))
+            except OSError:
+                self.skipTest("somebody else tells of instances here")
+            asked = []
+
+            def answer():
+                question, peer = browser.recvfrom(100)
+                asked.append(question)
+                told = b"ServerName;X;InstanceName;SALES;IsClustered;No;Version;15.0.0.0;tcp;%d;;" % server.port
+                browser.sendto(b"\5" + struct.pack("<H", len(told)) + told, peer)
+            threading.Thread(target=answer, daemon=True).start()
+            self.assertEqual(self.log_on("127.0.0.1\\SALES", "watcher", "secret"), "ok watcher")
+            self.assertEqual(asked[0][:1] + asked[0][1:].rstrip(b"\0"), b"\4SALES")
+
     def test_closed_port(self):
         place = "127.0.0.1:%d" % free_port()
         self.assertEqual(self.log_on(place, "watcher", "secret"), place + ": no connection: connection refused")
@@ -112,7 +133,7 @@ class Logons(SqlCase):
 
 
 @unittest.skipUnless(faketime_library(), "faketime is not installed")
-@unittest.skipIf(uses_address_sanitizer(), "two libraries that want to be loaded first")
+@unittest.skipIf(uses_address_sanitizer(), "not tried with two libraries that want to be loaded first")
 class CheckingProgram(SqlCase):
     def setUp(self):
         skip_at_midnight(before=60 * 60)

@@ -11,14 +11,14 @@ import threading
 import time
 import unittest
 
-from harness import (SystemTest, append, faketime_library, free_port, ncsa_line, skip_at_midnight, uses_address_sanitizer,
-                     vantry_binary, wait_until)
+from harness import (SystemTest, append, faketime_library, free_port, ncsa_line, quick_clock, skip_at_midnight,
+                     uses_address_sanitizer, vantry_binary, wait_until)
 from mail_servers import AioServer, Certificate
 
 NGINX = shutil.which("nginx") or "/usr/sbin/nginx"
 TO = "admin@example.test"
 # Twenty minutes of the program in a minute of ours.
-FAST = {"LD_PRELOAD": faketime_library() or "", "FAKETIME": "+0 x20", "NO_FAKE_STAT": "1"}
+FAST = quick_clock(20)
 
 CONFIG = """{user}
 daemon off;
@@ -211,7 +211,7 @@ class TouchedServers(TouchCase):
 
 
 @unittest.skipUnless(faketime_library(), "faketime is not installed")
-@unittest.skipIf(uses_address_sanitizer(), "two libraries that want to be loaded first")
+@unittest.skipIf(uses_address_sanitizer(), "not tried with two libraries that want to be loaded first")
 class TouchingProgram(TouchCase):
     def setUp(self):
         skip_at_midnight(before=60 * 60)
