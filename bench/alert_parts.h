@@ -13,7 +13,8 @@ namespace vantry::bench {
 
 class NullMail final : public Mail {
  public:
-  void Send(MailMessage, MailDone) override {}
+  using Mail::Send;
+  void Send(MailMessage, MailDone, MailLine) override {}
   void Finish(int64_t) override {}
 };
 

@@ -229,6 +229,7 @@ void Engine::LoadDesktopWindow() {
                        .mail = mail_,
                        .ftp = ports_.ftp,
                        .installer = [this] { return options_.service_installer(settings_.DDFPath); },
+                       .line_client = options_.line_client,
                        .engine = *this,
                        .app_path = options_.app_path,
                        .version = AppVersion(),
@@ -240,8 +241,8 @@ void Engine::RefreshView() {
   view_.ShowCurrentView();
 }
 
-void Engine::SaveSettings() {
-  log_.Guard("Engine.WriteSettingsINI", [this] { return WriteSettingsINI(files_, options_.app_path, settings_); });
+bool Engine::SaveSettings() {
+  return log_.Guard("Engine.WriteSettingsINI", [this] { return WriteSettingsINI(files_, options_.app_path, settings_); });
 }
 
 void Engine::SettingsChanged() {
@@ -251,13 +252,13 @@ void Engine::SettingsChanged() {
   RefreshView();
 }
 
-void Engine::SendTestMail(const Settings& settings,
-                          std::function<void(const std::vector<std::string>&, const std::string&)> done) {
+void Engine::SendTestMail(const Settings& settings, MailLine line, std::function<void(const std::string&)> done) {
   MailMessage message;
-  if (const Status status = MakeTestMail(settings, ports_.clock, message); !status.ok()) return done({}, status.text);
-  ports_.mail.Send(std::move(message), [done = std::move(done)](const MailOutcome& outcome) {
-    done(outcome.lines, outcome.status.ok() ? "" : outcome.status.text);
-  });
+  if (const Status status = MakeTestMail(settings, ports_.clock, message); !status.ok()) return done(status.text);
+  ports_.mail.Send(
+      std::move(message),
+      [done = std::move(done)](const MailOutcome& outcome) { done(outcome.status.ok() ? "" : outcome.status.text); },
+      std::move(line));
 }
 
 std::string Engine::ExtractLogEntries(std::string_view key) {

@@ -96,6 +96,7 @@ struct EngineOptions {
   bool on_terminal = false;   // A hang-up says that somebody closed it.
   // The machine's list of services, for a program with this data folder. Empty: there is none.
   std::function<std::unique_ptr<ServiceInstaller>(const std::string& data_folder)> service_installer = {};
+  std::function<std::unique_ptr<LineClient>()> line_client = {};  // Another one beside that of the short messages.
 };
 
 // Major number, ".", minor number, ".", revision with three digits.
@@ -132,14 +133,13 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   void SendLoginMail(const std::string& to, const std::string& text, std::function<void()> done) override;
 
   void RefreshView() override;
-  void SaveSettings() override;
+  bool SaveSettings() override;
   void SaveSites() override;
   void TrySqlLogon(std::function<void(bool ok, const std::string& text)> told) override {
     sql_check_.SQLLogin(std::move(told));
   }
   void SettingsChanged() override;
-  void SendTestMail(const Settings& settings,
-                    std::function<void(const std::vector<std::string>&, const std::string&)> done) override;
+  void SendTestMail(const Settings& settings, MailLine line, std::function<void(const std::string&)> done) override;
   std::string ExtractLogEntries(std::string_view key) override;
   void CloseProgram() override { Closing(); }
 

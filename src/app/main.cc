@@ -190,7 +190,8 @@ int main(int argc, char** argv) {
        [&app_path](const std::string& data_folder) {
          return std::make_unique<vantry::SystemdUnits>(
              vantry::UnitPlace{"/", (ExecutableFolder() / "vantry").string(), app_path, data_folder});
-       }});
+       },
+       [] { return std::make_unique<vantry::QtLineClient>(15'000); }});
   vantry::ProcessSignals signals({.stop = [&engine] { engine.StopBySignal(); },
                                   .hang_up = [&engine] { engine.HangUp(); },
                                   .pause = [&engine] { engine.Pause(); },

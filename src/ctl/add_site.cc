@@ -15,7 +15,6 @@
 namespace vantry {
 namespace {
 
-constexpr size_t kFirstBytes = 64 * 1024;
 constexpr int kShownLine = 80;
 
 Status Refuse(std::string text) {
@@ -28,19 +27,6 @@ std::string TypeOption() {
 
 bool HasControls(std::string_view text) {
   return std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 127; });
-}
-
-Status ReadFirstBytes(LogFile& file, std::string& bytes) {
-  bytes.resize(kFirstBytes);
-  size_t filled = 0, count = 0;
-  Status status;
-  do {
-    const std::span<char> rest(bytes.data() + filled, bytes.size() - filled);
-    status = file.ReadAt(static_cast<int64_t>(filled), rest, count);
-    filled += count;
-  } while (status.ok() && count > 0 && filled < bytes.size());
-  bytes.resize(filled);
-  return status;
 }
 
 // How the type is told: given, or recognised with or without quoted fields.

@@ -3,7 +3,6 @@
 #include <QHBoxLayout>
 #include <utility>
 
-#include "core/text.h"
 #include "desktop/list_text.h"
 #include "desktop/shown_text.h"
 #include "forms/alert_form.h"
@@ -25,11 +24,12 @@ constexpr ListLook kLists[] = {{"gridDNS", "DNS", "DNS or IP Address", &AlertRec
 }  // namespace
 
 AlertWindow::AlertWindow(const WindowParts& parts, Prompts& prompts, const AlertRec& alert,
-                         std::function<void(const AlertRec&)> store, QWidget* parent)
-    : FormDialog("frmAlert", parts.t, prompts, nullptr, parent),
+                         std::function<void(const AlertRec&)> store, FormDialog* parent)
+    : FormDialog("frmAlert", parts.t, prompts, parent->Help(), parent),
       parts_(parts),
       alert_(alert),
       store_(std::move(store)) {
+  help_page_ = "alerts";
   setWindowTitle("Alert:" + QString::number(alert_.AlertNo) + " [" + ShownText(alert_.Name) + "]");
   pages_->AddFields(kAlertFields);
   MakeColour();
@@ -39,7 +39,7 @@ AlertWindow::AlertWindow(const WindowParts& parts, Prompts& prompts, const Alert
   for (const auto& [name, control] : pickers) {
     QPushButton* pick = AddButtonBeside(pages_->Find(control), name, "Browse...");
     const bool sound = pick->objectName() == "btnPickAlertSound";
-    QObject::connect(pick, &QPushButton::clicked, this, [this, sound] {
+    Picks(pick, [this, sound] {
       sound ? PickFile("txtAlertSound", "Select Sound File", "Sound File (*.WAV *.wav)")
             : PickFile("txtEXE", "Select Script Or EXE File",
                        "Program Files (*.EXE *.exe);;VBScript (*.VBS *.vbs);;All Files (*)");
@@ -61,7 +61,7 @@ void AlertWindow::MakeColour() {
   line->addWidget(colour_label_);
   line->addStretch(1);
   pages_->ColumnOf("General")->addLayout(line);
-  QObject::connect(pick, &QPushButton::clicked, this, [this] {
+  Picks(pick, [this] {
     const QColor color = prompts_.Color(this, "Select Color",
                                         BackColour(static_cast<uint32_t>(alert_.Color)).value_or(QColor(Qt::white)));
     if (!color.isValid()) return;
@@ -110,7 +110,7 @@ void AlertWindow::MakeLists() {
 AlertRec AlertWindow::Draft() {
   AlertRec draft = alert_;
   pages_->Read(kAlertFields, draft);
-  draft.Name = Trim(draft.Name);
+  TidyAlert(draft);
   for (size_t n = 0; n < std::size(kLists); ++n) {
     draft.*kLists[n].entries = AlertEntries(ColumnTexts(*lists_[n], 1));
   }

@@ -15,7 +15,7 @@ class AlertWindow final : public FormDialog {
  public:
   // `store` is given the alert as it was confirmed.
   AlertWindow(const WindowParts& parts, Prompts& prompts, const AlertRec& alert,
-              std::function<void(const AlertRec&)> store, QWidget* parent);
+              std::function<void(const AlertRec&)> store, FormDialog* parent);
 
  private:
   void MakeLists();

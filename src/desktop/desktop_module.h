@@ -18,6 +18,8 @@
 #include "ports/files.h"
 #include "ports/ftp.h"
 #include "ports/key_store.h"
+#include "ports/line_client.h"
+#include "ports/mail.h"
 #include "ports/notices.h"
 #include "ports/programs.h"
 #include "ports/service_installer.h"
@@ -30,19 +32,18 @@ class WindowCommands {
   virtual ~WindowCommands() = default;
   // Sets the hidden flags of all lists for CurrentView, CurrentViewType and the sites' filters, and tells the window.
   virtual void RefreshView() = 0;
-  // Writes what the settings file keeps.
-  virtual void SaveSettings() = 0;
+  // Writes what the settings file keeps. False when it can't, which is in the program log.
+  virtual bool SaveSettings() = 0;
   // Writes the site file.
   virtual void SaveSites() = 0;
   // Tries the SQL server of the settings, as the check does. `told` is called from the loop.
   virtual void TrySqlLogon(std::function<void(bool ok, const std::string& text)> told) = 0;
   // Settings or sites were edited: what was made of them is made anew, and the monitors that they want run.
   virtual void SettingsChanged() = 0;
-  // Sends a mail with the server and addresses of these settings. `done` is called once, from the loop, with what
-  // happened on the way and with what went wrong, if anything did.
-  virtual void SendTestMail(
-      const Settings& settings,
-      std::function<void(const std::vector<std::string>& lines, const std::string& problem)> done) = 0;
+  // Sends a mail with the server and addresses of these settings. `line` is called from the loop for each line of the
+  // dialogue, `done` once, with what went wrong, if anything did.
+  virtual void SendTestMail(const Settings& settings, MailLine line,
+                            std::function<void(const std::string& problem)> done) = 0;
   // This visitor's lines of its log as a file; its path, empty when there are none. `key` as VisitorRec::Key gives it.
   virtual std::string ExtractLogEntries(std::string_view key) = 0;
   // Ends the program.
@@ -62,6 +63,7 @@ struct WindowParts {
   MailQueue& mail;
   Ftp& ftp;
   std::function<std::unique_ptr<ServiceInstaller>()> installer;
+  std::function<std::unique_ptr<LineClient>()> line_client;  // A connection for whoever needs one of his own.
   WindowCommands& engine;
   std::string app_path;  // With "/" at its end.
   std::string version, build;

@@ -9,20 +9,21 @@
 namespace vantry {
 
 ExceptionWindow::ExceptionWindow(const WindowParts& parts, Prompts& prompts, const ExceptionType& type,
-                                 std::function<void(const ExceptionType&)> store, QWidget* parent)
-    : FormDialog("frmSettingsExtype", parts.t, prompts, nullptr, parent),
+                                 std::function<void(const ExceptionType&)> store, FormDialog* parent)
+    : FormDialog("frmSettingsExtype", parts.t, prompts, parent->Help(), parent),
       parts_(parts),
       type_(type),
       store_(std::move(store)) {
+  help_page_ = "exceptions";
   pages_->AddFields(kExceptionFields);
   pages_->Show(kExceptionFields, type_);
   pages_->Find("txtNumber").text->setReadOnly(true);
-  // A value that is no number is kept, but not shown.
+  // A value that is not a number is kept while nobody types another, but not shown.
   bool is_number = false;
   ShownText(type_.Value).toDouble(&is_number);
-  pages_->Find("txtValue").row->setVisible(is_number);
+  if (!is_number) pages_->Find("txtValue").ShowNothing();
   QPushButton* pick = AddButtonBeside(pages_->Find("txtEXE"), "btnPickEXE", "Browse...");
-  QObject::connect(pick, &QPushButton::clicked, this, [this] {
+  Picks(pick, [this] {
     QLineEdit* text = pages_->Find("txtEXE").text;
     const QString file = prompts_.FileToOpen(this, "Select Script Or EXE File", text->text(),
                                              "Program Files (*.EXE *.exe);;VBScript (*.VBS *.vbs);;All Files (*)");
@@ -38,6 +39,7 @@ ExceptionWindow::ExceptionWindow(const WindowParts& parts, Prompts& prompts, con
 void ExceptionWindow::ShowCaption() {
   ExceptionType draft = type_;
   pages_->Read(kExceptionFields, draft);
+  draft.Value = pages_->Find("txtValue").text->text().toStdString();
   setWindowTitle("Exception Types: [" + ShownText(ShownDescription(draft)) + "]");
 }
 
@@ -45,6 +47,7 @@ void ExceptionWindow::Confirm() {
   parts_.log.Guard("frmSettingsExType.btnOK_Click", [this] {
     ExceptionType draft = type_;
     pages_->Read(kExceptionFields, draft);
+    TidyExceptionType(draft);
     if (const auto problem = CheckExceptionType(draft, parts_.files); problem && Refused(*problem)) return Status::Ok();
     store_(draft);
     accept();

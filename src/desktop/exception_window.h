@@ -10,7 +10,7 @@ class ExceptionWindow final : public FormDialog {
  public:
   // `store` is given the type as it was confirmed.
   ExceptionWindow(const WindowParts& parts, Prompts& prompts, const ExceptionType& type,
-                  std::function<void(const ExceptionType&)> store, QWidget* parent);
+                  std::function<void(const ExceptionType&)> store, FormDialog* parent);
 
  private:
   void Confirm() override;

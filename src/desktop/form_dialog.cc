@@ -7,7 +7,7 @@
 
 namespace vantry {
 
-FormDialog::FormDialog(const char* name, LiveTables& t, Prompts& prompts, std::function<void()> help, QWidget* parent)
+FormDialog::FormDialog(const char* name, LiveTables& t, Prompts& prompts, ShowHelp help, QWidget* parent)
     : QDialog(parent), t_(t), prompts_(prompts), pages_(new FormPages(this)), help_(std::move(help)) {
   setObjectName(name);
   auto* column = new QVBoxLayout(this);
@@ -25,12 +25,12 @@ void FormDialog::AddButtons() {
   buttons->button(QDialogButtonBox::Cancel)->setObjectName("btnCancel");
   QObject::connect(buttons, &QDialogButtonBox::accepted, this, [this] { WhenQuiet([this] { Confirm(); }); });
   QObject::connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-  QObject::connect(buttons, &QDialogButtonBox::helpRequested, this, [this] { help_(); });
+  QObject::connect(buttons, &QDialogButtonBox::helpRequested, this, [this] { help_(help_page_); });
   layout()->addWidget(buttons);
 }
 
 void FormDialog::WhenQuiet(std::function<void()> step) {
-  step_ = std::move(step);
+  steps_.push_back(std::move(step));
   TryStep();
 }
 
@@ -40,7 +40,19 @@ void FormDialog::TryStep() {
   if (waits) return wait_.start();
   wait_.stop();
   if (t_.Closing) return reject();
-  if (const auto step = std::exchange(step_, nullptr)) step();
+  if (steps_.empty()) return;
+  const auto step = std::move(steps_.front());
+  steps_.pop_front();
+  if (!steps_.empty()) wait_.start();
+  step();
+}
+
+void FormDialog::TellLater(BoxKind kind, const std::string& text) {
+  QTimer::singleShot(0, this, [this, kind, text] { prompts_.Tell(this, kind, ShownLines(text)); });
+}
+
+void FormDialog::Picks(QPushButton* button, std::function<void()> ask) {
+  QObject::connect(button, &QPushButton::clicked, this, [this, ask = std::move(ask)] { WhenQuiet(ask); });
 }
 
 bool FormDialog::Refused(const FormProblem& problem) {
@@ -48,7 +60,7 @@ bool FormDialog::Refused(const FormProblem& problem) {
     const auto buttons = QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel;
     if (prompts_.Ask(this, ShownText(problem.text), buttons, QMessageBox::No) == QMessageBox::Yes) return false;
   } else {
-    prompts_.Tell(this, BoxKind::kInformation, ShownLines(problem.text));
+    prompts_.Tell(this, problem.warns ? BoxKind::kWarning : BoxKind::kInformation, ShownLines(problem.text));
   }
   pages_->GoTo(problem.control);
   return true;

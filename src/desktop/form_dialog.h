@@ -5,7 +5,9 @@
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QPushButton>
+#include <QString>
 #include <QTimer>
+#include <deque>
 #include <functional>
 #include <string>
 
@@ -15,11 +17,19 @@
 
 namespace vantry {
 
+// Shows the help page of this name.
+using ShowHelp = std::function<void(const QString& page)>;
+
 class FormDialog : public QDialog {
  public:
-  FormDialog(const char* name, LiveTables& t, Prompts& prompts, std::function<void()> help, QWidget* parent);
+  // Without `help` there is no button for it.
+  FormDialog(const char* name, LiveTables& t, Prompts& prompts, ShowHelp help, QWidget* parent);
+  // For a dialog that this one opens.
+  const ShowHelp& Help() const { return help_; }
 
  protected:
+  static constexpr int kLookMs = 250;  // A folder is looked at when nobody has typed for so long.
+
   // Below the pages. Called last when a dialog is made.
   void AddButtons();
   // What OK does. A dialog that is to close calls accept().
@@ -27,16 +37,22 @@ class FormDialog : public QDialog {
   // Does it at once, or when the scan that is under way has ended: it holds places of the tables meanwhile. The dialog
   // takes nothing until then.
   void WhenQuiet(std::function<void()> step);
+  // Tells it at the next turn of the loop: for what a server answers, whose client must have come to its end first.
+  void TellLater(BoxKind kind, const std::string& text);
+  // A click asks for a file or colour. That waits for its answer, so it comes after the scan that is under way.
+  void Picks(QPushButton* button, std::function<void()> ask);
   // Tells what is wrong and goes there. False when somebody was asked and said yes.
   bool Refused(const FormProblem& problem);
 
   LiveTables& t_;
   Prompts& prompts_;
   FormPages* pages_;
+  QString help_page_;  // That of the button; a dialog of many pages sets it for each.
 
  private:
   void TryStep();
-  std::function<void()> help_, step_;
+  ShowHelp help_;
+  std::deque<std::function<void()>> steps_;
   QTimer wait_;
 };
 

@@ -5,6 +5,7 @@
 #include <QIntValidator>
 #include <QLabel>
 #include <QRadioButton>
+#include <QStyledItemDelegate>
 #include <QTabBar>
 #include <QToolButton>
 #include <algorithm>
@@ -31,6 +32,17 @@ QToolButton* MakeShowButton(QLineEdit* text) {
                    [text](bool on) { text->setEchoMode(on ? QLineEdit::Normal : QLineEdit::Password); });
   return show;
 }
+
+// What is longer could not be shown again.
+class BoundedCells final : public QStyledItemDelegate {
+ public:
+  using QStyledItemDelegate::QStyledItemDelegate;
+  QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem& option, const QModelIndex& at) const override {
+    QWidget* editor = QStyledItemDelegate::createEditor(parent, option, at);
+    if (auto* text = qobject_cast<QLineEdit*>(editor)) text->setMaxLength(static_cast<int>(kMostShownBytes));
+    return editor;
+  }
+};
 
 }  // namespace
 
@@ -74,6 +86,7 @@ void FormControl::OnChange(QObject* receiver, const std::function<void()>& chang
   if (check) QObject::connect(check, &QCheckBox::toggled, receiver, changed);
   if (buttons) QObject::connect(buttons, &QButtonGroup::idToggled, receiver, changed);
   if (text) QObject::connect(text, &QLineEdit::textChanged, receiver, changed);
+  if (list) QObject::connect(list, &QComboBox::currentIndexChanged, receiver, changed);
 }
 
 FormPages::FormPages(QWidget* parent) : QTabWidget(parent) {
@@ -126,6 +139,7 @@ QTableWidget* MakeFormTable(const char* name, const QString& caption, const QStr
   table->horizontalHeader()->setHighlightSections(false);
   table->setSelectionMode(QAbstractItemView::SingleSelection);
   table->setTabKeyNavigation(false);
+  table->setItemDelegate(new BoundedCells(table));
   return table;
 }
 
@@ -217,10 +231,14 @@ FormControl& FormPages::Find(std::string_view control) {
 }
 
 void FormPages::GoTo(std::string_view control) {
-  FormControl& found = Find(control);
-  setCurrentWidget(Page(found.look.page));
-  found.input->setFocus(Qt::OtherFocusReason);
-  if (found.text) found.text->selectAll();
+  // Also a table or list, which stand beside the rows.
+  auto* input = findChild<QWidget*>(Caption(control));
+  if (!input) input = Find(control).input;
+  for (int i = 0; i < count(); ++i) {
+    if (widget(i)->isAncestorOf(input)) setCurrentIndex(i);
+  }
+  input->setFocus(Qt::OtherFocusReason);
+  if (auto* text = qobject_cast<QLineEdit*>(input)) text->selectAll();
 }
 
 }  // namespace vantry

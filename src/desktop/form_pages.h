@@ -38,6 +38,8 @@ struct FormControl {
   FieldValue was;                   // What that stood for.
 
   void Show(const FieldValue& value);
+  // Shows no text for what Show was given.
+  void ShowNothing() { text->setText(shown = QString()); }
   FieldValue Value() const;
   // A box is checked, or a button other than the first is.
   bool IsOn() const;

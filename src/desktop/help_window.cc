@@ -18,6 +18,8 @@ namespace {
 constexpr HelpPage kPages[] = {
     {"welcome", "Welcome"},
     {"add-site", "Adding a site"},
+    {"new-site", "The wizard for a new site"},
+    {"options", "Options"},
     {"window", "The main window"},
     {"columns", "What each column means"},
     {"alerts", "Alerts"},
@@ -27,6 +29,9 @@ constexpr HelpPage kPages[] = {
     {"find", "Search, sort and filter"},
     {"activity", "Activity"},
     {"reports", "Reports and mail"},
+    {"sms", "Text messages"},
+    {"sql-server", "Watching a SQL server"},
+    {"service", "Running as a service"},
     {"archive", "Archiving old logs"},
     {"print", "Printing and saving a list"},
     {"web", "In a browser, on a phone"},

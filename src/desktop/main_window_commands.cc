@@ -167,7 +167,7 @@ void MainWindow::EditSite() {
   const bool was_paused = site->Paused;
   site->Paused = true;
   auto* dialog = new SiteProperties(
-      parts_, prompts_, n, [this] { ShowHelp("add-site"); }, this);
+      parts_, prompts_, n, [this](const QString& page) { ShowHelp(page); }, this);
   dialog->setAttribute(Qt::WA_DeleteOnClose);
   QObject::connect(dialog, &QDialog::finished, this, [this, n, was_paused] {
     if (unloaded_ || t_.Closing) return;
@@ -181,14 +181,15 @@ void MainWindow::EditSite() {
 void MainWindow::EditSettings() {
   if (findChild<QDialog*>("frmSettings")) return;
   auto* dialog = new SettingsWindow(
-      parts_, prompts_, [this] { ShowHelp("window"); }, this);
+      parts_, prompts_, [this](const QString& page) { ShowHelp(page); }, this);
   dialog->setAttribute(Qt::WA_DeleteOnClose);
   dialog->open();
 }
 
 void MainWindow::InstallAsService() {
   if (findChild<QDialog*>("frmService")) return;
-  auto* dialog = new ServiceWindow(parts_, prompts_, this);
+  auto* dialog = new ServiceWindow(
+      parts_, prompts_, [this](const QString& page) { ShowHelp(page); }, this);
   dialog->setAttribute(Qt::WA_DeleteOnClose);
   dialog->open();
 }

@@ -1,14 +1,16 @@
 #include "desktop/service_window.h"
 
 #include <QTabBar>
+#include <utility>
 
 #include "desktop/shown_text.h"
 #include "forms/service_form.h"
 
 namespace vantry {
 
-ServiceWindow::ServiceWindow(const WindowParts& parts, Prompts& prompts, QWidget* parent)
-    : FormDialog("frmService", parts.t, prompts, nullptr, parent), parts_(parts) {
+ServiceWindow::ServiceWindow(const WindowParts& parts, Prompts& prompts, ShowHelp help, QWidget* parent)
+    : FormDialog("frmService", parts.t, prompts, std::move(help), parent), parts_(parts) {
+  help_page_ = "service";
   setWindowTitle("Install Vantry Service");
   pages_->tabBar()->hide();
   pages_->AddFields(kServiceFields);
@@ -32,7 +34,8 @@ void ServiceWindow::Confirm() {
   pages_->Read(kServiceFields, form);
   const std::unique_ptr<ServiceInstaller> installer = parts_.installer();
   const ServiceMessage message = InstallService(form, t_.ServiceMode, *installer);
-  prompts_.Tell(this, message.kind, ShownLines(message.text));
+  // On the window behind: what closes takes its boxes along.
+  prompts_.Tell(message.kind == BoxKind::kWarning ? this : parentWidget(), message.kind, ShownLines(message.text));
   // What was filled in can be put right; what the machine refuses can't be here.
   if (message.kind != BoxKind::kWarning) accept();
 }

@@ -10,7 +10,7 @@ namespace vantry {
 
 class ServiceWindow final : public FormDialog {
  public:
-  ServiceWindow(const WindowParts& parts, Prompts& prompts, QWidget* parent);
+  ServiceWindow(const WindowParts& parts, Prompts& prompts, ShowHelp help, QWidget* parent);
 
  private:
   void Confirm() override;

@@ -41,7 +41,7 @@ void FillAndGrow(QTableWidget* table, const std::vector<QStringList>& rows) {
 
 }  // namespace
 
-SettingsWindow::SettingsWindow(const WindowParts& parts, Prompts& prompts, std::function<void()> help, QWidget* parent)
+SettingsWindow::SettingsWindow(const WindowParts& parts, Prompts& prompts, ShowHelp help, QWidget* parent)
     : FormDialog("frmSettings", parts.t, prompts, std::move(help), parent), parts_(parts), draft_(parts.settings) {
   setWindowTitle("Options");
   MakePages();
@@ -100,6 +100,7 @@ void SettingsWindow::MakeSideBar() {
 
 void SettingsWindow::ChoosePage(size_t page) {
   help_line_->setText(PageText(kSettingsPages[page].help));
+  help_page_ = PageText(kSettingsPages[page].topic);
   pages_->setCurrentIndex(static_cast<int>(page));
   for (QTreeWidgetItemIterator it(side_); *it; ++it) {
     if ((*it)->parent() && (*it)->data(0, Qt::UserRole).toInt() == static_cast<int>(page)) side_->setCurrentItem(*it);
@@ -132,7 +133,7 @@ QPushButton* SettingsWindow::AddButton(const char* page, const char* name, const
 
 void SettingsWindow::AddPickers() {
   QPushButton* sound = AddButtonBeside(pages_->Find("txtSound"), "btnPick", "&Browse...");
-  QObject::connect(sound, &QPushButton::clicked, this, [this] {
+  Picks(sound, [this] {
     QLineEdit* text = pages_->Find("txtSound").text;
     const QString file = prompts_.FileToOpen(this, "Select Sound File", text->text(), "WAV Files (*.WAV *.wav)");
     if (!file.isEmpty()) text->setText(file);
@@ -141,13 +142,24 @@ void SettingsWindow::AddPickers() {
   AddButton("miArchive", "btnViewArchive", "View Archive Log", [this] { ViewArchiveLog(); });
   AddButton("miEmail", "btnEmailTest", "&Test Email", [this] { TestEmail(); });
   AddButton("miSQL", "btnSQLTest", "&Test Login", [this] { TestLogin(); });
-  trace_ = new QPlainTextEdit(pages_);
-  trace_->setObjectName("lstSMTPTrace");
-  trace_->setAccessibleName("Dialogue with the mail server");
-  trace_->setReadOnly(true);
-  trace_->setTabChangesFocus(true);
-  trace_->setMaximumHeight(5 * fontMetrics().lineSpacing());
-  pages_->ColumnOf("miEmail")->addWidget(trace_, 1);
+  mail_trace_ = AddTrace("miEmail", "lstSMTPTrace", "Dialogue with the mail server");
+  AddButton("miSMSSettings", "btnSMSTest", "&Test Connection", [this] { TestSms(); });
+  sms_trace_ = AddTrace("miSMSSettings", "lstSMSTrace", "Dialogue with the SMS server");
+  sms_limit_.setSingleShot(true);
+  sms_limit_.setInterval(SmsTest::kPatienceMs);
+  QObject::connect(&sms_limit_, &QTimer::timeout, this, [this] { sms_test_->TimeIsUp(); });
+}
+
+QPlainTextEdit* SettingsWindow::AddTrace(const char* page, const char* name, const QString& caption) {
+  auto* trace = new QPlainTextEdit(pages_);
+  trace->setObjectName(name);
+  trace->setAccessibleName(caption);
+  trace->setReadOnly(true);
+  trace->setTabChangesFocus(true);
+  trace->setMaximumBlockCount(1'000);
+  trace->setMaximumHeight(5 * fontMetrics().lineSpacing());
+  pages_->ColumnOf(page)->addWidget(trace, 1);
+  return trace;
 }
 
 void SettingsWindow::MakeDatabasePage() {
@@ -255,7 +267,11 @@ void SettingsWindow::Confirm() {
     const Settings draft = Draft();
     if (const auto problem = CheckSettings(draft, parts_.files); problem && Refused(*problem)) return Status::Ok();
     StoreSettings(draft, parts_.settings);
-    parts_.engine.SaveSettings();
+    if (!parts_.engine.SaveSettings()) {
+      prompts_.Tell(parentWidget(), BoxKind::kWarning,
+                    ShownLines("The options hold until Vantry ends, but could not be saved in " + parts_.app_path +
+                               "SETTINGS.INI or EXTYPES.INI. See the program log."));
+    }
     WriteEngines(draft);
     parts_.engine.SettingsChanged();
     accept();
@@ -270,7 +286,7 @@ void SettingsWindow::WriteEngines(const Settings& draft) {
   const std::string text = RewriteSearchEngines(before, draft.SearchEngines);
   if (text == before) return;
   if (const Status status = parts_.files.Replace(path, text); !status.ok()) {
-    prompts_.Tell(this, BoxKind::kWarning, ShownLines("The referring sites were not saved: " + status.text));
+    prompts_.Tell(parentWidget(), BoxKind::kWarning, ShownLines("The referring sites were not saved: " + status.text));
   }
 }
 
@@ -299,18 +315,37 @@ void SettingsWindow::ViewArchiveLog() {
 void SettingsWindow::TestEmail() {
   // Of what the page says now; nothing is stored.
   const Settings draft = Draft();
-  trace_->setPlainText("Sending A Test Email To " + ShownText(draft.EmailSendTo));
+  mail_trace_->setPlainText("Sending A Test Email To " + ShownText(draft.EmailSendTo));
   const QPointer<SettingsWindow> self(this);
-  parts_.engine.SendTestMail(draft, [self](const std::vector<std::string>& lines, const std::string& problem) {
-    if (!self) return;
-    for (const std::string& line : lines) {
-      QString text = ShownText(line);
-      text.remove('?').remove('<').remove('>');
-      self->trace_->appendPlainText(text);
-    }
-    if (problem.empty()) return;
-    self->prompts_.Tell(self, BoxKind::kWarning, "Email Failed: " + ShownLines(problem));
-  });
+  const int test = ++mail_test_;
+  parts_.engine.SendTestMail(
+      draft,
+      [self, test](bool sent, std::string_view text) {
+        if (!self || self->mail_test_ != test) return;
+        QString shown = ShownText(text);
+        if (!sent) shown.remove('?').remove('<').remove('>');
+        self->mail_trace_->appendPlainText(sent ? "> " + shown : shown);
+      },
+      [self, test](const std::string& problem) {
+        if (!self || self->mail_test_ != test) return;
+        self->mail_trace_->appendPlainText(problem.empty() ? "The server took the mail" : "Failed");
+        if (!problem.empty()) self->TellLater(BoxKind::kWarning, "Email Failed: " + problem);
+      });
+}
+
+// On a connection of its own, which ends with the dialog.
+void SettingsWindow::TestSms() {
+  if (!parts_.line_client) return;
+  sms_trace_->clear();
+  SmsTestEvents events;
+  events.line = [this](std::string_view line) { sms_trace_->appendPlainText(ShownText(line)); };
+  events.done = [this](bool passed, const std::string& text) {
+    sms_limit_.stop();
+    TellLater(passed ? BoxKind::kInformation : BoxKind::kWarning, text);
+  };
+  sms_test_ = std::make_unique<SmsTest>(parts_.line_client(), Draft(), parts_.version, std::move(events));
+  sms_limit_.start();
+  sms_test_->Start();
 }
 
 // Of what is stored, as the check itself would.
@@ -318,9 +353,9 @@ void SettingsWindow::TestLogin() {
   const QPointer<SettingsWindow> self(this);
   parts_.engine.TrySqlLogon([self](bool ok, const std::string& text) {
     if (!self) return;
-    self->prompts_.Tell(self, ok ? BoxKind::kInformation : BoxKind::kCritical,
-                        ok ? "Logged In & Out OK: " + ShownText(text)
-                           : "Failed To Login: " + ShownText(text) + "\n\nAn exception has been raised.");
+    self->TellLater(
+        ok ? BoxKind::kInformation : BoxKind::kCritical,
+        ok ? "Logged In & Out OK: " + text : "Failed To Login: " + text + "\n\nAn exception has been raised.");
   });
 }
 

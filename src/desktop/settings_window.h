@@ -4,17 +4,22 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QPlainTextEdit>
+#include <QString>
 #include <QTableWidget>
+#include <QTimer>
 #include <QTreeWidget>
+#include <functional>
+#include <memory>
 
 #include "desktop/desktop_module.h"
 #include "desktop/form_dialog.h"
+#include "forms/sms_test.h"
 
 namespace vantry {
 
 class SettingsWindow final : public FormDialog {
  public:
-  SettingsWindow(const WindowParts& parts, Prompts& prompts, std::function<void()> help, QWidget* parent);
+  SettingsWindow(const WindowParts& parts, Prompts& prompts, ShowHelp help, QWidget* parent);
 
  private:
   void MakeSideBar();
@@ -34,7 +39,9 @@ class SettingsWindow final : public FormDialog {
   void EditException(int row);
   void EditColours();
   void TestEmail();
+  void TestSms();
   void TestLogin();
+  QPlainTextEdit* AddTrace(const char* page, const char* name, const QString& caption);
   void ApplyFolder();
   void ViewArchiveLog();
 
@@ -44,7 +51,10 @@ class SettingsWindow final : public FormDialog {
   QLabel* help_line_ = nullptr;
   QTableWidget *engines_ = nullptr, *extensions_ = nullptr, *exceptions_ = nullptr;
   QLineEdit* folder_ = nullptr;
-  QPlainTextEdit* trace_ = nullptr;
+  QPlainTextEdit *mail_trace_ = nullptr, *sms_trace_ = nullptr;
+  int mail_test_ = 0;  // Which one is listed.
+  std::unique_ptr<SmsTest> sms_test_;
+  QTimer sms_limit_;
 };
 
 }  // namespace vantry

@@ -1,6 +1,7 @@
 #include "desktop/site_properties.h"
 
 #include <QHBoxLayout>
+#include <QLayout>
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -9,6 +10,7 @@
 #include "desktop/alert_window.h"
 #include "desktop/shown_text.h"
 #include "forms/alert_form.h"
+#include "forms/log_look.h"
 #include "forms/site_form.h"
 #include "monitors/touch.h"
 
@@ -27,9 +29,9 @@ QString KnownName(LiveTables& t, int16_t site, const std::string& address) {
 
 }  // namespace
 
-SiteProperties::SiteProperties(const WindowParts& parts, Prompts& prompts, int16_t site, std::function<void()> help,
-                               QWidget* parent)
+SiteProperties::SiteProperties(const WindowParts& parts, Prompts& prompts, int16_t site, ShowHelp help, QWidget* parent)
     : FormDialog("frmProperties", parts.t, prompts, std::move(help), parent), parts_(parts), site_(site) {
+  help_page_ = "add-site";
   setWindowTitle("Site Properties");
   for (const FormField<SiteRec>& field : kSiteFields) {
     // The two pages without fields stand before the mails.
@@ -40,13 +42,14 @@ SiteProperties::SiteProperties(const WindowParts& parts, Prompts& prompts, int16
     pages_->Add(field.look);
   }
   QPushButton* folder = AddButtonBeside(pages_->Find("txtLog"), "btnPick", "&Browse...");
-  QObject::connect(folder, &QPushButton::clicked, this, [this] { PickFolder(); });
+  Picks(folder, [this] { PickFolder(); });
   QPushButton* logo = AddButtonBeside(pages_->Find("txtLogo"), "btnPick2", "Pic&k...");
-  QObject::connect(logo, &QPushButton::clicked, this, [this] { PickLogo(); });
+  Picks(logo, [this] { PickLogo(); });
   full_url_ = PlainLabel("lblfullURL", "", this);
   full_url_->setWordWrap(true);
   pages_->ColumnOf("Touch")->addWidget(full_url_);
   pages_->Show(kSiteFields, t_.Site(site_));
+  MakeReadNow();
   AddButtons();
   for (const char* control : {"chkFTP", "chkSleepMode"}) {
     QObject::connect(pages_->Find(control).check, &QCheckBox::toggled, this, [this] { ShowWhatApplies(); });
@@ -58,11 +61,34 @@ SiteProperties::SiteProperties(const WindowParts& parts, Prompts& prompts, int16
   FillAlerts(0);
 }
 
+// Below the mask, which of the files there would be read.
+void SiteProperties::MakeReadNow() {
+  read_now_ = PlainLabel("lblReadNow", "", this);
+  read_now_->setWordWrap(true);
+  pages_->Find("txtEXT").row->layout()->addWidget(read_now_);
+  look_.setSingleShot(true);
+  look_.setInterval(kLookMs);
+  QObject::connect(&look_, &QTimer::timeout, this, [this] { ShowReadNow(); });
+  for (const char* control : {"txtEXT", "txtLog", "cmboSelect", "chkFTP"}) {
+    pages_->Find(control).OnChange(this, [this] { look_.start(); });
+  }
+  ShowReadNow();
+}
+
+void SiteProperties::ShowReadNow() {
+  SiteRec draft = t_.Site(site_);
+  pages_->Read(kSiteFields, draft);
+  const LogLook look = draft.FTP ? LogLook() : LookAtFolder(draft, parts_.files, parts_.clock);
+  read_now_->setText(ShownText(DescribeReadNow(look, draft)));
+}
+
 void SiteProperties::MakeExclusions() {
   auto* column = pages_->ColumnOf(kExclusions);
-  pages_->Add({kExclusions, "",
-               "You can exclude users from certain domains. Enter the domain IP addresses below:", FieldKind::kNote});
+  auto* label = new QLabel("You can exclude u&sers from certain domains. Enter the domain IP addresses below:", pages_);
+  label->setWordWrap(true);
+  column->addWidget(label);
   exclude_ = MakeFormTable("gridExclude", "Excluded addresses", {"No", "IP Address", "DNS (If Known)"}, pages_);
+  label->setBuddy(exclude_);
   column->addWidget(exclude_, 1);
   pages_->Add({kExclusions, "",
                "Note: You can use wildcards for IP addresses. For example, 192.168.0.* or 192.* or 192.168.?.101 etc.",
@@ -213,7 +239,7 @@ void SiteProperties::PickFolder() {
 void SiteProperties::PickLogo() {
   const QString file =
       prompts_.FileToOpen(this, "Select Site Logo File", pages_->Find("txtLogo").text->text(),
-                          "Gif Files (*.gif);;All Files (*);;Windows Bitmaps (*.bmp);;PC Paintbrush (*.pcx);;JPEG "
+                          "All Files (*);;Windows Bitmaps (*.bmp);;PC Paintbrush (*.pcx);;Gif Files (*.gif);;JPEG "
                           "Files (*.jpg *.jpeg);;Windows Metafiles (*.wmf)");
   if (!file.isEmpty()) pages_->Find("txtLogo").text->setText(file);
 }

@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QTableWidget>
+#include <QTimer>
 
 #include "desktop/desktop_module.h"
 #include "desktop/form_dialog.h"
@@ -13,15 +14,16 @@ namespace vantry {
 class SiteProperties final : public FormDialog {
  public:
   // `site` is the number of the site, which is paused meanwhile.
-  SiteProperties(const WindowParts& parts, Prompts& prompts, int16_t site, std::function<void()> help, QWidget* parent);
+  SiteProperties(const WindowParts& parts, Prompts& prompts, int16_t site, ShowHelp help, QWidget* parent);
 
  private:
   void MakeExclusions();
   void MakeAlerts();
   void Confirm() override;
-  void Store(const SiteRec& draft);
   SiteRec Draft();
   void ShowWhatApplies();
+  void ShowReadNow();
+  void MakeReadNow();
   void PickFolder();
   void PickLogo();
   void FillAlerts(int row);
@@ -32,7 +34,8 @@ class SiteProperties final : public FormDialog {
   WindowParts parts_;
   int16_t site_;
   bool renaming_ = false;
-  QLabel* full_url_ = nullptr;
+  QLabel *full_url_ = nullptr, *read_now_ = nullptr;
+  QTimer look_;  // Until nobody has typed for a moment.
   QTableWidget *exclude_ = nullptr, *alerts_ = nullptr;
 };
 

@@ -2,9 +2,12 @@
 
 #include <QHBoxLayout>
 #include <QTabBar>
+#include <QTextCursor>
 #include <utility>
 
+#include "core/text.h"
 #include "desktop/shown_text.h"
+#include "forms/log_look.h"
 #include "forms/new_site.h"
 
 namespace vantry {
@@ -14,9 +17,8 @@ constexpr const char* kRemoteControls[] = {"txtFTPDomain", "txtFTPUser", "txtFTP
 
 }  // namespace
 
-SiteWizard::SiteWizard(const WindowParts& parts, Prompts& prompts, std::function<void(const QString&)> help,
-                       QWidget* parent)
-    : FormDialog("frmWizard", parts.t, prompts, nullptr, parent), parts_(parts), show_help_(std::move(help)) {
+SiteWizard::SiteWizard(const WindowParts& parts, Prompts& prompts, ShowHelp help, QWidget* parent)
+    : FormDialog("frmWizard", parts.t, prompts, std::move(help), parent), parts_(parts) {
   setWindowTitle("New Site");
   heading_ = PlainLabel("lblHeading", "", this);
   QFont font = heading_->font();
@@ -29,7 +31,8 @@ SiteWizard::SiteWizard(const WindowParts& parts, Prompts& prompts, std::function
   for (const std::string_view title : kNewSiteHeadings) pages_->Page(title);
   pages_->AddFields(kNewSiteFields);
   QPushButton* pick = AddButtonBeside(pages_->Find("txtLoc"), "btnPick", "&Browse...");
-  QObject::connect(pick, &QPushButton::clicked, this, [this] { PickFolder(); });
+  Picks(pick, [this] { PickFolder(); });
+  MakeLook();
   MakeFtpPage();
   MakeButtons();
   pages_->Finish();
@@ -52,6 +55,30 @@ SiteWizard::SiteWizard(const WindowParts& parts, Prompts& prompts, std::function
   }
   ShowWhatApplies();
   ShowPage(0);
+}
+
+// What the folder holds, so that a wrong mask or type is seen here.
+void SiteWizard::MakeLook() {
+  look_ = new QPlainTextEdit(pages_);
+  look_->setObjectName("lstLogs");
+  look_->setAccessibleName("Log files in this folder");
+  look_->setReadOnly(true);
+  look_->setTabChangesFocus(true);
+  pages_->ColumnOf(kNewSiteHeadings[kLocationPage])->addWidget(look_, 1);
+  look_timer_.setSingleShot(true);
+  look_timer_.setInterval(kLookMs);
+  QObject::connect(&look_timer_, &QTimer::timeout, this, [this] { ShowLook(); });
+  pages_->Find("txtLoc").OnChange(this, [this] { look_timer_.start(); });
+}
+
+void SiteWizard::ShowLook() {
+  look_timer_.stop();
+  look_->clear();
+  const SiteRec draft = Draft();
+  if (draft.FTP || Trim(draft.Folder).empty()) return;
+  const LogLook look = LookAtLog(draft, parts_.files, parts_.clock, t_.Corrected.NcsaFields);
+  for (const std::string& line : DescribeLook(look, draft)) look_->appendPlainText(ShownText(line));
+  look_->moveCursor(QTextCursor::Start);
 }
 
 void SiteWizard::MakeFtpPage() {
@@ -78,8 +105,8 @@ void SiteWizard::MakeButtons() {
     line->addWidget(button);
     return button;
   };
-  add("btnHelp", "&Help", [this] { show_help_("add-site"); });
-  web_help_ = add("btnHelpWeb", "Learn More About Web Access", [this] { show_help_("web"); });
+  add("btnHelp", "&Help", [this] { Help()("new-site"); });
+  web_help_ = add("btnHelpWeb", "Learn More About Web Access", [this] { Help()("web"); });
   line->addStretch(1);
   previous_ = add("btnPrev", "Back", [this] { Back(); });
   next_ = add("btnNext", "Next", [this] { Next(); });
@@ -95,6 +122,7 @@ void SiteWizard::ShowPage(int page) {
   previous_->setEnabled(page > 0);
   next_->setText(page == kDonePage ? "Finish" : "Next");
   web_help_->setVisible(page == kWebPage);
+  if (page == kLocationPage) ShowLook();
   if (page == kFtpTestPage && !ftp_passed_) {
     ftp_result_->setText("The FTP connection will now be tested. Click the Next button to begin.");
   }
@@ -103,6 +131,7 @@ void SiteWizard::ShowPage(int page) {
 void SiteWizard::ShowWhatApplies() {
   const bool ftp = pages_->Find("optAccess").IsOn();
   pages_->Find("txtLoc").row->setVisible(!ftp);
+  look_->setVisible(!ftp);
   for (const char* control : kRemoteControls) pages_->Find(control).row->setVisible(ftp);
 }
 
@@ -177,10 +206,9 @@ void SiteWizard::FtpTested(bool passed, bool passive, bool found) {
   ftp_result_->setText("Test Successful. Click Next to continue.");
   if (found) return;
   const std::string mask = Draft().Mask;
-  prompts_.Tell(this, BoxKind::kWarning,
-                ShownLines("WARNING! \r\nThere does appear to be any files with a " + mask +
-                           " mask in this FTP location. Use the Site Properties to edit the File Mask used for your "
-                           "log files."));
+  TellLater(BoxKind::kWarning,
+            "WARNING! \r\nThere does appear to be any files with a " + mask +
+                " mask in this FTP location. Use the Site Properties to edit the File Mask used for your log files.");
 }
 
 // On the last page: validate and save.

@@ -3,6 +3,7 @@
 
 #include <QLabel>
 #include <QPlainTextEdit>
+#include <QTimer>
 #include <functional>
 #include <memory>
 
@@ -14,8 +15,7 @@ namespace vantry {
 
 class SiteWizard final : public FormDialog {
  public:
-  // `help` shows the help page of this name.
-  SiteWizard(const WindowParts& parts, Prompts& prompts, std::function<void(const QString&)> help, QWidget* parent);
+  SiteWizard(const WindowParts& parts, Prompts& prompts, ShowHelp help, QWidget* parent);
 
  private:
   void MakeFtpPage();
@@ -30,11 +30,13 @@ class SiteWizard final : public FormDialog {
   SiteRec Draft();
   bool TestFolder();
   void PickFolder();
+  void MakeLook();
+  void ShowLook();
 
   WindowParts parts_;
-  std::function<void(const QString&)> show_help_;
   QLabel *heading_ = nullptr, *ftp_result_ = nullptr;
-  QPlainTextEdit* ftp_list_ = nullptr;
+  QPlainTextEdit *ftp_list_ = nullptr, *look_ = nullptr;
+  QTimer look_timer_;  // Until nobody has typed for a moment.
   QPushButton *previous_ = nullptr, *next_ = nullptr, *web_help_ = nullptr;
   std::unique_ptr<FtpTest> ftp_test_;
   bool ftp_passed_ = false, ftp_passive_ = false;

@@ -9,8 +9,9 @@
 namespace vantry {
 
 WebColours::WebColours(LiveTables& t, Prompts& prompts, const Settings& settings,
-                       std::function<void(const Settings&)> store, QWidget* parent)
-    : FormDialog("frmWebColours", t, prompts, nullptr, parent), settings_(settings), store_(std::move(store)) {
+                       std::function<void(const Settings&)> store, FormDialog* parent)
+    : FormDialog("frmWebColours", t, prompts, parent->Help(), parent), settings_(settings), store_(std::move(store)) {
+  help_page_ = "web";
   setWindowTitle("Web Access Colours");
   pages_->AddFields(kWebColours);
   for (const FormField<Settings>& field : kWebColours) AddPicker(pages_->Find(field.look.control));
@@ -29,7 +30,7 @@ void WebColours::AddPicker(FormControl& control) {
     swatch.fill(color.isValid() ? color : QColor(Qt::transparent));
     pick->setIcon(swatch);
   });
-  QObject::connect(pick, &QPushButton::clicked, this, [this, text] {
+  Picks(pick, [this, text] {
     const QColor color = prompts_.Color(this, "Select Color", QColor(text->text()));
     if (color.isValid()) text->setText(color.name().toUpper());
   });

@@ -10,7 +10,7 @@ class WebColours final : public FormDialog {
  public:
   // `store` is given the settings with the colours that were confirmed.
   WebColours(LiveTables& t, Prompts& prompts, const Settings& settings, std::function<void(const Settings&)> store,
-             QWidget* parent);
+             FormDialog* parent);
 
  private:
   void Confirm() override;

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "config/site_file.h"
 #include "core/text.h"
+#include "forms/kept_fields.h"
 
 namespace vantry {
 namespace {
@@ -24,6 +26,33 @@ const FormField<AlertRec> kAlertRows[] = {
     Edits<&A::RunThis>({kActions, "chkRun", "&Run A Program Or Script", K::kCheck}),
     Edits<&A::Run>({kActions, "txtEXE", "&Program Or Script:"}),
 };
+
+struct AlertList {
+  std::string_view control;
+  std::vector<std::string> AlertRec::*entries;
+};
+constexpr AlertList kAlertLists[] = {{"gridDNS", &AlertRec::DNS},
+                                     {"gridWORDS", &AlertRec::Word},
+                                     {"gridPAGES", &AlertRec::Page},
+                                     {"listRef", &AlertRec::Engine}};
+
+std::optional<FormProblem> CheckAlertKept(const AlertRec& draft) {
+  LiveTables written, read;
+  written.Sites.emplace_back().Name = "Site";
+  written.Alerts.push_back(draft);
+  written.Alerts.back().Site = 1;
+  const Regional regional;
+  (void)ParseSites(FormatSites(regional, written), regional, read);
+  if (read.Alerts.size() != 1) return FormProblem{"txtName", "The site file can't keep this alert."};
+  if (auto problem = FirstLost(kAlertFields, draft, read.Alerts[0], "site file")) return problem;
+  for (const AlertList& list : kAlertLists) {
+    if (draft.*list.entries == read.Alerts[0].*list.entries) continue;
+    return FormProblem{list.control,
+                       "The site file can't keep one of these entries. Leave out line ends, and referring sites whose "
+                       "text has one letter."};
+  }
+  return std::nullopt;
+}
 
 }  // namespace
 
@@ -61,7 +90,11 @@ std::optional<FormProblem> CheckAlert(const AlertRec& draft, Files& files) {
   if (Trim(draft.Name).empty()) return FormProblem{"txtName", "An Alert must have a name."};
   if (draft.Sound && !files.Exists(draft.SoundFile)) return FormProblem{"txtAlertSound", "Sound File Does Not Exist"};
   if (draft.RunThis && !files.Exists(draft.Run)) return FormProblem{"txtEXE", "EXE or Script File Does Not Exist"};
-  return std::nullopt;
+  return CheckAlertKept(draft);
+}
+
+void TidyAlert(AlertRec& draft) {
+  TrimTexts(kAlertFields, draft);
 }
 
 std::vector<std::string> AlertEntries(std::span<const std::string> typed) {

@@ -23,6 +23,8 @@ AlertRec NewAlert(const LiveTables& t, int16_t site);
 void AppendAlert(LiveTables& t, const AlertRec& alert);
 void DeleteAlert(LiveTables& t, size_t place);
 
+// Cuts blanks off the texts.
+void TidyAlert(AlertRec& draft);
 std::optional<FormProblem> CheckAlert(const AlertRec& draft, Files& files);
 
 // The entries of one of an alert's lists: in lower case, without empty ones, as many as an alert can have.

@@ -72,6 +72,7 @@ struct FormProblem {
   std::string_view control;
   std::string text;
   bool asks = false;
+  bool warns = false;  // The message is a warning, not a plain one.
 };
 
 }  // namespace vantry

@@ -17,28 +17,36 @@ void FtpTest::Start() {
 
 void FtpTest::Try(bool passive) {
   passive_ = passive;
-  listing_ = false;
+  step_ = Step::kLogOn;
   events_.line(passive ? "Trying Passive FTP Connection" : "Testing FTP Connection");
   client_->LogOn({.server = std::string(Trim(draft_.FTPDomain)),
                   .user = draft_.FTPUserName,
                   .password = draft_.FTPPassword,
-                  .passive = passive});
+                  .passive = passive,
+                  .patience_s = kPatienceSeconds});
 }
 
 void FtpTest::Done(const Status& status) {
-  if (!status.ok()) {
-    events_.line("i " + status.text);
+  // What comes of the last step changes nothing.
+  if (step_ == Step::kHelp) {
     client_->LogOff();
-    if (passive_) return events_.done(false, true, found_);
-    events_.first_failed();
-    return Try(true);
+    return events_.done(true, passive_, found_);
   }
-  if (!listing_) {
-    listing_ = true;
+  if (!status.ok()) return Failed(status);
+  if (step_ == Step::kLogOn) {
+    step_ = Step::kList;
     return client_->List(draft_.FTPPath);
   }
+  step_ = Step::kHelp;
+  client_->Help();
+}
+
+void FtpTest::Failed(const Status& status) {
+  events_.line("i " + status.text);
   client_->LogOff();
-  events_.done(true, passive_, found_);
+  if (passive_) return events_.done(false, true, found_);
+  events_.first_failed();
+  Try(true);
 }
 
 void FtpTest::DirectoryEntry(const FtpEntry& entry) {
@@ -47,8 +55,10 @@ void FtpTest::DirectoryEntry(const FtpEntry& entry) {
   events_.line(entry.is_folder ? "[" + entry.name + "]" : entry.name);
 }
 
-void FtpTest::ProtocolTrail(std::string_view message) {
-  if (!Contains(message, "PASS")) events_.line(message);
+void FtpTest::ProtocolTrail(FtpTrail direction, std::string_view message) {
+  if (Contains(message, "PASS")) return;
+  const char* mark = direction == FtpTrail::kSent ? "> " : direction == FtpTrail::kReceived ? "< " : "i ";
+  events_.line(mark + std::string(message));
 }
 
 }  // namespace vantry

@@ -22,6 +22,8 @@ struct FtpTestEvents {
 
 class FtpTest final : public FtpEvents {
  public:
+  static constexpr int kPatienceSeconds = 15;
+
   FtpTest(Ftp& ftp, const SiteRec& draft, FtpTestEvents events);
   // Ends in one of the events, unless the test is destroyed before.
   void Start();
@@ -33,14 +35,16 @@ class FtpTest final : public FtpEvents {
   void Transfer(int64_t, std::string_view) override {}
   void EndOfTransfer() override {}
   void Error(int, const Status&) override {}
-  void ProtocolTrail(std::string_view message) override;
+  void ProtocolTrail(FtpTrail direction, std::string_view message) override;
 
  private:
   void Try(bool passive);
+  void Failed(const Status& status);
   SiteRec draft_;
   FtpTestEvents events_;
   std::unique_ptr<FtpClient> client_;
-  bool passive_ = false, listing_ = false, found_ = false;
+  enum class Step { kLogOn, kList, kHelp } step_ = Step::kLogOn;
+  bool passive_ = false, found_ = false;
 };
 
 }  // namespace vantry

@@ -7,6 +7,7 @@
 #include "config/value_forms.h"
 #include "core/text.h"
 #include "core/wildcard.h"
+#include "forms/site_form.h"
 
 namespace vantry {
 namespace {
@@ -24,6 +25,8 @@ constexpr NewSiteType kTypes[] = {
 constexpr Choice kTypeButtons[] = {{kTypes[0].caption, 0}, {kTypes[1].caption, 1}, {kTypes[2].caption, 2},
                                    {kTypes[3].caption, 3}, {kTypes[4].caption, 4}, {kTypes[5].caption, 5}};
 constexpr Choice kRoads[] = {{"Di&rectly via a drive and path (Recommended).", 0}, {"Via F&TP.", 1}};
+
+constexpr int16_t kMostSites = 32'766;  // As many as the site file holds.
 
 constexpr std::string_view kHeadings[] = {"Welcome",       "Site Details",      "Log File Type",
                                           "Log File Mask", "Log File Location", "Testing FTP Connection",
@@ -88,6 +91,32 @@ std::string WithoutSlash(std::string_view domain) {
   return std::string(domain);
 }
 
+SiteRec SiteOf(const SiteRec& draft) {
+  SiteRec site;
+  site.FTP = draft.FTP;
+  if (site.FTP) {
+    site.FTPDomain = Trim(draft.FTPDomain);
+    site.FTPUserName = Trim(draft.FTPUserName);
+    site.FTPPassword = draft.FTPPassword;
+    site.FTPPath = Trim(draft.FTPPath);
+    site.FTPPassive = draft.FTPPassive;
+  } else {
+    site.Folder = WithSeparator(std::string(Trim(draft.Folder)));
+  }
+  site.Type = draft.Type;
+  site.Unix = draft.Type == LogType::kNCSA;
+  site.Mask = Trim(draft.Mask).empty() ? "*.LOG" : std::string(Trim(draft.Mask));
+  site.Name = Trim(draft.Name);
+  site.Domain = WithoutSlash(draft.Domain);
+  site.HomePage = "index.htm;default.htm";
+  site.Frequency = draft.FTP ? 60 : 5;
+  site.WebAccess = draft.WebAccess;
+  site.WebReferrers = true;
+  site.Paused = true;
+  site.ForceLookup = true;
+  return site;
+}
+
 }  // namespace
 
 const std::span<const NewSiteType> kNewSiteTypes = kTypes;
@@ -102,9 +131,9 @@ SiteRec NewSiteDraft() {
 }
 
 std::optional<FormProblem> CheckNewFolder(const SiteRec& draft, Files& files, std::string& warning) {
-  if (draft.Folder.empty()) return NotYet("txtLoc", "You must specify a log file location.");
+  if (Trim(draft.Folder).empty()) return NotYet("txtLoc", "You must specify a log file location.");
   std::vector<FileEntry> entries;
-  if (!files.List(WithSeparator(draft.Folder), entries).ok())
+  if (!files.List(WithSeparator(std::string(Trim(draft.Folder))), entries).ok())
     return NotYet("txtLoc", "Log file folder does not exist.");
   const bool any =
       std::any_of(entries.begin(), entries.end(), [&](const FileEntry& e) { return FitsFileMask(e.name, draft.Mask); });
@@ -116,7 +145,7 @@ std::optional<FormProblem> CheckNewFolder(const SiteRec& draft, Files& files, st
 
 std::optional<FormProblem> CheckNewSite(const SiteRec& draft, const LiveTables& t) {
   const std::string domain = WithoutSlash(draft.Domain), name(Trim(draft.Name));
-  const std::string folder = draft.FTP ? "" : WithSeparator(draft.Folder);
+  const std::string folder = draft.FTP ? "" : WithSeparator(std::string(Trim(draft.Folder)));
   if (Contains(domain, " ")) return NotYet("txtDomain", "The domain name cannot contain spaces.");
   const auto any = [&](auto same) {
     const auto found =
@@ -139,32 +168,12 @@ std::optional<FormProblem> CheckNewSite(const SiteRec& draft, const LiveTables& 
   if (name.find_first_of("[]\r\n") != std::string::npos) {
     return NotYet("txtName", "The site file can't keep this name. Leave out square brackets and line ends.");
   }
-  return std::nullopt;
+  if (t.SiteCount() >= kMostSites) return NotYet("txtName", "There are as many sites as there can be.");
+  return CheckKept(SiteOf(draft), kNewSiteFields);
 }
 
 int16_t AddNewSite(const SiteRec& draft, WallTime now, LiveTables& t) {
-  SiteRec site;
-  site.FTP = draft.FTP;
-  if (site.FTP) {
-    site.FTPDomain = Trim(draft.FTPDomain);
-    site.FTPUserName = draft.FTPUserName;
-    site.FTPPassword = draft.FTPPassword;
-    site.FTPPath = draft.FTPPath;
-    site.FTPPassive = draft.FTPPassive;
-  } else {
-    site.Folder = WithSeparator(draft.Folder);
-  }
-  site.Type = draft.Type;
-  site.Unix = draft.Type == LogType::kNCSA;
-  site.Mask = Trim(draft.Mask).empty() ? "*.LOG" : std::string(Trim(draft.Mask));
-  site.Name = Trim(draft.Name);
-  site.Domain = WithoutSlash(draft.Domain);
-  site.HomePage = "index.htm;default.htm";
-  site.Frequency = draft.FTP ? 60 : 5;
-  site.WebAccess = draft.WebAccess;
-  site.WebReferrers = true;
-  site.Paused = true;
-  site.ForceLookup = true;
+  SiteRec site = SiteOf(draft);
   site.LastScanTime = site.LastCheckTime = site.LastLookupTime = site.ExLastLowCheck = site.ExLastHighCheck = now;
   site.Stored = static_cast<const ReadState&>(site);
   t.Sites.push_back(site);

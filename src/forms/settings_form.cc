@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
+#include "config/exception_types.h"
+#include "config/settings_file.h"
 #include "config/value_forms.h"
 #include "core/text.h"
+#include "forms/kept_fields.h"
 
 namespace vantry {
 namespace {
@@ -12,34 +15,43 @@ using G = Settings;
 using FK = FieldKind;
 
 constexpr SettingsPage kPages[] = {
-    {"General", "miGeneral", "General Options", ""},
+    {"General", "miGeneral", "General Options", "", "options"},
     {"General", "miEmail", "Email Options",
      "Vantry can send your emails when certain events occur, such as Exceptions and Alerts. You can also receive "
-     "emailed reports. Use this tab to configure how Vantry will send emails."},
+     "emailed reports. Use this tab to configure how Vantry will send emails.",
+     "reports"},
     {"General", "miHTTP", "Web/Wap Access",
      "You can monitor Vantry remotely via a web browser. This allows you to view your web site's visitor activity from "
-     "other computers, apart from the computer running Vantry. "},
+     "other computers, apart from the computer running Vantry. ",
+     "web"},
     {"General", "miDatabase", "Database",
      "Vantry maintains a high performance database of visits, visitors, referrers and exceptions. You can create "
-     "reports on this data using any ODBC compliant application."},
+     "reports on this data using any ODBC compliant application.",
+     "options"},
     {"Log Scanning", "miReferrers", "Referring Sites",
      "You can configure Alerts for sites that you monitor. These alerts can be based on the visitor's referrer. Use "
-     "this list to define a standard set of referrers that you can use to create alerts."},
+     "this list to define a standard set of referrers that you can use to create alerts.",
+     "options"},
     {"Log Scanning", "miExtensions", "File Types",
      "This list defines which file types Vantry watches for when visitors are browsing your site. Only requests for "
-     "the above file types will show in the visitors list."},
+     "the above file types will show in the visitors list.",
+     "options"},
     {"Log Scanning", "miArchive", "Archiving",
      "If the Auto Archiving feature is enabled your web server log files will be Zipped into an archive file "
-     "automatically when they reach the age specified. You can enable archiving on a site-by-site basis also."},
+     "automatically when they reach the age specified. You can enable archiving on a site-by-site basis also.",
+     "archive"},
     {"Exception Raising", "miExceptions", "Exception Types",
      "Whenever any of the above events occur, Vantry will raise an exception. Exceptions show on the exceptions list. "
-     "As exceptions are raised they can  be emailed to you or sent to your phone via a SMS text message."},
+     "As exceptions are raised they can  be emailed to you or sent to your phone via a SMS text message.",
+     "exceptions"},
     {"Exception Raising", "miSQL", "SQL Server",
      "If you enable SQL Server monitoring Vantry will attempt to login to your SQL Server periodically. If the login "
-     "fails an exception will be raised which can be emailed to you or sent to your phone via a SMS text message."},
+     "fails an exception will be raised which can be emailed to you or sent to your phone via a SMS text message.",
+     "sql-server"},
     {"Exception Raising", "miSMSSettings", "SMS Settings",
      "These settings define how Vantry will send SMS Text messages to the SMS Server. The SMS Server actually handles "
-     "the sending of the text message to your mobile phone. You can send via a TCP port or via a text fille."},
+     "the sending of the text message to your mobile phone. You can send via a TCP port or via a text fille.",
+     "sms"},
 };
 
 constexpr Choice kArchiveHours[] = {
@@ -152,17 +164,23 @@ FormProblem Wrong(std::string_view control, std::string_view text) {
   return {control, std::string(text)};
 }
 
-template <class Rec>
-bool HasLineEnd(std::span<const FormField<Rec>> fields, const Rec& draft, std::string_view& control) {
-  for (const FormField<Rec>& field : fields) {
-    if (!field.get) continue;
-    const FieldValue value = field.get(draft);
-    const auto* text = std::get_if<std::string>(&value);
-    if (!text || text->find_first_of("\r\n") == std::string::npos) continue;
-    control = field.look.control;
-    return true;
+std::optional<FormProblem> CheckSettingsKept(const Settings& draft) {
+  Settings read;
+  (void)ParseSettings(FormatSettings(draft), read);
+  if (auto problem = FirstLost(kSettingsFields, draft, read, "settings file")) return problem;
+  if (auto problem = FirstLost(kWebColours, draft, read, "settings file")) return problem;
+  if (draft.Extension.empty()) {
+    return Wrong("extGrid", "Enter a file extension. Without one the next start takes the usual list.");
   }
-  return false;
+  if (read.Extension != draft.Extension) {
+    return Wrong("extGrid", "The settings file can't keep one of these extensions. Leave out line ends.");
+  }
+  ParseSearchEngines(RewriteSearchEngines("", draft.SearchEngines), read);
+  const bool same = std::equal(
+      draft.SearchEngines.begin(), draft.SearchEngines.end(), read.SearchEngines.begin(), read.SearchEngines.end(),
+      [](const SearchEngine& a, const SearchEngine& b) { return a.name == b.name && a.match == b.match; });
+  if (same) return std::nullopt;
+  return Wrong("refGrid", "The file of referring sites can't keep one of these texts. Leave out line ends.");
 }
 
 }  // namespace
@@ -174,6 +192,8 @@ const std::span<const Enabling> kEnablings = kEnablingRows;
 const std::span<const FormField<ExceptionType>> kExceptionFields = kExceptionRows;
 
 void TidySettings(Settings& draft) {
+  TrimTexts(kSettingsFields, draft);
+  TrimTexts(kWebColours, draft);
   if (draft.WebAccessPort > 65'535) draft.WebAccessPort = 65'535;
   if (draft.SMSServerPort > 65'535) draft.SMSServerPort = 65'535;
 }
@@ -182,16 +202,12 @@ std::optional<FormProblem> CheckSettings(const Settings& draft, Files& files) {
   if (draft.InactivityMins < 1) return Wrong("txtMins", "Minutes must be greater than zero");
   if (draft.InactivityMins < 2) return Wrong("txtMins", "The Inactivity Minutes must be at least 2");
   if (!draft.DefaultSound.empty() && !files.Exists(draft.DefaultSound)) {
-    return Wrong("txtSound", "Sound File Does Not Exist");
+    return FormProblem{.control = "txtSound", .text = "Sound File Does Not Exist", .warns = true};
   }
   if (draft.WebAccess && draft.WebAccessControl && draft.WebUsername.empty()) {
     return Wrong("txtWebUser", "If you enable web access control you must specify a user name.");
   }
-  std::string_view control;
-  if (HasLineEnd(kSettingsFields, draft, control)) {
-    return Wrong(control, "The settings file can't keep this text. Leave out line ends.");
-  }
-  return std::nullopt;
+  return CheckSettingsKept(draft);
 }
 
 void StoreSettings(const Settings& draft, Settings& settings) {
@@ -247,16 +263,23 @@ std::string ShownDescription(const ExceptionType& type) {
   return text;
 }
 
+void TidyExceptionType(ExceptionType& draft) {
+  TrimTexts(kExceptionFields, draft);
+  if (draft.Value.find_first_of("\r\n") != std::string::npos) return;  // Is told.
+  std::vector<ExceptionType> read;
+  (void)ReadExTypes(FormatExTypes({draft}), read);
+  if (read.size() == 1) draft.Value = read[0].Value;
+}
+
 std::optional<FormProblem> CheckExceptionType(const ExceptionType& draft, Files& files) {
   if (draft.RunProgram && !files.Exists(draft.Run)) return Wrong("txtEXE", "EXE or Script File Does Not Exist");
   if (draft.SMS && draft.SMSNumber.empty()) {
     return Wrong("txtSMSName", "You must enter a SMS Server address book entry if you enable the SMS option.");
   }
-  std::string_view control;
-  if (HasLineEnd(kExceptionFields, draft, control)) {
-    return Wrong(control, "The file of exception types can't keep this text. Leave out line ends.");
-  }
-  return std::nullopt;
+  std::vector<ExceptionType> read;
+  (void)ReadExTypes(FormatExTypes({draft}), read);
+  if (read.size() != 1) return Wrong("txtDesc", "The file of exception types can't keep this type.");
+  return FirstLost(kExceptionFields, draft, read[0], "file of exception types");
 }
 
 }  // namespace vantry

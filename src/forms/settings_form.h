@@ -13,9 +13,10 @@
 
 namespace vantry {
 
-// A page of the options: its command, its caption, and the line below it that says what it is for.
+// A page of the options: its command, its caption, the line below it that says what it is for, and its page of the
+// help.
 struct SettingsPage {
-  std::string_view section, command, caption, help;
+  std::string_view section, command, caption, help, topic;
 };
 extern const std::span<const SettingsPage> kSettingsPages;
 
@@ -32,7 +33,7 @@ struct Enabling {
 };
 extern const std::span<const Enabling> kEnablings;
 
-// Puts what is out of range back without a word.
+// Cuts blanks off the texts, and puts what is out of range back without a word.
 void TidySettings(Settings& draft);
 // The first thing that keeps this draft from being stored, in the order in which people are told.
 std::optional<FormProblem> CheckSettings(const Settings& draft, Files& files);
@@ -50,6 +51,8 @@ std::vector<std::string> TypedExtensions(std::span<const std::string> rows);
 extern const std::span<const FormField<ExceptionType>> kExceptionFields;
 // With its value in the place of "[value]".
 std::string ShownDescription(const ExceptionType& type);
+// Cuts blanks off the texts, and writes a number as the file does.
+void TidyExceptionType(ExceptionType& draft);
 std::optional<FormProblem> CheckExceptionType(const ExceptionType& draft, Files& files);
 
 }  // namespace vantry

@@ -2,6 +2,7 @@
 
 #include "config/site_file.h"
 #include "core/text.h"
+#include "forms/kept_fields.h"
 
 namespace vantry {
 namespace {
@@ -117,34 +118,27 @@ std::optional<FormProblem> CheckNames(const SiteRec& draft) {
   return std::nullopt;
 }
 
-// What the next start would read differently must not be stored.
-std::optional<FormProblem> CheckKept(const SiteRec& draft) {
-  LiveTables written, read;
-  written.Sites.push_back(draft);
-  const Regional regional;
-  (void)ParseSites(FormatSites(regional, written), regional, read);
-  if (read.SiteCount() != 1 || read.Site(1).Name != draft.Name) {
-    return Problem("txtName", "The site file can't keep this name. Leave out square brackets and line ends.");
-  }
-  for (const FormField<SiteRec>& field : kSiteFields) {
-    if (!field.get) continue;
-    const FieldValue value = field.get(draft);
-    const auto* text = std::get_if<std::string>(&value);
-    if (text && Trim(std::get<std::string>(field.get(read.Site(1)))) != Trim(*text)) {
-      return Problem(field.look.control, "The site file can't keep this text. Leave out line ends.");
-    }
-  }
-  return std::nullopt;
-}
-
 }  // namespace
 
 const std::span<const FormField<SiteRec>> kSiteFields = kSiteRows;
 const std::span<const Choice> kLogTypes = kTypeChoices;
 
+std::optional<FormProblem> CheckKept(const SiteRec& draft, std::span<const FormField<SiteRec>> fields) {
+  LiveTables written, read;
+  written.Sites.push_back(draft);
+  written.Sites.back().Deleted = false;
+  const Regional regional;
+  (void)ParseSites(FormatSites(regional, written), regional, read);
+  if (read.SiteCount() != 1 || read.Site(1).Name != draft.Name) {
+    return Problem("txtName", "The site file can't keep this name. Leave out square brackets and line ends.");
+  }
+  if (auto problem = FirstLost(fields, draft, read.Site(1), "site file")) return problem;
+  if (read.Site(1).Exclude == draft.Exclude) return std::nullopt;
+  return Problem("gridExclude", "The site file can't keep these addresses. Leave out line ends.");
+}
+
 void TidySite(SiteRec& draft) {
-  draft.Name = Trim(draft.Name);
-  draft.Domain = Trim(draft.Domain);
+  TrimTexts(kSiteFields, draft);
   if (draft.Domain.ends_with('/')) draft.Domain.pop_back();
   // As the next start reads them.
   if (!draft.Folder.empty()) draft.Folder = WithSeparator(draft.Folder);
@@ -171,7 +165,7 @@ std::optional<FormProblem> CheckSite(const SiteRec& draft, int16_t number, const
     }
     if (other.Name == draft.Name) return Problem("txtName", "The Site Name must be unique.");
   }
-  return CheckKept(draft);
+  return CheckKept(draft, kSiteFields);
 }
 
 void StoreSite(const SiteRec& draft, SiteRec& site) {

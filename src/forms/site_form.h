@@ -18,7 +18,7 @@ extern const std::span<const FormField<SiteRec>> kSiteFields;
 // The form log types, scan periods and so on have in lists, by their values.
 extern const std::span<const Choice> kLogTypes;
 
-// Cuts blanks off the name and the domain, and one "/" off the domain's end; ends the folder in "/", and gives a site
+// Cuts blanks off the texts, and one "/" off the domain's end; ends the folder in "/", and gives a site
 // without a mask the usual one.
 void TidySite(SiteRec& draft);
 
@@ -26,6 +26,9 @@ void TidySite(SiteRec& draft);
 // `renaming` says that another name was agreed to.
 std::optional<FormProblem> CheckSite(const SiteRec& draft, int16_t number, const LiveTables& t, Files& files,
                                      bool renaming);
+
+// What the site file would not keep of this draft: the first of these fields, or the list of excluded addresses.
+std::optional<FormProblem> CheckKept(const SiteRec& draft, std::span<const FormField<SiteRec>> fields);
 
 // Writes the fields of the draft into the site. When its log comes from elsewhere now, the site starts anew: from byte
 // 0, with the counters of its day at 0.

@@ -1,5 +1,7 @@
 #include "logs/recogniser.h"
 
+#include <span>
+
 #include "config/value_forms.h"
 #include "core/text.h"
 #include "logs/formats.h"
@@ -9,6 +11,7 @@ namespace {
 
 // A log may begin in the middle of a line that was rotated away, so the first line alone does not decide.
 constexpr size_t kLinesToTry = 20;
+constexpr size_t kFirstBytes = 64 * 1024;
 
 bool IsBlank(std::string_view line) {
   return line.find_first_not_of(" \t") == std::string_view::npos;
@@ -26,6 +29,19 @@ std::optional<LogType> TypeOfLine(std::string_view line, bool complete, bool quo
 }
 
 }  // namespace
+
+Status ReadFirstBytes(LogFile& file, std::string& bytes) {
+  bytes.resize(kFirstBytes);
+  size_t filled = 0, count = 0;
+  Status status;
+  do {
+    const std::span<char> rest(bytes.data() + filled, bytes.size() - filled);
+    status = file.ReadAt(static_cast<int64_t>(filled), rest, count);
+    filled += count;
+  } while (status.ok() && count > 0 && filled < bytes.size());
+  bytes.resize(filled);
+  return status;
+}
 
 bool EndsLinesWithLf(std::string_view bytes) {
   return Contains(bytes, "\n") && !Contains(bytes, "\r");

@@ -48,6 +48,7 @@ class CurlFtp::Client final : public FtpClient {
     Start({FtpJob::Kind::kSize, {folder, name, 0, 0}, {}});
   }
   void List(const std::string& folder) override { Start({FtpJob::Kind::kList, {folder, {}, 0, 0}, {}}); }
+  void Help() override { Start({FtpJob::Kind::kHelp, {}, {}}); }
   void Download(const FtpDownload& download) override { Start({FtpJob::Kind::kDownload, download, {}}); }
   void LogOff() override;
 
@@ -79,8 +80,9 @@ void CurlFtp::Client::LogOn(const FtpLogon& logon) {
                                                ": the login holds a line end or another control character; check "
                                                "FTPUserName and FTPPassword");
   }
-  session_ =
-      std::make_shared<FtpSession>(server_, logon, owner_.limits_, owner_.trust_, [&owner = owner_] { owner.Wake(); });
+  FtpLimits limits = owner_.limits_;
+  if (logon.patience_s > 0) limits.connect = limits.reply = logon.patience_s * 1'000;
+  session_ = std::make_shared<FtpSession>(server_, logon, limits, owner_.trust_, [&owner = owner_] { owner.Wake(); });
   if (status.ok()) return Start({});
   kind_ = FtpJob::Kind::kLogOn;
   busy_ = true;
@@ -149,7 +151,7 @@ bool CurlFtp::Client::TellNext(bool& later) {
 void CurlFtp::Client::Tell(const FtpNote& note) {
   switch (note.kind) {
     case FtpNote::Kind::kTrail:
-      return events_.ProtocolTrail(note.text);
+      return events_.ProtocolTrail(note.trail, note.text);
     case FtpNote::Kind::kEntry:
       return events_.DirectoryEntry(note.entry);
     case FtpNote::Kind::kStart:

@@ -31,10 +31,46 @@ bool IsOneLine(const std::string& header) {
 
 CurlMail::CurlMail(MailLimits limits) : limits_(limits), authorities_(SystemAuthorities()) {
   StartCurl();
+  loop_end_->object = &here_;
 }
 
-void CurlMail::Send(MailMessage message, MailDone done) {
+CurlMail::~CurlMail() {
+  const std::lock_guard lock(loop_end_->mutex);
+  loop_end_->object = nullptr;
+}
+
+void CurlMail::Lines::Tell() {
+  std::vector<std::pair<bool, std::string>> taken;
+  {
+    const std::lock_guard lock(mutex);
+    taken.swap(waiting);
+  }
+  for (const auto& [sent, text] : taken) {
+    if (line) line(sent, text);
+  }
+}
+
+// Called by the thread of a mail. A server that talks without end is not listed without end.
+SmtpDialogue::Told CurlMail::TellLines(const std::shared_ptr<Lines>& lines) const {
+  return [lines, loop = loop_end_](bool sent, std::string text) {
+    {
+      const std::lock_guard lock(lines->mutex);
+      if (lines->seen == Lines::kMost) return;
+      ++lines->seen;
+      lines->waiting.emplace_back(sent, std::move(text));
+    }
+    const std::lock_guard lock(loop->mutex);
+    if (loop->object)
+      QMetaObject::invokeMethod(
+          loop->object, [lines] { lines->Tell(); }, Qt::QueuedConnection);
+  };
+}
+
+void CurlMail::Send(MailMessage message, MailDone done, MailLine line) {
   auto work = std::make_shared<MailWork>();
+  auto lines = std::make_shared<Lines>();
+  lines->line = std::move(line);
+  if (lines->line) work->job.told = TellLines(lines);
   SmtpJob& job = work->job;
   Status status = Attempt([&] { return Prepare(std::move(message), job); });
   if (status.ok() && !workers_.TimeIsUp() && workers_.Running() >= kMostAtOnce) {
@@ -44,7 +80,11 @@ void CurlMail::Send(MailMessage message, MailDone done) {
   const bool fit = status.ok();
   if (!fit) job.result = std::move(status);
   workers_.Start(fit ? work : nullptr, milliseconds(limits_.total) + kGrace,
-                 [this, work, done = std::move(done)](WorkEnd end) { done(OutcomeOf(work->job, end)); });
+                 [this, work, lines, done = std::move(done)](WorkEnd end) {
+                   lines->Tell();
+                   lines->line = nullptr;
+                   done(OutcomeOf(work->job, end));
+                 });
 }
 
 Status CurlMail::Prepare(MailMessage message, SmtpJob& job) {

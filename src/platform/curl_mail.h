@@ -1,8 +1,13 @@
 #pragma once
 
+#include <QObject>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/smtp_job.h"
 #include "platform/workers.h"
@@ -23,8 +28,12 @@ class CurlMail final : public Mail {
   static constexpr size_t kMostAtOnce = 128;
 
   explicit CurlMail(MailLimits limits = {});
+  ~CurlMail() override;
+  CurlMail(const CurlMail&) = delete;
+  CurlMail& operator=(const CurlMail&) = delete;
 
-  void Send(MailMessage message, MailDone done) override;
+  using Mail::Send;
+  void Send(MailMessage message, MailDone done, MailLine line) override;
   void Finish(int64_t ms) override;
 
  private:
@@ -34,11 +43,29 @@ class CurlMail final : public Mail {
     void GiveUp() override { job.cancelled = true; }
   };
 
+  // The lines of one dialogue on their way to the loop. A thread that hangs may outlive the loop's object.
+  struct Lines {
+    static constexpr size_t kMost = 500;
+    std::mutex mutex;
+    std::vector<std::pair<bool, std::string>> waiting;
+    size_t seen = 0;
+    MailLine line;  // Of the loop alone; empty once the end was told.
+
+    void Tell();
+  };
+  struct LoopEnd {
+    std::mutex mutex;
+    QObject* object = nullptr;  // Null once nothing is told any more.
+  };
+
+  SmtpDialogue::Told TellLines(const std::shared_ptr<Lines>& lines) const;
   Status Prepare(MailMessage message, SmtpJob& job);
   MailOutcome OutcomeOf(const SmtpJob& job, WorkEnd end) const;
 
   MailLimits limits_;
   TrustedAuthorities authorities_;
+  QObject here_;
+  std::shared_ptr<LoopEnd> loop_end_ = std::make_shared<LoopEnd>();
   Workers workers_{kMostAtOnce};
 };
 

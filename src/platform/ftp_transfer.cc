@@ -63,7 +63,7 @@ class FtpTransfer {
   }
   void Sent(std::string_view command);
   void Reply(std::string_view line);
-  void Trail(std::string text);
+  void Trail(FtpTrail direction, std::string text);
   size_t Receive(std::string_view bytes);
   void TakeListing(std::string_view bytes);
   void TakeListLine();
@@ -168,6 +168,10 @@ void FtpTransfer::Quote(const std::string& command) {
 void FtpTransfer::SetUpFile() {
   const bool asks = job_.kind != Kind::kDownload && !Lists();
   Set(CURLOPT_NOBODY, asks ? 1L : 0L);
+  if (job_.kind == Kind::kHelp && !Ssh()) {
+    Quote("*HELP");  // With the star a refusal does not matter.
+    Set(CURLOPT_QUOTE, quotes_.get());
+  }
   if (job_.kind != Kind::kDownload) return;
   const int64_t start = peer_.skips_front ? 0 : job_.file.start_byte;
   position_ = start;
@@ -190,8 +194,9 @@ bool FtpTransfer::GoesOn() const {
   return job_.file.timeout_s <= 0 || !LastsTooLong(heard_, job_.file.timeout_s * 1'000);
 }
 
-void FtpTransfer::Trail(std::string text) {
+void FtpTransfer::Trail(FtpTrail direction, std::string text) {
   FtpNote note;
+  note.trail = direction;
   note.text = std::move(text);
   notes_.Push(std::move(note));
 }
@@ -200,13 +205,13 @@ void FtpTransfer::Sent(std::string_view command) {
   std::string shown = dialogue_.Sent(command);
   asked_ = steady_clock::now();
   waits_ = true;
-  Trail(std::move(shown));
+  Trail(FtpTrail::kSent, std::move(shown));
 }
 
 void FtpTransfer::Reply(std::string_view line) {
   // libcurl adds lines of its own, like those of a web server.
   if (line.empty() || !IsDigit(line[0])) return;
-  Trail(dialogue_.Shown(line));
+  Trail(FtpTrail::kReceived, dialogue_.Shown(line));
   if (!dialogue_.Received(line)) return;
   waits_ = false;
   heard_ = steady_clock::now();

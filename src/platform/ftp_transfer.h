@@ -25,7 +25,7 @@ struct FtpTrust {
 };
 
 struct FtpJob {
-  enum class Kind { kLogOn, kSize, kList, kDownload };
+  enum class Kind { kLogOn, kSize, kList, kDownload, kHelp };
   Kind kind = Kind::kLogOn;
   FtpDownload file;  // Folder and name; the rest for a download alone.
   WallTime now;      // For the years of a listing.
@@ -35,6 +35,7 @@ struct FtpJob {
 struct FtpNote {
   enum class Kind { kEntry, kStart, kChunk, kTrail, kDone };
   Kind kind = Kind::kTrail;
+  FtpTrail trail = FtpTrail::kInformation;
   std::string text;   // A chunk, or a line of the dialogue. Of kDone: the reply to SIZE.
   int64_t count = 0;  // Position in the remote file of the byte after the chunk.
   FtpEntry entry;

@@ -70,7 +70,7 @@ void QtLineClient::OpenSocket() {
 
 void QtLineClient::EndAttempt(int code, const std::string& problem) {
   limit_.stop();
-  ready_.push_back({true, code, problem.empty() ? problem : place_ + ": " + problem});
+  ready_.push_back({Event::Kind::kOutcome, code, problem.empty() ? problem : place_ + ": " + problem});
   delivery_.start(0);
 }
 
@@ -87,7 +87,13 @@ void QtLineClient::SocketFailed() {
     EndAttempt(static_cast<int>(socket_->error()) + 1, socket_->errorString().toStdString());
   } else {
     TakeBytes();  // What came before the end can't be read later.
+    TellEnd(socket_->errorString().toStdString());
   }
+}
+
+void QtLineClient::TellEnd(const std::string& why) {
+  if (ready_.empty() || ready_.back().kind != Event::Kind::kEnd) ready_.push_back({Event::Kind::kEnd, 0, why});
+  delivery_.start(0);
 }
 
 void QtLineClient::Absorb() {
@@ -108,7 +114,7 @@ void QtLineClient::CutMessages() {
     const size_t end = in_.find(end_of_line_, searched_);
     if (end == std::string::npos) break;
     too_long = end - begin > kMaxMessage;
-    if (!too_long) ready_.push_back({false, 0, in_.substr(begin, end - begin)});
+    if (!too_long) ready_.push_back({Event::Kind::kMessage, 0, in_.substr(begin, end - begin)});
     begin = searched_ = end + end_of_line_.size();
   }
   in_.erase(0, begin);
@@ -118,6 +124,7 @@ void QtLineClient::CutMessages() {
     socket_->abort();
     in_.clear();
     searched_ = 0;
+    TellEnd("a message of more than " + std::to_string(kMaxMessage) + " bytes");
   }
   if (!ready_.empty()) delivery_.start(0);
 }
@@ -161,12 +168,14 @@ void QtLineClient::DeliverOne() {
   if (in_handler_ || ready_.empty()) return;
   const Event event = std::move(ready_.front());
   ready_.pop_front();
-  if (event.is_outcome) state_ = event.code == 0 ? State::kOpen : State::kIdle;
+  if (event.kind == Event::Kind::kOutcome) state_ = event.code == 0 ? State::kOpen : State::kIdle;
   in_handler_ = true;
-  if (event.is_outcome) {
+  if (event.kind == Event::Kind::kOutcome) {
     events_.connected(event.code, event.text);
-  } else {
+  } else if (event.kind == Event::Kind::kMessage) {
     events_.data_in(event.text);
+  } else if (events_.lost) {
+    events_.lost(event.text);
   }
   in_handler_ = false;
   Absorb();

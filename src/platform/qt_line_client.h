@@ -41,13 +41,15 @@ class QtLineClient final : public LineClient {
  private:
   enum class State { kIdle, kConnecting, kOpen };
   struct Event {
-    bool is_outcome = false;  // Of an attempt to connect; otherwise a message.
+    enum class Kind { kOutcome, kMessage, kEnd };  // kOutcome: of an attempt to connect.
+    Kind kind = Kind::kMessage;
     int code = 0;
     std::string text;
   };
 
   void TryNextAddress();
   void OpenSocket();
+  void TellEnd(const std::string& why);
   void EndAttempt(int code, const std::string& problem);
   void SocketConnected();
   void SocketFailed();

@@ -13,7 +13,7 @@ constexpr size_t kMostNamed = 10;  // Refused recipients in one text.
 
 class Transfer {
  public:
-  explicit Transfer(SmtpJob& job) : job_(job), dialogue_({job.message.password}) {}
+  explicit Transfer(SmtpJob& job) : job_(job), dialogue_({job.message.password}, job.told) {}
   void Run();
 
  private:

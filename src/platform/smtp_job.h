@@ -27,6 +27,7 @@ struct SmtpJob {
   MailLimits limits;
   TrustedAuthorities authorities;
   MailText text;
+  SmtpDialogue::Told told;              // Called by the thread that runs the job, for each line of the dialogue.
   std::atomic<bool> cancelled = false;  // Ends the job within about a second.
 
   Status result;

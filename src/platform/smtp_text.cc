@@ -74,8 +74,10 @@ void SmtpDialogue::Sent(std::string_view bytes) {
 }
 
 void SmtpDialogue::TakeCommand(std::string_view line) {
+  const std::string_view whole = line;
   const std::string_view verb = line.substr(0, line.find(' '));
   over_ = over_ || verb == "QUIT";
+  if (over_) TellCommand(whole);
   if (over_) return;
   constexpr std::string_view kVerbs[] = {"EHLO", "HELO", "STARTTLS", "AUTH", "MAIL", "RCPT", "DATA"};
   if (std::find(std::begin(kVerbs), std::end(kVerbs), verb) != std::end(kVerbs)) {
@@ -84,12 +86,19 @@ void SmtpDialogue::TakeCommand(std::string_view line) {
   }
   // A login goes on over several lines.
   if (command_ == "AUTH" && !Trim(line).empty()) secrets_.emplace_back(Trim(line));
+  TellCommand(whole);
   code_ = 0;
   words_.clear();
 }
 
+// By now what a login says is a secret.
+void SmtpDialogue::TellCommand(std::string_view line) const {
+  if (told_) told_(true, Presentable(std::string(line)));
+}
+
 bool SmtpDialogue::Received(std::string_view line) {
   while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.remove_suffix(1);
+  if (told_) told_(false, Presentable(std::string(line.substr(0, kMaxReply))));
   const bool reply = line.size() >= 3 && std::all_of(line.begin(), line.begin() + 3, IsDigit);
   if (!reply || over_) return false;
   const bool more = line.size() > 3 && line[3] == '-';

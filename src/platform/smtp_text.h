@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,8 +33,12 @@ class SmtpDialogue {
     std::string words;
   };
 
+  // A line as it may be shown, while the dialogue goes on.
+  using Told = std::function<void(bool sent, std::string text)>;
+
   // `secrets` never stand in any text, even if the server repeats them. Neither does what a login sends.
-  explicit SmtpDialogue(std::vector<std::string> secrets) : secrets_(std::move(secrets)) {}
+  explicit SmtpDialogue(std::vector<std::string> secrets, Told told = {})
+      : secrets_(std::move(secrets)), told_(std::move(told)) {}
 
   // Bytes of commands as they go out; a command may come in pieces.
   void Sent(std::string_view bytes);
@@ -56,9 +61,11 @@ class SmtpDialogue {
  private:
   void TakeCommand(std::string_view line);
   void TakeReply();
+  void TellCommand(std::string_view line) const;
   std::string Presentable(std::string words) const;
 
   std::vector<std::string> secrets_;
+  Told told_;
   std::string partial_;  // Of a command.
   std::string command_;
   std::string reply_;  // The lines so far.

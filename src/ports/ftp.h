@@ -14,6 +14,7 @@ struct FtpLogon {
   std::string server;
   std::string user, password;
   bool passive = false;
+  int patience_s = 0;  // For the connection and each answer; 0 is the usual.
   bool operator==(const FtpLogon&) const = default;
 };
 
@@ -35,13 +36,16 @@ struct FtpDownload {
   int timeout_s = 0;  // The download fails when nothing has come for so long; 0 is no limit.
 };
 
+// Who said a line of the dialogue with a server.
+enum class FtpTrail { kSent, kReceived, kInformation };
+
 // What a client tells, on the loop, in the order in which it happened.
 class FtpEvents {
  public:
   virtual ~FtpEvents() = default;
   // Asked before anything is told. If not now, it is asked again some milliseconds later.
   virtual bool TakesEvents() = 0;
-  // The end of LogOn, Size and List. A failure's text names the server and says what to do.
+  // The end of LogOn, Size, List and Help. A failure's text names the server and says what to do.
   virtual void Done(const Status& status) = 0;
   // One entry of List.
   virtual void DirectoryEntry(const FtpEntry& entry) = 0;
@@ -53,7 +57,7 @@ class FtpEvents {
   virtual void EndOfTransfer() = 0;
   virtual void Error(int code, const Status& status) = 0;
   // A line of the dialogue with the server, without passwords.
-  virtual void ProtocolTrail(std::string_view message) = 0;
+  virtual void ProtocolTrail(FtpTrail direction, std::string_view message) = 0;
 };
 
 // A connection to one server. One thing at a time: a call of the upper half while another is under way does nothing.
@@ -71,6 +75,8 @@ class FtpClient {
   virtual void Size(const std::string& folder, const std::string& name) = 0;
   virtual void List(const std::string& folder) = 0;
   virtual void Download(const FtpDownload& download) = 0;
+  // Asks the server what it can do. What it answers is in the trail alone; without such a command nothing is asked.
+  virtual void Help() = 0;
   // Ends what is under way, which is not told, and the connection.
   virtual void LogOff() = 0;
 };

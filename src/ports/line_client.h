@@ -12,6 +12,8 @@ struct LineClientEvents {
   std::function<void(int code, std::string_view description)> connected;
   // One message without its end.
   std::function<void(std::string_view text)> data_in;
+  // The far end, or a mistake on the way, ended an open connection; after its last message. May be empty.
+  std::function<void(std::string_view description)> lost = {};
 };
 
 // A TCP client for text protocols with an end-of-line mark. It reconnects as often as it is asked to.

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/status.h"
@@ -30,6 +32,9 @@ struct MailOutcome {
   bool temporary = false;          // The server said no for now (4xx), and took the mail for nobody.
 };
 using MailDone = std::function<void(const MailOutcome& outcome)>;
+// A line of the dialogue with the server while it goes on: a command as it was sent, without what a login says, or a
+// line of a reply. From the loop; at most some hundreds of them.
+using MailLine = std::function<void(bool sent, std::string_view text)>;
 
 // Sends mail.
 class Mail {
@@ -37,7 +42,9 @@ class Mail {
   virtual ~Mail() = default;
   // Starts sending and returns. `done` is called once, from the loop or from Finish and never from inside this call,
   // when the server has taken the mail for every recipient, or has not.
-  virtual void Send(MailMessage message, MailDone done) = 0;
+  // `line`, if given, is called before that.
+  virtual void Send(MailMessage message, MailDone done, MailLine line) = 0;
+  void Send(MailMessage message, MailDone done) { Send(std::move(message), std::move(done), nullptr); }
   // For the end of the program: waits until nothing is under way, without turning the loop. What is not through after
   // `ms` fails, and so does whatever is sent later.
   virtual void Finish(int64_t ms) = 0;

@@ -44,7 +44,7 @@ class Lifecycle {
   void EndDay();
 
  private:
-  static constexpr int kTakeBackLimits = 2;
+  static constexpr int64_t kTakeBackLimits = 2;
   bool MayGoOn(const VisitorRec& visitor) const;
   void AgeAll();
   void RemoveMarked(bool yields);

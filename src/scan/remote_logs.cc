@@ -49,7 +49,7 @@ struct RemoteLogs::Element final : FtpEvents {
   void Transfer(int64_t count, std::string_view chunk) override { logs.Transfer(site, count, chunk); }
   void EndOfTransfer() override { logs.EndOfTransfer(site); }
   void Error(int code, const Status& status) override { logs.Error(site, code, status); }
-  void ProtocolTrail(std::string_view message) override { logs.TraceLine(site, message); }
+  void ProtocolTrail(FtpTrail, std::string_view message) override { logs.TraceLine(site, message); }
 
   enum class Step { kNone, kLogOn, kSize, kList, kLinkSize, kRotated };
 

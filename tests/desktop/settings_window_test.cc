@@ -2,6 +2,7 @@
 #include "desktop/settings_window.h"
 
 #include <QAbstractButton>
+#include <QTextBrowser>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -210,6 +211,7 @@ TEST_F(SettingsWindowTest, ATestMailGoesOutAtOnce) {
   OpenWithVisitors();
   Options();
   Click(*dialog, "btnEmailTest");
+  QApplication::processEvents();
   EXPECT_EQ(prompts.told.back(), "Email Failed: no mail server is set");
   Type("txtSMTPServer", "mail.example.com");
   Type("txtSendTo", "a@example.com;b@example.com");
@@ -224,16 +226,117 @@ TEST_F(SettingsWindowTest, ATestMailGoesOutAtOnce) {
   EXPECT_EQ(Now().EmailServer, "") << "nothing is stored by a test";
 }
 
+TEST_F(SettingsWindowTest, TheDialogueOfATestMailIsListedAsItHappens) {
+  OpenWithVisitors();
+  Options();
+  Type("txtSMTPServer", "mail.example.com");
+  Type("txtSendTo", "a@example.com");
+  Type("txtFromAddress", "vantry@example.com");
+  Click(*dialog, "btnEmailTest");
+  auto& trace = In<QPlainTextEdit>(*dialog, "lstSMTPTrace");
+  ASSERT_EQ(mail.lines.size(), 1u);
+  mail.lines[0](false, "220 <mail> ready?");
+  mail.lines[0](true, "MAIL FROM:<a@example.com>");
+  EXPECT_EQ(trace.toPlainText().toStdString(),
+            "Sending A Test Email To a@example.com\n220 mail ready\n> MAIL FROM:<a@example.com>");
+  Click(*dialog, "btnEmailTest");
+  mail.lines[0](false, "250 of the first test");
+  EXPECT_EQ(trace.toPlainText(), "Sending A Test Email To a@example.com") << "the second is listed now";
+  mail.answer = Status::Error(Fail::kRefused, "mail.example.com:25: 550 no");
+  mail.Turn();
+  QApplication::processEvents();
+  EXPECT_THAT(prompts.told, ElementsAre("Email Failed: mail.example.com:25: 550 no"));
+  Click(*dialog, "btnEmailTest");
+  Click(*dialog, "btnCancel");
+  EXPECT_FALSE(IsOpen());
+  mail.lines[2](false, "250 nobody looks any more");
+  mail.Turn();
+  QApplication::processEvents();
+  EXPECT_EQ(prompts.told.size(), 1u);
+}
+
+TEST_F(SettingsWindowTest, AConnectionToTheSmsServerIsTried) {
+  OpenWithVisitors();
+  Options();
+  Type("txtSMSServerName", "gate");
+  Type("txtSMSServerPort", "3340");
+  Click(*dialog, "btnSMSTest");
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_THAT(lines[0]->calls, ElementsAre("connect gate 3340 \x01")) << "as the page says";
+  lines[0]->Accept();
+  EXPECT_THAT(lines[0]->calls.back(), HasSubstr("send IDRCU."));
+  EXPECT_THAT(In<QPlainTextEdit>(*dialog, "lstSMSTrace").toPlainText().toStdString(), HasSubstr("> IDRCU."));
+  lines[0]->Reply("OK");
+  QApplication::processEvents();
+  EXPECT_THAT(prompts.told, ElementsAre("Test successfull!\n\nVantry can communicate with SMS Server using the Host & "
+                                        "Port specified."));
+  Click(*dialog, "btnSMSTest");
+  lines[1]->Accept();
+  lines[1]->Reply("NO");
+  EXPECT_EQ(prompts.told.size(), 1u) << "the connection comes to its end first";
+  QApplication::processEvents();
+  EXPECT_EQ(prompts.told.back(), "Test failed: NO\n\nIs SMS Server running on the machine specified?");
+  EXPECT_EQ(Now().SMSServerPort, 3339) << "nothing is stored by a test";
+  Click(*dialog, "btnSMSTest");
+  Click(*dialog, "btnCancel");
+  EXPECT_FALSE(IsOpen()) << "the third test went with it";
+}
+
+TEST_F(SettingsWindowTest, EachPageHasItsHelp) {
+  OpenWithVisitors();
+  Options();
+  auto& pages = In<FormPages>(*dialog, "SSActiveTabs1");
+  const auto help = [&] { return Frm().findChild<QTextBrowser*>("helpText")->source().fileName().toStdString(); };
+  for (size_t i = 0; i < kSettingsPages.size(); ++i) {
+    pages.setCurrentIndex(static_cast<int>(i));
+    Click(*dialog, "btnHelp");
+    EXPECT_EQ(help(), std::string(kSettingsPages[i].topic) + ".html");
+  }
+  Click(*dialog, "btnColourChange");
+  Click(*dialog->findChild<QDialog*>("frmWebColours"), "btnHelp");
+  EXPECT_EQ(help(), "web.html");
+  Click(*dialog->findChild<QDialog*>("frmWebColours"), "btnCancel");
+  Q_EMIT In<QTableWidget>(*dialog, "exGrid").cellDoubleClicked(0, 0);
+  Click(*dialog->findChild<QDialog*>("frmSettingsExtype"), "btnHelp");
+  EXPECT_EQ(help(), "exceptions.html");
+}
+
+TEST_F(SettingsWindowTest, AValueThatIsNotANumberIsKeptButNotShown) {
+  OpenWithVisitors();
+  for (ExceptionType& type : Now().ExceptionTypes) {
+    if (type.Number == 150) type.Value = "many", type.Description = "More than [value]";
+  }
+  Options();
+  int row = 0;
+  while (Now().ExceptionTypes[static_cast<size_t>(row)].Number != 150) ++row;
+  const auto open = [&]() -> QDialog& {
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    Q_EMIT In<QTableWidget>(*dialog, "exGrid").cellDoubleClicked(row, 0);
+    return *dialog->findChild<QDialog*>("frmSettingsExtype");
+  };
+  QDialog& first = open();
+  EXPECT_EQ(In<QLineEdit>(first, "txtValue").text(), "");
+  EXPECT_EQ(first.windowTitle(), "Exception Types: [More than ]");
+  Click(first, "btnOK");
+  EXPECT_EQ(Now().ExceptionTypes[static_cast<size_t>(row)].Value, "many");
+  QDialog& second = open();
+  In<QLineEdit>(second, "txtValue").setText("7");
+  Click(second, "btnOK");
+  EXPECT_EQ(Now().ExceptionTypes[static_cast<size_t>(row)].Value, "7");
+}
+
 TEST_F(SettingsWindowTest, ALogonIsTried) {
   OpenWithVisitors();
   Options();
   Click(*dialog, "btnSQLTest");
   ASSERT_EQ(sql.UnderWay(), 1u);
   sql.Fail("the server is silent");
+  QApplication::processEvents();
   EXPECT_EQ(prompts.told.back(), "Failed To Login: the server is silent\n\nAn exception has been raised.");
   EXPECT_TRUE(T().SQLFailed) << "as when the check had found it";
   Click(*dialog, "btnSQLTest");
   sql.LetIn("watcher");
+  QApplication::processEvents();
   EXPECT_EQ(prompts.told.back(), "Logged In & Out OK: watcher");
   Click(*dialog, "btnSQLTest");
   Click(*dialog, "btnCancel");

@@ -3,6 +3,7 @@
 
 #include <QAbstractButton>
 #include <QListWidget>
+#include <QTextBrowser>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -160,6 +161,38 @@ TEST_F(SitePropertiesTest, ShowsWhatApplies) {
   EXPECT_EQ(In<QLabel>(*dialog, "lblfullURL").text(), "http://shop.example/up.htm");
 }
 
+TEST_F(SitePropertiesTest, SaysWhichFileWouldBeReadNow) {
+  OpenWithVisitors();
+  files.Put("/logs/other.log", "");
+  Edit();
+  auto& now = In<QLabel>(*dialog, "lblReadNow");
+  EXPECT_EQ(now.text(), "Read now: access.log (1 file fits the mask)");
+  EXPECT_EQ(now.textFormat(), Qt::PlainText);
+  const auto becomes = [&](const QString& text) { return QTest::qWaitFor([&] { return now.text() == text; }); };
+  Type("txtEXT", "*.log");
+  In<QComboBox>(*dialog, "cmboSelect").setCurrentText("Alphabetic");
+  EXPECT_TRUE(becomes("Read now: other.log (2 files fit the mask)"));
+  Type("txtEXT", "none*");
+  EXPECT_TRUE(becomes("No file fits the mask now."));
+  files.fails = [](const std::string& call) { return call == "list /logs/"; };
+  Type("txtEXT", "*.log");
+  EXPECT_TRUE(becomes("/logs/: broken on command"));
+  In<QCheckBox>(*dialog, "chkFTP").click();
+  EXPECT_TRUE(becomes("The log is on an FTP server; what is there is seen at the next scan."));
+}
+
+TEST_F(SitePropertiesTest, HelpOpensItsPage) {
+  OpenWithVisitors();
+  Edit();
+  Click(*dialog, "btnHelp");
+  auto* help = Frm().findChild<QTextBrowser*>("helpText");
+  ASSERT_NE(help, nullptr);
+  EXPECT_EQ(help->source().fileName(), "add-site.html");
+  Click(*dialog, "btnAlert0");
+  Click(Alert(), "btnHelp");
+  EXPECT_EQ(help->source().fileName(), "alerts.html");
+}
+
 TEST_F(SitePropertiesTest, ASiteIsTouchedFromThenOn) {
   OpenWithVisitors();
   loop.Tick(TouchMonitor::kTouchTimerMs);
@@ -275,6 +308,17 @@ TEST_F(SitePropertiesTest, WaitsForTheEndOfAScan) {
   QTest::qWait(100);
   EXPECT_FALSE(IsOpen());
   EXPECT_EQ(T().Site(1).HomePage, "late.htm");
+}
+
+TEST_F(SitePropertiesTest, APickerThatWaitsForItsAnswerComesAfterTheScan) {
+  OpenWithVisitors();
+  Edit();
+  prompts.file = "/var/log/shop/access.log";
+  T().ScanInProgress = true;
+  Click(*dialog, "btnPick");
+  EXPECT_EQ(In<QLineEdit>(*dialog, "txtLog").text(), "/logs/");
+  T().ScanInProgress = false;
+  EXPECT_TRUE(QTest::qWaitFor([&] { return In<QLineEdit>(*dialog, "txtLog").text() == "/var/log/shop/"; }));
 }
 
 TEST_F(SitePropertiesTest, AFileThatCanNotBeWrittenIsTold) {

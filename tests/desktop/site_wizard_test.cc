@@ -3,6 +3,7 @@
 
 #include <QAbstractButton>
 #include <QRadioButton>
+#include <QTextBrowser>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -162,6 +163,42 @@ TEST_F(SiteWizardTest, AFolderWithoutMatchingFilesWarnsAndGoesOn) {
   EXPECT_EQ(Heading(), "Web Access");
 }
 
+TEST_F(SiteWizardTest, ShowsWhatTheFolderHoldsAndAWrongType) {
+  ASSERT_TRUE(Open());
+  Log("11:59:00", "10.0.0.1\x1b[2J");
+  files.Put("/logs/access_log", files.Get("/logs/access.log"));
+  ToLocation();
+  auto& look = In<QPlainTextEdit>("lstLogs");
+  EXPECT_EQ(look.toPlainText(), "") << "there is no folder yet";
+  Type("txtLoc", "/logs");
+  ASSERT_TRUE(QTest::qWaitFor([&] { return !look.toPlainText().isEmpty(); }));
+  std::string text = look.toPlainText().toStdString();
+  EXPECT_THAT(text, HasSubstr("1 file fits the mask. Written last:\naccess_log, "));
+  EXPECT_THAT(text, HasSubstr("\nFirst line of access_log: 10.0.0.1\uFFFD[2J - - [05/Mar/2026:11:59:00"));
+  EXPECT_THAT(text, Not(HasSubstr("\x1b")));
+  Click("btnPrev");
+  Click("btnPrev");
+  Click("optType0");
+  Click("btnNext");
+  Type("txtMask", "access_log");
+  Click("btnNext");
+  text = look.toPlainText().toStdString();
+  EXPECT_THAT(text, HasSubstr("but W3C Extended is chosen. Go back to change it."));
+  Click("optAccess1");
+  EXPECT_FALSE(look.isVisible());
+}
+
+TEST_F(SiteWizardTest, HelpIsThatOfTheWizardAndOfWebAccess) {
+  ASSERT_TRUE(Open());
+  Add();
+  Click("btnHelp");
+  auto* help = Frm().findChild<QTextBrowser*>("helpText");
+  ASSERT_NE(help, nullptr);
+  EXPECT_EQ(help->source().fileName(), "new-site.html");
+  Click("btnHelpWeb");
+  EXPECT_EQ(help->source().fileName(), "web.html");
+}
+
 TEST_F(SiteWizardTest, AMistakeIsToldAtTheEndAndItsPageShown) {
   Sites(1);
   ASSERT_TRUE(Open());
@@ -220,6 +257,7 @@ TEST_F(SiteWizardTest, APassiveConnectionIsRememberedAndAMissingFileWarns) {
   }
   ftp.listing = Status::Ok();
   ftp.TurnAll();
+  QApplication::processEvents();
   EXPECT_EQ(FtpResult(), "Test Successful. Click Next to continue.");
   EXPECT_THAT(prompts.told,
               ElementsAre(HasSubstr("There does appear to be any files with a access_log mask in this FTP")));

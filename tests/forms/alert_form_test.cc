@@ -53,6 +53,35 @@ TEST_F(AlertFormTest, TellsWhatIsWrongInOrder) {
   EXPECT_EQ(Check(draft), "") << "what is not used may be missing";
 }
 
+TEST_F(AlertFormTest, WhatTheFileCanNotKeepIsRefused) {
+  AlertRec good;
+  good.Name = "A=b; [c]";
+  good.DNS = {"*.a=b", "[::1]"};
+  good.Engine = {".first."};
+  EXPECT_EQ(Check(good), "");
+  AlertRec draft = good;
+  draft.Message = "two\nlines";
+  EXPECT_EQ(Check(draft), "txtMessage: The site file can't keep this text. Leave out line ends.");
+  draft = good;
+  draft.Name = "A\r\n[Other]";
+  EXPECT_EQ(Check(draft), "txtName: The site file can't keep this text. Leave out line ends.");
+  const std::string told =
+      "The site file can't keep one of these entries. Leave out line ends, and referring sites whose text has one "
+      "letter.";
+  draft = good;
+  draft.Page = {"/a", "/b\nAlert=c"};
+  EXPECT_EQ(Check(draft), "gridPAGES: " + told);
+  draft = good;
+  draft.Engine = {"x"};
+  EXPECT_EQ(Check(draft), "listRef: " + told);
+  draft.EngineAll = true;
+  draft.Engine.clear();
+  EXPECT_EQ(Check(draft), "");
+  draft.Name = draft.Message = " a ";
+  TidyAlert(draft);
+  EXPECT_EQ(draft.Name + draft.Message, "aa");
+}
+
 TEST_F(AlertFormTest, EntriesAreInLowerCaseAndFiftyAtMost) {
   EXPECT_EQ(AlertEntries(std::vector<std::string>{"*.Example.COM", " ", "Red Shoes "}),
             (std::vector<std::string>{"*.example.com", "red shoes"}));

@@ -77,6 +77,34 @@ TEST_F(NewSiteTest, ANameIsNeededThatTheFileCanKeep) {
   EXPECT_EQ(Check(), "txtName: The site file can't keep this name. Leave out square brackets and line ends.");
 }
 
+TEST_F(NewSiteTest, WhatTheFileCanNotKeepIsRefused) {
+  draft.FTP = true;
+  draft.FTPDomain = "ftp.two.example";
+  const SiteRec good = draft;
+  for (const auto& field : kNewSiteFields) {
+    const bool text = field.look.kind == FieldKind::kText || field.look.kind == FieldKind::kPassword;
+    if (!text || field.look.control == "txtLoc") continue;  // That of local access.
+    draft = good;
+    field.set(draft, std::string("www.x\r\nPaused=False"));
+    const auto problem = CheckNewSite(draft, t);
+    ASSERT_TRUE(problem) << field.look.control;
+    EXPECT_EQ(problem->control, field.look.control);
+  }
+  draft = good;
+  draft.FTPPassword = "secret ";
+  EXPECT_EQ(Check(),
+            "txtFTPPw: The site file can't keep this text. Leave out line ends, and blanks at its beginning and end.");
+  draft = good;
+  draft.FTPPath = " /a=b;c/ ";
+  EXPECT_EQ(Check(), "");
+  EXPECT_EQ(t.Site(AddNewSite(draft, WallTime{1'000}, t)).FTPPath, "/a=b;c/");
+}
+
+TEST_F(NewSiteTest, AFolderWithBlanksAroundItIsTheFolder) {
+  draft.Folder = " /logs/one ";
+  EXPECT_EQ(Check(), "txtLoc: This log file folder is already being monitored on: (One)");
+}
+
 TEST_F(NewSiteTest, ALocalSiteStandsPausedWithAnAlertForAll) {
   draft.Type = LogType::kNCSA;
   draft.Mask = "access_log";

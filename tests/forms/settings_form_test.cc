@@ -1,6 +1,7 @@
 // What can be edited of the settings and of an exception type.
 #include "forms/settings_form.h"
 
+#include <cstdint>
 #include <set>
 
 #include <gtest/gtest.h>
@@ -14,6 +15,7 @@ struct SettingsFormTest : ::testing::Test {
   MemoryFiles files;
   Settings draft;
 
+  SettingsFormTest() { draft.Extension = {"htm"}; }
   std::string Check() {
     const auto problem = CheckSettings(draft, files);
     return problem ? std::string(problem->control) + ": " + problem->text : "";
@@ -81,6 +83,47 @@ TEST_F(SettingsFormTest, ALineEndIsRefused) {
   EXPECT_EQ(Check(), "txtSubject: The settings file can't keep this text. Leave out line ends.");
 }
 
+TEST_F(SettingsFormTest, WhatTheFilesCanNotKeepIsRefused) {
+  const Settings good = draft;
+  for (const auto fields : {kSettingsFields, kWebColours}) {
+    for (const auto& field : fields) {
+      if (field.look.kind != FieldKind::kText && field.look.kind != FieldKind::kPassword) continue;
+      if (field.look.control == "txtSound") continue;  // There is no such file.
+      draft = good;
+      field.set(draft, std::string("a\nWebAccess=False"));
+      EXPECT_EQ(CheckSettings(draft, files)->control, field.look.control);
+      field.set(draft, std::string("a=b; [c]"));
+      EXPECT_EQ(Check(), "") << field.look.control;
+    }
+  }
+  draft = good;
+  draft.EmailSubject = "  Hello ";
+  TidySettings(draft);
+  EXPECT_EQ(draft.EmailSubject, "Hello");
+  draft.EmailPassword = "secret ";
+  EXPECT_EQ(Check(),
+            "txtSMTPPassword: The settings file can't keep this text. Leave out line ends, and blanks at its "
+            "beginning and end.");
+  draft = good;
+  draft.Extension.clear();
+  EXPECT_EQ(Check(), "extGrid: Enter a file extension. Without one the next start takes the usual list.");
+  draft.Extension = {"a\nb"};
+  EXPECT_EQ(Check(), "extGrid: The settings file can't keep one of these extensions. Leave out line ends.");
+  draft = good;
+  draft.SearchEngines = {{"Mine", ".a\nEvil,.b"}};
+  EXPECT_EQ(Check(), "refGrid: The file of referring sites can't keep one of these texts. Leave out line ends.");
+}
+
+TEST_F(SettingsFormTest, LargeNumbersAreKept) {
+  for (const int32_t number : {32'767, 65'535, INT32_MAX}) {
+    for (const auto& field : kSettingsFields) {
+      if (field.look.kind == FieldKind::kNumber) field.set(draft, number);
+    }
+    TidySettings(draft);
+    EXPECT_EQ(Check(), "");
+  }
+}
+
 TEST_F(SettingsFormTest, StoresWhatItEditsAndNothingElse) {
   Settings now;
   now.DNSMask[7] = "*.mine.example";
@@ -122,6 +165,19 @@ TEST_F(SettingsFormTest, AnExceptionTypeIsChecked) {
   type.Description = "More than [value] visitors";
   type.Value = "30";
   EXPECT_EQ(ShownDescription(type), "More than 30 visitors");
+  type.Value = "007";
+  type.Run = " /bin/act ";
+  TidyExceptionType(type);
+  EXPECT_EQ(type.Value + type.Run, "7/bin/act");
+  EXPECT_FALSE(CheckExceptionType(type, files));
+  type.Description = "a\n[130]";
+  EXPECT_EQ(CheckExceptionType(type, files)->control, "txtDesc");
+  type.Description = "a=b; [c]";
+  EXPECT_FALSE(CheckExceptionType(type, files));
+  type.Value = "1\n2";
+  TidyExceptionType(type);
+  EXPECT_EQ(CheckExceptionType(type, files)->text,
+            "The file of exception types can't keep this text. Leave out line ends.");
 }
 
 }  // namespace

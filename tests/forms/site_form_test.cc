@@ -1,6 +1,7 @@
 // What can be edited of a site, and what keeps an edit from being stored.
 #include "forms/site_form.h"
 
+#include <cstdint>
 #include <set>
 
 #include <gtest/gtest.h>
@@ -124,6 +125,44 @@ TEST_F(SiteFormTest, WhatTheFileCanNotKeepIsRefused) {
   draft.HomePage = "a=b;c d.htm;\"x\"";
   draft.Name = "Shop = 1; 2";
   EXPECT_EQ(Check(), "");
+}
+
+TEST_F(SiteFormTest, BlanksAroundATextGoAndAreToldInAPassword) {
+  draft.HomePage = "  index.htm ";
+  draft.FTPPath = " /logs";
+  EXPECT_EQ(Check(), "");
+  EXPECT_EQ(draft.HomePage + "|" + draft.FTPPath, "index.htm|/logs");
+  draft.WebPassword = " secret";
+  EXPECT_EQ(
+      Check(),
+      "txtWebPass: The site file can't keep this text. Leave out line ends, and blanks at its beginning and end.");
+}
+
+TEST_F(SiteFormTest, EveryTextThatTheFileWouldReadOtherwiseIsRefused) {
+  for (const auto& field : kSiteFields) {
+    if (field.look.kind != FieldKind::kText && field.look.kind != FieldKind::kPassword) continue;
+    for (const char* text : {"a\nMask=b", "a\rb", "a\r\n[Other]\r\n"}) {
+      draft = t.Site(1);
+      field.set(draft, std::string(text));
+      EXPECT_NE(Check(), "") << field.look.control;
+    }
+    for (const char* text : {"a;b", "a=b", "[a]", "a]b[", "a b", "#a", "\"a\""}) {
+      draft = t.Site(1);
+      field.set(draft, std::string(text));
+      if (field.look.control == "txtLog" || (field.look.control == "txtDomain" && std::string(text) == "a b")) continue;
+      EXPECT_EQ(Check(), "") << field.look.control << " " << text;
+    }
+  }
+  draft = t.Site(1);
+  draft.Exclude = "10.*;1\n2";
+  EXPECT_EQ(Check(), "gridExclude: The site file can't keep these addresses. Leave out line ends.");
+}
+
+TEST_F(SiteFormTest, LargeNumbersAreKept) {
+  for (const int32_t number : {32'767, 32'768, INT32_MAX}) {
+    draft.TouchEvery = number;
+    EXPECT_EQ(Check(), "");
+  }
 }
 
 TEST_F(SiteFormTest, AnotherSourceStartsTheSiteAnew) {

@@ -3,6 +3,7 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <algorithm>
 #include <fstream>
 #include <future>
 #include <thread>
@@ -71,6 +72,49 @@ struct CurlMailTest : ::testing::Test {
     return server.mails.empty() ? "" : server.mails[0];
   }
 };
+
+TEST_F(CurlMailTest, TheDialogueIsToldWhileItGoesOn) {
+  // The server answers nothing more until its first lines have been told.
+  bool told_greeting = false;
+  Texts told;
+  Outcomes outcomes;
+  server.answer = [&](const std::string& line) {
+    EXPECT_TRUE(line != "DATA" || told_greeting);
+    return ScriptedMailServer::Good(line);
+  };
+  mail->Send(
+      message,
+      [&](const MailOutcome& outcome) {
+        outcomes.push_back(outcome);
+        told.emplace_back("end");
+      },
+      [&](bool sent, std::string_view text) {
+        told.push_back((sent ? "> " : "< ") + std::string(text));
+        told_greeting = told_greeting || text.starts_with("220");
+      });
+  TurnUntil([&] { return !outcomes.empty(); });
+  ASSERT_TRUE(outcomes[0].status.ok()) << outcomes[0].status.text;
+  ASSERT_GE(told.size(), 8u);
+  EXPECT_EQ(told.front(), "< 220 mail.test ESMTP");
+  EXPECT_EQ(told.back(), "end");
+  const auto has = [&](const char* line) { return std::find(told.begin(), told.end(), line) != told.end(); };
+  EXPECT_TRUE(has("> MAIL FROM:<monitor@example.org>") && has("> RCPT TO:<a@example.org>") && has("< 250 OK id=1"));
+}
+
+TEST_F(CurlMailTest, AServerThatTalksWithoutEndIsListedInPart) {
+  server.answer = [&](const std::string& line) {
+    std::string text;
+    for (int i = 0; line.empty() && i < 2'000; ++i) text += "220-more\r\n";
+    return text + ScriptedMailServer::Good(line);
+  };
+  size_t told = 0;
+  Outcomes outcomes;
+  mail->Send(
+      message, [&](const MailOutcome& outcome) { outcomes.push_back(outcome); },
+      [&](bool, std::string_view) { ++told; });
+  TurnUntil([&] { return !outcomes.empty(); });
+  EXPECT_EQ(told, 500u);
+}
 
 TEST_F(CurlMailTest, APlainMailByteForByte) {
   message.headers.push_back("X-Long: " + std::string(40, 'a') + " " + std::string(40, 'b'));

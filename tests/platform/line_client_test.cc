@@ -176,6 +176,17 @@ TYPED_TEST(LineClientContract, LossIsNoEventAndAnotherConnectionCanBeMade) {
   EXPECT_TRUE(Until([this] { return this->rig.taken == 2; }));
 }
 
+TYPED_TEST(LineClientContract, LossIsToldAfterTheLastMessageToWhoeverAsks) {
+  LineClientEvents events = this->Events();
+  events.lost = [this](std::string_view) { this->Add("lost"); };
+  this->rig.client.OnEvents(events);
+  this->ConnectAndWait();
+  this->rig.Say("last words");
+  this->rig.Lose();
+  EXPECT_TRUE(this->Logged("lost"));
+  EXPECT_EQ(this->log, (Log{": last words", "lost"}));
+}
+
 TYPED_TEST(LineClientContract, FailedAttemptIsToldAndTheNextOneIsMade) {
   this->rig.StopListening();
   const std::string failed = "failed: 127.0.0.1:" + std::to_string(this->rig.Port()) + ": Connection refused";

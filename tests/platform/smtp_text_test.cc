@@ -1,5 +1,8 @@
 #include "platform/smtp_text.h"
 
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 namespace vantry {
@@ -26,6 +29,27 @@ TEST(MailServer, AsPeopleWriteThem) {
     EXPECT_EQ(server.Place(), row.place);
     EXPECT_EQ(server.encrypted, row.encrypted) << row.text;
   }
+}
+
+TEST(SmtpDialogue, IsListedWithoutWhatALoginSays) {
+  std::vector<std::string> lines;
+  SmtpDialogue dialogue({"pass word"},
+                        [&](bool sent, const std::string& text) { lines.push_back((sent ? "> " : "< ") + text); });
+  dialogue.Received("220 mail\x1b[2J\r\n");
+  dialogue.Sent("EHLO me\r\n");
+  dialogue.Received("250-mail");
+  dialogue.Received("250 AUTH PLAIN LOGIN");
+  dialogue.Sent("AUTH PLAIN AHVzZXIAcGFzcyB3b3Jk\r\n");
+  dialogue.Received("334 VXNlcm5hbWU6");
+  dialogue.Sent("cGFzcyB3b3Jk\r\n");
+  dialogue.Received("535 not pass word, but cGFzcyB3b3Jk");
+  dialogue.Sent("QUIT\r\n");
+  dialogue.Received("221 " + std::string(5'000, 'x'));
+  EXPECT_EQ(lines.back().size(), 202u);
+  lines.pop_back();
+  EXPECT_EQ(lines, (std::vector<std::string>{"< 220 mail [2J", "> EHLO me", "< 250-mail", "< 250 AUTH PLAIN LOGIN",
+                                             "> AUTH PLAIN ***", "< 334 VXNlcm5hbWU6", "> ***",
+                                             "< 535 not ***, but ***", "> QUIT"}));
 }
 
 TEST(MailServer, WhatIsNone) {

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -13,6 +14,7 @@
 #include "support/fake_ftp.h"
 #include "support/fake_http.h"
 #include "support/fake_installer.h"
+#include "support/fake_line_client.h"
 #include "support/fake_resolver.h"
 #include "support/fake_sql_logon.h"
 #include "support/fake_watch.h"
@@ -68,6 +70,7 @@ struct EngineTest : ::testing::Test {
   FakeHttp http;
   FakeSqlLogon sql;
   FakeInstaller installer;
+  std::vector<FakeLineClient*> lines;  // Those that somebody made for himself, as long as he keeps them.
   Desktop* window = nullptr;
   ServiceManager* service = nullptr;
   std::unique_ptr<FakeResolver> resolver;
@@ -88,7 +91,13 @@ struct EngineTest : ::testing::Test {
             .regional = Regional{},
             .acquire_instance = std::move(acquire),
             .list_folders = {"/share/"},
-            .service_installer = [this](const std::string&) { return std::make_unique<LentInstaller>(installer); }});
+            .service_installer = [this](const std::string&) { return std::make_unique<LentInstaller>(installer); },
+            .line_client =
+                [this] {
+                  auto client = std::make_unique<FakeLineClient>();
+                  lines.push_back(client.get());
+                  return client;
+                }});
     return engine->Main();
   }
   void Sites(int count, const std::string& more = "") {

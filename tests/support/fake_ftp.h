@@ -20,7 +20,7 @@ class FakeFtp final : public Ftp {
   std::vector<FtpEntry> entries;             // What every listing shows.
   size_t chunk_bytes = 64 * 1024;
   bool has_size = true;
-  Status login, listing;                 // What comes of these.
+  Status login, listing, help;           // What comes of these.
   std::pair<int, Status> broken{0, {}};  // When not ok: a download ends so, after its first chunk.
   std::vector<std::string> calls;
 
@@ -106,6 +106,14 @@ class FakeFtp final : public Ftp {
         told_->idle = true;
         e.EndOfTransfer();
       });
+    }
+    void Help() override {
+      Call("help");
+      Tell([](FtpEvents& e) {
+        e.ProtocolTrail(FtpTrail::kSent, "HELP");
+        e.ProtocolTrail(FtpTrail::kReceived, "214 Help OK");
+      });
+      Tell([this](FtpEvents& e) { Done(e, owner_.help, true); });
     }
     void LogOff() override {
       if (told_->connected || !told_->idle) owner_.calls.emplace_back("logoff");

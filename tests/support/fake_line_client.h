@@ -44,7 +44,10 @@ class FakeLineClient final : public LineClient {
     events_.connected(code, description);
   }
   void Reply(std::string_view text) { events_.data_in(text); }
-  void Lose() { connected = false; }
+  void Lose() {
+    connected = false;
+    if (events_.lost) events_.lost("The remote host closed the connection");
+  }
 
   // The calls since the last time.
   std::vector<std::string> Take() { return std::exchange(calls, {}); }

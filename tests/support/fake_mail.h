@@ -18,9 +18,12 @@ class FakeMail final : public Mail {
   Status answer;                    // How they end when there are no more of these.
   bool temporary = false;           // Refusals are for now.
   bool silent = false;              // At the end nobody has answered.
+  std::vector<MailLine> lines;      // Where those that were asked for go.
   std::optional<int64_t> finished;  // The time given for the end.
 
-  void Send(MailMessage message, MailDone done) override {
+  using Mail::Send;
+  void Send(MailMessage message, MailDone done, MailLine line) override {
+    if (line) lines.push_back(std::move(line));
     const bool late = finished && (*finished <= 0 || silent);
     if (!late) sent.push_back(message);
     under_way_.push_back({std::move(message), std::move(done), late});

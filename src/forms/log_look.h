@@ -1,0 +1,51 @@
+// A look at a folder of logs before anything is read from it: which files fit the mask, which of them would be read
+// now, and what that one looks like.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/tables.h"
+#include "ports/clock.h"
+#include "ports/files.h"
+
+namespace vantry {
+
+struct LookedLog {
+  std::string name;
+  int64_t size_bytes = 0;
+  std::optional<int64_t> age_s;  // Since the last write; below 0 for a file of the future.
+};
+
+struct LogLook {
+  static constexpr size_t kMostShown = 3;
+  static constexpr size_t kMostOfLine = 300;
+
+  std::string problem;            // Why nothing can be seen; empty if something can.
+  size_t fitting = 0;             // Files that fit the mask.
+  std::vector<LookedLog> newest;  // Of those the last written, kMostShown at most.
+  std::string read_now;           // The name of the one that a scan would read; empty for none.
+  std::string first_line;         // Of that one, as far as kMostOfLine bytes.
+  bool line_goes_on = false;      // There is more of it.
+  bool is_empty = false;          // It has no line yet.
+  std::optional<LogType> type;    // What it looks like; empty when that can't be told.
+};
+
+// Which file of the folder a scan would read now.
+LogLook LookAtFolder(const SiteRec& site, Files& files, const Clock& clock);
+// And how it begins. Reads the beginning alone, however long its lines are.
+LogLook LookAtLog(const SiteRec& site, Files& files, const Clock& clock, bool quoted_fields);
+
+// What is to be said about it, line by line: files, first line, and what it looks like beside the type of the site.
+// Names and lines of logs are in it as they are, so show it as such.
+std::vector<std::string> DescribeLook(const LogLook& look, const SiteRec& site);
+// One line: which file would be read now.
+std::string DescribeReadNow(const LogLook& look, const SiteRec& site);
+
+// "12 seconds", "3 minutes", "5 hours", "40 days".
+std::string AgeText(int64_t seconds);
+
+}  // namespace vantry
