@@ -220,7 +220,7 @@ void CurlFtp::Deliver() {
   Reap();
 }
 
-// The good-bye may take its time, and a thread that was cancelled a second.
+// A thread that was cancelled may take a second.
 void CurlFtp::Leave(const std::shared_ptr<FtpSession>& session, std::thread thread) {
   auto over = std::make_shared<std::atomic<bool>>(false);
   auto before = std::make_shared<std::thread>(std::move(thread));

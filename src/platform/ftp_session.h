@@ -28,7 +28,7 @@ class FtpSession final : public FtpNotes {
 
   // Does the job; blocks until it is done. While nobody takes its notes it waits.
   void Run(const FtpJob& job);
-  // Says good-bye and closes the connection, within some seconds.
+  // Says good-bye and closes the connection.
   void Close();
   // Ends the job within about a second. For good.
   void Cancel();

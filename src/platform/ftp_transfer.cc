@@ -9,6 +9,7 @@
 #include <utility>
 
 #include <curl/curl.h>
+#include <sys/socket.h>
 
 #include "core/text.h"
 #include "core/text_encoding.h"
@@ -328,7 +329,6 @@ void FtpTransfer::Run(FtpNote& last) {
   }
   curl_easy_reset(curl_);
   curl_easy_setopt(curl_, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(curl_, CURLOPT_SERVER_RESPONSE_TIMEOUT, std::max(1L, static_cast<long>(peer_.limits.quit / 1'000)));
 }
 
 bool FtpTransfer::StaysConnected(CURLcode code) const {
@@ -458,8 +458,15 @@ std::string FtpTransfer::CurlText(CURLcode code) const {
 FtpPeer::FtpPeer(FtpServer s, FtpLogon l, FtpLimits t, FtpTrust files)
     : server(std::move(s)), logon(std::move(l)), limits(t), trust(std::move(files)) {}
 
+// libcurl waits for the answer to the good-bye for a minute and has no option for that, so nobody listens any more.
 void FtpPeer::Close() {
-  if (curl) curl_easy_cleanup(static_cast<CURL*>(std::exchange(curl, nullptr)));
+  if (!curl) return;
+  CURL* const handle = static_cast<CURL*>(std::exchange(curl, nullptr));
+  curl_socket_t socket = CURL_SOCKET_BAD;
+  if (curl_easy_getinfo(handle, CURLINFO_ACTIVESOCKET, &socket) == CURLE_OK && socket != CURL_SOCKET_BAD) {
+    (void)::shutdown(socket, SHUT_RD);
+  }
+  curl_easy_cleanup(handle);
 }
 
 void RunFtpJob(FtpPeer& peer, const FtpJob& job, FtpNotes& notes, FtpNote& last) {

@@ -16,7 +16,6 @@ namespace vantry {
 struct FtpLimits {
   int connect = 30'000;  // Until the connection stands.
   int reply = 60'000;    // For each answer to a command, and for the rows of a listing.
-  int quit = 2'000;      // For the good-bye.
 };
 
 // Files of the authorities that sign certificates and of the known keys of SSH servers; empty for those of the system.
@@ -68,7 +67,7 @@ struct FtpPeer {
   ~FtpPeer() { Close(); }
   FtpPeer(const FtpPeer&) = delete;
   FtpPeer& operator=(const FtpPeer&) = delete;
-  // Says good-bye if the connection stands.
+  // Says good-bye if the connection stands, and waits for no answer.
   void Close();
 };
 

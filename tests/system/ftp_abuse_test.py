@@ -2,19 +2,17 @@
 nothing else waits for them."""
 
 import os
+import threading
 import time
 import unittest
 
-from ftp_servers import MiniFtp, PyFtp, ScriptedFtp
-from harness import SystemTest, append, ncsa_line, skip_at_midnight, wait_until
+from ftp_servers import FtpCase, MiniFtp, PyFtp, ScriptedFtp
+from harness import append, ncsa_line, wait_until
 
 PROMPT = 1.0  # Seconds for an answer of the port; generous for a busy machine.
 
 
-class FtpAbuseTest(SystemTest):
-    def setUp(self):
-        skip_at_midnight()
-
+class FtpAbuseTest(FtpCase):
     def watch(self, server, corrections="All=True\n", local=False, **keys):
         self.addCleanup(server.clean_up)
         home = self.home()
@@ -57,6 +55,15 @@ class FtpAbuseTest(SystemTest):
         vantry.wait_visitor("10.1.0.1", seconds=10)
         self.assertLess(self.slowest_answer(vantry), PROMPT)
         self.assertLess(vantry.stop(), 8)
+
+    def test_a_server_that_says_no_good_bye_delays_no_end(self):
+        gone = threading.Event()
+        self.addCleanup(gone.set)
+        server = MiniFtp(ncsa_line("10.0.0.1", "/p.htm").encode(), replies={"QUIT": lambda s: gone.wait() and b""})
+        _, vantry = self.watch(server)
+        vantry.wait_visitor("10.0.0.1")
+        self.assertLess(vantry.stop(), 4)
+        wait_until(lambda: "QUIT" in server.commands, what=lambda: server.commands)
 
     def test_the_port_answers_while_all_sites_wait_in_the_classic_way(self):
         server = ScriptedFtp(lambda s: s.recv(1))
@@ -114,6 +121,19 @@ class FtpAbuseTest(SystemTest):
         _, vantry = self.watch(server, FTPPath="/logs\x0bDELE x")
         self.wait_told(vantry, "the name of the folder holds a line end or another control character; check FTPPath")
         self.assertIn("Site Far: 127.0.0.1:%d" % server.port, vantry.stderr())
+
+    def test_a_login_or_a_mask_with_a_control_character_is_told(self):
+        for keys, text in (({"FTPPassword": "a\x0bDELE x"}, "the login holds a line end or another control character; "
+                            "check FTPUserName and FTPPassword"),
+                           ({"Mask": "a\x0bDELE x"}, "the name of the file holds a line end or another control "
+                            "character; check Mask")):
+            with self.subTest(keys):
+                server = MiniFtp(b"")
+                _, vantry = self.watch(server, **keys)
+                self.wait_told(vantry, text)
+                self.assertIn("Site Far: 127.0.0.1:%d" % server.port, vantry.stderr())
+                self.assertFalse([c for c in server.commands if "DELE" in c])
+                vantry.stop()
 
     def test_a_domain_that_is_none_is_told(self):
         server = MiniFtp(b"")
