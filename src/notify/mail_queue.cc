@@ -72,6 +72,10 @@ void MailQueue::SendMailNow(OutgoingMail mail) {
 }
 
 void MailQueue::SendMailAside(OutgoingMail mail, const std::function<void()>& done) {
+  if (KeepsMail() && Keep(mail)) {
+    SendKept();
+    return done();
+  }
   if (!Start(std::move(mail), done)) done();
 }
 
@@ -163,14 +167,18 @@ void MailQueue::RetryTick() {
   });
 }
 
-// One at a time, oldest first. While the server is known to be away all wait.
+// One at a time, oldest first; but a mail at which the server breaks off each time must not keep the others from
+// theirs, so what was cut off most often comes last. While the server is known to be away all wait.
 void MailQueue::SendKept() {
   const int64_t now = c_.clock.Steady().ms;
   if (c_.settings.EmailServer.empty() || now < away_until_ms_) return;
   auto& mails = c_.unsent->Mails();
   while (!sending_) {
-    const auto next = std::find_if(mails.begin(), mails.end(), [&](const auto& mail) { return mail.due_ms <= now; });
-    if (next == mails.end()) return;
+    const UnsentMails::Mail* next = nullptr;
+    for (const auto& mail : mails) {
+      if (mail.due_ms <= now && (!next || mail.cut_off < next->cut_off)) next = &mail;
+    }
+    if (!next) return;
     MailMessage message;
     const uint64_t number = next->number;
     if (const Status status = c_.unsent->Read(*next, message); status.ok()) {
@@ -206,10 +214,12 @@ void MailQueue::AfterTry(uint64_t number, const MailOutcome& outcome) {
   const bool away = outcome.status.fail == Fail::kIo;
   away_tries_ = away ? away_tries_ + 1 : 0;
   away_until_ms_ = away ? now + RetryMinutes(away_tries_) * 60'000 : 0;
-  if (away) return;
-  if (!outcome.temporary) {
-    (void)c_.unsent->Remove(number);
-  } else if (UnsentMails::Mail* mail = c_.unsent->Find(number)) {
+  if (!away && !outcome.temporary) return (void)c_.unsent->Remove(number);
+  UnsentMails::Mail* mail = c_.unsent->Find(number);
+  if (!mail) return;
+  if (away) {
+    ++mail->cut_off;
+  } else {
     mail->due_ms = now + RetryMinutes(++mail->tries) * 60'000;
   }
 }

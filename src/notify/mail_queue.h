@@ -60,12 +60,12 @@ class MailQueue {
   // collected for the site's own address and for the general one. `site` 0 is none.
   void SendEmail(const std::string& message, int16_t site, const std::string& send_to);
   // Puts a mail in line and returns. Mails go out one after the other, in this order. A failure is reported and the
-  // mail is gone. Of too many the oldest are dropped.
+  // mail is gone. Of too many the oldest are dropped. With KeepUnsentMail a mail is in a file until a server has taken
+  // it or has refused it for good, and goes out in its turn: in this run or a later one.
   void SendMailNow(OutgoingMail mail);
-  // With KeepUnsentMail a mail is in a file until a server has taken it or has refused it for good, and goes out in its
-  // turn: in this run or a later one.
   // The same for a mail that somebody waits for: it goes out at once, past the others. `done` is called when the server
-  // has answered and its lines are in the program log; before this returns when the mail can't be sent at all.
+  // has answered and its lines are in the program log; before this returns when the mail can't be sent at all, and with
+  // KeepUnsentMail as soon as it is in the file.
   void SendMailAside(OutgoingMail mail, const std::function<void()>& done);
   // Puts all that is collected in line.
   void Email_SendPending();

@@ -80,6 +80,7 @@ std::string FormatUnsentMail(const MailMessage& message) {
   PutField(rest, message.html ? "html" : "text");
   PutField(rest, message.attachment);
   PutField(rest, message.body);
+  if (message.attached) PutField(rest, *message.attached);
   std::string size = std::to_string(rest.size());
   size.insert(0, 10 - std::min<size_t>(size.size(), 10), '0');
   std::string head = std::string(kForm) + kWaiting + " " + size + " " + Hex(Sum(rest));
@@ -104,6 +105,8 @@ size_t ParseUnsentMail(std::string_view bytes, MailMessage& message, bool& waiti
   message.html = reader.Field() == "html";
   message.attachment = reader.Field();
   message.body = reader.Field();
+  message.attached.reset();
+  if (!reader.Whole()) message.attached = reader.Field();
   waiting = state == kWaiting;
   return reader.Whole() ? kUnsentHeadBytes + size : 0;
 }
@@ -142,9 +145,18 @@ Status UnsentMails::Take(const std::string& bytes) {
   return static_cast<size_t>(end_) < bytes.size() ? file_->Truncate(end_) : Status::Ok();
 }
 
+// By the time the mail goes out the file may be another day's report. One that can't be read is told of then.
+MailMessage UnsentMails::WithAttachment(MailMessage message) {
+  std::string bytes;
+  if (message.attachment.empty() || !files_.Read(message.attachment, bytes).ok()) return message;
+  if (bytes.size() <= kMostAttached) message.attached = std::move(bytes);
+  return message;
+}
+
 Status UnsentMails::Add(const MailMessage& message) {
   if (!file_) return Status::Error(Fail::kIo, Path() + " is not open");
-  const std::string record = FormatUnsentMail(message);
+  const std::string record = FormatUnsentMail(WithAttachment(message));
+  if (record.size() > kMostBytes) return Status::Error(Fail::kRefused, "a mail is too long for " + Path());
   if (Status status = MakeRoom(record.size()); !status.ok()) return status;
   if (Status status = file_->WriteAt(end_, record); !status.ok()) {
     (void)file_->Truncate(end_);

@@ -30,12 +30,15 @@ class UnsentMails {
  public:
   // Of more the oldest are dropped.
   static constexpr size_t kMost = 1'000, kMostBytes = 16'000'000;
+  // A longer attachment is read from its file when the mail goes out.
+  static constexpr size_t kMostAttached = 4'000'000;
 
   struct Mail {
     uint64_t number = 0;  // Never used twice in a run.
     int64_t position = 0;
     size_t bytes = 0;
-    int tries = 0;       // In this run.
+    int tries = 0;       // That were refused for now, in this run.
+    int cut_off = 0;     // Tries that met no server, or that it broke off.
     int64_t due_ms = 0;  // Not to be tried before; of the steady clock.
   };
 
@@ -62,6 +65,7 @@ class UnsentMails {
  private:
   std::string Path() const { return folder_ + kUnsentName; }
   Status Take(const std::string& bytes);
+  MailMessage WithAttachment(MailMessage message);
   Status MakeRoom(size_t bytes);
 
   const std::string& folder_;

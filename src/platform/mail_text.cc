@@ -81,6 +81,20 @@ Status MailText::Open(const MailMessage& message) {
     return Status::Ok();
   }
   attachment_ = message.attachment;
+  attaching_ = true;
+  if (message.attached) {
+    held_ = *message.attached;
+    left_ = static_cast<int64_t>(held_.size());
+  } else if (Status status = OpenAttachment(); !status.ok()) {
+    return status;
+  }
+  const std::string part = "--" + std::string(kBoundary) + "\r\n";
+  ready_ += "Content-Type: multipart/mixed;\r\n boundary=\"" + std::string(kBoundary) + "\"\r\n\r\n" + part +
+            BodyPart(message) + "\r\n" + part + AttachmentHead(FileName(attachment_));
+  return Status::Ok();
+}
+
+Status MailText::OpenAttachment() {
   // Not to wait for the other end of a pipe.
   const int fd = ::open(attachment_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0) return NoAttachment(attachment_, std::strerror(errno));
@@ -90,9 +104,6 @@ Status MailText::Open(const MailMessage& message) {
   if (!S_ISREG(info.st_mode))
     return NoAttachment(attachment_, S_ISDIR(info.st_mode) ? "It is a folder" : "It is no file");
   left_ = info.st_size;
-  const std::string part = "--" + std::string(kBoundary) + "\r\n";
-  ready_ += "Content-Type: multipart/mixed;\r\n boundary=\"" + std::string(kBoundary) + "\"\r\n\r\n" + part +
-            BodyPart(message) + "\r\n" + part + AttachmentHead(FileName(attachment_));
   return Status::Ok();
 }
 
@@ -100,7 +111,7 @@ ssize_t MailText::Read(char* bytes, size_t size) {
   if (taken_ == ready_.size()) {
     ready_.clear();
     taken_ = 0;
-    if (file_ && !ReadAttachment()) return -1;
+    if (attaching_ && !ReadAttachment()) return -1;
   }
   const size_t count = std::min(size, ready_.size() - taken_);
   ready_.copy(bytes, count, taken_);
@@ -112,6 +123,10 @@ ssize_t MailText::Read(char* bytes, size_t size) {
 bool MailText::ReadAttachment() {
   std::string bytes(std::min<int64_t>(left_, kBytesInLine * kLinesAtOnce), '\0');
   size_t filled = 0;
+  if (!file_) {
+    filled = held_.copy(bytes.data(), bytes.size(), held_.size() - static_cast<size_t>(left_));
+    left_ -= static_cast<int64_t>(filled);
+  }
   while (filled < bytes.size()) {
     const ssize_t count = ::read(file_->get(), bytes.data() + filled, bytes.size() - filled);
     if (count < 0 && errno == EINTR) continue;
@@ -130,6 +145,7 @@ bool MailText::ReadAttachment() {
   }
   if (left_ > 0) return true;
   file_.reset();
+  attaching_ = false;
   ready_ += "--" + std::string(kBoundary) + "--\r\n";
   return true;
 }

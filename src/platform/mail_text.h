@@ -15,7 +15,8 @@
 namespace vantry {
 
 // A mail as one text of lines that end with CR LF, made piece by piece: the head, the body as quoted-printable UTF-8,
-// and the attachment, which is read from its file while it is sent. All of it is ASCII, whatever the mail contains.
+// and the attachment, which is read from its file while it is sent unless the mail holds it. All of it is ASCII,
+// whatever the mail contains.
 class MailText {
  public:
   // kBadData if the attachment is not a file or can't be opened; its length is measured now.
@@ -26,11 +27,14 @@ class MailText {
   const std::string& Problem() const { return problem_; }
 
  private:
+  Status OpenAttachment();
   bool ReadAttachment();
 
   std::string attachment_;
-  std::optional<Descriptor> file_;  // While there is something left of the attachment.
-  int64_t left_ = 0;                // Bytes of the attachment.
+  bool attaching_ = false;          // While there is something left of the attachment.
+  std::optional<Descriptor> file_;  // Where it is read from; otherwise it is held.
+  std::string held_;
+  int64_t left_ = 0;  // Bytes of the attachment.
   std::string ready_;
   size_t taken_ = 0;  // Of `ready_`.
   std::string problem_;

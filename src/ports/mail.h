@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -21,6 +22,7 @@ struct MailMessage {
   std::string body;                     // Bytes in UTF-8 or Windows-1252, with any line ends.
   bool html = false;                    // The body is HTML.
   std::string attachment;               // Path of a file that goes with it; empty for none.
+  std::optional<std::string> attached;  // What was in that file; without it the file is read when the mail goes out.
 };
 
 // What became of a mail.

@@ -1,5 +1,8 @@
 #include "notify/unsent_mail.h"
 
+#include <map>
+#include <optional>
+
 #include <gtest/gtest.h>
 
 #include "support/mail_rig.h"
@@ -19,7 +22,7 @@ MailMessage Message(const std::string& body) {
 
 bool Same(const MailMessage& a, const MailMessage& b) {
   return a.sender == b.sender && a.recipients == b.recipients && a.headers == b.headers && a.body == b.body &&
-         a.html == b.html && a.attachment == b.attachment;
+         a.html == b.html && a.attachment == b.attachment && a.attached == b.attached;
 }
 
 TEST(UnsentMailRecord, IsReadAsItWasWritten) {
@@ -34,6 +37,14 @@ TEST(UnsentMailRecord, IsReadAsItWasWritten) {
   EXPECT_EQ(ParseUnsentMail(record + "more", read, waiting), record.size());
   EXPECT_TRUE(waiting);
   EXPECT_TRUE(Same(read, message));
+  for (const std::string& attached : {std::string(), std::string("1:a\n\0", 5)}) {
+    message.attached = attached;
+    const std::string longer = FormatUnsentMail(message);
+    EXPECT_EQ(ParseUnsentMail(longer + record, read, waiting), longer.size());
+    EXPECT_TRUE(Same(read, message));
+  }
+  EXPECT_EQ(ParseUnsentMail(record, read, waiting), record.size());
+  EXPECT_FALSE(read.attached) << "nothing is left of the one before";
 }
 
 TEST(UnsentMailRecord, IsNoneWhenAByteIsMissingOrWrong) {
@@ -179,15 +190,17 @@ TEST_F(KeptMailTest, AServerThatIsAwayIsTriedLessAndLessOften) {
   EXPECT_EQ(Sent(), Bodies{"1"}) << "the others wait, and cost no time";
   Send("3");
   EXPECT_EQ(Sent(), Bodies{});
+  const char* turn[] = {"2", "3", "1"};
+  int tries = 0;
   for (const int minutes : {1, 2, 4, 8, 15, 15}) {
     Wait(minutes * 60 - 1);
     EXPECT_EQ(Sent(), Bodies{}) << minutes;
     Wait(1);
-    EXPECT_EQ(Sent(), Bodies{"1"}) << minutes;
+    EXPECT_EQ(Sent(), Bodies{turn[tries++ % 3]}) << minutes;
   }
   rig.mail.answer = {};
   Wait(15 * 60);
-  EXPECT_EQ(Sent(), (Bodies{"1", "2", "3"}));
+  EXPECT_EQ(Sent(), (Bodies{"2", "3", "1"}));
   rig.mail.answer = away;
   Send("4");
   EXPECT_EQ(Sent(), Bodies{"4"});
@@ -238,6 +251,59 @@ TEST_F(KeptMailTest, ARefusalForNowHoldsUpThatMailAlone) {
   EXPECT_EQ(Sent(), Bodies{"1"});
   Wait(3600);
   EXPECT_EQ(Sent(), Bodies{});
+}
+
+TEST_F(KeptMailTest, AMailAtWhichTheServerBreaksOffDoesNotHoldUpTheOthers) {
+  rig.mail.answers = {Status::Error(Fail::kIo, "mail.example: the connection broke off")};
+  for (const char* body : {"poison", "2", "3"}) Send(body);
+  EXPECT_EQ(Sent(), Bodies{"poison"});
+  rig.mail.answers = {Status::Ok(), Status::Ok(), Status::Error(Fail::kIo, "mail.example: the connection broke off")};
+  Wait(60);
+  EXPECT_EQ(Sent(), (Bodies{"2", "3", "poison"}));
+  rig.mail.answers = {Status::Ok(), Status::Error(Fail::kIo, "mail.example: the connection broke off")};
+  Send("4");
+  EXPECT_EQ(Sent(), Bodies{}) << "it looks as if the server were away";
+  Wait(60);
+  EXPECT_EQ(Sent(), (Bodies{"4", "poison"}));
+}
+
+TEST_F(KeptMailTest, AMailThatSomebodyWaitsForIsKeptAndNobodyWaits) {
+  rig.mail.answer = away;
+  int done = 0;
+  queue->SendMailAside({"a@example", "login"}, [&] { ++done; });
+  EXPECT_EQ(done, 1) << "before the server has answered";
+  EXPECT_EQ(Sent(), Bodies{"login"});
+  rig.mail.answer = {};
+  Start();
+  EXPECT_EQ(Sent(), Bodies{"login"});
+  EXPECT_EQ(done, 1);
+}
+
+TEST_F(KeptMailTest, AttachmentsAreThoseOfTheTimeOfTheMail) {
+  rig.mail.answer = away;
+  rig.files.Put("/home/Daily Report.htm", "of the 5th");
+  queue->SendMailNow({"a@example", "1", "/home/Daily Report.htm"});
+  Sent();
+  rig.files.Put("/home/Daily Report.htm", "of the 6th");
+  queue->SendMailNow({"a@example", "2", "/home/Daily Report.htm"});
+  queue->SendMailNow({"a@example", "3", "/home/gone.htm"});
+  rig.files.Put("/home/long.htm", std::string(UnsentMails::kMostAttached + 1, 'x'));
+  queue->SendMailNow({"a@example", "4", "/home/long.htm"});
+  rig.mail.answer = {};
+  Start();
+  rig.mail.Turn();
+  std::map<std::string, std::optional<std::string>> attached;
+  for (const MailMessage& message : rig.mail.sent) attached[message.body] = message.attached;
+  EXPECT_EQ(attached, (std::map<std::string, std::optional<std::string>>{
+                          {"1", "of the 5th"}, {"2", "of the 6th"}, {"3", std::nullopt}, {"4", std::nullopt}}));
+}
+
+TEST_F(KeptMailTest, AMailThatIsTooLongForTheFileLeavesTheOthersThere) {
+  rig.mail.answer = away;
+  Send("1");
+  Send(std::string(UnsentMails::kMostBytes, 'x'));
+  EXPECT_EQ(unsent->Mails().size(), 1u);
+  EXPECT_EQ(Sent().size(), 2u) << "it goes the other way";
 }
 
 TEST_F(KeptMailTest, TheEndOfTheProgramDoesNotWaitForAServerThatIsAway) {

@@ -52,6 +52,21 @@ TEST_F(MailTextTest, PiecesOfAnySizeMakeTheSameText) {
   }
 }
 
+TEST_F(MailTextTest, AnAttachmentThatTheMailHoldsIsNotReadFromItsFile) {
+  for (const std::string& held : {std::string(), std::string("of then"), std::string(100'000, 'x')}) {
+    Write("of now");
+    message.attached = held;
+    MailText text;
+    ASSERT_TRUE(text.Open(message).ok());
+    std::filesystem::remove(message.attachment);
+    const std::string whole = Rest(text, 4'096);
+    EXPECT_TRUE(whole.ends_with("\r\n\r\n" + Lines(held) + "--=_vantry_part--\r\n"));
+    EXPECT_NE(whole.find("filename=\"log.txt\""), std::string::npos);
+    MailText again;
+    EXPECT_TRUE(again.Open(message).ok()) << "the file need not be there";
+  }
+}
+
 TEST_F(MailTextTest, AFileThatGrowsIsSentAsItWas) {
   Write("before");
   MailText text;

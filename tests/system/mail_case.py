@@ -30,10 +30,11 @@ class MailCase(SystemTest):
         self.addCleanup(server.clean_up)
         return server
 
-    def begin(self, server, address=TO, pages=("/gone.html",), **settings):
+    def begin(self, server, address=TO, pages=("/gone.html",), classic=(), **settings):
         """A program whose exception 404 has a mail sent: to this address at once, without one with what is pending. Its
         first scan finds these pages missing, each for a visitor of its own."""
         home = self.home()
+        home.keep_classic(*classic)
         home.write_site()
         keys = {"EmailServer": server.place, "EmailFrom": "Monitor <monitor@example.test>"}
         home.write_settings(EmailSubject="An exception", **keys, **settings)

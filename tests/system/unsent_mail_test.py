@@ -2,6 +2,7 @@
 
 import os
 import signal
+import time
 import unittest
 
 from harness import free_port, wait_until
@@ -22,8 +23,9 @@ class UnsentMailTest(MailCase):
         self.not_found(home, "/first.html")
         return home
 
-    def server_is(self, home, place):
-        home.write_settings(EmailSubject="An exception", EmailServer=place, EmailFrom="Monitor <monitor@example.test>")
+    def server_is(self, home, place, **more):
+        home.write_settings(EmailSubject="An exception", EmailServer=place, EmailFrom="Monitor <monitor@example.test>",
+                            **more)
 
     def kill(self, vantry):
         vantry.send_signal(signal.SIGKILL)
@@ -104,6 +106,25 @@ class UnsentMailTest(MailCase):
             server = self.scripted()
             self.end_with(home, server)
             self.assertEqual(self.taken(server), [1, 1, 1], step)
+
+    def test_a_login_waits_for_no_server_and_its_mail_is_kept(self):
+        silent = self.scripted(lambda line: "")
+        home = self.folder(silent.place)
+        login = dict(EmailSendTo=TO, WebAccessControl="True", WebAccessEmail="True", WebUsername="operator",
+                     WebPassword="sesame")
+        self.server_is(home, silent.place, **login)
+        vantry = self.start(home)
+        wait_until(lambda: self.waiting(home) == 1, what=vantry.stderr)
+        body = b"UserName=operator&Password=sesame&B1=Submit"
+        begun = time.monotonic()
+        answer = vantry.ask(b"POST / HTTP/1.0\r\nContent-Length: %d\r\n\r\n" % len(body) + body)
+        self.assertIn(b"Sites Being Monitored", answer)
+        self.assertLess(time.monotonic() - begun, 10)
+        self.assertEqual(self.waiting(home), 2)
+        self.kill(vantry)
+        server = self.scripted()
+        self.end_with(home, server)
+        self.assertEqual(sum(b"Web Access User Login" in mail for mail in server.mails), 1)
 
     def test_a_refusal_for_good_is_told_and_dropped(self):
         no = self.scripted(lambda line: "550 not here\r\n" if line.startswith("RCPT") else ScriptedServer.good(line))
