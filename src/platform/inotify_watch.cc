@@ -1,6 +1,7 @@
 #include "platform/inotify_watch.h"
 
 #include <QSocketNotifier>
+#include <QTimer>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -35,8 +36,8 @@ bool InotifyWatch::Open() {
   return true;
 }
 
+// Asks each time: the path may lead to another folder by now, through a link that was switched, a renaming or a mount.
 Status InotifyWatch::Watch(const std::string& folder) {
-  if (numbers_.contains(folder)) return Status::Ok();
   if (!Open()) return Status::Error(Fail::kRefused, "the system has no more places for programs that watch files");
   const int number = ::inotify_add_watch(fd_, folder.c_str(), kWanted);
   if (number < 0) {
@@ -45,11 +46,28 @@ Status InotifyWatch::Watch(const std::string& folder) {
                                              ": the system's limit of watched folders is reached "
                                              "(/proc/sys/fs/inotify/max_user_watches)");
   }
-  // Two paths to one folder have one number: the newer one counts, and the other is not watched.
-  if (const auto old = folders_.find(number); old != folders_.end()) numbers_.erase(old->second);
-  folders_[number] = folder;
+  const auto old = numbers_.find(folder);
+  if (old != numbers_.end() && old->second == number) return Status::Ok();
+  Leave(folder);
+  folders_[number].insert(folder);  // Several paths to one folder have one number.
   numbers_[folder] = number;
+  // What is there was written before anybody could tell of it.
+  QTimer::singleShot(0, notifier_.get(), [this, folder] {
+    if (change_) change_(folder, "", true);
+  });
   return Status::Ok();
+}
+
+void InotifyWatch::Leave(const std::string& folder) {
+  const auto number = numbers_.find(folder);
+  if (number == numbers_.end()) return;
+  const auto paths = folders_.find(number->second);
+  paths->second.erase(folder);
+  if (paths->second.empty()) {
+    ::inotify_rm_watch(fd_, paths->first);
+    folders_.erase(paths);
+  }
+  numbers_.erase(number);
 }
 
 // Reads all there is before anybody is told: a handler may turn the loop, and then nothing must be left to read.
@@ -65,18 +83,17 @@ void InotifyWatch::Read() {
       const char* name = buffer.data() + at + sizeof event;
       at += static_cast<ssize_t>(sizeof event + event.len);
       if (event.mask & IN_Q_OVERFLOW) {
-        for (const auto& [number, folder] : folders_) changes.emplace(folder, "", true);
+        for (const auto& [folder, number] : numbers_) changes.emplace(folder, "", true);
         continue;
       }
       const auto it = folders_.find(event.wd);
       if (it == folders_.end()) continue;
-      if (event.mask & IN_IGNORED) {
-        changes.emplace(it->second, "", true);
-        numbers_.erase(it->second);
-        folders_.erase(it);
-        continue;
+      const bool gone = (event.mask & IN_IGNORED) != 0;
+      for (const std::string& folder : it->second) {
+        changes.emplace(folder, event.len > 0 ? std::string(name) : std::string(), gone || (event.mask & kNames) != 0);
+        if (gone) numbers_.erase(folder);
       }
-      changes.emplace(it->second, event.len > 0 ? std::string(name) : std::string(), (event.mask & kNames) != 0);
+      if (gone) folders_.erase(it);
     }
   }
   for (const auto& [folder, name, names_changed] : changes) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 
 #include "platform/notifier.h"
@@ -22,12 +23,13 @@ class InotifyWatch final : public FileWatch {
  private:
   bool Open();
   void Read();
+  void Leave(const std::string& folder);
 
   Change change_;
   int fd_ = -1;
   bool failed_ = false;
   Notifier notifier_;
-  std::map<int, std::string> folders_;  // By number of the watch.
+  std::map<int, std::set<std::string>> folders_;  // The paths that lead to the folder of each watch, by its number.
   std::map<std::string, int> numbers_;
 };
 

@@ -3,6 +3,7 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <algorithm>
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -62,6 +63,36 @@ TEST_F(InotifyWatchTest, FolderThatGoesAwayCanBeWatchedAgain) {
   ASSERT_TRUE(watch.Watch(folder).ok());
   ASSERT_TRUE(files.Append(folder + "a.log", "1").ok());
   EXPECT_TRUE(WaitFor(folder + " a.log name"));
+}
+
+TEST_F(InotifyWatchTest, PathThatLeadsToAnotherFolderIsWatchedThere) {
+  const std::string folder = temp.path + "logs/", moved = temp.path + "moved/", linked = temp.path + "link/";
+  ASSERT_TRUE(files.MakeFolder(folder).ok());
+  ASSERT_TRUE(watch.Watch(folder).ok());
+  std::filesystem::rename(folder, moved);
+  ASSERT_TRUE(files.MakeFolder(folder).ok());
+  ASSERT_TRUE(files.Append(folder + "early.log", "1").ok());
+  ASSERT_TRUE(watch.Watch(folder).ok());
+  EXPECT_TRUE(WaitFor(folder + "  name")) << "what came before";
+  ASSERT_TRUE(files.Append(folder + "a.log", "1").ok());
+  EXPECT_TRUE(WaitFor(folder + " a.log name"));
+  std::filesystem::create_directory_symlink(moved, temp.path + "link");
+  ASSERT_TRUE(watch.Watch(linked).ok());
+  std::filesystem::remove(temp.path + "link");
+  std::filesystem::create_directory_symlink(folder, temp.path + "link");
+  ASSERT_TRUE(watch.Watch(linked).ok());
+  told.clear();
+  ASSERT_TRUE(files.Append(folder + "b.log", "1").ok());
+  EXPECT_TRUE(WaitFor(folder + " b.log name")) << "two paths to one folder";
+  EXPECT_TRUE(WaitFor(linked + " b.log name"));
+  told.clear();
+  ASSERT_TRUE(files.Append(moved + "c.log", "1").ok());
+  ASSERT_TRUE(files.Append(folder + "d.log", "1").ok());
+  EXPECT_TRUE(WaitFor(linked + " d.log name"));
+  EXPECT_EQ(std::count(told.begin(), told.end(), folder + " c.log name"), 0) << "nobody looks there any more";
+  std::filesystem::remove_all(folder);
+  EXPECT_TRUE(WaitFor(folder + "  name"));
+  EXPECT_EQ(watch.Watch(linked).fail, Fail::kNotFound);
 }
 
 }  // namespace

@@ -69,6 +69,36 @@ class CorrectedReadingTest(SystemTest):
         self.assertEqual(vantry.wait_visitor("10.0.0.1").page, "index.html")
         self.assertEqual(vantry.addresses(), ["2001:db8::7", "10.0.0.1"])
 
+    def test_a_log_is_read_at_once_also_where_another_folder_takes_its_place(self):
+        home = self.corrected_home("Immediate", "FollowRotation")
+        real, link = os.path.join(home.base, "real"), os.path.join(home.base, "link")
+        os.mkdir(real)
+        os.symlink(home.logs, link)
+        home.write_sites(home.section("Folder", real, Frequency=600), home.section("Link", link, Frequency=600))
+        # A first scan comes 2 seconds after that of the site before.
+        append(os.path.join(real, "access.log"), ncsa_line("10.0.0.1", "/a.html"))
+        append(home.log("access.log"), ncsa_line("10.0.1.1", "/a.html"))
+        vantry = self.start(home)
+        vantry.wait_visitor("10.0.0.1")
+        vantry.wait_visitor("10.0.1.1")
+        append(os.path.join(real, "access.log"), ncsa_line("10.0.0.2", "/b.html"))
+        vantry.wait_visitor("10.0.0.2")
+        # A folder that is moved away and made anew, and a link that leads to another.
+        other = os.path.join(home.base, "other")
+        os.rename(real, real + ".old")
+        for folder in (real, other):
+            os.mkdir(folder)
+        append(os.path.join(real, "access.log"), ncsa_line("10.0.0.3", "/c.html"))
+        append(os.path.join(other, "access.log"), ncsa_line("10.0.1.3", "/c.html"))
+        os.unlink(link)
+        os.symlink(other, link)
+        vantry.wait_visitor("10.0.0.3")
+        vantry.wait_visitor("10.0.1.3")
+        append(os.path.join(real, "access.log"), ncsa_line("10.0.0.4", "/d.html"))
+        append(os.path.join(other, "access.log"), ncsa_line("10.0.1.4", "/d.html"))
+        vantry.wait_visitor("10.0.0.4")
+        vantry.wait_visitor("10.0.1.4")
+
     def test_many_long_logs_are_read_at_once(self):
         """The classic program takes two minutes for the first scans alone."""
         self.skip_near_local_midnight(UTC)
