@@ -6,7 +6,7 @@ import time
 import dbfread
 
 import tables
-from harness import SystemTest, ncsa_line, skip_at_midnight, wait_until
+from harness import INACTIVITY, SystemTest, ncsa_line, skip_at_midnight, wait_until
 from history_model import DAY, Model, Site, clock
 
 # These tests are not about what an exception leaves behind. The types listed here limit the counting.
@@ -52,7 +52,7 @@ class HistoryTest(SystemTest):
         home = self.quiet_home()
         home.write_settings(**settings)
         home.write_site(Domain="www.one.test")
-        return home, Model([Site("One", "www.one.test")], int(settings.get("InactivityMins", 600)))
+        return home, Model([Site("One", "www.one.test")], int(settings.get("InactivityMins", INACTIVITY)))
 
     def wait_live(self, vantry, model):
         """Everything was read, and those have left who should have."""

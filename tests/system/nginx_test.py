@@ -214,7 +214,7 @@ class NginxTest(SystemTest):
 
     def test_a_log_with_a_new_name_is_read_from_its_start_by_the_next_start(self):
         home = self.home()
-        home.keep_classic("FollowRotation")
+        home.keep_classic("FollowRotation", "Immediate")
         home.write_site(Mask="ACCESS*.LOG", SelectMethod=0)
         web = self.nginx(home, "access-1.log")
         web.get("127.0.0.31", "/index.html")
@@ -243,7 +243,7 @@ class NginxTest(SystemTest):
         if seconds_to_midnight() > 86400 - 1200:
             self.skipTest("the clock is set back, which must not lead to yesterday")
         home = self.home()
-        home.keep_classic("FollowRotation")
+        home.keep_classic("FollowRotation", "Immediate")
         home.write_sites(home.section("Same", home.logs, Mask="same.log", Domain="same.example"),
                          home.section("Daily", home.logs, Mask="daily*.log", Domain="daily.example"))
         web = self.nginx(home, "same.log", "daily-1.log")

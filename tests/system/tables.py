@@ -63,7 +63,7 @@ def fields_in(folder, name):
 def dump(folder, name):
     """All rows by the second reader, without blanks around the values. It reads as many as the header counts."""
     result = subprocess.run(["dbfdump", "-r", path_of(folder, name)], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                            timeout=60)
+                            timeout=300)
     if result.returncode or result.stderr:
         raise AssertionError("dbfdump %s: %s %s" % (name, result.stdout[-200:], result.stderr))
     titles, *lines = result.stdout.decode("latin-1").split("\n")[:-1]
@@ -119,9 +119,8 @@ def build(fields, rows):
     for f in fields:
         data += f.name.encode().ljust(11, b"\0") + f.type.encode() + bytes(4) + bytes([f.width]) + bytes(15)
     data += b"\r"
-    for row in rows:
-        data += b" " + "".join(padded(f, v) for f, v in zip(fields, row)).encode("latin-1")
-    return data + END_MARK
+    parts = [data] + [b" " + "".join(padded(f, v) for f, v in zip(fields, row)).encode("latin-1") for row in rows]
+    return b"".join(parts) + END_MARK
 
 
 def rewrite(folder, name, rows):

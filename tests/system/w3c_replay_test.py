@@ -4,8 +4,8 @@ import os
 import time
 import unittest
 
-from harness import (SystemTest, Visitor, append, skip_at_midnight, w3c_date, w3c_header, w3c_line, wait_until,
-                     write_file)
+from harness import (SystemTest, Visitor, all_corrected, append, skip_at_midnight, w3c_date, w3c_header, w3c_line,
+                     wait_until, write_file)
 
 WIDE = ("date time c-ip cs-username s-ip cs-method cs-uri-stem cs-uri-query sc-status sc-bytes "
         "cs(User-Agent) cs(Referer)")
@@ -102,8 +102,13 @@ class W3cReplayTest(SystemTest):
         values = self.folder.site_values("One")
         self.assertEqual(values["LastFields"].strip(), WIDE.upper())
         self.assertEqual(values["LastLogFile"], self.log)
-        self.assertLess(1, int(values["LastReadPos"]))
-        self.assertLessEqual(int(values["LastReadPos"]), os.path.getsize(self.log))
+        # The place of the next byte, from 1 on. Classic scans read the last line again, which may be half a one.
+        size, place = os.path.getsize(self.log), int(values["LastReadPos"])
+        if all_corrected():
+            self.assertEqual(place, size + 1)
+        else:
+            self.assertLess(1, place)
+            self.assertLessEqual(place, size)
         vantry = self.start(self.folder)
         vantry.wait_visitor("192.0.2.1", "last.htm")
         self.assertEqual(vantry.list(), before)
