@@ -1,5 +1,6 @@
 """History with something wrong in its folder: foreign tables, other programs, a lost index, a folder that goes."""
 
+import itertools
 import os
 import shutil
 import unittest
@@ -300,10 +301,11 @@ class FolderTest(TroubleTest):
         wait_until(lambda: data in vantry.stderr(), what=vantry.stderr)
         # Once there is a folder, tables are made in it for those who come then.
         os.mkdir(data)
-        wait_until(lambda: self.visit(home, model, "01:00:04", "192.0.2.4") or
+        coming = itertools.count(4)
+        wait_until(lambda: self.visit(home, model, "01:00:04", "192.0.2.%d" % next(coming)) or
                    os.path.exists(tables.path_of(data, "Visits")) and tables.dump(data, "Visits"), step=1)
         vantry.stop()
-        self.assertIn("192.0.2.4", [row.IP for row in tables.read_both(data, "Visits")])
+        self.assertTrue([row for row in tables.read_both(data, "Visits") if row.IP not in ("192.0.2.2", "192.0.2.3")])
         tables.read_all(data)
 
     def test_a_folder_that_comes_back_is_written_again(self):

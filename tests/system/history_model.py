@@ -81,12 +81,14 @@ class Visitor:
 class Model:
     """One program after the other on the same tables. Exception types are taken to be switched off."""
 
-    def __init__(self, sites, inactivity=INACTIVITY, country=None):
+    def __init__(self, sites, inactivity=INACTIVITY, country=None, quiet_replay=all_corrected(),
+                 whole_lines=all_corrected()):
         self.sites = sites
         self.inactivity = inactivity
         self.country = country or (lambda address: "")
         self.tables = {name: Table(name) for name in NAMES}
         self.today = int(time.time()) // DAY
+        self.quiet_replay, self.whole_lines = quiet_replay, whole_lines
         self.known_robots = {}
         self.suspects = set()
         self.start()
@@ -147,8 +149,9 @@ class Model:
             lines.pop()
         for number, line in enumerate(lines):
             position += len(line) + len(end)
-            if number < len(lines) - 1:
-                current = position + 1  # The last line is read again by the next scan.
+            # The last line is read again by the next classic scan.
+            if number < len(lines) - 1 or self.whole_lines:
+                current = position + 1
                 if line.startswith(b"#"):
                     if line.upper().startswith(b"#FIELDS:"):
                         site.names = line.decode("latin-1").upper().split()[1:]
@@ -207,7 +210,7 @@ class Model:
 
     def visitor(self, site, at):
         visitor = self.by_key.get((site, self.hit["ip"]))
-        if not visitor and self.hit["ip"] == site.last_ip and site.last_time >= at:
+        if not visitor and not self.quiet_replay and self.hit["ip"] == site.last_ip and site.last_time >= at:
             return None
         if visitor and site.scans == 1 and minutes_between(visitor.last_hit, at) > self.inactivity:
             self.leave(visitor)
@@ -347,7 +350,7 @@ class Model:
             row = self.tables["Visitor"].find(IP=v.ip, Site=v.site.name)
             visit = v.ip, v.site.name, v.visit
             # Classic restarts count the day's suspects once more.
-            if not (all_corrected() and visit in self.suspects):
+            if not (self.quiet_replay and visit in self.suspects):
                 self.tables["Visitor"].update(row, HackCount=int(row["HackCount"]) + 1)
             self.suspects.add(visit)
 
@@ -356,7 +359,7 @@ class Model:
         row = dict(IP=v.ip, Site=v.site.name, VisitNo="%05d" % v.visit, VisitDate=date(at), VisitTime=clock(at),
                    Download=v.page.rpartition("/")[2].rpartition("\\")[2], Status=str(v.status))
         # Classic restarts store the day's downloads once more.
-        if not (all_corrected() and self.tables["Downloads"].find(**row)):
+        if not (self.quiet_replay and self.tables["Downloads"].find(**row)):
             self.tables["Downloads"].insert(**row)
 
     def store_page(self, v, at):

@@ -113,6 +113,15 @@ class Tray:
         self.bus.close_sync(None)
 
 
+def role_of(node):
+    """None when it went away meanwhile."""
+    from gi.repository import GLib
+    try:
+        return node.getRoleName()
+    except GLib.GError:
+        return None
+
+
 def parts(node, depth=0):
     """Every accessible object below this one."""
     yield node
@@ -121,7 +130,7 @@ def parts(node, depth=0):
     for i in range(node.childCount):
         child = node.getChildAtIndex(i)
         # A table has a child for each cell; those that are asked for are found by their places.
-        if child is not None and child.getRoleName() not in ("table cell", "table row"):
+        if child is not None and role_of(child) not in (None, "table cell", "table row"):
             yield from parts(child, depth + 1)
 
 
