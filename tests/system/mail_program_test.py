@@ -82,7 +82,7 @@ class MailProgramTest(MailCase):
     def test_what_goes_wrong_is_told_and_the_program_goes_on(self):
         known = ScriptedServer.good
         server = self.scripted(lambda line: "550 no such user\r\n" if "<gone@" in line else known(line))
-        home, vantry = self.begin(server, "gone@example.test; %s" % TO)
+        home, vantry = self.begin(server, "gone@example.test; %s" % TO, classic=["KeepUnsentMail"])
         vantry.errors_expected = True
         self.wait_smtp_line(home, server.place + ": 550 no such user <gone@example.test>")
         self.assertEqual(self.smtp_lines(home)[0], "%s took the mail for %s: 250 OK" % (server.place, TO))
