@@ -127,7 +127,7 @@ void CurlFtp::Client::LogOff() {
   if (!session_) return;
   if (busy_) session_->Cancel();
   if (connected_ || busy_) {
-    owner_.Leave(std::move(session_), std::move(thread_));
+    owner_.Leave(session_, std::move(thread_));
   } else if (thread_.joinable()) {
     thread_.join();
   }
