@@ -141,7 +141,8 @@ int main(int argc, char** argv) {
   if (!desktop) application.emplace(argc, argv);
   vantry::ConsoleNotices console(service.Running() || !Environment("JOURNAL_STREAM").empty());
   vantry::DesktopNotices& notices = people.emplace(console, desktop.get());
-  if (!window_problem.empty()) notices.Tell(window_problem);
+  // Not in the window: there is none, or none that can be read.
+  if (!window_problem.empty()) console.Tell(window_problem);
   vantry::PosixFiles files;
   const std::string app_path = AppPath();
   if (const vantry::Status status = files.MakeFolder(app_path); !status.ok()) {

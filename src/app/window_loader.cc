@@ -73,8 +73,11 @@ std::unique_ptr<Desktop> LoadDesktop(const std::vector<std::string>& folders, in
     std::error_code error;
     if (!std::filesystem::exists(folder + kFile, error)) continue;
     const DesktopModule* module = LoadModule(folder + kFile, problem);
-    std::string no_display;
-    return module ? module->make(argc, argv, no_display) : nullptr;
+    if (!module) return nullptr;
+    std::string wrong;
+    std::unique_ptr<Desktop> window = module->make(argc, argv, wrong);
+    if (window) problem = wrong;
+    return window;
   }
   return nullptr;
 }

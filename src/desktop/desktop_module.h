@@ -87,7 +87,7 @@ class Desktop : public View {
 
 struct DesktopModule {
   const char* build;  // Of the sources it was made from: the records above have no other version.
-  // Null when no display answers; `problem` says why.
+  // Null when no display answers. `problem` says why, or what is wrong with the window that there is.
   std::unique_ptr<Desktop> (*make)(int& argc, char** argv, std::string& problem);
 };
 

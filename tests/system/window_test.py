@@ -337,6 +337,15 @@ class WindowTest(SystemTest):
                           vantry.stderr().replace("/bin/..", ""))
             vantry.stop()
 
+    def test_a_system_without_fonts_is_told_what_to_install(self):
+        home = self.home()
+        none = os.path.join(home.base, "fonts.conf")
+        with open(none, "w") as file:
+            file.write('<?xml version="1.0"?><fontconfig></fontconfig>')
+        vantry = self.start(home, env={**self.display.of_the_program(), "FONTCONFIG_FILE": none})
+        self.assertIn("No font is installed, so the window shows boxes for letters. Install one, such as "
+                      "fonts-dejavu-core.", vantry.stderr())
+
     def test_is_hidden_and_shown_by_control_lines(self):
         _, vantry = self.open()
         self.close_messages()
