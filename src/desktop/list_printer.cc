@@ -5,6 +5,7 @@
 #include <QPainter>
 #include <QPrintPreviewDialog>
 #include <algorithm>
+#include <memory>
 #include <vector>
 
 namespace vantry {
@@ -124,14 +125,16 @@ int PrintList(const QTableView& list, const QString& title, QPrinter& printer, i
 }
 
 void PreviewList(QWidget* parent, const QTableView& list, const QString& title, int icon_column) {
-  QPrinter printer(QPrinter::HighResolution);
-  printer.setDocName(title);
-  printer.setPageOrientation(QPageLayout::Landscape);
-  QPrintPreviewDialog dialog(&printer, parent);
-  dialog.setObjectName("printPreview");
-  QObject::connect(&dialog, &QPrintPreviewDialog::paintRequested, &dialog,
-                   [&](QPrinter* to) { PrintList(list, title, *to, icon_column); });
-  dialog.exec();
+  const auto printer = std::make_shared<QPrinter>(QPrinter::HighResolution);
+  printer->setDocName(title);
+  printer->setPageOrientation(QPageLayout::Landscape);
+  auto* dialog = new QPrintPreviewDialog(printer.get(), parent);
+  dialog->setObjectName("printPreview");
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  QObject::connect(dialog, &QPrintPreviewDialog::paintRequested, &list,
+                   [&list, title, icon_column](QPrinter* to) { PrintList(list, title, *to, icon_column); });
+  QObject::connect(dialog, &QObject::destroyed, [printer] {});  // Keeps it for as long as the dialog.
+  dialog->open();
 }
 
 }  // namespace vantry

@@ -16,7 +16,7 @@ inline constexpr int kMostPrintedRows = 10'000;
 // `icon_column` the icon alone is printed.
 int PrintList(const QTableView& list, const QString& title, QPrinter& printer, int icon_column = -1);
 
-// Shows how that looks, and prints it when asked to.
+// Opens a dialog that shows how that looks, and prints it when asked to. `list` outlives `parent`'s dialogs.
 void PreviewList(QWidget* parent, const QTableView& list, const QString& title, int icon_column = -1);
 
 }  // namespace vantry

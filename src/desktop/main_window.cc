@@ -63,10 +63,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   if (unloaded_ || t_.Closing) return event->accept();
   event->ignore();
   if (t_.ServiceMode) return HideInTray();
-  if (prompts_.Ask(this, "Are you sure you want to close Vantry?", QMessageBox::Yes | QMessageBox::No,
-                   QMessageBox::No) == QMessageBox::Yes) {
-    parts_.engine.CloseProgram();
-  }
+  prompts_.Confirm(this, "Are you sure you want to close Vantry?", kYesNo, [this] { parts_.engine.CloseProgram(); });
 }
 
 void MainWindow::SetStatus(const QString& text) {

@@ -107,6 +107,7 @@ class MainWindow final : public QMainWindow {
   void Toggle(QDockWidget* band);
   void Find();
   void ShowHelp(const QString& page);
+  void ShowAbout();
   void AddSite();
   void EditSite();
   void EditSettings();

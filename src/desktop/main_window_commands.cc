@@ -68,7 +68,7 @@ const MainWindow::Commands::OnAll MainWindow::Commands::kOnAll[] = {
     {"miPrint", [](W& w) { w.PrintCurrentView(); }},
     {"miSaveAs", [](W& w) { w.SaveListAs(); }},
     {"miHelp", [](W& w) { w.ShowHelp("welcome"); }},
-    {"miAbout", [](W& w) { AboutWindow({w.parts_.version, w.parts_.build, w.parts_.app_path}, &w).exec(); }},
+    {"miAbout", [](W& w) { w.ShowAbout(); }},
     {"miConnect", [](W& w) { w.OpenAddress(kMakersSite); }},
     {"miUpdateCheck", [](W& w) { w.OpenAddress(kMakersSite + ("?buildno=" + w.parts_.version)); }},
     {"miSupport", [](W& w) { w.OpenAddress(kMakersSite + ("?buildno=" + w.parts_.version)); }},
@@ -130,20 +130,25 @@ void MainWindow::ShowHelp(const QString& page) {
   help_->activateWindow();
 }
 
+void MainWindow::ShowAbout() {
+  if (findChild<QDialog*>("frmAbout")) return;
+  auto* dialog = new AboutWindow({parts_.version, parts_.build, parts_.app_path}, this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->open();
+}
+
 void MainWindow::DeleteSite() {
   const int16_t n = t_.CurrentView;
   if (!ChosenSite()) return;
   const QString question = "Are you sure you want to stop monitoring the site: \n\n" + ShownText(ChosenSite()->Name);
-  if (prompts_.Ask(this, question, QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel, QMessageBox::No) !=
-      QMessageBox::Yes) {
-    return;
-  }
-  if (t_.Closing) return;
-  t_.Site(n).Deleted = true;
-  t_.Site(n).Paused = true;
-  t_.CurrentView = 0;
-  tree_->Rebuild();
-  parts_.engine.RefreshView();
+  prompts_.Confirm(this, question, kYesNo | QMessageBox::Cancel, [this, n] {
+    if (t_.Closing || n > t_.SiteCount()) return;
+    t_.Site(n).Deleted = true;
+    t_.Site(n).Paused = true;
+    t_.CurrentView = 0;
+    tree_->Rebuild();
+    parts_.engine.RefreshView();
+  });
 }
 
 void MainWindow::AddSite() {
@@ -200,11 +205,8 @@ void MainWindow::RemoveTheService() {
 
 void MainWindow::StopTheService() {
   if (!t_.ServiceMode) return;
-  const auto buttons = QMessageBox::Yes | QMessageBox::No;
-  if (prompts_.Ask(this, "Are you sure you want to stop the Vantry Service?", buttons, QMessageBox::No) ==
-      QMessageBox::Yes) {
-    parts_.engine.CloseProgram();
-  }
+  prompts_.Confirm(this, "Are you sure you want to stop the Vantry Service?", kYesNo,
+                   [this] { parts_.engine.CloseProgram(); });
 }
 
 void MainWindow::StartSite() {
@@ -231,10 +233,11 @@ void MainWindow::Hide() {
 void MainWindow::ExcludeVisitor(const SelectedRow& row) {
   const QString question =
       ShownText(row.address) + "\n\nAre you sure you want to exclude this visitor from Vantry in the future?";
-  if (prompts_.Ask(this, question, QMessageBox::Yes | QMessageBox::No, QMessageBox::No) != QMessageBox::Yes) return;
-  if (t_.Closing || row.site < 1 || row.site > t_.SiteCount()) return;
-  SiteRec& site = t_.Site(row.site);
-  site.Exclude = AddToExcludeList(site.Exclude, row.address);
+  prompts_.Confirm(this, question, kYesNo, [this, number = row.site, address = row.address] {
+    if (t_.Closing || number < 1 || number > t_.SiteCount()) return;
+    SiteRec& site = t_.Site(number);
+    site.Exclude = AddToExcludeList(site.Exclude, address);
+  });
 }
 
 void MainWindow::OpenAddress(const std::string& address) {
@@ -252,13 +255,15 @@ void MainWindow::ViewLog(const SelectedRow& row) {
 
 void MainWindow::EmailCurrentView() {
   const int view = CurrentViewType();
-  EmailView dialog(
+  if (findChild<QDialog*>("frmEmailView")) return;
+  auto* dialog = new EmailView(
       parts_, prompts_, view - 1, ChosenSite(),
       [this, view] {
         return GridOfView(view, {t_, parts_.regional});
       },
       HeaderSummary(t_), this);
-  dialog.exec();
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->open();
 }
 
 void MainWindow::PrintCurrentView() {
@@ -276,11 +281,11 @@ QString MainWindow::PrintTitle() const {
 
 void MainWindow::SaveListAs() {
   const QString name = view_name_->text() + ".csv";
-  const QString path = prompts_.FileToSave(this, "Save As", name, "CSV (*.csv)");
-  if (path.isEmpty()) return;
-  if (const Status status = parts_.files.Replace(path.toStdString(), CurrentList()->Csv()); !status.ok()) {
-    messages_.Add(BoxKind::kWarning, ShownLines("The list was not saved: " + status.text));
-  }
+  prompts_.FileToSave(this, "Save As", name, "CSV (*.csv)", [this, list = CurrentList()](const QString& path) {
+    if (const Status status = parts_.files.Replace(path.toStdString(), list->Csv()); !status.ok()) {
+      messages_.Add(BoxKind::kWarning, ShownLines("The list was not saved: " + status.text));
+    }
+  });
 }
 
 // In any case of its letters; empty when it is not there.
@@ -314,13 +319,14 @@ void MainWindow::StartWizard(std::string_view program, const QString& question) 
                          "You are running Vantry as a Service. Stop the Service first and run the " + name +
                              " Wizard from the Start menu.");
   }
-  const auto buttons = QMessageBox::Yes | QMessageBox::No;
-  if (prompts_.Ask(this, question, buttons, QMessageBox::No) != QMessageBox::Yes || t_.Closing) return;
-  parts_.engine.SaveSettings();
-  if (const Status status = parts_.programs.Start(path); !status.ok()) {
-    return messages_.Add(BoxKind::kWarning, ShownLines(status.text));
-  }
-  parts_.engine.CloseProgram();
+  prompts_.Confirm(this, question, kYesNo, [this, path] {
+    if (t_.Closing) return;
+    parts_.engine.SaveSettings();
+    if (const Status status = parts_.programs.Start(path); !status.ok()) {
+      return messages_.Add(BoxKind::kWarning, ShownLines(status.text));
+    }
+    parts_.engine.CloseProgram();
+  });
 }
 
 void MainWindow::AskAboutImport() {

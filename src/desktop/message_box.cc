@@ -4,6 +4,7 @@
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <algorithm>
+#include <utility>
 
 namespace vantry {
 namespace {
@@ -17,6 +18,17 @@ QMessageBox::Icon IconOf(BoxKind kind) {
     default:
       return QMessageBox::Critical;
   }
+}
+
+void MakeQuestion(QMessageBox& box, const QString& text, QMessageBox::StandardButtons buttons,
+                  QMessageBox::StandardButton otherwise) {
+  box.setIcon(QMessageBox::Question);
+  box.setWindowTitle("Vantry");
+  box.setObjectName("question");
+  box.setTextFormat(Qt::PlainText);
+  box.setText(text);
+  box.setStandardButtons(buttons);
+  box.setDefaultButton(otherwise);
 }
 
 }  // namespace
@@ -49,25 +61,45 @@ void MessageQueue::ShowNext() {
 }
 
 void RealPrompts::Tell(QWidget* parent, BoxKind kind, const QString& text) {
-  QMessageBox box(IconOf(kind), "Vantry", {}, QMessageBox::Ok, parent);
-  box.setObjectName("messageBox");
-  box.setTextFormat(Qt::PlainText);
-  box.setText(text);
-  box.exec();
+  auto* box = new QMessageBox(IconOf(kind), "Vantry", {}, QMessageBox::Ok, parent);
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  box->setObjectName("messageBox");
+  box->setTextFormat(Qt::PlainText);
+  box->setText(text);
+  if (parent) return box->open();
+  box->exec();
 }
 
 QMessageBox::StandardButton RealPrompts::Ask(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
                                              QMessageBox::StandardButton otherwise) {
-  QMessageBox box(QMessageBox::Question, "Vantry", {}, buttons, parent);
-  box.setObjectName("question");
-  box.setTextFormat(Qt::PlainText);
-  box.setText(text);
-  box.setDefaultButton(otherwise);
+  QMessageBox box(parent);
+  MakeQuestion(box, text, buttons, otherwise);
   return static_cast<QMessageBox::StandardButton>(box.exec());
 }
 
-QString RealPrompts::FileToSave(QWidget* parent, const QString& title, const QString& name, const QString& filter) {
-  return QFileDialog::getSaveFileName(parent, title, name, filter);
+void RealPrompts::Confirm(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
+                          std::function<void()> yes) {
+  for (QMessageBox* open : parent->findChildren<QMessageBox*>("question")) {
+    if (open->text() == text) return open->raise();
+  }
+  auto* box = new QMessageBox(parent);
+  MakeQuestion(*box, text, buttons, QMessageBox::No);
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  QObject::connect(box, &QDialog::finished, parent, [yes = std::move(yes)](int button) {
+    if (button == QMessageBox::Yes) yes();
+  });
+  box->open();
+}
+
+void RealPrompts::FileToSave(QWidget* parent, const QString& title, const QString& name, const QString& filter,
+                             std::function<void(const QString& path)> save) {
+  auto* dialog = new QFileDialog(parent, title, name, filter);
+  dialog->setObjectName("fileToSave");
+  dialog->setAcceptMode(QFileDialog::AcceptSave);
+  dialog->selectFile(name);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  QObject::connect(dialog, &QFileDialog::fileSelected, parent, save);
+  dialog->open();
 }
 
 QString RealPrompts::FileToOpen(QWidget* parent, const QString& title, const QString& at, const QString& filter) {

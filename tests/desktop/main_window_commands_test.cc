@@ -324,26 +324,45 @@ TEST_F(MainWindowCommandsTest, F6GoesRoundThePanes) {
 TEST_F(MainWindowCommandsTest, MailsTheViewThatIsShown) {
   OpenWithVisitors();
   engine->GetSettings().EmailSendTo = "ops@example.com";
-  bool seen = false;
-  QTimer::singleShot(1, [&] {
-    auto* dialog = Frm().findChild<QDialog*>("frmEmailView");
-    ASSERT_NE(dialog, nullptr);
-    seen = true;
-    EXPECT_EQ(dialog->windowTitle(), "Email View: Current Visitors");
-    auto* address = dialog->findChild<QComboBox*>("cmboEmail");
-    EXPECT_EQ(address->currentText(), "ops@example.com");
-    dialog->findChild<QPushButton*>("btnSend")->click();
-    EXPECT_THAT(prompts.told, ElementsAre("No mail server has been specified so email cannot be sent."));
-    EXPECT_TRUE(dialog->isVisible());
-    engine->GetSettings().EmailServer = "mail.example.com";
-    address->setEditText("new@example.com");
-    dialog->findChild<QPushButton*>("btnSend")->click();
-    EXPECT_FALSE(dialog->isVisible());
-  });
   Trigger("miEmailView");
-  ASSERT_TRUE(seen);
+  Trigger("miEmailView");
+  ASSERT_EQ(Frm().findChildren<QDialog*>("frmEmailView").size(), 1);
+  auto* dialog = Frm().findChild<QDialog*>("frmEmailView");
+  EXPECT_EQ(dialog->windowTitle(), "Email View: Current Visitors");
+  auto* address = dialog->findChild<QComboBox*>("cmboEmail");
+  EXPECT_EQ(address->currentText(), "ops@example.com");
+  dialog->findChild<QPushButton*>("btnSend")->click();
+  EXPECT_THAT(prompts.told, ElementsAre("No mail server has been specified so email cannot be sent."));
+  EXPECT_TRUE(dialog->isVisible());
+  engine->GetSettings().EmailServer = "mail.example.com";
+  address->setEditText("new@example.com");
+  dialog->findChild<QPushButton*>("btnSend")->click();
+  EXPECT_FALSE(dialog->isVisible());
   EXPECT_THAT(files.Get("/home/Current Visitors.htm"), HasSubstr("10.0.0.2"));
   EXPECT_THAT(files.Get("/home/registry.ini"), HasSubstr("EmailAddresses=new@example.com"));
+}
+
+// A command may come in the middle of a scan, which then would wait for whoever sits there.
+TEST_F(MainWindowCommandsTest, DialogsAndQuestionsHoldNothing) {
+  RealPrompts real;
+  OpenWithVisitors();
+  Trigger("miAbout");
+  Trigger("miPrint");
+  EXPECT_TRUE(Frm().findChild<QDialog*>("frmAbout")->isVisible());
+  EXPECT_TRUE(Frm().findChild<QDialog*>("printPreview")->isVisible());
+  int said = 0;
+  for (int i = 0; i < 2; ++i) real.Confirm(&Frm(), "Are you sure?", kYesNo, [&] { ++said; });
+  const QList<QMessageBox*> questions = Frm().findChildren<QMessageBox*>("question");
+  ASSERT_EQ(questions.size(), 1);
+  EXPECT_EQ(questions[0]->defaultButton(), questions[0]->button(QMessageBox::No));
+  questions[0]->button(QMessageBox::Yes)->click();
+  EXPECT_EQ(said, 1);
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+  real.Confirm(&Frm(), "Are you sure?", kYesNo, [&] { ++said; });
+  Frm().findChild<QMessageBox*>("question")->button(QMessageBox::No)->click();
+  EXPECT_EQ(said, 1);
+  real.Tell(&Frm(), BoxKind::kWarning, "<b>So it is.</b>");
+  EXPECT_EQ(Frm().findChild<QMessageBox*>("messageBox")->textFormat(), Qt::PlainText);
 }
 
 }  // namespace

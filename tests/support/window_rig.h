@@ -32,7 +32,14 @@ struct ScriptedPrompts final : Prompts {
     if (meanwhile) meanwhile();
     return answer;
   }
-  QString FileToSave(QWidget*, const QString&, const QString&, const QString&) override { return file; }
+  void Confirm(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
+               std::function<void()> yes) override {
+    if (Ask(parent, text, buttons, QMessageBox::No) == QMessageBox::Yes) yes();
+  }
+  void FileToSave(QWidget*, const QString&, const QString&, const QString&,
+                  std::function<void(const QString& path)> save) override {
+    if (!file.isEmpty()) save(file);
+  }
   QString FileToOpen(QWidget*, const QString&, const QString&, const QString&) override { return file; }
   QColor Color(QWidget*, const QString&, const QColor&) override { return color; }
   void OpenInBrowser(const QUrl& url) override { opened.push_back(url.toString(QUrl::FullyEncoded).toStdString()); }
