@@ -1,5 +1,7 @@
 // What each command of the main window does.
+#include <QClipboard>
 #include <QDockWidget>
+#include <QGuiApplication>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTextBrowser>
@@ -19,6 +21,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 using MainWindowCommandsTest = MainWindowTest;
 
@@ -267,6 +270,16 @@ TEST_F(MainWindowCommandsTest, LogEntriesOfTheChosenVisitorOpen) {
   Trigger("miViewLog");
   ASSERT_EQ(programs.started.size(), 1u);
   EXPECT_THAT(files.Get(programs.started[0]), HasSubstr("10.0.0.3"));
+}
+
+TEST_F(MainWindowCommandsTest, CopiesTheChosenRowsOfTheListThatIsShown) {
+  OpenWithVisitors();
+  Find<QTableView>("VsGrid").selectRow(1);
+  Trigger("miCopy");
+  const std::string copied = QGuiApplication::clipboard()->text().toStdString();
+  EXPECT_THAT(copied, HasSubstr("10.0.0.2"));
+  EXPECT_THAT(copied, HasSubstr("\t"));
+  EXPECT_THAT(copied, Not(HasSubstr("10.0.0.1")));
 }
 
 TEST_F(MainWindowCommandsTest, CommandsTakeTheChosenRow) {
