@@ -68,10 +68,12 @@ class FakeFtp final : public Ftp {
     const std::string& LastReply() const override { return told_->reply; }
 
     void LogOn(const FtpLogon& logon) override {
+      if (!told_->idle) return;
       Call("logon " + logon.server + " " + logon.user + (logon.passive ? " passive" : ""));
       Tell([this](FtpEvents& e) { Done(e, owner_.login, owner_.login.ok()); });
     }
     void Size(const std::string& folder, const std::string& name) override {
+      if (!told_->idle) return;
       Call("size " + folder + " " + name);
       Tell([this, folder, name](FtpEvents& e) {
         const auto file = owner_.files.find(folder + "/" + name);
@@ -81,6 +83,7 @@ class FakeFtp final : public Ftp {
       });
     }
     void List(const std::string& folder) override {
+      if (!told_->idle) return;
       Call("list " + folder);
       for (const FtpEntry& entry : owner_.entries) {
         Tell([entry](FtpEvents& e) { e.DirectoryEntry(entry); });
@@ -88,6 +91,7 @@ class FakeFtp final : public Ftp {
       Tell([this](FtpEvents& e) { Done(e, owner_.listing, owner_.listing.ok()); });
     }
     void Download(const FtpDownload& d) override {
+      if (!told_->idle) return;
       Call("download " + d.folder + " " + d.name + " " + std::to_string(d.start_byte) + " " +
            std::to_string(d.timeout_s));
       const auto file = owner_.files.find(d.folder + "/" + d.name);
@@ -108,6 +112,7 @@ class FakeFtp final : public Ftp {
       });
     }
     void Help() override {
+      if (!told_->idle) return;
       Call("help");
       Tell([](FtpEvents& e) {
         e.ProtocolTrail(FtpTrail::kSent, "HELP");

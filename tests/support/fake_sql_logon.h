@@ -20,7 +20,7 @@ class FakeSqlLogon final : public SqlLogon {
   }
   size_t UnderWay() const { return under_way_.size(); }
   void LetIn(const std::string& login = "sa") { Tell(Status::Ok(), login); }
-  void Fail(const std::string& text) { Tell(Status::Error(vantry::Fail::kIo, text), ""); }
+  void Fail(const std::string& text, vantry::Fail kind = vantry::Fail::kIo) { Tell(Status::Error(kind, text), ""); }
 
  private:
   void Tell(const Status& status, const std::string& login) {

@@ -16,7 +16,7 @@ NEW_MOUNTS, BIND, ALL_BELOW, PRIVATE = 0x20000, 0x1000, 0x4000, 0x40000
 
 class LateNames:
     """Every name is 127.0.0.1, and known `late` seconds after it was asked for; with None, never. A program that is
-    started with `lend` as its preexec_fn asks nobody else, once for each name, and waits for three seconds."""
+    started with `lend` as its preexec_fn asks nobody else, once for each name, and waits for two seconds."""
 
     def __init__(self, late=0.0):
         self.late, self.asked = late, []
@@ -29,7 +29,7 @@ class LateNames:
         except PermissionError:
             self.clean_up()
             raise unittest.SkipTest("the port of name servers is not ours to take") from None
-        for name, text in (("resolv.conf", "nameserver %s\noptions timeout:3 attempts:1\n" % address),
+        for name, text in (("resolv.conf", "nameserver %s\noptions timeout:2 attempts:1\n" % address),
                            ("nsswitch.conf", "hosts: files dns\n")):
             with open(os.path.join(self.files.name, name), "w") as f:
                 f.write(text)

@@ -14,7 +14,7 @@ from harness import (SystemTest, append, faketime_library, ncsa_line, quick_cloc
 from late_names import LateNames
 
 # So many seconds of the program pass in one of ours. It waits 30 of its own for a server, and as many for a name.
-RATE = 10
+RATE = 15
 
 
 class LateNamesCase(SystemTest):
@@ -90,7 +90,7 @@ class WatchingProgram(LateNamesCase):
         return slowest
 
     def test_nothing_waits_for_a_name(self):
-        self.names.late = 1.0
+        self.names.late = 0.3
         vantry = self.start(self.watched, env=quick_clock(RATE), preexec=self.names.lend)
         vantry.errors_expected = True
         slowest = self.wait_line(vantry, " logged in and out of SQL Server %s login=watcher" % self.database)

@@ -13,7 +13,7 @@ import unittest
 
 from fake_tds import FakeTds
 from harness import (SystemTest, append, faketime_library, free_port, ncsa_line, quick_clock, skip_at_midnight,
-                     uses_address_sanitizer, vantry_binary, wait_until)
+                     vantry_binary, wait_until)
 from mail_servers import AioServer
 
 TO = "admin@example.test"
@@ -133,7 +133,6 @@ class Logons(SqlCase):
 
 
 @unittest.skipUnless(faketime_library(), "faketime is not installed")
-@unittest.skipIf(uses_address_sanitizer(), "not tried with two libraries that want to be loaded first")
 class CheckingProgram(SqlCase):
     def setUp(self):
         skip_at_midnight(before=60 * 60)

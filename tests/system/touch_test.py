@@ -12,7 +12,7 @@ import time
 import unittest
 
 from harness import (SystemTest, append, faketime_library, free_port, ncsa_line, quick_clock, skip_at_midnight,
-                     uses_address_sanitizer, vantry_binary, wait_until)
+                     vantry_binary, wait_until)
 from mail_servers import AioServer, Certificate
 
 NGINX = shutil.which("nginx") or "/usr/sbin/nginx"
@@ -211,7 +211,6 @@ class TouchedServers(TouchCase):
 
 
 @unittest.skipUnless(faketime_library(), "faketime is not installed")
-@unittest.skipIf(uses_address_sanitizer(), "not tried with two libraries that want to be loaded first")
 class TouchingProgram(TouchCase):
     def setUp(self):
         skip_at_midnight(before=60 * 60)
