@@ -11,7 +11,7 @@ STANDARD = re.compile(r"[a-z_]+$")  # Headers of standard C++ have neither a fol
 LIBRARY = re.compile(r"Q|curl/|ares|lmdb|systemd/|archive|zlib")
 INSIDE = re.compile(r'\s*#\s*include\s*"([^"/]+)/[^"]*"')
 MAY_USE_LIBRARIES = {"platform", "desktop", "app", "archive"}
-MAY_USE_THE_SYSTEM = {*MAY_USE_LIBRARIES, "ctl"}
+MAY_USE_THE_SYSTEM = {*MAY_USE_LIBRARIES, "ctl", "setup"}
 
 
 def read_layers(path):

@@ -232,6 +232,7 @@ void Engine::LoadDesktopWindow() {
                        .line_client = options_.line_client,
                        .engine = *this,
                        .app_path = options_.app_path,
+                       .importer = options_.importer,
                        .version = AppVersion(),
                        .build = VANTRY_BUILD});
 }
@@ -242,7 +243,8 @@ void Engine::RefreshView() {
 }
 
 bool Engine::SaveSettings() {
-  return log_.Guard("Engine.WriteSettingsINI", [this] { return WriteSettingsINI(files_, options_.app_path, settings_); });
+  return log_.Guard("Engine.WriteSettingsINI",
+                    [this] { return WriteSettingsINI(files_, options_.app_path, settings_); });
 }
 
 void Engine::SettingsChanged() {

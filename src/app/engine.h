@@ -97,6 +97,7 @@ struct EngineOptions {
   // The machine's list of services, for a program with this data folder. Empty: there is none.
   std::function<std::unique_ptr<ServiceInstaller>(const std::string& data_folder)> service_installer = {};
   std::function<std::unique_ptr<LineClient>()> line_client = {};  // Another one beside that of the short messages.
+  std::string importer = {};  // Finds the sites of web servers; empty if there is none.
 };
 
 // Major number, ".", minor number, ".", revision with three digits.

@@ -38,8 +38,8 @@
 #include "platform/system_clock.h"
 #include "platform/system_random.h"
 #include "platform/systemd_service.h"
-#include "platform/tds_logon.h"
 #include "platform/systemd_units.h"
+#include "platform/tds_logon.h"
 
 namespace {
 
@@ -192,7 +192,8 @@ int main(int argc, char** argv) {
          return std::make_unique<vantry::SystemdUnits>(
              vantry::UnitPlace{"/", (ExecutableFolder() / "vantry").string(), app_path, data_folder});
        },
-       [] { return std::make_unique<vantry::QtLineClient>(15'000); }});
+       [] { return std::make_unique<vantry::QtLineClient>(15'000); },
+       (ExecutableFolder() / "vantry-import").string()});
   vantry::ProcessSignals signals({.stop = [&engine] { engine.StopBySignal(); },
                                   .hang_up = [&engine] { engine.HangUp(); },
                                   .pause = [&engine] { engine.Pause(); },

@@ -58,13 +58,8 @@ void ChangeSite(const LiveTables& before, int16_t b, const LiveTables& after, in
 }
 
 void AddSite(const LiveTables& after, int16_t a, WallTime now, LiveTables& t) {
-  SiteRec& site = t.Sites.emplace_back(after.Site(a));
-  site.Stored = static_cast<const ReadState&>(site);
-  site.LastScanTime.s = now.s - site.Frequency;
-  site.LastLookupTime = site.ExLastLowCheck = site.ExLastHighCheck = now;
-  site.ForceLookup = true;
-  site.TouchCheckTime.s = now.s + 60 * t.SiteCount();
-  if (Trim(site.Mask).empty()) site.Mask = "*.LOG";
+  t.Sites.push_back(after.Site(a));
+  BeginLastSite(now, t);
   ReplaceAlerts(after, a, t, t.SiteCount());
 }
 
@@ -77,6 +72,16 @@ void DeleteSite(LiveTables& t, int16_t n) {
 }
 
 }  // namespace
+
+void BeginLastSite(WallTime now, LiveTables& t) {
+  SiteRec& site = t.Sites.back();
+  site.Stored = static_cast<const ReadState&>(site);
+  site.LastScanTime.s = now.s - site.Frequency;
+  site.LastLookupTime = site.ExLastLowCheck = site.ExLastHighCheck = now;
+  site.ForceLookup = true;
+  site.TouchCheckTime.s = now.s + 60 * t.SiteCount();
+  if (Trim(site.Mask).empty()) site.Mask = "*.LOG";
+}
 
 std::optional<ReadProblem> TakeOverSites(std::string_view before, std::string_view after, const Regional& regional,
                                          WallTime now, LiveTables& tables) {

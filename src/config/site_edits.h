@@ -10,6 +10,9 @@
 
 namespace vantry {
 
+// Makes the last site of the table, which was added while the program runs, due at once.
+void BeginLastSite(WallTime now, LiveTables& tables);
+
 // Takes over what differs between the bytes that the program last read or wrote (`before`) and those that stand there
 // now (`after`). Values that were changed win, but for the reading state, which is the program's own; sites that are
 // new are added at the end, due at once; a site that is gone is marked Deleted and paused, and keeps its number. A site

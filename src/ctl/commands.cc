@@ -11,6 +11,7 @@
 #include "ctl/replies.h"
 #include "ctl/screen.h"
 #include "ctl/watch.h"
+#include "setup/terminal.h"
 
 namespace vantry {
 namespace {

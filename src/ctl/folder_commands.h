@@ -12,12 +12,6 @@ namespace vantry {
 // Runs one of them; output goes to standard output.
 Status RunFolderCommand(Files& files, const CtlArguments& arguments);
 
-// For the commands that work on a folder.
-std::string AbsolutePath(const std::string& path);
-
-// The folder that a command names, or that of the environment, with "/" at its end.
-Status FolderOf(const std::string& named, std::string& home);
-
 // The data folder of a program's folder, as the program finds it.
 Status FindDataFolder(Files& files, const std::string& home, std::string& folder);
 

@@ -1,7 +1,7 @@
 #include "ctl/replies.h"
 
+#include "core/screen_text.h"
 #include "core/text.h"
-#include "ctl/screen_text.h"
 
 namespace vantry {
 namespace {

@@ -1,16 +1,6 @@
 #include "ctl/screen.h"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 namespace vantry {
-
-Screen ReadScreen() {
-  if (::isatty(STDOUT_FILENO) == 0) return {};
-  winsize size{};
-  const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0;
-  return known ? Screen{true, size.ws_col, size.ws_row} : Screen{true, 80, 24};
-}
 
 TextTable SiteTableOf(const std::vector<SiteStatus>& sites) {
   TextTable table;

@@ -6,12 +6,13 @@
 #include "config/registry_store.h"
 #include "config/service_setup.h"
 #include "config/value_forms.h"
+#include "core/screen_text.h"
 #include "core/text.h"
 #include "ctl/folder_commands.h"
-#include "ctl/screen_text.h"
 #include "platform/folder_owner.h"
 #include "platform/single_instance.h"
 #include "platform/systemd_units.h"
+#include "setup/site_folder.h"
 
 namespace vantry {
 namespace {

@@ -11,9 +11,10 @@
 #include <unistd.h>
 
 #include "core/date_time.h"
+#include "core/screen_text.h"
 #include "core/text.h"
 #include "ctl/screen.h"
-#include "ctl/screen_text.h"
+#include "setup/terminal.h"
 
 namespace vantry {
 namespace {

@@ -66,6 +66,7 @@ struct WindowParts {
   std::function<std::unique_ptr<LineClient>()> line_client;  // A connection for whoever needs one of his own.
   WindowCommands& engine;
   std::string app_path;  // With "/" at its end.
+  std::string importer;  // Finds the sites of web servers; empty if there is none.
   std::string version, build;
 };
 

@@ -60,6 +60,7 @@ class MainWindow final : public QMainWindow {
   // Takes over what has changed since the last call; a timer does this.
   void Refresh();
   QAction* ActionOf(std::string_view name) const;
+  const WindowParts& Parts() const { return parts_; }
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -128,6 +129,10 @@ class MainWindow final : public QMainWindow {
   void StartWizard(std::string_view program, const QString& question);
   void EnableWizards();
   void OpenWizard(std::string_view program, const char* name);
+  bool HasImporter() const;
+  void ImportSites();
+  void ShowImport();
+  void RefuseInService(const QString& wizard);
   void FollowFocus();
   void AskAboutImport();
   void AfterFirstShow();

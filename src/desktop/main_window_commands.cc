@@ -11,6 +11,7 @@
 #include "desktop/commands.h"
 #include "desktop/email_view.h"
 #include "desktop/help_window.h"
+#include "desktop/import_window.h"
 #include "desktop/list_printer.h"
 #include "desktop/main_window.h"
 #include "desktop/row_addresses.h"
@@ -76,7 +77,7 @@ const MainWindow::Commands::OnAll MainWindow::Commands::kOnAll[] = {
     {"miRemoveService", [](W& w) { w.RemoveTheService(); }},
     {"miStopService", [](W& w) { w.StopTheService(); }},
     {"miVTDB", [](W& w) { w.OpenWizard(kDatabaseWizard, "Database"); }},
-    {"miVTIIS", [](W& w) { w.OpenWizard(kImportWizard, "IIS Import"); }},
+    {"miVTIIS", [](W& w) { w.ImportSites(); }},
     {"miExit", [](W& w) {
        if (!w.t_.ServiceMode) w.close();
      }}};
@@ -300,7 +301,38 @@ std::string MainWindow::WizardPath(std::string_view program) const {
 
 void MainWindow::EnableWizards() {
   ActionOf("miVTDB")->setEnabled(!WizardPath(kDatabaseWizard).empty());
-  ActionOf("miVTIIS")->setEnabled(!WizardPath(kImportWizard).empty());
+  ActionOf("miVTIIS")->setEnabled(!WizardPath(kImportWizard).empty() || HasImporter());
+}
+
+bool MainWindow::HasImporter() const {
+  return !parts_.importer.empty() && parts_.files.Exists(parts_.importer);
+}
+
+// The program in the program folder goes before what comes with this one.
+void MainWindow::ImportSites() {
+  if (!WizardPath(kImportWizard).empty()) return OpenWizard(kImportWizard, "IIS Import");
+  if (!HasImporter()) return;
+  if (t_.ServiceMode) return RefuseInService("IIS Import");
+  ShowImport();
+}
+
+// No program is closed for it: the sites are added to the tables.
+void MainWindow::ShowImport() {
+  if (findChild<QDialog*>("frmImport")) return;
+  auto* dialog = new ImportWindow(
+      parts_, DiskTree("/"), prompts_, [this](const QString& page) { ShowHelp(page); }, this);
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  QObject::connect(dialog, &QDialog::finished, this, [this] {
+    if (unloaded_ || t_.Closing) return;
+    tree_->Rebuild();
+    parts_.engine.RefreshView();
+  });
+  dialog->open();
+}
+
+void MainWindow::RefuseInService(const QString& wizard) {
+  messages_.Add(BoxKind::kInformation, "You are running Vantry as a Service. Stop the Service first and run the " +
+                                           wizard + " Wizard from the Start menu.");
 }
 
 void MainWindow::OpenWizard(std::string_view program, const char* name) {
@@ -313,12 +345,7 @@ void MainWindow::OpenWizard(std::string_view program, const char* name) {
 void MainWindow::StartWizard(std::string_view program, const QString& question) {
   const std::string path = WizardPath(program);
   if (path.empty()) return;
-  if (t_.ServiceMode) {
-    const QString name = program == kImportWizard ? "IIS Import" : "Database";
-    return messages_.Add(BoxKind::kInformation,
-                         "You are running Vantry as a Service. Stop the Service first and run the " + name +
-                             " Wizard from the Start menu.");
-  }
+  if (t_.ServiceMode) return RefuseInService(program == kImportWizard ? "IIS Import" : "Database");
   prompts_.Confirm(this, question, kYesNo, [this, path] {
     if (t_.Closing) return;
     parts_.engine.SaveSettings();
@@ -332,10 +359,15 @@ void MainWindow::StartWizard(std::string_view program, const QString& question) 
 void MainWindow::AskAboutImport() {
   const bool any = std::any_of(t_.Sites.begin(), t_.Sites.end(), [](const SiteRec& site) { return !site.Deleted; });
   if (any || t_.ServiceMode) return;
-  StartWizard(kImportWizard,
-              "Welcome To Vantry!\n\nDo you want to run the IIS Import Wizard to import your web site settings into "
-              "Vantry automatically?\n\nNote: If you dont run IIS on this computer you can setup your sites using the "
-              "New Site Wizard.");
+  const QString question =
+      "Welcome To Vantry!\n\nDo you want to run the IIS Import Wizard to import your web site settings into Vantry "
+      "automatically?\n\nNote: If you dont run IIS on this computer you can setup your sites using the New Site "
+      "Wizard.";
+  if (!WizardPath(kImportWizard).empty()) return StartWizard(kImportWizard, question);
+  if (!HasImporter()) return;
+  prompts_.Confirm(this, question, kYesNo, [this] {
+    if (!t_.Closing) ShowImport();
+  });
 }
 
 // F6: round the panes that are in sight.

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ctl/screen_text.h"
+#include "core/screen_text.h"
 #include "ctl/watch.h"
 
 namespace vantry {

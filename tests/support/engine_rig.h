@@ -97,7 +97,8 @@ struct EngineTest : ::testing::Test {
                   auto client = std::make_unique<FakeLineClient>();
                   lines.push_back(client.get());
                   return client;
-                }});
+                },
+            .importer = "/bin/vantry-import"});
     return engine->Main();
   }
   void Sites(int count, const std::string& more = "") {

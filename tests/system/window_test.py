@@ -257,6 +257,7 @@ class WindowTest(SystemTest):
         append(home.log("access_log"), ncsa_line("10.0.0.1", "/first.html"))
         vantry = self.start(home, env=self.display.of_the_program())
         wait_until(lambda: self.application() is not None, what="the window is not on the accessibility bus")
+        self.press_button("No")  # Nothing to import.
         self.menu("Add Site")
         self.press_button("Next")
         self.type_into("Enter the Name of the site (Eg: Site1)", "Garden")

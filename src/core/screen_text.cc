@@ -1,4 +1,4 @@
-#include "ctl/screen_text.h"
+#include "core/screen_text.h"
 
 #include <algorithm>
 #include <cstdint>

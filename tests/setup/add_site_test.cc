@@ -1,4 +1,4 @@
-#include "ctl/add_site.h"
+#include "setup/add_site.h"
 
 #include <gtest/gtest.h>
 

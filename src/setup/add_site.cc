@@ -1,16 +1,16 @@
-#include "ctl/add_site.h"
+#include "setup/add_site.h"
 
 #include <algorithm>
 #include <vector>
 
 #include "config/site_file.h"
 #include "config/value_forms.h"
+#include "core/screen_text.h"
 #include "core/text.h"
 #include "core/wildcard.h"
-#include "ctl/remote_place.h"
-#include "ctl/screen_text.h"
 #include "logs/formats.h"
 #include "logs/recogniser.h"
+#include "setup/remote_place.h"
 
 namespace vantry {
 namespace {
@@ -140,18 +140,15 @@ Status FindLog(Files& files, const std::string& path, std::optional<LogType> for
   return ChooseType(path, bytes, how, place);
 }
 
-Status AddSite(Files& files, const ProgramFolder& folder, const std::string& name, const std::string& domain,
-               const LogPlace& place) {
+Status AddSiteTo(LiveTables& tables, const std::string& name, const std::string& domain, const LogPlace& place) {
   if (Status status = CheckText("name", name); !status.ok()) return status;
   if (Status status = CheckText("domain", domain); !status.ok()) return status;
-  LiveTables tables;
-  tables.Corrected = folder.corrected;
-  if (Status status = ReadAllSites(files, folder.home, folder.regional, tables); !status.ok()) return status;
   if (tables.Sites.size() >= 32767) return Refuse("There are 32767 sites, which is the most there can be.");
   SiteRec site;
   site.Name = Trim(name);
   site.Domain = Trim(domain);
   for (const SiteRec& other : tables.Sites) {
+    if (other.Deleted) continue;
     if (EqualsNoCase(Trim(other.Name), site.Name)) return Refuse("There is a site named '" + site.Name + "' already.");
     if (EqualsNoCase(other.Domain, site.Domain)) {
       return Refuse("The domain '" + site.Domain + "' is monitored already, as '" + Printable(other.Name) + "'.");
@@ -169,7 +166,16 @@ Status AddSite(Files& files, const ProgramFolder& folder, const std::string& nam
     if (Status status = ReadRemotePlace(place.remote, place.password, site); !status.ok()) return status;
   }
   tables.Sites.push_back(std::move(site));
-  return WriteINI(files, folder.home, folder.regional, tables);
+  return Status::Ok();
+}
+
+Status AddSite(Files& files, const ProgramFolder& folder, const std::string& name, const std::string& domain,
+               const LogPlace& place) {
+  LiveTables tables;
+  tables.Corrected = folder.corrected;
+  Status status = ReadAllSites(files, folder.home, folder.regional, tables);
+  if (status.ok()) status = AddSiteTo(tables, name, domain, place);
+  return status.ok() ? WriteINI(files, folder.home, folder.regional, tables) : status;
 }
 
 }  // namespace vantry

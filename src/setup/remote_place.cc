@@ -1,7 +1,7 @@
-#include "ctl/remote_place.h"
+#include "setup/remote_place.h"
 
+#include "core/screen_text.h"
 #include "core/text.h"
-#include "ctl/screen_text.h"
 #include "platform/ftp_text.h"
 
 namespace vantry {

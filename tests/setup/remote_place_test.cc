@@ -1,4 +1,4 @@
-#include "ctl/remote_place.h"
+#include "setup/remote_place.h"
 
 #include <gtest/gtest.h>
 

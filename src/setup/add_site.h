@@ -31,6 +31,10 @@ struct LogPlace {
 Status FindLog(Files& files, const std::string& path, std::optional<LogType> forced, LogPlace& place,
                bool quoted_fields = false);
 
+// Adds the site to the tables. kRefused for a name or domain that is empty, unfit or taken. Every reference into the
+// tables is void afterwards.
+Status AddSiteTo(LiveTables& tables, const std::string& name, const std::string& domain, const LogPlace& place);
+
 // The folder of a program, and how its files are read and written.
 struct ProgramFolder {
   std::string home;  // Ends in "/".
@@ -39,7 +43,7 @@ struct ProgramFolder {
 };
 
 // Adds the site to VANTRY.INI in the folder, which is there and whose lock the caller holds.
-// kRefused for a name or domain that is empty, unfit or taken, or when the file as it is can't be read in full.
+// kRefused as above, and when the file as it is can't be read in full.
 Status AddSite(Files& files, const ProgramFolder& folder, const std::string& name, const std::string& domain,
                const LogPlace& place);
 
