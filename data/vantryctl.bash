@@ -4,7 +4,8 @@ _vantryctl() {
   local cur prev words cword
   _init_completion -n = || return
   local commands="hello status pause continue stop list watch add-site corrections widen-tables reload report
-    install-service remove-service"
+    install-service remove-service sites set-site remove-site settings set exceptions set-exception alerts
+    set-alert remove-alert"
   local options="--host --port --help" command="" i
   for ((i = 1; i < cword; i++)); do
     case ${words[i]} in
@@ -27,7 +28,8 @@ _vantryctl() {
     "") ;;
     watch) options+=" --once" ;;
     add-site) options="--name --domain --type --help" ;;
-    corrections | widen-tables) options="--help" ;;
+    corrections | widen-tables | sites | settings | exceptions | alerts) options="--help" ;;
+    set-site) options+=" --yes" ;;
     install-service) options="--account --system-account --auto --root --help" ;;
     remove-service) options="--root --help" ;;
   esac
@@ -37,7 +39,8 @@ _vantryctl() {
     COMPREPLY=($(compgen -W "$commands" -- "$cur"))
   elif [[ $command == add-site ]]; then
     _filedir
-  elif [[ $command == corrections || $command == widen-tables || $command == install-service ]]; then
+  elif [[ $command =~ ^(corrections|widen-tables|install-service|sites|settings|exceptions|alerts)$ ||
+    $command =~ ^(set|remove)(-site|-exception|-alert|)$ ]]; then
     _filedir -d
   fi
 } && complete -F _vantryctl vantryctl

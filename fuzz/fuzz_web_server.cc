@@ -85,6 +85,10 @@ struct Steered final : RemoteControl {
     path = "/home/Report.htm";
     return Status::Ok();
   }
+  std::string TakeEdit(std::string_view) override {
+    Steer(true);
+    return "ERROR No.";
+  }
   void ShowWindow() override { Steer(true); }
   void HideWindow() override { Steer(true); }
   void Steer(bool) const { Require(speaking != kConnections); }

@@ -331,18 +331,19 @@ void Engine::SaveRegistry() {
   save("ShowTraceView", std::string(BoolText(t_.ShowTraceView)));
 }
 
+Status Engine::WriteSiteFile() {
+  if (!site_file_kept_) {
+    return Status::Error(Fail::kRefused, "VANTRY.INI was not read in full and is left as it is");
+  }
+  if (edits_) return edits_->WriteSites();
+  Status status = WriteINI(files_, options_.app_path, options_.regional, t_);
+  if (status.ok()) (void)files_.Read(SiteFile(), site_file_);
+  return status;
+}
+
 void Engine::SaveSites() {
   bool saved = false;
-  KeepAsleep([&] {
-    saved = log_.Guard("Engine.WriteINI", [this] {
-      if (!site_file_kept_)
-        return Status::Error(Fail::kRefused, "VANTRY.INI was not read in full and is left as it is");
-      if (edits_) return edits_->WriteSites();
-      Status status = WriteINI(files_, options_.app_path, options_.regional, t_);
-      if (status.ok()) (void)files_.Read(SiteFile(), site_file_);
-      return status;
-    });
-  });
+  KeepAsleep([&] { saved = log_.Guard("Engine.WriteINI", [this] { return WriteSiteFile(); }); });
   if (saved) return;
   // The program log may lie on the same full disk.
   ports_.notices.Tell(

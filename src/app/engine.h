@@ -22,6 +22,7 @@
 #include "core/tables.h"
 #include "database/visit_database.h"
 #include "desktop/desktop_module.h"
+#include "forms/edit_request.h"
 #include "monitors/pause.h"
 #include "monitors/service.h"
 #include "monitors/sql_check.h"
@@ -124,6 +125,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   // Takes over what was edited, and says what that was. Nothing without the correction.
   std::string Reload() override { return TakeOverEdits(true); }
   Status MakeReport(std::string_view site, std::string& path) override { return report_.MakeReport(site, path); }
+  std::string TakeEdit(std::string_view token) override;
   // The signal that a closing terminal sends, and that asks a service to read its files again.
   void HangUp();
   // The signals that ask the program to end, and those for the window (Service::kShow, Service::kHide).
@@ -189,7 +191,10 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   void Timer2Tick();
   void FlushHistory();
   void SavePositions();
+  Status WriteSiteFile();
   Status WriteUneditedSites();
+  Status CarryOut(const EditRequest& request, std::string& told);
+  Status CheckSettingsFile(EditVerb verb);
   void KeepAsleep(const std::function<void()>& write);
   ProgramLogOutlets LogOutlets();
   void AppendToProgramLog(std::string_view bytes);

@@ -44,6 +44,9 @@ class LiveEdits {
   // void. Returns what was done, for people.
   std::string TakeOver(bool at_once);
 
+  // What stands in VANTRY.INI has a mistake, and is left as it is.
+  bool SitesRefused() const { return sites_refused_; }
+
   // Writes VANTRY.INI after taking over what was edited there. A file with a mistake is left as it is until it is put
   // right, and one that was edited is left inside a scan. Not so at the end of the program: then edits go into the file
   // by way of a copy of the tables if a scan is under way, and a file with a mistake is kept beside the new one.

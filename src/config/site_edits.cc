@@ -63,6 +63,8 @@ void AddSite(const LiveTables& after, int16_t a, WallTime now, LiveTables& t) {
   ReplaceAlerts(after, a, t, t.SiteCount());
 }
 
+}  // namespace
+
 // Pages find no site without a domain, so that one of another name may have it now.
 void DeleteSite(LiveTables& t, int16_t n) {
   SiteRec& site = t.Site(n);
@@ -70,8 +72,6 @@ void DeleteSite(LiveTables& t, int16_t n) {
   site.Sleeping = site.WebAccess = false;
   site.Domain.clear();
 }
-
-}  // namespace
 
 void BeginLastSite(WallTime now, LiveTables& t) {
   SiteRec& site = t.Sites.back();

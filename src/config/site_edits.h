@@ -21,4 +21,7 @@ void BeginLastSite(WallTime now, LiveTables& tables);
 std::optional<ReadProblem> TakeOverSites(std::string_view before, std::string_view after, const Regional& regional,
                                          WallTime now, LiveTables& tables);
 
+// Marks the site as deleted and lets it rest for good; its number stays. Its domain is free for another site.
+void DeleteSite(LiveTables& t, int16_t n);
+
 }  // namespace vantry

@@ -69,6 +69,27 @@ constexpr CommandRow kCommands[] = {
      0, 1},
     {CtlCommand::kRemoveService, "remove-service", "", "end the service and remove it from the service manager",
      "  --root FOLDER     remove it from a machine that is mounted there\n", 0, 0},
+    {CtlCommand::kSites, "sites", "[DIR]", "list the sites of a program's folder", "", 0, 1},
+    {CtlCommand::kSetSite, "set-site", "[DIR] NAME [KEY=VALUE ...]", "show or change what is set for a site",
+     "Without KEY=VALUE it shows what is set. A site whose log comes from elsewhere afterwards is read anew, from the\n"
+     "beginning of the log. A password given as `-` is read from standard input.\n\n"
+     "  --yes          change the name, too, although the history stays with the old one\n",
+     1, 1000},
+    {CtlCommand::kRemoveSite, "remove-site", "[DIR] NAME", "stop watching a site for good",
+     "Its logs and its history stay.\n", 1, 2},
+    {CtlCommand::kSettings, "settings", "[DIR]", "show the settings of a program's folder", "", 0, 1},
+    {CtlCommand::kSet, "set", "[DIR] KEY=VALUE ...", "change settings",
+     "A password given as `-` is read from standard input.\n", 1, 1000},
+    {CtlCommand::kExceptions, "exceptions", "[DIR]", "list the types of exceptions", "", 0, 1},
+    {CtlCommand::kSetException, "set-exception", "[DIR] NUMBER [KEY=VALUE ...]", "show or change a type of exception",
+     "Without KEY=VALUE it shows what is set.\n", 1, 1000},
+    {CtlCommand::kAlerts, "alerts", "[DIR] SITE", "list the alerts of a site", "", 1, 2},
+    {CtlCommand::kSetAlert, "set-alert", "[DIR] SITE NUMBER [KEY=VALUE ...]", "show, change or add an alert of a site",
+     "NUMBER is the place in the list of `vantryctl alerts`, or `new` for one more. Without KEY=VALUE it shows what "
+     "is\n"
+     "set. DNS, Word, Page and Engine take several entries with ; between them; EngineAll=True is any visitor.\n",
+     2, 1000},
+    {CtlCommand::kRemoveAlert, "remove-alert", "[DIR] SITE NUMBER", "remove an alert of a site", "", 2, 3},
 };
 
 const CommandRow& RowOf(CtlCommand command) {
@@ -110,7 +131,7 @@ std::string TypeList() {
 }
 
 // Which commands an option belongs to.
-enum class Scope { kNetwork, kWatch, kAddSite, kInstall, kService };
+enum class Scope { kNetwork, kWatch, kAddSite, kInstall, kService, kSetSite };
 
 struct OptionRow {
   std::string_view name;
@@ -157,6 +178,11 @@ const OptionRow kOptions[] = {
        a.service.starts_automatically = true;
        return Status::Ok();
      }},
+    {"--yes", Scope::kSetSite, false,
+     [](CtlArguments& a, const std::string&) {
+       a.yes = true;
+       return Status::Ok();
+     }},
     {"--root", Scope::kService, true,
      [](CtlArguments& a, const std::string& v) {
        a.root = v;
@@ -172,6 +198,8 @@ bool Takes(CtlCommand command, Scope scope) {
       return command == CtlCommand::kAddSite;
     case Scope::kInstall:
       return command == CtlCommand::kInstallService;
+    case Scope::kSetSite:
+      return command == CtlCommand::kSetSite;
     case Scope::kService:
       return command == CtlCommand::kInstallService || command == CtlCommand::kRemoveService;
     default:
@@ -265,12 +293,22 @@ constexpr std::string_view kNetworkHelp =
     "  --host HOST    where Vantry runs (127.0.0.1)\n"
     "  --port N       its port (WebAccessPort of $VANTRY_HOME/SETTINGS.INI, or 8004)\n";
 
+constexpr std::string_view kListHelp = "DIR is the program's folder, $VANTRY_HOME if it is left out.\n";
+constexpr std::string_view kEditHelp =
+    "DIR is the program's folder, $VANTRY_HOME if it is left out. If Vantry runs there, it makes the change itself, "
+    "at\nonce; otherwise its files are changed.\n\n";
+
 }  // namespace
 
 bool IsOffline(CtlCommand command) {
   return command == CtlCommand::kAddSite || command == CtlCommand::kCorrections ||
          command == CtlCommand::kWidenTables || command == CtlCommand::kInstallService ||
-         command == CtlCommand::kRemoveService;
+         command == CtlCommand::kRemoveService || command == CtlCommand::kSites || command == CtlCommand::kSettings ||
+         command == CtlCommand::kExceptions || command == CtlCommand::kAlerts;
+}
+
+bool IsEdit(CtlCommand command) {
+  return command >= CtlCommand::kSites;
 }
 
 Status ParseArguments(const std::vector<std::string>& words, CtlArguments& arguments) {
@@ -287,6 +325,7 @@ std::string HelpText(std::optional<CtlCommand> command) {
     text += std::string("\n\n") + UpperAscii(row.summary[0]);
     text.append(row.summary.substr(1)).append(".\n\n").append(row.details);
     if (*command == CtlCommand::kAddSite) text += TypeList();
+    if (IsEdit(*command)) text += network ? kEditHelp : kListHelp;
     return network ? text.append(kNetworkHelp) : text;
   }
   std::string text = "Usage: vantryctl [--host HOST] [--port N] COMMAND ...\n\nCommands:\n";

@@ -26,11 +26,24 @@ enum class CtlCommand {
   kReload,
   kReport,
   kInstallService,
-  kRemoveService
+  kRemoveService,
+  // From here on: IsEdit.
+  kSites,
+  kSetSite,
+  kRemoveSite,
+  kSettings,
+  kSet,
+  kExceptions,
+  kSetException,
+  kAlerts,
+  kSetAlert,
+  kRemoveAlert
 };
 
 // Commands on a folder of files, which ask no running program.
 bool IsOffline(CtlCommand command);
+// Commands that do what the dialogs do: on a folder of files, or through the program that runs there.
+bool IsEdit(CtlCommand command);
 
 struct CtlArguments {
   std::optional<CtlCommand> command;  // Empty only when `help` is set.
@@ -42,6 +55,7 @@ struct CtlArguments {
   std::optional<LogType> type;  // add-site
   ServiceForm service;          // install-service
   std::string root = "/";       // install-service, remove-service
+  bool yes = false;             // set-site
   std::vector<std::string> operands;
 };
 

@@ -7,6 +7,7 @@
 #include "config/settings_file.h"
 #include "core/text.h"
 #include "ctl/client.h"
+#include "ctl/edit_commands.h"
 #include "ctl/folder_commands.h"
 #include "ctl/replies.h"
 #include "ctl/screen.h"
@@ -146,7 +147,9 @@ Status DefaultPort(Files& files, const char* home, int& port) {
 
 int RunCommand(Files& files, const CtlArguments& arguments) {
   Status status;
-  if (IsOffline(*arguments.command)) {
+  if (IsEdit(*arguments.command)) {
+    status = RunEditCommand(files, arguments);
+  } else if (IsOffline(*arguments.command)) {
     status = RunFolderCommand(files, arguments);
   } else {
     Endpoint endpoint;

@@ -220,7 +220,7 @@ void SiteProperties::Confirm() {
       if (Refused(*problem)) return Status::Ok();
       renaming_ = true;  // The one question there is.
     }
-    StoreSite(draft, t_.Site(site_));
+    (void)StoreSite(draft, t_.Site(site_));
     parts_.engine.SettingsChanged();
     parts_.engine.SaveSites();
     accept();

@@ -15,16 +15,16 @@ using K = FieldKind;
 constexpr std::string_view kAlertItself = "General", kActions = "Actions";
 
 const FormField<AlertRec> kAlertRows[] = {
-    Edits<&A::Name>({kAlertItself, "txtName", "&Name:"}),
-    Edits<&A::Enabled>({kAlertItself, "chkEnabled", "Ena&bled", K::kCheck}),
+    Edits<&A::Name>("Name", {kAlertItself, "txtName", "&Name:"}),
+    Edits<&A::Enabled>("Enabled", {kAlertItself, "chkEnabled", "Ena&bled", K::kCheck}),
 
-    Edits<&A::Sound>({kActions, "chkSound", "Play A &Sound:", K::kCheck}),
-    Edits<&A::SoundFile>({kActions, "txtAlertSound", "Sound &File:"}),
-    Edits<&A::Email>({kActions, "chkEmail", "Send An &Email", K::kCheck}),
-    Edits<&A::EmailAddress>({kActions, "txtEmailAddress", "Email &Address:"}),
-    Edits<&A::Message>({kActions, "txtMessage", "&Message:"}),
-    Edits<&A::RunThis>({kActions, "chkRun", "&Run A Program Or Script", K::kCheck}),
-    Edits<&A::Run>({kActions, "txtEXE", "&Program Or Script:"}),
+    Edits<&A::Sound>("Sound", {kActions, "chkSound", "Play A &Sound:", K::kCheck}),
+    Edits<&A::SoundFile>("SoundFile", {kActions, "txtAlertSound", "Sound &File:"}),
+    Edits<&A::Email>("Email", {kActions, "chkEmail", "Send An &Email", K::kCheck}),
+    Edits<&A::EmailAddress>("EmailAddress", {kActions, "txtEmailAddress", "Email &Address:"}),
+    Edits<&A::Message>("Message", {kActions, "txtMessage", "&Message:"}),
+    Edits<&A::RunThis>("RunThis", {kActions, "chkRun", "&Run A Program Or Script", K::kCheck}),
+    Edits<&A::Run>("Run", {kActions, "txtEXE", "&Program Or Script:"}),
 };
 
 struct AlertList {

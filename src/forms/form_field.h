@@ -29,6 +29,7 @@ struct FieldLook {
   FieldKind kind = FieldKind::kText;
   std::span<const Choice> choices{};
   std::string_view unit{};  // Shown after the control.
+  bool is_time = false;     // The number is a time of day, in seconds.
 };
 
 // A note has neither `get` nor `set`.
@@ -37,6 +38,7 @@ struct FormField {
   FieldLook look;
   FieldValue (*get)(const Rec& record) = nullptr;
   void (*set)(Rec& record, const FieldValue& value) = nullptr;
+  std::string_view key{};  // Its name in the file, and for those who type names. Empty if there it has none.
 };
 
 template <auto Member>
@@ -62,8 +64,12 @@ struct FieldOf<Member> {
 };
 
 template <auto Member>
+constexpr auto Edits(std::string_view key, FieldLook look) {
+  return FormField<typename FieldOf<Member>::Record>{look, &FieldOf<Member>::Get, &FieldOf<Member>::Set, key};
+}
+template <auto Member>
 constexpr auto Edits(FieldLook look) {
-  return FormField<typename FieldOf<Member>::Record>{look, &FieldOf<Member>::Get, &FieldOf<Member>::Set};
+  return Edits<Member>({}, look);
 }
 
 // Why a dialog can't be confirmed, and the control that has to be changed. With `asks` it may be after all, if

@@ -27,64 +27,69 @@ constexpr std::string_view kGeneral = "General", kLogFiles = "Log Files", kLocat
                            kEmail = "Email Settings", kWeb = "Web Access", kTouch = "Touch", kSleep = "Sleep Mode";
 
 const FormField<SiteRec> kSiteRows[] = {
-    Edits<&S::Name>({kGeneral, "txtName", "Site &Name:"}),
-    Edits<&S::Domain>({kGeneral, "txtDomain", "&Domain:"}),
-    Edits<&S::HomePage>({kGeneral, "txtHomePage", "&Home Page for this site:"}),
-    Edits<&S::ExcludePages>(
-        {kGeneral, "txtExcludePages", "E&xclude These Pages From Vantry: (Separate multiple pages with ;)"}),
+    Edits<&S::Name>("Name", {kGeneral, "txtName", "Site &Name:"}),
+    Edits<&S::Domain>("Domain", {kGeneral, "txtDomain", "&Domain:"}),
+    Edits<&S::HomePage>("HomePage", {kGeneral, "txtHomePage", "&Home Page for this site:"}),
+    Edits<&S::ExcludePages>("ExcludePages", {kGeneral, "txtExcludePages",
+                                             "E&xclude These Pages From Vantry: (Separate multiple pages with ;)"}),
     {{kGeneral, "", "Note: You can use wildcards if required. For example: support/*.htm", K::kNote}},
-    Edits<&S::IncludeQuery>(
-        {kGeneral, "chkQuery", "Include Query String In Current Page Details (If Available)", K::kCheck}),
+    Edits<&S::IncludeQuery>("IncludeQuery", {kGeneral, "chkQuery",
+                                             "Include Query String In Current Page Details (If Available)", K::kCheck}),
 
-    Edits<&S::Type>({kLogFiles, "cmboType", "Log File &Type:", K::kChoice, kTypeChoices}),
-    Edits<&S::Frequency>({kLogFiles, "cmboFreq", "Scan Fre&quency:", K::kChoice, kPeriods}),
-    Edits<&S::Mask>({kLogFiles, "txtEXT", "Log File Mask:"}),
+    Edits<&S::Type>("Type", {kLogFiles, "cmboType", "Log File &Type:", K::kChoice, kTypeChoices}),
+    Edits<&S::Frequency>("Frequency", {kLogFiles, "cmboFreq", "Scan Fre&quency:", K::kChoice, kPeriods}),
+    Edits<&S::Mask>("Mask", {kLogFiles, "txtEXT", "Log File Mask:"}),
     {{kLogFiles, "",
       "If your log file name never changes, specify the full name for the log file in the File Mask box.", K::kNote}},
-    Edits<&S::SelectMethod>({kLogFiles, "cmboSelect",
-                             "Log File Selection Method Used To Select The Most Recent Log File:", K::kChoice,
-                             kSelectChoices}),
-    Edits<&S::Unix>({kLogFiles, "chkUnix", "Unix &File Format", K::kCheck}),
-    Edits<&S::UseLocalTime>({kLogFiles, "chkLocalTime", "Log Files Use Local Time", K::kCheck}),
+    Edits<&S::SelectMethod>(
+        "SelectMethod", {kLogFiles, "cmboSelect", "Log File Selection Method Used To Select The Most Recent Log File:",
+                         K::kChoice, kSelectChoices}),
+    Edits<&S::Unix>("Unix", {kLogFiles, "chkUnix", "Unix &File Format", K::kCheck}),
+    Edits<&S::UseLocalTime>("UseLocalTime", {kLogFiles, "chkLocalTime", "Log Files Use Local Time", K::kCheck}),
 
     {{kLocation, "", "You need to specify the location of the log files produced by the web server for this site.",
       K::kNote}},
-    Edits<&S::FTP>({kLocation, "chkFTP", "&Access Via FTP", K::kCheck}),
-    Edits<&S::Folder>({kLocation, "txtLog", "Enter the fu&ll Drive and Path of the folder containing your log files:"}),
-    Edits<&S::FTPDomain>({kLocation, "txtFTPDomain", "Doma&in or IP address of FTP Server:"}),
-    Edits<&S::FTPUserName>({kLocation, "txtFTPUser", "User Na&me:"}),
-    Edits<&S::FTPPassword>({kLocation, "txtFTPPw", "Passwo&rd:", K::kPassword}),
-    Edits<&S::FTPPath>({kLocation, "txtFTPPath", "Path &on FTP Server:"}),
-    Edits<&S::FTPPassive>(
-        {kLocation, "chkFTPPassive", "FTP Passiv&e Mode (may be required if a firewall is in use):", K::kCheck}),
-    Edits<&S::AutoArchive>({kLocation, "chkAutoArchive", "Enable Auto-Archiving For This Site's Log Files", K::kCheck}),
+    Edits<&S::FTP>("FTP", {kLocation, "chkFTP", "&Access Via FTP", K::kCheck}),
+    Edits<&S::Folder>("Folder",
+                      {kLocation, "txtLog", "Enter the fu&ll Drive and Path of the folder containing your log files:"}),
+    Edits<&S::FTPDomain>("FTPDomain", {kLocation, "txtFTPDomain", "Doma&in or IP address of FTP Server:"}),
+    Edits<&S::FTPUserName>("FTPUserName", {kLocation, "txtFTPUser", "User Na&me:"}),
+    Edits<&S::FTPPassword>("FTPPassword", {kLocation, "txtFTPPw", "Passwo&rd:", K::kPassword}),
+    Edits<&S::FTPPath>("FTPPath", {kLocation, "txtFTPPath", "Path &on FTP Server:"}),
+    Edits<&S::FTPPassive>("FTPPassive", {kLocation, "chkFTPPassive",
+                                         "FTP Passiv&e Mode (may be required if a firewall is in use):", K::kCheck}),
+    Edits<&S::AutoArchive>("AutoArchive",
+                           {kLocation, "chkAutoArchive", "Enable Auto-Archiving For This Site's Log Files", K::kCheck}),
 
     Edits<&S::EmailAddress>(
-        {kEmail, "txtEmailAddress", "Re&cipients For This Site: (Separate multiple addresses with ;)"}),
-    Edits<&S::EmailGlobalAlso>({kEmail, "chkEmailGlobalAlso", "Send To Global Address Also", K::kCheck}),
+        "EmailAddress", {kEmail, "txtEmailAddress", "Re&cipients For This Site: (Separate multiple addresses with ;)"}),
+    Edits<&S::EmailGlobalAlso>("EmailGlobalAlso",
+                               {kEmail, "chkEmailGlobalAlso", "Send To Global Address Also", K::kCheck}),
     Edits<&S::EmailDailyReport>(
+        "EmailDailyReport",
         {kEmail, "chkEmailDaily", "Send A Dail&y Activity Summary For This Site Each Day At Midnight", K::kCheck}),
-    Edits<&S::EmailNoExceptions>({kEmail, "chkEmailNoExceptions",
-                                  "Disable Emailed Exceptions && SMS Sending For Exceptions Raised For This Site",
-                                  K::kCheck}),
+    Edits<&S::EmailNoExceptions>(
+        "EmailNoExceptions",
+        {kEmail, "chkEmailNoExceptions",
+         "Disable Emailed Exceptions && SMS Sending For Exceptions Raised For This Site", K::kCheck}),
 
-    Edits<&S::WebAccess>({kWeb, "chkWebAccess", "Enable &Web Access For This Site", K::kCheck}),
-    Edits<&S::WebUserName>({kWeb, "txtWebUser", "&User Name:"}),
-    Edits<&S::WebPassword>({kWeb, "txtWebPass", "&Password:", K::kPassword}),
-    Edits<&S::WebLogo>({kWeb, "txtLogo", "Site Logo:"}),
-    Edits<&S::WebReferrers>({kWeb, "chkWebReferrers", "Enable Top Referrers View", K::kCheck}),
+    Edits<&S::WebAccess>("WebAccess", {kWeb, "chkWebAccess", "Enable &Web Access For This Site", K::kCheck}),
+    Edits<&S::WebUserName>("WebUserName", {kWeb, "txtWebUser", "&User Name:"}),
+    Edits<&S::WebPassword>("WebPassword", {kWeb, "txtWebPass", "&Password:", K::kPassword}),
+    Edits<&S::WebLogo>("WebLogo", {kWeb, "txtLogo", "Site Logo:"}),
+    Edits<&S::WebReferrers>("WebReferrers", {kWeb, "chkWebReferrers", "Enable Top Referrers View", K::kCheck}),
 
     {{kTouch, "",
       "When Touching is enabled Vantry will attempt to access your site via HTTP. If the attempt fails Vantry will "
       "raise an exception.",
       K::kNote}},
-    Edits<&S::Touch>({kTouch, "chkTouch", "Ena&ble Periodic Touching For This Site", K::kCheck}),
-    Edits<&S::TouchEvery>({kTouch, "txtTouchMins", "Touch Every", K::kNumber, {}, "Minutes"}),
-    Edits<&S::TouchPage>({kTouch, "txtTouchPage", "Page To Touch:"}),
+    Edits<&S::Touch>("Touch", {kTouch, "chkTouch", "Ena&ble Periodic Touching For This Site", K::kCheck}),
+    Edits<&S::TouchEvery>("TouchEvery", {kTouch, "txtTouchMins", "Touch Every", K::kNumber, {}, "Minutes"}),
+    Edits<&S::TouchPage>("TouchPage", {kTouch, "txtTouchPage", "Page To Touch:"}),
 
-    Edits<&S::SleepMode>({kSleep, "chkSleepMode", "Ena&ble Sleep Mode", K::kCheck}),
-    Edits<&S::SleepStart>({kSleep, "cmboCloseAll", "Go To &Sleep At :", K::kChoice, kHours}),
-    Edits<&S::SleepEnd>({kSleep, "cmboWakeUp", "Wake Up At:", K::kChoice, kHours}),
+    Edits<&S::SleepMode>("SleepMode", {kSleep, "chkSleepMode", "Ena&ble Sleep Mode", K::kCheck}),
+    Edits<&S::SleepStart>("SleepStart", {kSleep, "cmboCloseAll", "Go To &Sleep At :", K::kChoice, kHours, {}, true}),
+    Edits<&S::SleepEnd>("SleepEnd", {kSleep, "cmboWakeUp", "Wake Up At:", K::kChoice, kHours, {}, true}),
 };
 
 FormProblem Problem(std::string_view control, std::string_view text) {
@@ -168,13 +173,14 @@ std::optional<FormProblem> CheckSite(const SiteRec& draft, int16_t number, const
   return CheckKept(draft, kSiteFields);
 }
 
-void StoreSite(const SiteRec& draft, SiteRec& site) {
+bool StoreSite(const SiteRec& draft, SiteRec& site) {
   const bool anew = !SameSource(draft, site);
   for (const FormField<SiteRec>& field : kSiteFields) {
     if (field.set) field.set(site, field.get(draft));
   }
   site.Exclude = draft.Exclude;
   if (anew) StartAnew(site);
+  return anew;
 }
 
 void StartAnew(SiteRec& site) {

@@ -31,8 +31,8 @@ std::optional<FormProblem> CheckSite(const SiteRec& draft, int16_t number, const
 std::optional<FormProblem> CheckKept(const SiteRec& draft, std::span<const FormField<SiteRec>> fields);
 
 // Writes the fields of the draft into the site. When its log comes from elsewhere now, the site starts anew: from byte
-// 0, with the counters of its day at 0.
-void StoreSite(const SiteRec& draft, SiteRec& site);
+// 0, with the counters of its day at 0. Returns whether it does.
+bool StoreSite(const SiteRec& draft, SiteRec& site);
 
 // Puts the site at the beginning of its log.
 void StartAnew(SiteRec& site);

@@ -37,6 +37,8 @@ void WebServer::RunControlLine(int n, std::string_view text) {
     SendWebLine(n, program.Caption() + ": " + program.Reload());
   } else if (StartsWith(word, "REPORT ")) {
     SendWebLine(n, ReportReply(text.substr(7)));
+  } else if (StartsWith(word, "EDIT ")) {
+    SendWebLine(n, OnOneLine(program.TakeEdit(text.substr(5))));
   } else if (word == "@STOP") {
     SendWebLine(n, "XXX");
     program.Stop();

@@ -40,6 +40,9 @@ class RemoteControl {
   virtual std::string Reload() = 0;
   // Makes today's report of the site with this name at once; `path` is its file. Nothing is mailed.
   virtual Status MakeReport(std::string_view site, std::string& path) = 0;
+  // Carries out the change that the file of this token in the program's folder asks for. Returns "OK " and what was
+  // done, "ERROR " and why nothing was, or "BUSY " if it can't be done at this moment; then the file is still there.
+  virtual std::string TakeEdit(std::string_view token) = 0;
   virtual void ShowWindow() = 0;
   virtual void HideWindow() = 0;
 };

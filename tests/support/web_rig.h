@@ -73,6 +73,10 @@ struct FakeControl final : RemoteControl {
     path = "/home/My Shop Daily Report.htm";
     return Status::Ok();
   }
+  std::string TakeEdit(std::string_view token) override {
+    calls.push_back("edit " + std::string(token));
+    return "OK Changed the\r\nsite.";
+  }
   void ShowWindow() override { calls.emplace_back("show"); }
   void HideWindow() override { calls.emplace_back("hide"); }
 };

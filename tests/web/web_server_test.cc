@@ -16,6 +16,13 @@ TEST_F(WebTest, AReportIsMadeForTheSiteThatAControlLineNames) {
   EXPECT_EQ(control.calls, (std::vector<std::string>{"report My Shop", "report no\tshop", "report "}));
 }
 
+TEST_F(WebTest, AChangeIsTakenByItsTokenAndAnsweredOnOneLine) {
+  Connect(1);
+  Send(1, "@edit 0aB\r\n@EDIT\r\n@EDITS x\r\n");
+  EXPECT_EQ(listener.peers[1].sent, "OK Changed the%0D%0Asite.\r\n");
+  EXPECT_EQ(control.calls, std::vector<std::string>{"edit 0aB"});
+}
+
 TEST_F(WebTest, ListGivesVisitorsOfOneDomainOrAll) {
   AddSite("www.one.example");
   AddSite("www.two.example");
