@@ -13,6 +13,14 @@ FormDialog::FormDialog(const char* name, LiveTables& t, Prompts& prompts, ShowHe
   auto* column = new QVBoxLayout(this);
   column->addWidget(pages_, 1);
   wait_.setInterval(20);
+  tell_.setInterval(0);
+  tell_.setSingleShot(true);
+  QObject::connect(&tell_, &QTimer::timeout, this, [this] {
+    const auto [kind, message] = std::move(to_tell_.front());
+    to_tell_.pop_front();
+    if (!to_tell_.empty()) tell_.start();
+    prompts_.Tell(this, kind, ShownLines(message));
+  });
   QObject::connect(&wait_, &QTimer::timeout, this, [this] { TryStep(); });
 }
 
@@ -48,7 +56,8 @@ void FormDialog::TryStep() {
 }
 
 void FormDialog::TellLater(BoxKind kind, const std::string& text) {
-  QTimer::singleShot(0, this, [this, kind, text] { prompts_.Tell(this, kind, ShownLines(text)); });
+  to_tell_.emplace_back(kind, text);
+  tell_.start();
 }
 
 void FormDialog::Picks(QPushButton* button, std::function<void()> ask) {

@@ -10,6 +10,7 @@
 #include <deque>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "core/tables.h"
 #include "desktop/form_pages.h"
@@ -53,7 +54,8 @@ class FormDialog : public QDialog {
   void TryStep();
   ShowHelp help_;
   std::deque<std::function<void()>> steps_;
-  QTimer wait_;
+  QTimer wait_, tell_;
+  std::deque<std::pair<BoxKind, std::string>> to_tell_;
 };
 
 }  // namespace vantry

@@ -157,7 +157,9 @@ QPlainTextEdit* SettingsWindow::AddTrace(const char* page, const char* name, con
   trace->setReadOnly(true);
   trace->setTabChangesFocus(true);
   trace->setMaximumBlockCount(1'000);
-  trace->setMaximumHeight(5 * fontMetrics().lineSpacing());
+  // What is left of the page, and a few lines at least.
+  trace->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Ignored);
+  trace->setMinimumHeight(5 * fontMetrics().lineSpacing());
   pages_->ColumnOf(page)->addWidget(trace, 1);
   return trace;
 }

@@ -4,6 +4,8 @@
 #include <chrono>
 #include <utility>
 
+#include <sys/eventfd.h>
+
 #include "core/text_encoding.h"
 #include "platform/curl_support.h"
 
@@ -29,14 +31,21 @@ bool IsOneLine(const std::string& header) {
 
 }  // namespace
 
-CurlMail::CurlMail(MailLimits limits) : limits_(limits), authorities_(SystemAuthorities()) {
-  StartCurl();
-  loop_end_->object = &here_;
-}
+CurlMail::Shared::Shared() : event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
-CurlMail::~CurlMail() {
-  const std::lock_guard lock(loop_end_->mutex);
-  loop_end_->object = nullptr;
+CurlMail::CurlMail(MailLimits limits)
+    : limits_(limits), authorities_(SystemAuthorities()), notifier_(shared_->event.get(), QSocketNotifier::Read) {
+  StartCurl();
+  QObject::connect(&notifier_, &QSocketNotifier::activated, &notifier_, [shared = shared_] {
+    eventfd_t count = 0;
+    (void)::eventfd_read(shared->event.get(), &count);
+    std::vector<std::shared_ptr<Lines>> taken;
+    {
+      const std::lock_guard lock(shared->mutex);
+      taken.swap(shared->some_wait);
+    }
+    for (const auto& lines : taken) lines->Tell();
+  });
 }
 
 void CurlMail::Lines::Tell() {
@@ -52,17 +61,18 @@ void CurlMail::Lines::Tell() {
 
 // Called by the thread of a mail. A server that talks without end is not listed without end.
 SmtpDialogue::Told CurlMail::TellLines(const std::shared_ptr<Lines>& lines) const {
-  return [lines, loop = loop_end_](bool sent, std::string text) {
+  return [lines, shared = shared_](bool sent, std::string text) {
     {
       const std::lock_guard lock(lines->mutex);
-      if (lines->seen == Lines::kMost) return;
+      if (lines->seen >= Lines::kMost) return;
       ++lines->seen;
       lines->waiting.emplace_back(sent, std::move(text));
     }
-    const std::lock_guard lock(loop->mutex);
-    if (loop->object)
-      QMetaObject::invokeMethod(
-          loop->object, [lines] { lines->Tell(); }, Qt::QueuedConnection);
+    {
+      const std::lock_guard lock(shared->mutex);
+      shared->some_wait.push_back(lines);
+    }
+    (void)::eventfd_write(shared->event.get(), 1);
   };
 }
 

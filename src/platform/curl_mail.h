@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QObject>
+#include <QSocketNotifier>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/posix_support.h"
 #include "platform/smtp_job.h"
 #include "platform/workers.h"
 #include "ports/mail.h"
@@ -28,9 +29,6 @@ class CurlMail final : public Mail {
   static constexpr size_t kMostAtOnce = 128;
 
   explicit CurlMail(MailLimits limits = {});
-  ~CurlMail() override;
-  CurlMail(const CurlMail&) = delete;
-  CurlMail& operator=(const CurlMail&) = delete;
 
   using Mail::Send;
   void Send(MailMessage message, MailDone done, MailLine line) override;
@@ -43,7 +41,7 @@ class CurlMail final : public Mail {
     void GiveUp() override { job.cancelled = true; }
   };
 
-  // The lines of one dialogue on their way to the loop. A thread that hangs may outlive the loop's object.
+  // The lines of one dialogue on their way to the loop.
   struct Lines {
     static constexpr size_t kMost = 500;
     std::mutex mutex;
@@ -53,9 +51,12 @@ class CurlMail final : public Mail {
 
     void Tell();
   };
-  struct LoopEnd {
+  // Whose lines wait. Also with each thread, as one that hangs outlives the rest.
+  struct Shared {
     std::mutex mutex;
-    QObject* object = nullptr;  // Null once nothing is told any more.
+    std::vector<std::shared_ptr<Lines>> some_wait;
+    const Descriptor event;  // A thread says here that there are some.
+    Shared();
   };
 
   SmtpDialogue::Told TellLines(const std::shared_ptr<Lines>& lines) const;
@@ -64,8 +65,8 @@ class CurlMail final : public Mail {
 
   MailLimits limits_;
   TrustedAuthorities authorities_;
-  QObject here_;
-  std::shared_ptr<LoopEnd> loop_end_ = std::make_shared<LoopEnd>();
+  std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
+  QSocketNotifier notifier_;
   Workers workers_{kMostAtOnce};
 };
 

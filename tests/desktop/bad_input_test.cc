@@ -50,6 +50,31 @@ struct BadInputTest : MainWindowTest {
   }
 };
 
+// On a screen of 96 dpi, which is what tests have.
+TEST_F(BadInputTest, NoDialogIsTallerThanASmallScreen) {
+  OpenWithVisitors();
+  const auto look = [&](const char* page) {
+    EXPECT_LE(dialog->sizeHint().height(), 700) << dialog->objectName().toStdString() << page;
+    EXPECT_LE(dialog->minimumSizeHint().height(), 700) << dialog->objectName().toStdString() << page;
+  };
+  Edit();
+  In<QCheckBox>("chkFTP").click();
+  look(" by FTP");
+  Click("btnAlert0");
+  EXPECT_LE(dialog->findChild<QDialog*>("frmAlert")->sizeHint().height(), 700);
+  Click("btnCancel");
+  OpenDialog("miOptions", "frmSettings");
+  look("");
+  Click("btnColourChange");
+  EXPECT_LE(dialog->findChild<QDialog*>("frmWebColours")->sizeHint().height(), 700);
+  Click("btnCancel");
+  OpenDialog("miAdd", "frmWizard");
+  look("");
+  Click("btnCancel");
+  OpenDialog("miInstallService", "frmService");
+  look("");
+}
+
 TEST_F(BadInputTest, AMegabyteThatIsPastedIsCut) {
   OpenWithVisitors();
   Edit();
