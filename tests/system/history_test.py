@@ -92,8 +92,8 @@ def w3c_morning():
 class DayTest(HistoryTest):
     def two_sites(self):
         home = self.quiet_home()
-        # Corrected visitors were seen when their lines were written: these have left hours ago.
-        home.keep_classic("QuietReplay", "QuietFirstScan")
+        # Corrected visitors were seen when their lines were written: these have left hours ago. One line has a zone.
+        home.keep_classic("QuietReplay", "QuietFirstScan", "TrueTimes")
         home.write_settings(InactivityMins=5)
         home.write_sites(home.section("One", home.logs, Domain="www.one.test"),
                          home.section(LONG_NAME, home.logs, Type=0, Unix=False, Mask="ex.log", Domain="www.two.test"))
