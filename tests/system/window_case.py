@@ -4,6 +4,7 @@ import os
 import shutil
 import subprocess
 import tempfile
+import time
 
 from harness import SystemTest, append, ncsa_line, vantry_binary, wait_until
 
@@ -117,6 +118,8 @@ class WindowCase(SystemTest):
 
     def press(self, node):
         node.queryAction().doAction(0)
+        # A button is held down for a tenth of a second, and one that is pressed again meanwhile begins anew.
+        time.sleep(0.15)
 
     def menu(self, caption):
         """Runs a command of the menus."""
