@@ -14,7 +14,7 @@ class LostLogTest(SystemTest):
 
     def test_logs_that_shrink_vanish_and_return(self):
         home = self.home()
-        home.keep_classic("WaitForLog", "FollowRotation", "WholeLines", "Immediate")
+        home.keep_classic("WaitForLog", "FollowRotation", "QuietReplay", "WholeLines", "Immediate")
         names = ("cut-unix", "cut-text", "replaced", "deleted", "directory", "folder", "fine")
         folders = {}
         sections = []

@@ -16,8 +16,8 @@ LAST_SECONDS = 36
 class MailEndTest(MailCase):
     def test_a_server_that_never_answers_holds_up_neither_the_port_nor_the_end(self):
         server = self.scripted(lambda line: "")
-        home, vantry = self.begin(server, "", EmailSendTo=TO)
-        home2, vantry2 = self.begin(server)
+        home, vantry = self.begin(server, "", classic=["KeepUnsentMail"], EmailSendTo=TO)
+        home2, vantry2 = self.begin(server, classic=["KeepUnsentMail"])
         vantry.errors_expected = vantry2.errors_expected = True
         # One has a mail pending, the other one on its way.
         vantry.wait_visitor("10.0.1.1")
