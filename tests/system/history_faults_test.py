@@ -302,8 +302,9 @@ class FolderTest(TroubleTest):
         # Once there is a folder, tables are made in it for those who come then.
         os.mkdir(data)
         coming = itertools.count(4)
+        visits = tables.path_of(data, "Visits")
         wait_until(lambda: self.visit(home, model, "01:00:04", "192.0.2.%d" % next(coming)) or
-                   os.path.exists(tables.path_of(data, "Visits")) and tables.dump(data, "Visits"), step=1)
+                   os.path.exists(visits) and os.path.getsize(visits) and tables.dump(data, "Visits"), step=1)
         vantry.stop()
         self.assertTrue([row for row in tables.read_both(data, "Visits") if row.IP not in ("192.0.2.2", "192.0.2.3")])
         tables.read_all(data)
