@@ -1,12 +1,12 @@
 #include "platform/inotify_watch.h"
 
 #include <QSocketNotifier>
-#include <QTimer>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <set>
 #include <tuple>
+#include <utility>
 
 #include <sys/inotify.h>
 #include <unistd.h>
@@ -33,6 +33,8 @@ bool InotifyWatch::Open() {
   if (failed_) return false;
   notifier_.reset(new QSocketNotifier(fd_, QSocketNotifier::Read));
   QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] { Read(); });
+  timer_.setSingleShot(true);
+  QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { TellOfNewlyWatched(); });
   return true;
 }
 
@@ -52,10 +54,15 @@ Status InotifyWatch::Watch(const std::string& folder) {
   folders_[number].insert(folder);  // Several paths to one folder have one number.
   numbers_[folder] = number;
   // What is there was written before anybody could tell of it.
-  QTimer::singleShot(0, notifier_.get(), [this, folder] {
-    if (change_) change_(folder, "", true);
-  });
+  newly_watched_.insert(folder);
+  timer_.start(0);
   return Status::Ok();
+}
+
+void InotifyWatch::TellOfNewlyWatched() {
+  for (const std::string& folder : std::exchange(newly_watched_, {})) {
+    if (change_) change_(folder, "", true);
+  }
 }
 
 void InotifyWatch::Leave(const std::string& folder) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QTimer>
 #include <map>
 #include <set>
 #include <string>
@@ -23,6 +24,7 @@ class InotifyWatch final : public FileWatch {
  private:
   bool Open();
   void Read();
+  void TellOfNewlyWatched();
   void Leave(const std::string& folder);
 
   Change change_;
@@ -31,6 +33,8 @@ class InotifyWatch final : public FileWatch {
   Notifier notifier_;
   std::map<int, std::set<std::string>> folders_;  // The paths that lead to the folder of each watch, by its number.
   std::map<std::string, int> numbers_;
+  std::set<std::string> newly_watched_;  // Told of when the timer runs out, which is at once.
+  QTimer timer_;
 };
 
 }  // namespace vantry
