@@ -11,6 +11,7 @@ today. Run it on a quiet machine: whatever else runs is measured too.
 import argparse
 import os
 import shutil
+import signal
 import statistics
 import subprocess
 import tempfile
@@ -72,13 +73,22 @@ def start(home, display=None, clock=()):
     if display:
         environment["DISPLAY"] = display.name
     return subprocess.Popen([*clock, f"{BIN}/vantry"], env=environment, stdout=subprocess.DEVNULL,
-                            stderr=subprocess.DEVNULL)
+                            stderr=subprocess.DEVNULL, start_new_session=True)
 
 
 def stop(process, home):
-    process.terminate()
+    os.killpg(process.pid, signal.SIGTERM)  # faketime runs the program as a child, and would end alone.
     process.wait()
+    wait_for(lambda: not is_left(process.pid))
     shutil.rmtree(home)
+
+
+def is_left(group):
+    try:
+        os.killpg(group, 0)
+        return True
+    except ProcessLookupError:
+        return False
 
 
 def wait_for(condition, seconds=60):
