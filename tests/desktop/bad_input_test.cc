@@ -32,16 +32,11 @@ struct BadInputTest : MainWindowTest {
   }
   template <class W>
   W& In(const char* name) {
-    W* widget = dialog->findChild<W*>(name);
-    if (!widget) throw std::runtime_error(std::string("there is no ") + name);
-    return *widget;
+    return WidgetIn<W>(*dialog, name);
   }
   FormPages& Pages() { return *dialog->findChild<FormPages*>(); }
   void Type(std::string_view control, const QString& text) { Pages().Find(control).text->setText(text); }
-  void Click(const char* button) {
-    In<QAbstractButton>(button).click();
-    QApplication::processEvents();
-  }
+  void Click(const char* button) { WindowTest::Click(*dialog, button); }
   // Of a file as the program has written it, what a start reads.
   SiteRec ReadAgain(int16_t site) {
     LiveTables read;

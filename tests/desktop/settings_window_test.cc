@@ -25,17 +25,7 @@ struct SettingsWindowTest : MainWindowTest {
     dialog = static_cast<SettingsWindow*>(Frm().findChild<QDialog*>("frmSettings"));
     ASSERT_NE(dialog, nullptr);
   }
-  template <class W>
-  W& In(QWidget& of, const char* name) {
-    W* widget = of.findChild<W*>(name);
-    if (!widget) throw std::runtime_error(std::string("there is no ") + name);
-    return *widget;
-  }
-  void Type(const char* control, const QString& text) { In<QLineEdit>(*dialog, control).setText(text); }
-  void Click(QWidget& of, const char* button) {
-    In<QAbstractButton>(of, button).click();
-    QApplication::processEvents();
-  }
+  void Type(const char* control, const QString& text) { WidgetIn<QLineEdit>(*dialog, control).setText(text); }
   bool IsOpen() {
     QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return Frm().findChild<QDialog*>("frmSettings") != nullptr;
@@ -47,12 +37,12 @@ TEST_F(SettingsWindowTest, EachControlShowsItsFieldByNameAndCaption) {
   OpenWithVisitors();
   Options();
   EXPECT_EQ(dialog->windowTitle(), "Options");
-  auto& pages = In<FormPages>(*dialog, "SSActiveTabs1");
+  auto& pages = WidgetIn<FormPages>(*dialog, "SSActiveTabs1");
   for (const auto& field : kSettingsFields) {
     if (!field.get) continue;
     EXPECT_EQ(pages.Find(field.look.control).Value(), field.get(Now())) << field.look.control;
     if (field.look.kind == FieldKind::kRadio) continue;
-    EXPECT_EQ(In<QWidget>(*dialog, std::string(field.look.control).c_str()).accessibleName(),
+    EXPECT_EQ(WidgetIn<QWidget>(*dialog, std::string(field.look.control).c_str()).accessibleName(),
               PlainCaption(field.look.caption));
   }
 }
@@ -60,17 +50,17 @@ TEST_F(SettingsWindowTest, EachControlShowsItsFieldByNameAndCaption) {
 TEST_F(SettingsWindowTest, TheSideBarChoosesThePageAndItsHelpLine) {
   OpenWithVisitors();
   Options();
-  auto& side = In<QTreeWidget>(*dialog, "ActiveBar21");
-  auto& pages = In<FormPages>(*dialog, "SSActiveTabs1");
+  auto& side = WidgetIn<QTreeWidget>(*dialog, "ActiveBar21");
+  auto& pages = WidgetIn<FormPages>(*dialog, "SSActiveTabs1");
   EXPECT_EQ(side.topLevelItemCount(), 3);
-  EXPECT_EQ(In<QLabel>(*dialog, "lblTabHelp").text(), "") << "the first page has none";
+  EXPECT_EQ(WidgetIn<QLabel>(*dialog, "lblTabHelp").text(), "") << "the first page has none";
   for (const SettingsPage& page : kSettingsPages) {
     const QString caption = QString::fromStdString(std::string(page.caption));
     const auto found = side.findItems(caption, Qt::MatchExactly | Qt::MatchRecursive);
     ASSERT_EQ(found.size(), 1) << page.caption;
     side.setCurrentItem(found[0]);
     EXPECT_EQ(pages.currentWidget()->accessibleName(), caption);
-    EXPECT_EQ(In<QLabel>(*dialog, "lblTabHelp").text().toStdString(), page.help);
+    EXPECT_EQ(WidgetIn<QLabel>(*dialog, "lblTabHelp").text().toStdString(), page.help);
   }
 }
 
@@ -86,11 +76,11 @@ TEST_F(SettingsWindowTest, OkStoresAndCancelLeavesEveryByteAlone) {
   Options();
   Type("txtSendTo", "ops@example.com");
   Type("txtPort", "70000");
-  In<QCheckBox>(*dialog, "chkNoSpiders").click();
+  WidgetIn<QCheckBox>(*dialog, "chkNoSpiders").click();
   Click(*dialog, "optSMS1");
-  auto& extensions = In<QTableWidget>(*dialog, "extGrid");
+  auto& extensions = WidgetIn<QTableWidget>(*dialog, "extGrid");
   extensions.item(extensions.rowCount() - 1, 1)->setText(".JSP");
-  auto& engines = In<QTableWidget>(*dialog, "refGrid");
+  auto& engines = WidgetIn<QTableWidget>(*dialog, "refGrid");
   const int last = engines.rowCount() - 1;
   engines.item(last, 1)->setText("Mine");
   engines.item(last, 2)->setText(".mine.");
@@ -116,31 +106,31 @@ TEST_F(SettingsWindowTest, AMistakeIsToldAndItsControlShown) {
     EXPECT_EQ(prompts.told.back(), told);
   }
   Type("txtMins", "2");
-  In<QCheckBox>(*dialog, "chkWebAccessControl").click();
+  WidgetIn<QCheckBox>(*dialog, "chkWebAccessControl").click();
   Click(*dialog, "btnOK");
   EXPECT_EQ(prompts.told.back(), "If you enable web access control you must specify a user name.");
-  EXPECT_EQ(In<FormPages>(*dialog, "SSActiveTabs1").currentWidget()->accessibleName(), "Web/Wap Access");
+  EXPECT_EQ(WidgetIn<FormPages>(*dialog, "SSActiveTabs1").currentWidget()->accessibleName(), "Web/Wap Access");
   EXPECT_TRUE(IsOpen());
 }
 
 TEST_F(SettingsWindowTest, BoxesEnableTheirFields) {
   OpenWithVisitors();
   Options();
-  const auto enabled = [&](const char* name) { return In<QWidget>(*dialog, name).isEnabled(); };
+  const auto enabled = [&](const char* name) { return WidgetIn<QWidget>(*dialog, name).isEnabled(); };
   EXPECT_TRUE(enabled("txtPort"));
   EXPECT_FALSE(enabled("txtWebUser")) << "no login is asked for";
-  In<QCheckBox>(*dialog, "chkWebAccessControl").click();
+  WidgetIn<QCheckBox>(*dialog, "chkWebAccessControl").click();
   EXPECT_TRUE(enabled("txtWebUser"));
-  In<QCheckBox>(*dialog, "chkWebAccess").click();
+  WidgetIn<QCheckBox>(*dialog, "chkWebAccess").click();
   EXPECT_FALSE(enabled("txtWebUser") || enabled("txtPort") || enabled("chkWebAccessControl"));
   EXPECT_FALSE(enabled("txtSQLUser"));
-  In<QCheckBox>(*dialog, "chkSQLServer").click();
+  WidgetIn<QCheckBox>(*dialog, "chkSQLServer").click();
   EXPECT_TRUE(enabled("txtSQLName"));
   EXPECT_FALSE(enabled("txtSQLUser")) << "the account of the program is used";
-  In<QCheckBox>(*dialog, "chkSQLAuth").click();
+  WidgetIn<QCheckBox>(*dialog, "chkSQLAuth").click();
   EXPECT_TRUE(enabled("txtSQLUser"));
   EXPECT_FALSE(enabled("txtArchiveDays"));
-  In<QCheckBox>(*dialog, "chkArchive").click();
+  WidgetIn<QCheckBox>(*dialog, "chkArchive").click();
   EXPECT_TRUE(enabled("txtArchiveDays") && enabled("cmboArchive"));
   EXPECT_TRUE(enabled("txtSMSServerName"));
   EXPECT_FALSE(enabled("txtSMSFolder"));
@@ -152,7 +142,7 @@ TEST_F(SettingsWindowTest, BoxesEnableTheirFields) {
 TEST_F(SettingsWindowTest, AnExceptionTypeIsEdited) {
   OpenWithVisitors();
   Options();
-  auto& list = In<QTableWidget>(*dialog, "exGrid");
+  auto& list = WidgetIn<QTableWidget>(*dialog, "exGrid");
   const auto& types = Now().ExceptionTypes;
   ASSERT_EQ(list.rowCount(), static_cast<int>(types.size()));
   int row = 0;
@@ -160,15 +150,15 @@ TEST_F(SettingsWindowTest, AnExceptionTypeIsEdited) {
   Q_EMIT list.cellDoubleClicked(row, 0);
   auto* window_ = dialog->findChild<QDialog*>("frmSettingsExtype");
   ASSERT_NE(window_, nullptr);
-  EXPECT_TRUE(In<QLineEdit>(*window_, "txtNumber").isReadOnly());
-  In<QLineEdit>(*window_, "txtValue").setText("77");
+  EXPECT_TRUE(WidgetIn<QLineEdit>(*window_, "txtNumber").isReadOnly());
+  WidgetIn<QLineEdit>(*window_, "txtValue").setText("77");
   EXPECT_THAT(window_->windowTitle().toStdString(), HasSubstr("77"));
   EXPECT_THAT(window_->windowTitle().toStdString(), HasSubstr("Exception Types: ["));
-  In<QCheckBox>(*window_, "chkSMS").click();
+  WidgetIn<QCheckBox>(*window_, "chkSMS").click();
   Click(*window_, "btnOK");
   EXPECT_EQ(prompts.told.back(), "You must enter a SMS Server address book entry if you enable the SMS option.");
-  In<QLineEdit>(*window_, "txtSMSName").setText("me");
-  In<QComboBox>(*window_, "cmboET_LEVEL").setCurrentText("Error");
+  WidgetIn<QLineEdit>(*window_, "txtSMSName").setText("me");
+  WidgetIn<QComboBox>(*window_, "cmboET_LEVEL").setCurrentText("Error");
   Click(*window_, "btnOK");
   EXPECT_EQ(types[static_cast<size_t>(row)].Value, "77");
   EXPECT_EQ(types[static_cast<size_t>(row)].EventLevel, 1);
@@ -187,7 +177,7 @@ TEST_F(SettingsWindowTest, ColoursArePicked) {
   ASSERT_NE(colours, nullptr);
   prompts.color = QColor("#abcdef");
   Click(*colours, "btnWebColGrid");
-  EXPECT_EQ(In<QLineEdit>(*colours, "WebColGrid").text(), "#ABCDEF");
+  EXPECT_EQ(WidgetIn<QLineEdit>(*colours, "WebColGrid").text(), "#ABCDEF");
   Click(*colours, "btnOK");
   EXPECT_EQ(Now().WebColGrid, "#808080") << "the options are not confirmed yet";
   Click(*dialog, "btnOK");
@@ -221,7 +211,7 @@ TEST_F(SettingsWindowTest, ATestMailGoesOutAtOnce) {
   EXPECT_THAT(mail.sent[0].recipients, ElementsAre("a@example.com", "b@example.com"));
   EXPECT_EQ(mail.sent[0].body, "This is a test email from Vantry");
   EXPECT_THAT(mail.sent[0].headers, ::testing::Contains("Subject: Vantry Test Email"));
-  EXPECT_THAT(In<QPlainTextEdit>(*dialog, "lstSMTPTrace").toPlainText().toStdString(),
+  EXPECT_THAT(WidgetIn<QPlainTextEdit>(*dialog, "lstSMTPTrace").toPlainText().toStdString(),
               HasSubstr("Sending A Test Email To a@example.com;b@example.com"));
   EXPECT_EQ(Now().EmailServer, "") << "nothing is stored by a test";
 }
@@ -233,7 +223,7 @@ TEST_F(SettingsWindowTest, TheDialogueOfATestMailIsListedAsItHappens) {
   Type("txtSendTo", "a@example.com");
   Type("txtFromAddress", "vantry@example.com");
   Click(*dialog, "btnEmailTest");
-  auto& trace = In<QPlainTextEdit>(*dialog, "lstSMTPTrace");
+  auto& trace = WidgetIn<QPlainTextEdit>(*dialog, "lstSMTPTrace");
   ASSERT_EQ(mail.lines.size(), 1u);
   mail.lines[0](false, "220 <mail> ready?");
   mail.lines[0](true, "MAIL FROM:<a@example.com>");
@@ -265,7 +255,7 @@ TEST_F(SettingsWindowTest, AConnectionToTheSmsServerIsTried) {
   EXPECT_THAT(lines[0]->calls, ElementsAre("connect gate 3340 \x01")) << "as the page says";
   lines[0]->Accept();
   EXPECT_THAT(lines[0]->calls.back(), HasSubstr("send IDRCU."));
-  EXPECT_THAT(In<QPlainTextEdit>(*dialog, "lstSMSTrace").toPlainText().toStdString(), HasSubstr("> IDRCU."));
+  EXPECT_THAT(WidgetIn<QPlainTextEdit>(*dialog, "lstSMSTrace").toPlainText().toStdString(), HasSubstr("> IDRCU."));
   lines[0]->Reply("OK");
   QApplication::processEvents();
   EXPECT_THAT(prompts.told, ElementsAre("Test successfull!\n\nVantry can communicate with SMS Server using the Host & "
@@ -285,7 +275,7 @@ TEST_F(SettingsWindowTest, AConnectionToTheSmsServerIsTried) {
 TEST_F(SettingsWindowTest, EachPageHasItsHelp) {
   OpenWithVisitors();
   Options();
-  auto& pages = In<FormPages>(*dialog, "SSActiveTabs1");
+  auto& pages = WidgetIn<FormPages>(*dialog, "SSActiveTabs1");
   const auto help = [&] { return Frm().findChild<QTextBrowser*>("helpText")->source().fileName().toStdString(); };
   for (size_t i = 0; i < kSettingsPages.size(); ++i) {
     pages.setCurrentIndex(static_cast<int>(i));
@@ -296,7 +286,7 @@ TEST_F(SettingsWindowTest, EachPageHasItsHelp) {
   Click(*dialog->findChild<QDialog*>("frmWebColours"), "btnHelp");
   EXPECT_EQ(help(), "web.html");
   Click(*dialog->findChild<QDialog*>("frmWebColours"), "btnCancel");
-  Q_EMIT In<QTableWidget>(*dialog, "exGrid").cellDoubleClicked(0, 0);
+  Q_EMIT WidgetIn<QTableWidget>(*dialog, "exGrid").cellDoubleClicked(0, 0);
   Click(*dialog->findChild<QDialog*>("frmSettingsExtype"), "btnHelp");
   EXPECT_EQ(help(), "exceptions.html");
 }
@@ -311,16 +301,16 @@ TEST_F(SettingsWindowTest, AValueThatIsNotANumberIsKeptButNotShown) {
   while (Now().ExceptionTypes[static_cast<size_t>(row)].Number != 150) ++row;
   const auto open = [&]() -> QDialog& {
     QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    Q_EMIT In<QTableWidget>(*dialog, "exGrid").cellDoubleClicked(row, 0);
+    Q_EMIT WidgetIn<QTableWidget>(*dialog, "exGrid").cellDoubleClicked(row, 0);
     return *dialog->findChild<QDialog*>("frmSettingsExtype");
   };
   QDialog& first = open();
-  EXPECT_EQ(In<QLineEdit>(first, "txtValue").text(), "");
+  EXPECT_EQ(WidgetIn<QLineEdit>(first, "txtValue").text(), "");
   EXPECT_EQ(first.windowTitle(), "Exception Types: [More than ]");
   Click(first, "btnOK");
   EXPECT_EQ(Now().ExceptionTypes[static_cast<size_t>(row)].Value, "many");
   QDialog& second = open();
-  In<QLineEdit>(second, "txtValue").setText("7");
+  WidgetIn<QLineEdit>(second, "txtValue").setText("7");
   Click(second, "btnOK");
   EXPECT_EQ(Now().ExceptionTypes[static_cast<size_t>(row)].Value, "7");
 }
@@ -348,7 +338,7 @@ TEST_F(SettingsWindowTest, TheCheckOfTheSqlServerStartsAndStopsAtOk) {
   OpenWithVisitors();
   for (const bool on : {true, false}) {
     Options();
-    In<QCheckBox>(*dialog, "chkSQLServer").click();
+    WidgetIn<QCheckBox>(*dialog, "chkSQLServer").click();
     Type("txtSQLMins", "1");
     Click(*dialog, "btnOK");
     ASSERT_FALSE(IsOpen());
@@ -372,7 +362,7 @@ TEST_F(SettingsWindowTest, Pictures) {
   for (const bool dark : {false, true}) {
     QApplication::setPalette(PicturePalette(dark));
     Options();
-    auto& pages = In<FormPages>(*dialog, "SSActiveTabs1");
+    auto& pages = WidgetIn<FormPages>(*dialog, "SSActiveTabs1");
     const QString shade = dark ? "dark" : "light";
     for (int i = 0; i < pages.count(); ++i) {
       pages.setCurrentIndex(i);
@@ -382,7 +372,7 @@ TEST_F(SettingsWindowTest, Pictures) {
     Click(*dialog, "btnColourChange");
     SavePicture(dialog->findChild<QDialog*>("frmWebColours")->grab().toImage(), "options-colours-" + shade);
     Click(*dialog->findChild<QDialog*>("frmWebColours"), "btnCancel");
-    Q_EMIT In<QTableWidget>(*dialog, "exGrid").cellDoubleClicked(0, 0);
+    Q_EMIT WidgetIn<QTableWidget>(*dialog, "exGrid").cellDoubleClicked(0, 0);
     QApplication::processEvents();
     SavePicture(dialog->findChild<QDialog*>("frmSettingsExtype")->grab().toImage(), "options-exception-" + shade);
     Click(*dialog->findChild<QDialog*>("frmSettingsExtype"), "btnCancel");

@@ -29,17 +29,7 @@ struct SitePropertiesTest : MainWindowTest {
     dialog = static_cast<SiteProperties*>(Frm().findChild<QDialog*>("frmProperties"));
     ASSERT_NE(dialog, nullptr);
   }
-  template <class W>
-  W& In(QWidget& of, const char* name) {
-    W* widget = of.findChild<W*>(name);
-    if (!widget) throw std::runtime_error(std::string("there is no ") + name);
-    return *widget;
-  }
-  void Type(const char* control, const QString& text) { In<QLineEdit>(*dialog, control).setText(text); }
-  void Click(QWidget& of, const char* button) {
-    In<QAbstractButton>(of, button).click();
-    QApplication::processEvents();
-  }
+  void Type(const char* control, const QString& text) { WidgetIn<QLineEdit>(*dialog, control).setText(text); }
   QDialog& Alert() {
     auto* alert = dialog->findChild<QDialog*>("frmAlert");
     if (!alert) throw std::runtime_error("no alert is open");
@@ -54,7 +44,7 @@ struct SitePropertiesTest : MainWindowTest {
 TEST_F(SitePropertiesTest, EachControlShowsItsFieldByNameAndCaption) {
   OpenWithVisitors();
   Edit();
-  auto& pages = In<FormPages>(*dialog, "SSActiveTabs1");
+  auto& pages = WidgetIn<FormPages>(*dialog, "SSActiveTabs1");
   QStringList titles;
   for (int i = 0; i < pages.count(); ++i) titles += pages.tabText(i);
   EXPECT_EQ(titles.join("|"),
@@ -62,7 +52,7 @@ TEST_F(SitePropertiesTest, EachControlShowsItsFieldByNameAndCaption) {
   EXPECT_EQ(dialog->windowTitle(), "Site Properties");
   for (const auto& field : kSiteFields) {
     if (!field.get) continue;
-    auto& input = In<QWidget>(*dialog, std::string(field.look.control).c_str());
+    auto& input = WidgetIn<QWidget>(*dialog, std::string(field.look.control).c_str());
     EXPECT_EQ(input.accessibleName(), PlainCaption(field.look.caption));
     EXPECT_EQ(pages.Find(field.look.control).Value(), field.get(T().Site(1))) << field.look.control;
   }
@@ -82,8 +72,8 @@ TEST_F(SitePropertiesTest, OkStoresAndCancelLeavesEveryByteAlone) {
   Edit();
   Type("txtHomePage", "start.htm");
   Type("txtTouchMins", "7");
-  In<QCheckBox>(*dialog, "chkQuery").click();
-  In<QComboBox>(*dialog, "cmboFreq").setCurrentText("2 Minutes");
+  WidgetIn<QCheckBox>(*dialog, "chkQuery").click();
+  WidgetIn<QComboBox>(*dialog, "cmboFreq").setCurrentText("2 Minutes");
   Click(*dialog, "btnOK");
   EXPECT_FALSE(IsOpen());
   EXPECT_FALSE(T().Site(1).Paused);
@@ -101,13 +91,13 @@ TEST_F(SitePropertiesTest, AMistakeIsToldAndItsControlShown) {
   Click(*dialog, "btnOK");
   EXPECT_THAT(prompts.told, ElementsAre("This Domain is already being monitored. The Domain name must be unique."));
   EXPECT_TRUE(IsOpen());
-  EXPECT_EQ(In<FormPages>(*dialog, "SSActiveTabs1").currentIndex(), 0);
+  EXPECT_EQ(WidgetIn<FormPages>(*dialog, "SSActiveTabs1").currentIndex(), 0);
   Type("txtDomain", "www.d1.example/");
-  In<QCheckBox>(*dialog, "chkTouch").click();
+  WidgetIn<QCheckBox>(*dialog, "chkTouch").click();
   Type("txtTouchMins", "1");
   Click(*dialog, "btnOK");
   EXPECT_EQ(prompts.told.back(), "The minimum touch interval is 2 minutes.");
-  EXPECT_EQ(In<FormPages>(*dialog, "SSActiveTabs1").currentWidget()->accessibleName(), "Touch");
+  EXPECT_EQ(WidgetIn<FormPages>(*dialog, "SSActiveTabs1").currentWidget()->accessibleName(), "Touch");
   Type("txtTouchMins", "2");
   Click(*dialog, "btnOK");
   EXPECT_FALSE(IsOpen());
@@ -144,40 +134,40 @@ TEST_F(SitePropertiesTest, AnotherMaskStartsTheSiteAnew) {
 TEST_F(SitePropertiesTest, ShowsWhatApplies) {
   OpenWithVisitors();
   Edit();
-  In<FormPages>(*dialog, "SSActiveTabs1").setCurrentIndex(2);
-  const auto shown = [&](const char* name) { return In<QWidget>(*dialog, name).isVisible(); };
+  WidgetIn<FormPages>(*dialog, "SSActiveTabs1").setCurrentIndex(2);
+  const auto shown = [&](const char* name) { return WidgetIn<QWidget>(*dialog, name).isVisible(); };
   EXPECT_TRUE(shown("txtLog") && shown("btnPick"));
   EXPECT_FALSE(shown("txtFTPDomain") || shown("chkFTPPassive"));
-  In<QCheckBox>(*dialog, "chkFTP").click();
+  WidgetIn<QCheckBox>(*dialog, "chkFTP").click();
   EXPECT_FALSE(shown("txtLog") || shown("btnPick"));
   for (const char* name : {"txtFTPDomain", "txtFTPUser", "txtFTPPw", "txtFTPPath", "chkFTPPassive"}) {
     EXPECT_TRUE(shown(name)) << name;
   }
-  EXPECT_FALSE(In<QWidget>(*dialog, "cmboWakeUp").isEnabled());
-  In<QCheckBox>(*dialog, "chkSleepMode").click();
-  EXPECT_TRUE(In<QWidget>(*dialog, "cmboWakeUp").isEnabled());
+  EXPECT_FALSE(WidgetIn<QWidget>(*dialog, "cmboWakeUp").isEnabled());
+  WidgetIn<QCheckBox>(*dialog, "chkSleepMode").click();
+  EXPECT_TRUE(WidgetIn<QWidget>(*dialog, "cmboWakeUp").isEnabled());
   Type("txtDomain", " shop.example ");
   Type("txtTouchPage", "up.htm");
-  EXPECT_EQ(In<QLabel>(*dialog, "lblfullURL").text(), "http://shop.example/up.htm");
+  EXPECT_EQ(WidgetIn<QLabel>(*dialog, "lblfullURL").text(), "http://shop.example/up.htm");
 }
 
 TEST_F(SitePropertiesTest, SaysWhichFileWouldBeReadNow) {
   OpenWithVisitors();
   files.Put("/logs/other.log", "");
   Edit();
-  auto& now = In<QLabel>(*dialog, "lblReadNow");
+  auto& now = WidgetIn<QLabel>(*dialog, "lblReadNow");
   EXPECT_EQ(now.text(), "Read now: access.log (1 file fits the mask)");
   EXPECT_EQ(now.textFormat(), Qt::PlainText);
   const auto becomes = [&](const QString& text) { return QTest::qWaitFor([&] { return now.text() == text; }); };
   Type("txtEXT", "*.log");
-  In<QComboBox>(*dialog, "cmboSelect").setCurrentText("Alphabetic");
+  WidgetIn<QComboBox>(*dialog, "cmboSelect").setCurrentText("Alphabetic");
   EXPECT_TRUE(becomes("Read now: other.log (2 files fit the mask)"));
   Type("txtEXT", "none*");
   EXPECT_TRUE(becomes("No file fits the mask now."));
   files.fails = [](const std::string& call) { return call == "list /logs/"; };
   Type("txtEXT", "*.log");
   EXPECT_TRUE(becomes("/logs/: broken on command"));
-  In<QCheckBox>(*dialog, "chkFTP").click();
+  WidgetIn<QCheckBox>(*dialog, "chkFTP").click();
   EXPECT_TRUE(becomes("The log is on an FTP server; what is there is seen at the next scan."));
 }
 
@@ -198,7 +188,7 @@ TEST_F(SitePropertiesTest, ASiteIsTouchedFromThenOn) {
   loop.Tick(TouchMonitor::kTouchTimerMs);
   EXPECT_TRUE(http.asked.empty());
   Edit();
-  In<QCheckBox>(*dialog, "chkTouch").click();
+  WidgetIn<QCheckBox>(*dialog, "chkTouch").click();
   Type("txtTouchMins", "5");
   Type("txtTouchPage", "up.htm");
   Click(*dialog, "btnOK");
@@ -211,7 +201,7 @@ TEST_F(SitePropertiesTest, ASiteIsTouchedFromThenOn) {
 TEST_F(SitePropertiesTest, PasswordsAreHiddenUntilTheyAreAskedFor) {
   OpenWithVisitors();
   Edit();
-  auto& password = In<QLineEdit>(*dialog, "txtWebPass");
+  auto& password = WidgetIn<QLineEdit>(*dialog, "txtWebPass");
   EXPECT_EQ(password.echoMode(), QLineEdit::Password);
   Click(*dialog, "txtWebPassShow");
   EXPECT_EQ(password.echoMode(), QLineEdit::Normal);
@@ -221,19 +211,19 @@ TEST_F(SitePropertiesTest, FilesArePicked) {
   OpenWithVisitors();
   Edit();
   Click(*dialog, "btnPick");
-  EXPECT_EQ(In<QLineEdit>(*dialog, "txtLog").text(), "/logs/") << "none was picked";
+  EXPECT_EQ(WidgetIn<QLineEdit>(*dialog, "txtLog").text(), "/logs/") << "none was picked";
   prompts.file = "/var/log/shop/access.log";
   Click(*dialog, "btnPick");
-  EXPECT_EQ(In<QLineEdit>(*dialog, "txtLog").text(), "/var/log/shop/");
+  EXPECT_EQ(WidgetIn<QLineEdit>(*dialog, "txtLog").text(), "/var/log/shop/");
   Click(*dialog, "btnPick2");
-  EXPECT_EQ(In<QLineEdit>(*dialog, "txtLogo").text(), "/var/log/shop/access.log");
+  EXPECT_EQ(WidgetIn<QLineEdit>(*dialog, "txtLogo").text(), "/var/log/shop/access.log");
 }
 
 TEST_F(SitePropertiesTest, TheListOfExclusionsHasAnEmptyRowAtItsEnd) {
   OpenWithVisitors();
   T().Site(1).Exclude = ";10.0.0.9;192.168.*";
   Edit();
-  auto& list = In<QTableWidget>(*dialog, "gridExclude");
+  auto& list = WidgetIn<QTableWidget>(*dialog, "gridExclude");
   ASSERT_EQ(list.rowCount(), 3);
   list.item(2, 1)->setText("10.1.?.1");
   ASSERT_EQ(list.rowCount(), 4);
@@ -247,13 +237,13 @@ TEST_F(SitePropertiesTest, AlertsAreMadeChangedMovedAndDeleted) {
   Edit();
   Click(*dialog, "btnAlert0");
   EXPECT_EQ(Alert().windowTitle(), "Alert:1 [Alert 1]");
-  In<QLineEdit>(Alert(), "txtName").setText("");
+  WidgetIn<QLineEdit>(Alert(), "txtName").setText("");
   Click(Alert(), "btnOK");
   EXPECT_EQ(prompts.told.back(), "An Alert must have a name.");
-  In<QLineEdit>(Alert(), "txtName").setText("Friends");
-  In<QTableWidget>(Alert(), "gridDNS").item(0, 1)->setText("*.Example.NET");
-  In<QTableWidget>(Alert(), "gridPAGES").item(3, 1)->setText("/Shop/*");
-  In<QListWidget>(Alert(), "listRef").item(0)->setSelected(true);
+  WidgetIn<QLineEdit>(Alert(), "txtName").setText("Friends");
+  WidgetIn<QTableWidget>(Alert(), "gridDNS").item(0, 1)->setText("*.Example.NET");
+  WidgetIn<QTableWidget>(Alert(), "gridPAGES").item(3, 1)->setText("/Shop/*");
+  WidgetIn<QListWidget>(Alert(), "listRef").item(0)->setSelected(true);
   Click(Alert(), "btnOK");
   ASSERT_EQ(T().Alerts.size(), 1u);
   EXPECT_EQ(T().Alerts[0].Name, "Friends");
@@ -267,7 +257,7 @@ TEST_F(SitePropertiesTest, AlertsAreMadeChangedMovedAndDeleted) {
   Click(*dialog, "btnAlert0");
   Click(Alert(), "btnOK");
   QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-  auto& list = In<QTableWidget>(*dialog, "gridAlerts");
+  auto& list = WidgetIn<QTableWidget>(*dialog, "gridAlerts");
   ASSERT_EQ(list.rowCount(), 2);
   EXPECT_EQ(list.item(1, 2)->text(), "Alert 2");
   Click(*dialog, "btnAlert2");
@@ -277,7 +267,7 @@ TEST_F(SitePropertiesTest, AlertsAreMadeChangedMovedAndDeleted) {
   EXPECT_EQ(T().Alerts[0].Name, "Friends");
   list.selectRow(0);
   Click(*dialog, "btnAlert4");
-  In<QCheckBox>(Alert(), "chkEnabled").click();
+  WidgetIn<QCheckBox>(Alert(), "chkEnabled").click();
   prompts.color = QColor(255, 128, 0);
   Click(Alert(), "btnPickColor");
   Click(Alert(), "btnOK");
@@ -316,9 +306,9 @@ TEST_F(SitePropertiesTest, APickerThatWaitsForItsAnswerComesAfterTheScan) {
   prompts.file = "/var/log/shop/access.log";
   T().ScanInProgress = true;
   Click(*dialog, "btnPick");
-  EXPECT_EQ(In<QLineEdit>(*dialog, "txtLog").text(), "/logs/");
+  EXPECT_EQ(WidgetIn<QLineEdit>(*dialog, "txtLog").text(), "/logs/");
   T().ScanInProgress = false;
-  EXPECT_TRUE(QTest::qWaitFor([&] { return In<QLineEdit>(*dialog, "txtLog").text() == "/var/log/shop/"; }));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return WidgetIn<QLineEdit>(*dialog, "txtLog").text() == "/var/log/shop/"; }));
 }
 
 TEST_F(SitePropertiesTest, AFileThatCanNotBeWrittenIsTold) {
@@ -335,7 +325,7 @@ TEST_F(SitePropertiesTest, BytesThatAreNoUtf8StayAsTheyWere) {
   OpenWithVisitors();
   T().Site(1).HomePage = "caf\xe9.htm";
   Edit();
-  EXPECT_EQ(In<QLineEdit>(*dialog, "txtHomePage").text(), QString::fromUtf8("caf\xc3\xa9.htm"));
+  EXPECT_EQ(WidgetIn<QLineEdit>(*dialog, "txtHomePage").text(), QString::fromUtf8("caf\xc3\xa9.htm"));
   Click(*dialog, "btnOK");
   EXPECT_EQ(T().Site(1).HomePage, "caf\xe9.htm");
   EXPECT_THAT(prompts.told, IsEmpty());
@@ -349,16 +339,16 @@ TEST_F(SitePropertiesTest, Pictures) {
   for (const bool dark : {false, true}) {
     QApplication::setPalette(PicturePalette(dark));
     Edit();
-    auto& pages = In<FormPages>(*dialog, "SSActiveTabs1");
+    auto& pages = WidgetIn<FormPages>(*dialog, "SSActiveTabs1");
     const QString shade = dark ? "dark" : "light";
     for (int i = 0; i < pages.count(); ++i) {
       pages.setCurrentIndex(i);
       QApplication::processEvents();
       SavePicture(dialog->grab().toImage(), QString("properties-%1-%2").arg(i).arg(shade));
     }
-    In<QTableWidget>(*dialog, "gridAlerts").selectRow(0);
+    WidgetIn<QTableWidget>(*dialog, "gridAlerts").selectRow(0);
     Click(*dialog, "btnAlert4");
-    auto& alert = In<FormPages>(Alert(), "SSActiveTabs1");
+    auto& alert = WidgetIn<FormPages>(Alert(), "SSActiveTabs1");
     for (int i = 0; i < alert.count(); ++i) {
       alert.setCurrentIndex(i);
       QApplication::processEvents();

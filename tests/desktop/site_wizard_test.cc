@@ -30,15 +30,10 @@ struct SiteWizardTest : MainWindowTest {
   }
   template <class W>
   W& In(const char* name) {
-    W* widget = dialog->findChild<W*>(name);
-    if (!widget) throw std::runtime_error(std::string("there is no ") + name);
-    return *widget;
+    return WidgetIn<W>(*dialog, name);
   }
   void Type(const char* control, const QString& text) { In<QLineEdit>(control).setText(text); }
-  void Click(const char* button) {
-    In<QAbstractButton>(button).click();
-    QApplication::processEvents();
-  }
+  void Click(const char* button) { WindowTest::Click(*dialog, button); }
   static FtpEntry File(const std::string& name) {
     FtpEntry entry;
     entry.name = name;

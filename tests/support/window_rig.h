@@ -1,6 +1,7 @@
 // The whole engine on fakes, with its window on no screen and nobody to answer its questions but the test.
 #pragma once
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QTest>
 #include <QTreeView>
@@ -45,6 +46,13 @@ struct ScriptedPrompts final : Prompts {
   void OpenInBrowser(const QUrl& url) override { opened.push_back(url.toString(QUrl::FullyEncoded).toStdString()); }
 };
 
+template <class W>
+W& WidgetIn(const QWidget& of, const char* name) {
+  W* widget = of.findChild<W*>(name);
+  if (!widget) throw std::runtime_error(std::string("there is no ") + name);
+  return *widget;
+}
+
 struct WindowTest : EngineTest {
   ScriptedPrompts prompts;
   std::unique_ptr<DesktopView> view;
@@ -60,14 +68,16 @@ struct WindowTest : EngineTest {
   LiveTables& T() { return engine->Tables(); }
   template <class W>
   W& Find(const char* name) {
-    W* widget = Frm().findChild<W*>(name);
-    if (!widget) throw std::runtime_error(std::string("there is no ") + name);
-    return *widget;
+    return WidgetIn<W>(Frm(), name);
   }
   std::string Label(const char* name) { return Find<QLabel>(name).text().toStdString(); }
   // As its menu does.
   void Trigger(const char* name) {
     Frm().ActionOf(name)->trigger();
+    QApplication::processEvents();
+  }
+  static void Click(const QWidget& of, const char* button) {
+    WidgetIn<QAbstractButton>(of, button).click();
     QApplication::processEvents();
   }
   bool Enabled(const char* name) { return Frm().ActionOf(name)->isEnabled(); }
