@@ -29,6 +29,12 @@ constexpr char kMakersSite[] = "http://www.tressimond.com/";
 
 constexpr std::string_view kDatabaseWizard = "vtDBCreate.exe", kImportWizard = "VTImport.exe";
 
+// A dialog goes with its closing, and nothing that is under way waits for it.
+void OpenBeside(QDialog* dialog) {
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->open();
+}
+
 }  // namespace
 
 // What each command does, by name: on the whole or on the chosen site, or on the chosen row.
@@ -134,8 +140,7 @@ void MainWindow::ShowHelp(const QString& page) {
 void MainWindow::ShowAbout() {
   if (findChild<QDialog*>("frmAbout")) return;
   auto* dialog = new AboutWindow({parts_.version, parts_.build, parts_.app_path}, this);
-  dialog->setAttribute(Qt::WA_DeleteOnClose);
-  dialog->open();
+  OpenBeside(dialog);
 }
 
 void MainWindow::DeleteSite() {
@@ -156,16 +161,15 @@ void MainWindow::AddSite() {
   if (findChild<QDialog*>("frmWizard")) return;
   auto* dialog = new SiteWizard(
       parts_, prompts_, [this](const QString& page) { ShowHelp(page); }, this);
-  dialog->setAttribute(Qt::WA_DeleteOnClose);
   QObject::connect(dialog, &QDialog::finished, this, [this] {
     if (unloaded_ || t_.Closing) return;
     tree_->Rebuild();
     parts_.engine.RefreshView();
   });
-  dialog->open();
+  OpenBeside(dialog);
 }
 
-// The site rests while it is edited. The dialog waits beside the program: nothing that is under way waits for it.
+// The site rests while it is edited.
 void MainWindow::EditSite() {
   SiteRec* site = ChosenSite();
   if (!site || findChild<QDialog*>("frmProperties")) return;
@@ -174,30 +178,27 @@ void MainWindow::EditSite() {
   site->Paused = true;
   auto* dialog = new SiteProperties(
       parts_, prompts_, n, [this](const QString& page) { ShowHelp(page); }, this);
-  dialog->setAttribute(Qt::WA_DeleteOnClose);
   QObject::connect(dialog, &QDialog::finished, this, [this, n, was_paused] {
     if (unloaded_ || t_.Closing) return;
     t_.Site(n).Paused = was_paused;
     tree_->Rebuild();
     parts_.engine.RefreshView();
   });
-  dialog->open();
+  OpenBeside(dialog);
 }
 
 void MainWindow::EditSettings() {
   if (findChild<QDialog*>("frmSettings")) return;
   auto* dialog = new SettingsWindow(
       parts_, prompts_, [this](const QString& page) { ShowHelp(page); }, this);
-  dialog->setAttribute(Qt::WA_DeleteOnClose);
-  dialog->open();
+  OpenBeside(dialog);
 }
 
 void MainWindow::InstallAsService() {
   if (findChild<QDialog*>("frmService")) return;
   auto* dialog = new ServiceWindow(
       parts_, prompts_, [this](const QString& page) { ShowHelp(page); }, this);
-  dialog->setAttribute(Qt::WA_DeleteOnClose);
-  dialog->open();
+  OpenBeside(dialog);
 }
 
 void MainWindow::RemoveTheService() {
@@ -263,8 +264,7 @@ void MainWindow::EmailCurrentView() {
         return GridOfView(view, {t_, parts_.regional});
       },
       HeaderSummary(t_), this);
-  dialog->setAttribute(Qt::WA_DeleteOnClose);
-  dialog->open();
+  OpenBeside(dialog);
 }
 
 void MainWindow::PrintCurrentView() {
@@ -321,13 +321,12 @@ void MainWindow::ShowImport() {
   if (findChild<QDialog*>("frmImport")) return;
   auto* dialog = new ImportWindow(
       parts_, DiskTree("/"), prompts_, [this](const QString& page) { ShowHelp(page); }, this);
-  dialog->setAttribute(Qt::WA_DeleteOnClose);
   QObject::connect(dialog, &QDialog::finished, this, [this] {
     if (unloaded_ || t_.Closing) return;
     tree_->Rebuild();
     parts_.engine.RefreshView();
   });
-  dialog->open();
+  OpenBeside(dialog);
 }
 
 void MainWindow::RefuseInService(const QString& wizard) {
