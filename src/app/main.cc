@@ -4,9 +4,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <unistd.h>
 
@@ -122,8 +124,29 @@ int LogonTimeout(vantry::RegistryFile& registry) {
   return Seconds(registry, "SQLServer", "TimeoutSeconds", TdsLogon::kTimeoutSeconds, TdsLogon::kLongestTimeoutSeconds);
 }
 
+vantry::EngineOptions OptionsFor(const std::string& app_path, const vantry::CommandLine& command,
+                                 vantry::RegistryFile& registry, std::function<bool()> acquire) {
+  const std::filesystem::path folder = ExecutableFolder();
+  return {.app_path = app_path,
+          .command_text = command.text,
+          .regional = vantry::ReadRegional(registry),
+          .http_proxy = Environment("http_proxy"),
+          .acquire_instance = std::move(acquire),
+          .list_folders = {folder.parent_path().string() + "/share/vantry/"},
+          .archiver = (folder / "vantry-archive").string(),
+          .on_terminal = ::isatty(STDIN_FILENO) == 1,
+          .service_installer =
+              [folder, app_path](const std::string& data_folder) {
+                return std::make_unique<vantry::SystemdUnits>(
+                    vantry::UnitPlace{"/", (folder / "vantry").string(), app_path, data_folder});
+              },
+          .line_client = [] { return std::make_unique<vantry::QtLineClient>(15'000); },
+          .importer = (folder / "vantry-import").string()};
+}
+
 }  // namespace
 
+// Long, as it is where every real port is made, in the order in which they need each other.
 int main(int argc, char** argv) {
   vantry::TakeSignals();
   vantry::HugePages::UseForTables();
@@ -180,20 +203,7 @@ int main(int argc, char** argv) {
   vantry::Engine engine(
       {clock,    loop, files,  data_files, index, listener, notices, resolver, mail,          sms,
        programs, bus,  random, patterns,   watch, ftp,      http,    sql,      desktop.get(), &service},
-      {app_path,
-       command.text,
-       vantry::ReadRegional(registry),
-       Environment("http_proxy"),
-       acquire,
-       {ExecutableFolder().parent_path().string() + "/share/vantry/"},
-       (ExecutableFolder() / "vantry-archive").string(),
-       ::isatty(STDIN_FILENO) == 1,
-       [&app_path](const std::string& data_folder) {
-         return std::make_unique<vantry::SystemdUnits>(
-             vantry::UnitPlace{"/", (ExecutableFolder() / "vantry").string(), app_path, data_folder});
-       },
-       [] { return std::make_unique<vantry::QtLineClient>(15'000); },
-       (ExecutableFolder() / "vantry-import").string()});
+      OptionsFor(app_path, command, registry, acquire));
   vantry::ProcessSignals signals({.stop = [&engine] { engine.StopBySignal(); },
                                   .hang_up = [&engine] { engine.HangUp(); },
                                   .pause = [&engine] { engine.Pause(); },
