@@ -6,29 +6,19 @@
 #include "config/settings_file.h"
 #include "config/site_file.h"
 #include "core/text.h"
-#include "support/memory_files.h"
+#include "support/form_rig.h"
 
 namespace vantry {
 namespace {
 
-struct EditsTest : ::testing::Test {
-  MemoryFiles files;
-  LiveTables t;
+struct EditsTest : ::testing::Test, FormRig {
   Settings settings;
   std::string told;
 
   EditsTest() {
-    files.Put("/logs/access.log", "");
     files.Put("/bin/act", "");
-    files.fails = [](const std::string& call) { return call == "list /nowhere/"; };
-    for (const char* name : {"One", "Two"}) {
-      SiteRec& site = t.Sites.emplace_back();
-      site.Name = name;
-      site.Domain = std::string("www.") + name + ".example";
-      site.Folder = "/logs/";
-      site.Mask = "*.log";
+    for (SiteRec& site : t.Sites) {
       site.Frequency = 5;
-      site.TouchEvery = 5;
       site.LastReadPos = 77;
       site.CaughtUp = true;
     }

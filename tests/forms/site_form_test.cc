@@ -6,29 +6,14 @@
 
 #include <gtest/gtest.h>
 
-#include "support/memory_files.h"
+#include "support/form_rig.h"
 
 namespace vantry {
 namespace {
 
-struct SiteFormTest : ::testing::Test {
-  MemoryFiles files;
-  LiveTables t;
-  SiteRec draft;
+struct SiteFormTest : ::testing::Test, FormRig {
+  SiteRec draft = t.Site(1);
 
-  SiteFormTest() {
-    files.Put("/logs/access.log", "");
-    files.fails = [](const std::string& call) { return call == "list /nowhere/"; };
-    for (const char* name : {"One", "Two"}) {
-      SiteRec& site = t.Sites.emplace_back();
-      site.Name = name;
-      site.Domain = std::string("www.") + name + ".example";
-      site.Folder = "/logs/";
-      site.Mask = "*.log";
-      site.TouchEvery = 5;
-    }
-    draft = t.Site(1);
-  }
   std::string Check(bool renaming = true) {
     TidySite(draft);
     const auto problem = CheckSite(draft, 1, t, files, renaming);
