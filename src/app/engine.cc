@@ -267,6 +267,12 @@ std::string Engine::ExtractLogEntries(std::string_view key) {
   return ExtractLogEntriesToFile(web_.Pages(), key, 0);
 }
 
+std::string Engine::GetFriendlyName(std::string_view ip) {
+  std::string name;
+  history_.GetFriendlyName(ip, name);
+  return name;
+}
+
 void Engine::ShowFirstView() {
   const int32_t view = LeadingNumber(ReadRegistryValue(registry_, kSettings, "CurrentLogFile", "1"));
   // A site that was deleted meanwhile shows as all sites.

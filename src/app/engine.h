@@ -144,6 +144,11 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   void SettingsChanged() override;
   void SendTestMail(const Settings& settings, MailLine line, std::function<void(const std::string&)> done) override;
   std::string ExtractLogEntries(std::string_view key) override;
+  std::string LookupDNS(std::string_view ip) override { return history_.LookupDNS(ip, nullptr); }
+  std::string GetFriendlyName(std::string_view ip) override;
+  void ChangeFriendlyName(std::string_view ip, std::string_view site, std::string_view name) override {
+    history_.ChangeFriendlyName(ip, site, name);
+  }
   void CloseProgram() override { Closing(); }
 
   LiveTables& Tables() { return t_; }

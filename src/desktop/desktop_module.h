@@ -46,6 +46,11 @@ class WindowCommands {
                             std::function<void(const std::string& problem)> done) = 0;
   // This visitor's lines of its log as a file; its path, empty when there are none. `key` as VisitorRec::Key gives it.
   virtual std::string ExtractLogEntries(std::string_view key) = 0;
+  // What the history knows of an address: its host name and its friendly name, empty when there is none.
+  virtual std::string LookupDNS(std::string_view ip) = 0;
+  virtual std::string GetFriendlyName(std::string_view ip) = 0;
+  // Stores a friendly name for the address on the site of this name.
+  virtual void ChangeFriendlyName(std::string_view ip, std::string_view site, std::string_view name) = 0;
   // Ends the program.
   virtual void CloseProgram() = 0;
 };

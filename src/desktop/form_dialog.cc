@@ -7,6 +7,11 @@
 
 namespace vantry {
 
+void OpenBeside(QDialog* dialog) {
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->open();
+}
+
 FormDialog::FormDialog(const char* name, LiveTables& t, Prompts& prompts, ShowHelp help, QWidget* parent)
     : QDialog(parent), t_(t), prompts_(prompts), pages_(new FormPages(this)), help_(std::move(help)) {
   setObjectName(name);

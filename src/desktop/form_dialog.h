@@ -21,6 +21,9 @@ namespace vantry {
 // Shows the help page of this name.
 using ShowHelp = std::function<void(const QString& page)>;
 
+// Shows a dialog that goes with its closing; nothing that is under way waits for it.
+void OpenBeside(QDialog* dialog);
+
 class FormDialog : public QDialog {
  public:
   // Without `help` there is no button for it.

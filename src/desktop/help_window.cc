@@ -25,6 +25,7 @@ constexpr HelpPage kPages[] = {
     {"alerts", "Alerts"},
     {"spiders", "Spiders"},
     {"exceptions", "Exceptions"},
+    {"dns-groups", "DNS groups"},
     {"panes", "Visited pages and trace"},
     {"find", "Search, sort and filter"},
     {"activity", "Activity"},

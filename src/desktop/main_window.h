@@ -134,6 +134,11 @@ class MainWindow final : public QMainWindow {
   void ShowImport();
   void RefuseInService(const QString& wizard);
   void FollowFocus();
+
+  // main_window_tools.cc: who is behind an address.
+  void EditGroups(const std::string& dns);
+  void NameVisitor(const SelectedRow& row);
+
   void AskAboutImport();
   void AfterFirstShow();
   void PutAway();

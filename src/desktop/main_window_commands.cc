@@ -10,6 +10,7 @@
 #include "desktop/activity_chart.h"
 #include "desktop/commands.h"
 #include "desktop/email_view.h"
+#include "desktop/form_dialog.h"
 #include "desktop/help_window.h"
 #include "desktop/import_window.h"
 #include "desktop/list_printer.h"
@@ -28,12 +29,6 @@ namespace {
 constexpr char kMakersSite[] = "http://www.tressimond.com/";
 
 constexpr std::string_view kDatabaseWizard = "vtDBCreate.exe", kImportWizard = "VTImport.exe";
-
-// A dialog goes with its closing, and nothing that is under way waits for it.
-void OpenBeside(QDialog* dialog) {
-  dialog->setAttribute(Qt::WA_DeleteOnClose);
-  dialog->open();
-}
 
 }  // namespace
 
@@ -79,6 +74,7 @@ const MainWindow::Commands::OnAll MainWindow::Commands::kOnAll[] = {
     {"miConnect", [](W& w) { w.OpenAddress(kMakersSite); }},
     {"miUpdateCheck", [](W& w) { w.OpenAddress(kMakersSite + ("?buildno=" + w.parts_.version)); }},
     {"miSupport", [](W& w) { w.OpenAddress(kMakersSite + ("?buildno=" + w.parts_.version)); }},
+    {"miGroups", [](W& w) { w.EditGroups(""); }},
     {"miInstallService", [](W& w) { w.InstallAsService(); }},
     {"miRemoveService", [](W& w) { w.RemoveTheService(); }},
     {"miStopService", [](W& w) { w.StopTheService(); }},
@@ -97,6 +93,8 @@ const MainWindow::Commands::OnRow MainWindow::Commands::kOnRow[] = {
      }},
     {"miOpenDNS", [](W& w, const SelectedRow& row) { w.OpenAddress(HostAddress(row.dns)); }},
     {"miViewLog", [](W& w, const SelectedRow& row) { w.ViewLog(row); }},
+    {"miAddKnown", [](W& w, const SelectedRow& row) { w.NameVisitor(row); }},
+    {"miGroup", [](W& w, const SelectedRow& row) { w.EditGroups(row.dns); }},
     {"miExclude", [](W& w, const SelectedRow& row) { w.ExcludeVisitor(row); }}};
 
 void MainWindow::Run(std::string_view name) {

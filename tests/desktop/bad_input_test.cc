@@ -68,6 +68,9 @@ TEST_F(BadInputTest, NoDialogIsTallerThanASmallScreen) {
   Click("btnCancel");
   OpenDialog("miInstallService", "frmService");
   look("");
+  Click("btnCancel");
+  OpenDialog("miGroups", "frmGroup");
+  look("");
 }
 
 TEST_F(BadInputTest, AMegabyteThatIsPastedIsCut) {
