@@ -4,12 +4,13 @@ _vantryctl() {
   local cur prev words cword
   _init_completion -n = || return
   local commands="hello status pause continue stop list watch add-site corrections widen-tables reload report
-    install-service remove-service sites set-site remove-site settings set exceptions set-exception alerts
+    install-service remove-service history sites set-site remove-site settings set exceptions set-exception alerts
     set-alert remove-alert"
   local options="--host --port --help" command="" i
   for ((i = 1; i < cword; i++)); do
     case ${words[i]} in
-      --host | --port | --name | --domain | --type | --account | --root) ((i++)) ;;
+      --host | --port | --name | --domain | --type | --account | --root | \
+        --site | --address | --from | --to | --limit | --format) ((i++)) ;;
       -*) ;;
       *)
         command=${words[i]}
@@ -21,8 +22,9 @@ _vantryctl() {
     --host) _known_hosts_real -- "$cur"; return ;;
     --account) COMPREPLY=($(compgen -u -- "$cur")); return ;;
     --root) _filedir -d; return ;;
+    --format) COMPREPLY=($(compgen -W "text csv json" -- "$cur")); return ;;
     --type) COMPREPLY=($(compgen -W "0 1 2 3 4 5" -- "$cur")); return ;;
-    --port | --name | --domain) return ;;
+    --port | --name | --domain | --site | --address | --from | --to | --limit) return ;;
   esac
   case $command in
     "") ;;
@@ -32,6 +34,7 @@ _vantryctl() {
     set-site) options+=" --yes" ;;
     install-service) options="--account --system-account --auto --root --help" ;;
     remove-service) options="--root --help" ;;
+    history) options="--site --address --from --to --limit --format --help" ;;
   esac
   if [[ $cur == -* ]]; then
     COMPREPLY=($(compgen -W "$options" -- "$cur"))
@@ -39,6 +42,9 @@ _vantryctl() {
     COMPREPLY=($(compgen -W "$commands" -- "$cur"))
   elif [[ $command == add-site ]]; then
     _filedir
+  elif [[ $command == history ]]; then
+    COMPREPLY=($(compgen -W "visits visit referrers downloads days" -- "$cur"))
+    _filedir -d
   elif [[ $command =~ ^(corrections|widen-tables|install-service|sites|settings|exceptions|alerts)$ ||
     $command =~ ^(set|remove)(-site|-exception|-alert|)$ ]]; then
     _filedir -d

@@ -1,5 +1,7 @@
 #include "ctl/arguments.h"
 
+#include <iterator>
+
 #include "config/value_forms.h"
 #include "core/text.h"
 #include "logs/formats.h"
@@ -69,6 +71,22 @@ constexpr CommandRow kCommands[] = {
      0, 1},
     {CtlCommand::kRemoveService, "remove-service", "", "end the service and remove it from the service manager",
      "  --root FOLDER     remove it from a machine that is mounted there\n", 0, 0},
+    {CtlCommand::kHistory, "history", "[DIR] LIST [VISIT]", "show what happened before",
+     "LIST is one of\n"
+     "  visits         the visits of an address, or of all addresses\n"
+     "  visit          one visit with its pages: needs its number, --site and --address\n"
+     "  referrers      the sites that sent visitors, busiest first\n"
+     "  downloads      what an address downloaded; without --address the files downloaded most\n"
+     "  days           visitors, alerts, spiders, exceptions and downloads of each day\n\n"
+     "It reads the tables in the program's folder DIR ($VANTRY_HOME if it is left out), changes nothing, and doesn't\n"
+     "mind whether Vantry runs; what a running Vantry has seen is there 10 seconds later.\n\n"
+     "  --site NAME    of this site alone\n"
+     "  --address IP   of this address alone\n"
+     "  --from DAY     from this day on, as 2026-03-05\n"
+     "  --to DAY       up to this day\n"
+     "  --limit N      the first N rows\n"
+     "  --format F     text, csv or json; dates are as in --from, but in text as people here write them\n",
+     1, 3},
     {CtlCommand::kSites, "sites", "[DIR]", "list the sites of a program's folder", "", 0, 1},
     {CtlCommand::kSetSite, "set-site", "[DIR] NAME [KEY=VALUE ...]", "show or change what is set for a site",
      "Without KEY=VALUE it shows what is set. A site whose log comes from elsewhere afterwards is read anew, from the\n"
@@ -117,6 +135,29 @@ Status SetType(CtlArguments& arguments, const std::string& value) {
   return Status::Ok();
 }
 
+Status SetDay(std::optional<Day>& day, std::string_view option, const std::string& value) {
+  day = ParseYearFirstDate(value, '-');
+  if (day) return Status::Ok();
+  return Misuse(std::string(option) + " takes a day like 2026-03-05, not '" + value + "'.");
+}
+
+Status SetLimit(CtlArguments& arguments, const std::string& value) {
+  const auto n = ParseLong(value);
+  if (!n || *n < 1) return Misuse("--limit takes a number from 1 on, not '" + value + "'.");
+  arguments.history.limit = *n;
+  return Status::Ok();
+}
+
+Status SetFormat(CtlArguments& arguments, const std::string& value) {
+  constexpr std::string_view kFormats[] = {"text", "csv", "json"};
+  for (size_t i = 0; i < std::size(kFormats); ++i) {
+    if (value != kFormats[i]) continue;
+    arguments.history.format = static_cast<HistoryFormat>(i);
+    return Status::Ok();
+  }
+  return Misuse("--format takes text, csv or json, not '" + value + "'.");
+}
+
 // The types with their names, three in a line, below the text of --type.
 std::string TypeList() {
   std::string text;
@@ -131,7 +172,7 @@ std::string TypeList() {
 }
 
 // Which commands an option belongs to.
-enum class Scope { kNetwork, kWatch, kAddSite, kInstall, kService, kSetSite };
+enum class Scope { kNetwork, kWatch, kAddSite, kInstall, kService, kSetSite, kHistory };
 
 struct OptionRow {
   std::string_view name;
@@ -183,6 +224,22 @@ const OptionRow kOptions[] = {
        a.yes = true;
        return Status::Ok();
      }},
+    {"--site", Scope::kHistory, true,
+     [](CtlArguments& a, const std::string& v) {
+       a.history.site = v;
+       return Trim(v).empty() ? Misuse("--site takes the name of a site.") : Status::Ok();
+     }},
+    {"--address", Scope::kHistory, true,
+     [](CtlArguments& a, const std::string& v) {
+       a.history.address = v;
+       return Trim(v).empty() ? Misuse("--address takes an address.") : Status::Ok();
+     }},
+    {"--from", Scope::kHistory, true,
+     [](CtlArguments& a, const std::string& v) { return SetDay(a.history.from, "--from", v); }},
+    {"--to", Scope::kHistory, true,
+     [](CtlArguments& a, const std::string& v) { return SetDay(a.history.to, "--to", v); }},
+    {"--limit", Scope::kHistory, true, SetLimit},
+    {"--format", Scope::kHistory, true, SetFormat},
     {"--root", Scope::kService, true,
      [](CtlArguments& a, const std::string& v) {
        a.root = v;
@@ -200,6 +257,8 @@ bool Takes(CtlCommand command, Scope scope) {
       return command == CtlCommand::kInstallService;
     case Scope::kSetSite:
       return command == CtlCommand::kSetSite;
+    case Scope::kHistory:
+      return command == CtlCommand::kHistory;
     case Scope::kService:
       return command == CtlCommand::kInstallService || command == CtlCommand::kRemoveService;
     default:
@@ -303,8 +362,8 @@ constexpr std::string_view kEditHelp =
 bool IsOffline(CtlCommand command) {
   return command == CtlCommand::kAddSite || command == CtlCommand::kCorrections ||
          command == CtlCommand::kWidenTables || command == CtlCommand::kInstallService ||
-         command == CtlCommand::kRemoveService || command == CtlCommand::kSites || command == CtlCommand::kSettings ||
-         command == CtlCommand::kExceptions || command == CtlCommand::kAlerts;
+         command == CtlCommand::kRemoveService || command == CtlCommand::kHistory || command == CtlCommand::kSites ||
+         command == CtlCommand::kSettings || command == CtlCommand::kExceptions || command == CtlCommand::kAlerts;
 }
 
 bool IsEdit(CtlCommand command) {

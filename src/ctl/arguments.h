@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "config/service_setup.h"
+#include "core/date_time.h"
 #include "core/status.h"
 #include "core/tables.h"
 
@@ -27,6 +28,7 @@ enum class CtlCommand {
   kReport,
   kInstallService,
   kRemoveService,
+  kHistory,
   // From here on: IsEdit.
   kSites,
   kSetSite,
@@ -45,6 +47,16 @@ bool IsOffline(CtlCommand command);
 // Commands that do what the dialogs do: on a folder of files, or through the program that runs there.
 bool IsEdit(CtlCommand command);
 
+enum class HistoryFormat { kText, kCsv, kJson };
+
+// What to look for in the history.
+struct HistoryQuestion {
+  std::string site, address;
+  std::optional<Day> from, to;
+  std::optional<int32_t> limit;
+  HistoryFormat format = HistoryFormat::kText;
+};
+
 struct CtlArguments {
   std::optional<CtlCommand> command;  // Empty only when `help` is set.
   bool help = false;
@@ -56,6 +68,7 @@ struct CtlArguments {
   ServiceForm service;          // install-service
   std::string root = "/";       // install-service, remove-service
   bool yes = false;             // set-site
+  HistoryQuestion history;      // history
   std::vector<std::string> operands;
 };
 

@@ -9,6 +9,7 @@
 #include "config/value_forms.h"
 #include "core/screen_text.h"
 #include "core/text.h"
+#include "ctl/history_command.h"
 #include "ctl/service_commands.h"
 #include "database/widen_tables.h"
 #include "logs/formats.h"
@@ -122,6 +123,8 @@ Status RunFolderCommand(Files& files, const CtlArguments& arguments) {
       return WidenCommand(files, arguments);
     case CtlCommand::kInstallService:
       return InstallServiceCommand(files, arguments);
+    case CtlCommand::kHistory:
+      return HistoryCommand(files, arguments);
     case CtlCommand::kRemoveService:
       return RemoveServiceCommand(arguments);
     default:

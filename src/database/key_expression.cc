@@ -83,7 +83,7 @@ void KeyExpression::AppendKey(const char* row, std::string& key) const {
   }
 }
 
-void KeyExpression::AppendParts(std::initializer_list<std::string_view> values, std::string& key) const {
+void KeyExpression::AppendParts(std::span<const std::string_view> values, std::string& key) const {
   const size_t from = key.size();
   auto part = parts_.begin();
   for (const std::string_view value : values) {

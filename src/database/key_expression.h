@@ -5,6 +5,7 @@
 #pragma once
 
 #include <initializer_list>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,7 +24,10 @@ class KeyExpression {
   // Appends the key of this row.
   void AppendKey(const char* row, std::string& key) const;
   // Appends the key made of values of the first parts, in order: each cut to the part's width or filled with blanks.
-  void AppendParts(std::initializer_list<std::string_view> values, std::string& key) const;
+  void AppendParts(std::span<const std::string_view> values, std::string& key) const;
+  void AppendParts(std::initializer_list<std::string_view> values, std::string& key) const {
+    AppendParts(std::span(values.begin(), values.size()), key);
+  }
 
  private:
   struct Part {

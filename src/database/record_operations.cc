@@ -373,7 +373,8 @@ Status VisitDatabase::WriteReferrer(const VisitorRec& v) {
     t.SetText(kName, name);
   }
   if (v.StartTime > Joined(t.Date(kLastVDate), t.Text(kLastVTime))) {
-    t.SetNumber(kVisits, t.Number(kVisits) + 1);
+    // A count below 0 says that the referrer is never to be listed again.
+    if (t.Number(kVisits) >= 0) t.SetNumber(kVisits, t.Number(kVisits) + 1);
     t.SetDate(kLastVDate, DayOf(v.StartTime));
     t.SetText(kLastVTime, TimeText(v.StartTime));
   }

@@ -245,7 +245,7 @@ void Table::SelectKey(size_t key) {
   if (current_ != 0) StoredKey(keys_[key], old_row_.data(), current_, position_);
 }
 
-std::string_view Table::Key(std::initializer_list<std::string_view> parts) {
+std::string_view Table::Key(std::span<const std::string_view> parts) {
   key_text_.clear();
   if (IsOpen()) keys_[selected_].declaration.expression.AppendParts(parts, key_text_);
   return key_text_;
@@ -336,6 +336,12 @@ int Table::NextBeginning(std::string_view text) {
   return Search(Seek::kAfter, from, sought_);
 }
 
+int Table::NextBeginning(std::string_view text, const std::string& position) {
+  if (!IsOpen()) return Search(Seek::kAfter, {});
+  StoredText(keys_[selected_], text, sought_);
+  return Search(Seek::kAfter, position, sought_);
+}
+
 int Table::FindNearest(std::string_view text) {
   if (!IsOpen()) return Search(Seek::kAtOrAfter, {});
   std::string stored;
@@ -349,6 +355,11 @@ int Table::Step(int direction) {
   if (current_ == 0) return IsOpen() ? Done(kNotFound) : Search(Seek::kAfter, {});
   const std::string from = position_;
   return Search(direction < 0 ? Seek::kBefore : Seek::kAfter, from);
+}
+
+Status Table::ReadRows(uint32_t first, uint32_t count, std::string& bytes) const {
+  if (!IsOpen()) return Status::Error(Fail::kIo, name_ + " is not open");
+  return file_.ReadRows(first, count, bytes);
 }
 
 void Table::ClearRecord() {

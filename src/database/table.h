@@ -4,6 +4,7 @@
 
 #include <initializer_list>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "core/status.h"
 #include "database/dbf_file.h"
 #include "database/key_expression.h"
+#include "database/row_view.h"
 #include "database/table_connection.h"
 
 namespace vantry {
@@ -49,7 +51,10 @@ class Table {
 
   // Builds the text of the selected key from values of its first parts, each cut or filled to its part's width. Valid
   // until the next call.
-  std::string_view Key(std::initializer_list<std::string_view> parts);
+  std::string_view Key(std::span<const std::string_view> parts);
+  std::string_view Key(std::initializer_list<std::string_view> parts) {
+    return Key(std::span(parts.begin(), parts.size()));
+  }
 
   // Makes the record with exactly this key the current one. If there is none, the current record stays. `row` is where
   // the record last was (CurrentRow), 0 if unknown: if that row has the key, no search is needed.
@@ -61,6 +66,10 @@ class Table {
   int FindNearest(std::string_view key);
   // Moves to the next record whose key begins with this text. If there is none, the current record stays.
   int NextBeginning(std::string_view text);
+  // The same from where a walk stood before other operations on the table; see Position.
+  int NextBeginning(std::string_view text, const std::string& position);
+  // Where the current record is in the order of the selected key.
+  const std::string& Position() const { return position_; }
   // Moves to the next record (1) or the one before (-1). At the end the current record stays and the result is
   // kNotFound.
   int Step(int direction);
@@ -71,6 +80,7 @@ class Table {
   std::string_view Text(size_t field) const;
   int64_t Number(size_t field) const { return FieldNumber(FieldAt(field), row_.data()); }
   std::optional<Day> Date(size_t field) const { return FieldDate(FieldAt(field), row_.data()); }
+  RowView Row() const { return {file_.Layout(), row_.data()}; }
   void SetText(size_t field, std::string_view text) { PutText(FieldAt(field), text, row_.data()); }
   void SetNumber(size_t field, int64_t number) { PutNumber(FieldAt(field), number, row_.data()); }
   void SetDate(size_t field, Day day) { PutDate(FieldAt(field), day, row_.data()); }
@@ -93,6 +103,9 @@ class Table {
     current_ = 0;
     return file_.Read(number, row_.data()).ok() && row_.front() == dbf::kLiving;
   }
+  // The bytes of up to `count` rows from `first` on, deleted ones included; none after the last.
+  Status ReadRows(uint32_t first, uint32_t count, std::string& bytes) const;
+  const RowLayout& Layout() const { return file_.Layout(); }
   // The row of the current record, 0 for none.
   uint32_t CurrentRow() const { return current_; }
   // Some rows are only in memory, and would be lost with the program.

@@ -80,6 +80,11 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   // The sites that sent at least one visitor to this one, busiest first, no more than `most`.
   Status ReadReferrers(std::string_view site, size_t most, std::vector<StoredReferrer>& rows);
 
+  // For whoever does not want to see a referrer of this site any more: it stays known and is never listed, or is
+  // forgotten until it sends somebody again. kNotFound when there is no such referrer.
+  Status ExcludeReferrer(std::string_view name, std::string_view site);
+  Status DeleteReferrer(std::string_view name, std::string_view site);
+
   // Makes all rows durable, including those that FlushDatabase leaves out. Inside a scan they are only handed to the
   // system: waiting for the disk would hold up the port. Returns whether the tables have every row of today that they
   // were given: none waits, and none was missed.
@@ -135,6 +140,7 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   void CountStoredExceptions();
   void DropStoredRows();
   Status WriteReferrer(const VisitorRec& visitor);
+  Status FindReferrer(std::string_view name, std::string_view site);
   int FindVisit(const VisitorRec& visitor);
   int FindVisitor(std::string_view ip, std::string_view site);
   const std::string& SiteName(const VisitorRec& visitor) const;

@@ -1,4 +1,4 @@
-// What pages ask of the history: rows by address, site and visit, as records.
+// What pages and windows ask of the history: rows by address, site and visit, as records.
 #include "core/text.h"
 #include "database/schema.h"
 #include "database/visit_database.h"
@@ -93,6 +93,24 @@ Status VisitDatabase::ReadReferrers(std::string_view site, size_t most, std::vec
   }
   t.SelectKey(0);
   return EndOfRows(found, t);
+}
+
+Status VisitDatabase::FindReferrer(std::string_view name, std::string_view site) {
+  if (!DatabaseReady()) return Status::Error(Fail::kIo, "The history is not open.");
+  const int found = VAREF.FindEqual(VAREF.Key({name, site}));
+  if (found == Table::kNotFound) return Status::Error(Fail::kNotFound, "There is no such referrer any more.");
+  return EndOfRows(found, VAREF);
+}
+
+Status VisitDatabase::ExcludeReferrer(std::string_view name, std::string_view site) {
+  if (Status status = FindReferrer(name, site); !status.ok()) return status;
+  VAREF.SetNumber(referrers::kVisits, -1);
+  return Stored(VAREF.Update(), VAREF);
+}
+
+Status VisitDatabase::DeleteReferrer(std::string_view name, std::string_view site) {
+  if (Status status = FindReferrer(name, site); !status.ok()) return status;
+  return Stored(VAREF.Delete(), VAREF);
 }
 
 }  // namespace vantry

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "core/csv_text.h"
 #include "desktop/list_text.h"
 #include "desktop/shown_text.h"
 

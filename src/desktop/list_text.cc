@@ -2,8 +2,6 @@
 
 #include <cmath>
 
-#include "core/text.h"
-#include "core/text_encoding.h"
 #include "desktop/shown_text.h"
 
 namespace vantry {
@@ -15,24 +13,6 @@ double Linear(double part) {
 
 double Luminance(const QColor& c) {
   return 0.2126 * Linear(c.redF()) + 0.7152 * Linear(c.greenF()) + 0.0722 * Linear(c.blueF());
-}
-
-// Digits with at most one sign in front and one point or comma among them.
-bool IsPlainNumber(std::string_view text) {
-  if (!text.empty() && (text[0] == '-' || text[0] == '+')) text.remove_prefix(1);
-  size_t digits = 0, points = 0;
-  for (const char c : text) {
-    digits += IsDigit(c);
-    points += c == '.' || c == ',';
-  }
-  return digits > 0 && points <= 1 && digits + points == text.size();
-}
-
-bool LooksLikeFormula(std::string_view bytes) {
-  if (bytes.empty()) return false;
-  if (bytes[0] == '\t' || bytes[0] == '\r') return true;
-  const std::string_view text = Trim(bytes);
-  return !text.empty() && Contains("=+-@", text.substr(0, 1)) && !IsPlainNumber(bytes);
 }
 
 }  // namespace
@@ -64,13 +44,6 @@ QString PlainTip(QString text) {
   if (text.isEmpty()) return {};
   if (text.size() > kMost) text = text.left(kMost) + QChar(0x2026);
   return "<p style=\"white-space:pre-wrap\">" + text.toHtmlEscaped() + "</p>";
-}
-
-std::string CsvField(std::string_view bytes) {
-  std::string text = ToOneLine(bytes);
-  if (LooksLikeFormula(bytes)) text.insert(0, 1, '\'');
-  if (text.find_first_of(",\"") == std::string::npos && Trim(text) == text) return text;
-  return "\"" + ReplaceAll(std::move(text), "\"", "\"\"") + "\"";
 }
 
 }  // namespace vantry

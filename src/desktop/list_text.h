@@ -25,7 +25,4 @@ double Contrast(const QColor& a, const QColor& b);
 // the beginning.
 QString PlainTip(QString text);
 
-// One field of a CSV file in UTF-8. A text that a spreadsheet would take for a formula gets an apostrophe in front.
-std::string CsvField(std::string_view bytes);
-
 }  // namespace vantry

@@ -31,31 +31,6 @@ TEST(ListText, TextStandsOutOnAnyColour) {
   EXPECT_NEAR(vantry::Contrast(QColor(0x76, 0x76, 0x76), QColor(Qt::white)), 4.54, 0.01);
 }
 
-TEST(ListText, CsvFields) {
-  const struct {
-    std::string_view bytes, field;
-  } cases[] = {{"", ""},
-               {"plain", "plain"},
-               {"a,b", "\"a,b\""},
-               {"say \"x\"", "\"say \"\"x\"\"\""},
-               {" blank", "\" blank\""},
-               {"=1+1", "'=1+1"},
-               {"  =1+1", "'  =1+1"},
-               {"+cmd", "'+cmd"},
-               {"-cmd", "'-cmd"},
-               {"@cmd", "'@cmd"},
-               {"\tcmd", "' cmd"},
-               {"\rcmd", "' cmd"},
-               {"-", "'-"},
-               {"-1-1", "'-1-1"},
-               {"-1", "-1"},
-               {"+1.5", "+1.5"},
-               {"a\r\nb", "a  b"},
-               {"caf\xE9", "caf\xC3\xA9"},
-               {"caf\xC3\xA9", "caf\xC3\xA9"}};
-  for (const auto& c : cases) EXPECT_EQ(CsvField(c.bytes), c.field) << c.bytes;
-}
-
 TEST(ListText, TipsShowMarkupAsItIs) {
   const QString tip = PlainTip("<img src=\"http://evil/\"> & more\nnext");
   EXPECT_FALSE(tip.contains("<img"));
