@@ -10,7 +10,7 @@ run="g++ cmake ninja-build pkg-config qt6-base-dev ca-certificates libc-ares-dev
 # The window is built where there is a display to show it on.
 window="qt6-svg-dev libxcb1-dev"
 [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] || run="$run $window"
-tests="$window libgtest-dev libgmock-dev libbenchmark-dev nginx-light dnsmasq-base python3 python3-dnslib curl faketime tor-geoipdb python3-dbfread shapelib python3-aiosmtpd freetds-bin python3-tds openssl dbus-daemon libglib2.0-bin systemd python3-gi chromium chromium-driver python3-selenium python3-pil fonts-dejavu-core lynx kannel-extras logrotate strace unzip xvfb xauth at-spi2-core python3-pyatspi python3-pyftpdlib python3-paramiko clang clang-format clang-tidy"
+tests="$window libgtest-dev libgmock-dev libbenchmark-dev nginx-light dnsmasq-base python3 python3-dnslib curl faketime tor-geoipdb python3-dbfread shapelib python3-aiosmtpd freetds-bin python3-tds openssl dbus-daemon libglib2.0-bin systemd python3-gi chromium chromium-driver python3-selenium python3-pil fonts-dejavu-core lynx kannel-extras logrotate strace unzip iproute2 xvfb xauth at-spi2-core python3-pyatspi python3-pyftpdlib python3-paramiko clang clang-format clang-tidy"
 bench="libbenchmark-dev zip faketime apache2-utils dbus-daemon"
 # uap-core, python3-yaml and npm: for scripts/renew-lists. The last line: for scripts/make-packages and what looks at its results.
 dev="uap-core python3-yaml npm libclang-rt-dev universal-ctags"

@@ -44,12 +44,15 @@
 #include "ports/mail.h"
 #include "ports/notices.h"
 #include "ports/patterns.h"
+#include "ports/ping.h"
 #include "ports/programs.h"
 #include "ports/random.h"
 #include "ports/resolver.h"
 #include "ports/service_installer.h"
 #include "ports/service_manager.h"
 #include "ports/sql_logon.h"
+#include "ports/trace_route.h"
+#include "ports/who_is.h"
 #include "scan/agent_names.h"
 #include "scan/log_watch.h"
 #include "scan/remote_logs.h"
@@ -80,6 +83,9 @@ struct EnginePorts {
   Ftp& ftp;
   Http& http;
   SqlLogon& sql;
+  Ping& ping;
+  TraceRoute& route;
+  WhoIs& who_is;
   Desktop* window = nullptr;          // Null: nobody looks.
   ServiceManager* service = nullptr;  // Null: the program is no service.
 };
@@ -98,6 +104,7 @@ struct EngineOptions {
   // The machine's list of services, for a program with this data folder. Empty: there is none.
   std::function<std::unique_ptr<ServiceInstaller>(const std::string& data_folder)> service_installer = {};
   std::function<std::unique_ptr<LineClient>()> line_client = {};  // Another one beside that of the short messages.
+  std::function<std::unique_ptr<Resolver>()> resolver = {};       // Another one beside that of the visitors.
   std::string importer = {};  // Finds the sites of web servers; empty if there is none.
 };
 

@@ -24,8 +24,10 @@
 #include "platform/curl_http.h"
 #include "platform/curl_mail.h"
 #include "platform/huge_pages.h"
+#include "platform/icmp_ping.h"
 #include "platform/inotify_watch.h"
 #include "platform/lmdb_index.h"
+#include "platform/net_who_is.h"
 #include "platform/posix_data_files.h"
 #include "platform/posix_files.h"
 #include "platform/process_signals.h"
@@ -42,6 +44,7 @@
 #include "platform/systemd_service.h"
 #include "platform/systemd_units.h"
 #include "platform/tds_logon.h"
+#include "platform/udp_trace.h"
 
 namespace {
 
@@ -124,6 +127,11 @@ int LogonTimeout(vantry::RegistryFile& registry) {
   return Seconds(registry, "SQLServer", "TimeoutSeconds", TdsLogon::kTimeoutSeconds, TdsLogon::kLongestTimeoutSeconds);
 }
 
+std::unique_ptr<vantry::Resolver> NewResolver(vantry::RegistryFile& registry) {
+  return std::make_unique<vantry::CaresResolver>(
+      vantry::ResolverOptions{.servers = ReadRegistryValue(registry, "Resolver", "Servers", "")});
+}
+
 vantry::EngineOptions OptionsFor(const std::string& app_path, const vantry::CommandLine& command,
                                  vantry::RegistryFile& registry, std::function<bool()> acquire) {
   const std::filesystem::path folder = ExecutableFolder();
@@ -141,6 +149,7 @@ vantry::EngineOptions OptionsFor(const std::string& app_path, const vantry::Comm
                     vantry::UnitPlace{"/", (folder / "vantry").string(), app_path, data_folder});
               },
           .line_client = [] { return std::make_unique<vantry::QtLineClient>(15'000); },
+          .resolver = [&registry] { return NewResolver(registry); },
           .importer = (folder / "vantry-import").string()};
 }
 
@@ -184,6 +193,9 @@ int main(int argc, char** argv) {
   vantry::CurlFtp ftp(clock);
   vantry::CurlHttp http(HttpTimeoutMs(registry));
   vantry::TdsLogon sql(LogonTimeout(registry));
+  vantry::IcmpPing ping;
+  vantry::UdpTrace route;
+  vantry::NetWhoIs who_is;
   vantry::QtLineClient sms;
   vantry::Re2Patterns patterns;
   vantry::ProgramStarter programs;
@@ -201,8 +213,8 @@ int main(int argc, char** argv) {
     return status.ok();
   };
   vantry::Engine engine(
-      {clock,    loop, files,  data_files, index, listener, notices, resolver, mail,          sms,
-       programs, bus,  random, patterns,   watch, ftp,      http,    sql,      desktop.get(), &service},
+      {clock,  loop,     files, data_files, index, listener, notices, resolver, mail,   sms,           programs, bus,
+       random, patterns, watch, ftp,        http,  sql,      ping,    route,    who_is, desktop.get(), &service},
       OptionsFor(app_path, command, registry, acquire));
   vantry::ProcessSignals signals({.stop = [&engine] { engine.StopBySignal(); },
                                   .hang_up = [&engine] { engine.HangUp(); },

@@ -21,8 +21,12 @@
 #include "ports/line_client.h"
 #include "ports/mail.h"
 #include "ports/notices.h"
+#include "ports/ping.h"
 #include "ports/programs.h"
+#include "ports/resolver.h"
 #include "ports/service_installer.h"
+#include "ports/trace_route.h"
+#include "ports/who_is.h"
 
 namespace vantry {
 
@@ -67,8 +71,12 @@ struct WindowParts {
   Programs& programs;
   MailQueue& mail;
   Ftp& ftp;
+  Ping& ping;
+  TraceRoute& route;
+  WhoIs& who_is;
   std::function<std::unique_ptr<ServiceInstaller>()> installer;
   std::function<std::unique_ptr<LineClient>()> line_client;  // A connection for whoever needs one of his own.
+  std::function<std::unique_ptr<Resolver>()> resolver;       // Likewise, for host names.
   WindowCommands& engine;
   std::string app_path;  // With "/" at its end.
   std::string importer;  // Finds the sites of web servers; empty if there is none.

@@ -26,6 +26,7 @@ constexpr HelpPage kPages[] = {
     {"spiders", "Spiders"},
     {"exceptions", "Exceptions"},
     {"dns-groups", "DNS groups"},
+    {"network-tools", "Ping, trace route and who is"},
     {"panes", "Visited pages and trace"},
     {"find", "Search, sort and filter"},
     {"activity", "Activity"},

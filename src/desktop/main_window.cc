@@ -53,6 +53,7 @@ void MainWindow::Unload() {
   if (unloaded_) return;
   unloaded_ = true;
   refresh_timer_.stop();
+  CloseTools();
   SavePlace();
   SaveLayout();
   tray_.hide();

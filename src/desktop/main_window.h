@@ -138,6 +138,10 @@ class MainWindow final : public QMainWindow {
   // main_window_tools.cc: who is behind an address.
   void EditGroups(const std::string& dns);
   void NameVisitor(const SelectedRow& row);
+  void CloseTools();
+  void OpenPing(const SelectedRow& row);
+  void OpenTrace(const SelectedRow& row);
+  void OpenWhoIs(const SelectedRow& row);
 
   void AskAboutImport();
   void AfterFirstShow();

@@ -93,6 +93,9 @@ const MainWindow::Commands::OnRow MainWindow::Commands::kOnRow[] = {
      }},
     {"miOpenDNS", [](W& w, const SelectedRow& row) { w.OpenAddress(HostAddress(row.dns)); }},
     {"miViewLog", [](W& w, const SelectedRow& row) { w.ViewLog(row); }},
+    {"miWhois", [](W& w, const SelectedRow& row) { w.OpenWhoIs(row); }},
+    {"miPing", [](W& w, const SelectedRow& row) { w.OpenPing(row); }},
+    {"miTracert", [](W& w, const SelectedRow& row) { w.OpenTrace(row); }},
     {"miAddKnown", [](W& w, const SelectedRow& row) { w.NameVisitor(row); }},
     {"miGroup", [](W& w, const SelectedRow& row) { w.EditGroups(row.dns); }},
     {"miExclude", [](W& w, const SelectedRow& row) { w.ExcludeVisitor(row); }}};

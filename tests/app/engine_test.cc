@@ -431,10 +431,11 @@ TEST_F(EngineTest, TenEnginesLiveSideBySide) {
   for (size_t i = 0; i < 10; ++i) {
     loops.push_back(std::make_unique<FakeLoop>());
     indexes.emplace_back(disks[i]);
-    engines.push_back(std::make_unique<Engine>(
-        EnginePorts{clock, *loops[i], files, disks[i], indexes[i], listener, notices, resolvers[i], mail, gateway,
-                    programs, buses[i], random, patterns, watch, ftp, http, sql},
-        EngineOptions{"/home/", "", Regional{}, "", {}}));
+    engines.push_back(
+        std::make_unique<Engine>(EnginePorts{clock,        *loops[i], files,   disks[i], indexes[i], listener, notices,
+                                             resolvers[i], mail,      gateway, programs, buses[i],   random,   patterns,
+                                             watch,        ftp,       http,    sql,      ping,       route,    who_is},
+                                 EngineOptions{"/home/", "", Regional{}, "", {}}));
     ASSERT_TRUE(engines.back()->Main());
   }
   clock.Advance(4);

@@ -15,6 +15,7 @@
 #include "support/fake_http.h"
 #include "support/fake_installer.h"
 #include "support/fake_line_client.h"
+#include "support/fake_network.h"
 #include "support/fake_resolver.h"
 #include "support/fake_sql_logon.h"
 #include "support/fake_watch.h"
@@ -69,8 +70,12 @@ struct EngineTest : ::testing::Test {
   FakeFtp ftp;
   FakeHttp http;
   FakeSqlLogon sql;
+  FakePing ping;
+  FakeTraceRoute route;
+  FakeWhoIs who_is;
   FakeInstaller installer;
-  std::vector<FakeLineClient*> lines;  // Those that somebody made for himself, as long as he keeps them.
+  std::vector<FakeResolver*> more_resolvers;  // Likewise.
+  std::vector<FakeLineClient*> lines;         // Those that somebody made for himself, as long as he keeps them.
   Desktop* window = nullptr;
   ServiceManager* service = nullptr;
   std::unique_ptr<FakeResolver> resolver;
@@ -83,8 +88,9 @@ struct EngineTest : ::testing::Test {
     engine.reset();
     resolver = std::make_unique<FakeResolver>();
     engine = std::make_unique<Engine>(
-        EnginePorts{clock,    loop, files,  data_files, index, listener, notices, *resolver, mail,   gateway,
-                    programs, bus,  random, patterns,   watch, ftp,      http,    sql,       window, service},
+        EnginePorts{clock, loop,    files,    data_files, index,  listener, notices, *resolver,
+                    mail,  gateway, programs, bus,        random, patterns, watch,   ftp,
+                    http,  sql,     ping,     route,      who_is, window,   service},
         EngineOptions{
             .app_path = "/home/",
             .command_text = command,
@@ -97,6 +103,12 @@ struct EngineTest : ::testing::Test {
                   auto client = std::make_unique<FakeLineClient>();
                   lines.push_back(client.get());
                   return client;
+                },
+            .resolver =
+                [this] {
+                  auto names = std::make_unique<FakeResolver>();
+                  more_resolvers.push_back(names.get());
+                  return names;
                 },
             .importer = "/bin/vantry-import"});
     return engine->Main();
