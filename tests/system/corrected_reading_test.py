@@ -7,8 +7,8 @@ import time
 import unittest
 import zoneinfo
 
-from harness import (MONTHS, SystemTest, append, faketime_library, ncsa_line, seconds_to_midnight,
-                     uses_address_sanitizer, vantry_binary, w3c_header, w3c_line, wait_until, write_file)
+from harness import (MONTHS, MovedClock, SystemTest, append, faketime_library, ncsa_line, seconds_to_midnight,
+                     vantry_binary, w3c_header, w3c_line, wait_until, write_file)
 
 UTC = datetime.timezone.utc
 FIELDS = "date time c-ip cs-uri-stem sc-status cs(User-Agent)"
@@ -122,25 +122,15 @@ class CorrectedReadingTest(SystemTest):
         self.assertEqual(len(vantry.list()), 121)
 
     @unittest.skipUnless(faketime_library(), "faketime is not installed")
-    @unittest.skipIf(uses_address_sanitizer(), "two libraries that want to be loaded first")
     def test_day_changes_after_a_sleep_over_midnight(self):
         home = self.corrected_home("CatchUpRollover")
         home.write_site()
-        clock = os.path.join(home.base, "clock")
         midnight = time.time() + seconds_to_midnight()
-
-        def set_clock(to):
-            with open(clock + ".new", "w") as f:
-                f.write("%+d\n" % (to - time.time()))
-            os.rename(clock + ".new", clock)
-
-        set_clock(midnight - 600)
+        clock = MovedClock(home, midnight - 600)
         write_file(home.log("access.log"), ncsa_line("10.0.0.1", "/a.htm", at=midnight - 700))
-        vantry = self.start(home, env={
-            "LD_PRELOAD": faketime_library(), "FAKETIME_TIMESTAMP_FILE": clock, "FAKETIME_NO_CACHE": "1",
-            "NO_FAKE_STAT": "1", "FAKETIME_DONT_FAKE_MONOTONIC": "1", "DONT_FAKE_MONOTONIC": "1"})
+        vantry = self.start(home, env=clock.env)
         vantry.wait_visitor("10.0.0.1")
-        set_clock(midnight + 3 * 3600)
+        clock.set(midnight + 3 * 3600)
         append(home.log("access.log"), ncsa_line("10.0.0.2", "/a.htm", at=midnight + 5) +
                ncsa_line("10.0.0.3", "/a.htm", at=midnight - 5))
         vantry.wait_visitor("10.0.0.2")

@@ -81,9 +81,19 @@ class StandingClock:
 
     def set(self, now):
         """`now` is in seconds since 1970; the program's zone must be UTC."""
+        self._write(time.strftime("%Y-%m-%d %H:%M:%S\n", time.gmtime(now)))
+
+    def _write(self, text):
         with open(self.file + ".new", "w") as f:
-            f.write(time.strftime("%Y-%m-%d %H:%M:%S\n", time.gmtime(now)))
+            f.write(text)
         os.rename(self.file + ".new", self.file)
+
+
+class MovedClock(StandingClock):
+    """A clock that runs on from where a test puts it."""
+
+    def set(self, now):
+        self._write("%+d\n" % (now - time.time()))
 
 
 def wait_until(predicate, seconds=DEADLINE, what=None, step=0.05):

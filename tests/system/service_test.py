@@ -1,8 +1,10 @@
 #!/usr/bin/python3
 """The program as a service, under a service manager that is a script; installing it as one; the signals."""
 
+import fcntl
 import os
 import re
+import select
 import shutil
 import signal
 import socket
@@ -12,7 +14,8 @@ import threading
 import time
 import unittest
 
-from harness import SystemTest, append, ncsa_line, skip_at_midnight, vantry_binary, wait_until, write_file
+from harness import (SystemTest, append, ncsa_line, receives_nothing, skip_at_midnight, vantry_binary, wait_until,
+                     write_file)
 from mail_case import MailCase
 
 CTL = os.path.join(os.path.dirname(vantry_binary()), "vantryctl")
@@ -63,6 +66,36 @@ class Manager:
         return {"NOTIFY_SOCKET": self.path, **more}
 
 
+class Journal:
+    """The other end of a service's stderr, which can be made to take nothing."""
+
+    def __init__(self, test):
+        self.out, self.into = os.pipe()
+        fcntl.fcntl(self.into, fcntl.F_SETPIPE_SZ, 4096)
+        self.text = b""
+        test.addCleanup(os.close, self.out)
+        test.addCleanup(os.close, self.into)
+
+    def be_stderr(self):
+        os.dup2(self.into, 2)
+
+    def hang(self):
+        self.take()
+        # An opening of its own: the program's stays one that waits.
+        into = os.open("/proc/self/fd/%d" % self.into, os.O_WRONLY | os.O_NONBLOCK)
+        try:
+            while True:
+                os.write(into, b".")
+        except BlockingIOError:
+            os.close(into)
+
+    def take(self):
+        """All that came up to now. A pipe's length of room is enough for the rest of a test."""
+        while select.select([self.out], [], [], 0)[0]:
+            self.text += os.read(self.out, 1 << 20)
+        return self.text
+
+
 def program_log(home):
     try:
         with open(home.file("Data/TRL.LOG"), encoding="latin-1") as f:
@@ -94,8 +127,8 @@ class ServiceTest(SystemTest):
             for n in range(lines)))
         return home
 
-    def service(self, home, **variables):
-        return self.start(home, env=self.manager.environment(**variables))
+    def service(self, home, preexec=None, **variables):
+        return self.start(home, env=self.manager.environment(**variables), preexec=preexec)
 
     def test_tells_its_manager_when_it_is_up_how_it_is_and_that_it_ends(self):
         home = self.site()
@@ -143,6 +176,32 @@ class ServiceTest(SystemTest):
         if time.monotonic() - begin < 0.7:
             self.skipTest("this machine reads the log before a sign is due")
         self.assertTrue(times, "no sign in %.1f s" % (time.monotonic() - begin))
+
+    def test_a_loop_that_is_stuck_in_a_scan_sends_no_signs_of_life(self):
+        """Stuck in telling of a hit on a stderr that takes nothing, as behind a journal that hangs; only the loop is,
+        so that signs from a thread or a timer of the system would go on."""
+        home = self.site()
+        home.write("EXTYPES.INI", "\r\n".join(
+            ["[Exception Types]", "[404]", "Number=404", "Description=gone", "Raise=True", "EventLog=True", "", "", ""]))
+        journal = Journal(self)
+        vantry = self.service(home, journal.be_stderr, WATCHDOG_USEC="400000")
+        vantry.wait_visitor("10.1.0.1")
+        journal.hang()
+        append(home.log("access.log"), ncsa_line("10.1.0.2", "/gone.html", status=404))
+        wait_until(lambda: self.answers_nothing(vantry))
+        before = len(self.manager.alive())
+        time.sleep(2)
+        self.assertLessEqual(len(self.manager.alive()), before)
+        journal.take()
+        vantry.wait_visitor("10.1.0.2")
+        wait_until(lambda: len(self.manager.alive()) > before + 2)
+        wait_until(lambda: b"gone" in journal.take())
+
+    @staticmethod
+    def answers_nothing(vantry):
+        with vantry.connect() as s:
+            s.sendall(b"@HELLO\r\n")
+            return receives_nothing(s, 0.5)
 
     def test_pause_continue_and_stop_by_signals_in_the_middle_of_a_scan(self):
         home = self.site(lines=40_000)

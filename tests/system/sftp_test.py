@@ -6,7 +6,8 @@ import threading
 import unittest
 import warnings
 
-from harness import SystemTest, append, ncsa_line, skip_at_midnight, wait_until
+from ftp_servers import FtpCase
+from harness import append, ncsa_line, wait_until
 
 warnings.simplefilter("ignore")
 import paramiko  # noqa: E402
@@ -86,9 +87,9 @@ class SftpServer:
             transport.close()
 
 
-class SftpTest(SystemTest):
+class SftpTest(FtpCase):
     def setUp(self):
-        skip_at_midnight()
+        super().setUp()
         self.site = self.home()
         self.server = SftpServer(self.site.logs)
         self.addCleanup(self.server.clean_up)
