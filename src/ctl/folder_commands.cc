@@ -47,7 +47,8 @@ Status AddSiteCommand(Files& files, const CtlArguments& a) {
   std::cout << (place.recognised ? "Recognised " : "Taken for ") << FormatOf(place.type).name << ", "
             << (place.unix_lines ? "LF" : "CR LF") << " line ends\n";
   Status status = folder.Open(std::cout);
-  if (status.ok()) status = folder.Add(a.name, a.domain, place, std::cout);
+  if (status.ok()) status = folder.Add(a.name, a.domain, place);
+  if (status.ok()) status = folder.Save(std::cout);
   if (status.ok() && folder.IsTakenOver()) std::cout << "The running Vantry takes it over within 10 seconds.\n";
   return status;
 }

@@ -181,7 +181,7 @@ Status Import::AddOne(const JudgedSite& site) {
     return Status::Ok();
   }
   added_.push_back(site.found.domain);
-  return folder_->Add(NameFor(site.found), site.found.domain, site.place, s_.out);
+  return folder_->Add(NameFor(site.found), site.found.domain, site.place);
 }
 
 Status Import::AddChosen(const std::vector<size_t>& numbers) {
@@ -193,6 +193,7 @@ Status Import::AddChosen(const std::vector<size_t>& numbers) {
     s_.err << "vantry-import: " << added.text << "\n";
     status = Status::Error(Fail::kRefused, "Not all were added.");
   }
+  if (const Status saved = folder_->Save(s_.out); !saved.ok()) return saved;
   if (folder_->IsTakenOver()) s_.out << "The running Vantry takes it over within 10 seconds.\n";
   return status;
 }

@@ -102,12 +102,6 @@ Status CheckText(std::string_view what, std::string_view text) {
   return Status::Ok();
 }
 
-// Everything that writing would lose must be known before.
-Status ReadAllSites(Files& files, const std::string& home, const Regional& regional, LiveTables& tables) {
-  const Status status = ReadINI(files, home, regional, tables);
-  return status.ok() ? status : Refuse(Printable(status.text));
-}
-
 }  // namespace
 
 std::string MaskForName(std::string_view name) {
@@ -169,13 +163,18 @@ Status AddSiteTo(LiveTables& tables, const std::string& name, const std::string&
   return Status::Ok();
 }
 
-Status AddSite(Files& files, const ProgramFolder& folder, const std::string& name, const std::string& domain,
-               const LogPlace& place) {
-  LiveTables tables;
-  tables.Corrected = folder.corrected;
-  Status status = ReadAllSites(files, folder.home, folder.regional, tables);
-  if (status.ok()) status = AddSiteTo(tables, name, domain, place);
-  return status.ok() ? WriteINI(files, folder.home, folder.regional, tables) : status;
+Status SitesToAdd::Read() {
+  tables_.Corrected = folder_.corrected;
+  const Status status = ReadINI(files_, folder_.home, folder_.regional, tables_);
+  return status.ok() ? status : Refuse(Printable(status.text));
+}
+
+Status SitesToAdd::Add(const std::string& name, const std::string& domain, const LogPlace& place) {
+  return AddSiteTo(tables_, name, domain, place);
+}
+
+Status SitesToAdd::Write() {
+  return WriteINI(files_, folder_.home, folder_.regional, tables_);
 }
 
 }  // namespace vantry

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "core/corrections.h"
 #include "core/regional.h"
@@ -42,10 +43,23 @@ struct ProgramFolder {
   Corrections corrected = {};
 };
 
-// Adds the site to VANTRY.INI in the folder, which is there and whose lock the caller holds.
-// kRefused as above, and when the file as it is can't be read in full.
-Status AddSite(Files& files, const ProgramFolder& folder, const std::string& name, const std::string& domain,
-               const LogPlace& place);
+// Adds sites to VANTRY.INI in a folder whose lock the caller holds. The file is written once: it is as it was, or has
+// all of them.
+class SitesToAdd {
+ public:
+  SitesToAdd(Files& files, ProgramFolder folder) : files_(files), folder_(std::move(folder)) {}
+
+  // Reads the sites that are there. kRefused if the file can't be read in full, as writing would lose the rest.
+  Status Read();
+  // See AddSiteTo.
+  Status Add(const std::string& name, const std::string& domain, const LogPlace& place);
+  Status Write();
+
+ private:
+  Files& files_;
+  ProgramFolder folder_;
+  LiveTables tables_;
+};
 
 // A mask that fits this file name, and hardly any other: what can't stand in a mask becomes "?".
 std::string MaskForName(std::string_view name);

@@ -48,7 +48,10 @@ Status SiteFolder::Open(std::ostream& out) {
   status = HoldFolder(lock_, home_, "would undo the change");
   taken_over_ = status.fail == Fail::kRefused && !is_new_ && corrected_.KeepEdits;
   if (!status.ok() && !taken_over_) return status;
-  return is_new_ ? MakeRegistry(out) : Status::Ok();
+  status = is_new_ ? MakeRegistry(out) : Status::Ok();
+  if (!status.ok()) return status;
+  sites_.emplace(files_, ProgramFolder{home_, ReadRegional(registry_), corrected_});
+  return sites_->Read();
 }
 
 // A folder that has no registry.ini is new: it gets what suits a server of today. Any other is left as it is.
@@ -72,13 +75,21 @@ Status SiteFolder::ReadSites(LiveTables& tables) {
   return ReadINI(files_, home_, ReadRegional(registry_), tables);
 }
 
-Status SiteFolder::Add(const std::string& name, const std::string& domain, const LogPlace& place, std::ostream& out) {
-  const Status status = AddSite(files_, {home_, ReadRegional(registry_), corrected_}, name, domain, place);
+Status SiteFolder::Add(const std::string& name, const std::string& domain, const LogPlace& place) {
+  const Status status = sites_->Add(name, domain, place);
   if (status.ok()) {
-    out << "Added " << Printable(Trim(name)) << " (" << Printable(Trim(domain))
-        << "): " << (place.remote.empty() ? Printable(place.folder) + Printable(place.mask) : ShownAddress(place))
-        << "\n";
+    const std::string log =
+        place.remote.empty() ? Printable(place.folder) + Printable(place.mask) : ShownAddress(place);
+    added_ += "Added " + Printable(Trim(name)) + " (" + Printable(Trim(domain)) + "): " + log + "\n";
   }
+  return status;
+}
+
+Status SiteFolder::Save(std::ostream& out) {
+  if (added_.empty()) return Status::Ok();
+  const Status status = sites_->Write();
+  if (status.ok()) out << added_;
+  added_.clear();
   return status;
 }
 

@@ -24,12 +24,13 @@ class SiteFolder {
   const Corrections& Corrected() const { return corrected_; }
 
   // Makes the folder if it is not there, goes on as its owner, takes its lock, and gives a new folder its registry.ini,
-  // of which it tells on `out`. A program that runs there refuses, unless it takes edits over.
+  // of which it tells on `out`. Reads the sites. A program that runs there refuses, unless it takes edits over.
   Status Open(std::ostream& out);
   // The sites that are there. The folder need not be open.
   Status ReadSites(LiveTables& tables);
-  // Of an open folder: see AddSite. Tells of the site on `out`.
-  Status Add(const std::string& name, const std::string& domain, const LogPlace& place, std::ostream& out);
+  // Of an open folder: see SitesToAdd. No site is in the file before Save, which tells of them on `out`.
+  Status Add(const std::string& name, const std::string& domain, const LogPlace& place);
+  Status Save(std::ostream& out);
   // Whether a program runs there and will read what is added.
   bool IsTakenOver() const { return taken_over_; }
 
@@ -43,6 +44,8 @@ class SiteFolder {
   bool is_new_ = false;
   bool taken_over_ = false;
   Corrections corrected_;
+  std::optional<SitesToAdd> sites_;  // Once the folder is open.
+  std::string added_;                // What Save tells.
 };
 
 // kRefused, with what to do, if a program runs on the folder. `trouble` is what that program would do.

@@ -210,6 +210,14 @@ TEST_F(RunTest, AddsAllThatCanBeRead) {
   EXPECT_EQ(Sites().size(), 2u);
 }
 
+TEST_F(RunTest, TellsOfNoSiteThatCouldNotBeWritten) {
+  fs::create_directories(home_ + "/VANTRY.INI.new");  // In the way of the new file.
+  EXPECT_EQ(Run({"--all"}), 1);
+  EXPECT_THAT(err_.str(), HasSubstr("VANTRY.INI"));
+  EXPECT_THAT(out_.str(), Not(HasSubstr("Added")));
+  EXPECT_THAT(Sites(), IsEmpty());
+}
+
 TEST_F(RunTest, AsksAtATerminal) {
   EXPECT_EQ(Run({}, "9\nwhat\n2\n", true), 0) << err_.str();
   EXPECT_THAT(Sites(), ElementsAre("b.example b.log"));

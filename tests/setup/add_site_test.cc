@@ -14,7 +14,10 @@ const std::string kNcsaLine = "192.0.2.1 - - [10/Oct/2026:13:55:36 +0000] \"GET 
 class AddSiteTest : public ::testing::Test {
  protected:
   Status Add(const std::string& name, const std::string& domain) {
-    return AddSite(files_, {"/home/", {}, {}}, name, domain, place_);
+    SitesToAdd sites(files_, {"/home/", {}, {}});
+    Status status = sites.Read();
+    if (status.ok()) status = sites.Add(name, domain, place_);
+    return status.ok() ? sites.Write() : status;
   }
   void ReadBack(LiveTables& tables) { EXPECT_TRUE(ReadINI(files_, "/home/", Regional{}, tables).ok()); }
 
@@ -86,6 +89,26 @@ TEST_F(AddSiteTest, NeverWritesOverWhatItCouldNotRead) {
 TEST_F(AddSiteTest, TellsWhenWritingFails) {
   files_.fails = [](const std::string& call) { return call.rfind("replace", 0) == 0; };
   EXPECT_EQ(Add("Shop", "www.example.org").fail, Fail::kIo);
+}
+
+TEST_F(AddSiteTest, ManyAreWrittenOnceOrNotAtAll) {
+  ASSERT_TRUE(Add("Old", "old.example").ok());
+  const std::string before = files_.Get("/home/VANTRY.INI");
+  for (const bool full_disk : {true, false}) {
+    files_.fails = [=](const std::string& call) { return full_disk && call.rfind("replace", 0) == 0; };
+    SitesToAdd sites(files_, {"/home/", {}, {}});
+    ASSERT_TRUE(sites.Read().ok());
+    files_.calls.clear();
+    for (const char* name : {"a", "b", "old", "B", "c"}) (void)sites.Add(name, name + std::string(".example"), place_);
+    EXPECT_TRUE(files_.calls.empty());
+    EXPECT_EQ(sites.Write().ok(), !full_disk);
+    EXPECT_EQ(files_.Get("/home/VANTRY.INI") == before, full_disk);
+  }
+  EXPECT_EQ(files_.calls, std::vector<std::string>{"replace /home/VANTRY.INI"});
+  LiveTables tables;
+  ReadBack(tables);
+  ASSERT_EQ(tables.Sites.size(), 4u);
+  EXPECT_EQ(tables.Sites[3].Name, "c");
 }
 
 TEST(FindLog, AFile) {
