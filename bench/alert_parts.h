@@ -14,7 +14,8 @@ namespace vantry::bench {
 class NullMail final : public Mail {
  public:
   using Mail::Send;
-  void Send(MailMessage, MailDone, MailLine) override {}
+  uint64_t Send(MailMessage, MailDone, MailLine) override { return 1; }
+  void Forget(uint64_t) override {}
   void Finish(int64_t) override {}
 };
 

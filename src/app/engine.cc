@@ -259,12 +259,20 @@ void Engine::SettingsChanged() {
 }
 
 void Engine::SendTestMail(const Settings& settings, MailLine line, std::function<void(const std::string&)> done) {
+  LeaveTestMail();
   MailMessage message;
   if (const Status status = MakeTestMail(settings, ports_.clock, message); !status.ok()) return done(status.text);
-  ports_.mail.Send(
+  test_mail_ = ports_.mail.Send(
       std::move(message),
-      [done = std::move(done)](const MailOutcome& outcome) { done(outcome.status.ok() ? "" : outcome.status.text); },
+      [this, done = std::move(done)](const MailOutcome& outcome) {
+        test_mail_ = 0;
+        done(outcome.status.ok() ? "" : outcome.status.text);
+      },
       std::move(line));
+}
+
+void Engine::LeaveTestMail() {
+  if (const uint64_t number = std::exchange(test_mail_, 0)) ports_.mail.Forget(number);
 }
 
 std::string Engine::ExtractLogEntries(std::string_view key) {
@@ -434,6 +442,7 @@ void Engine::Closing() {
   FlushHistory();
   SaveSites();
   log_.Guard("WriteRobotsCache", [this] { return WriteRobotsCache(files_, settings_.DDFPath, t_); });
+  LeaveTestMail();  // Its dialog may still be open.
   mail_.Close();
   sms_.Close();
   history_.CloseDatabase();

@@ -150,6 +150,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   }
   void SettingsChanged() override;
   void SendTestMail(const Settings& settings, MailLine line, std::function<void(const std::string&)> done) override;
+  void LeaveTestMail() override;
   std::string ExtractLogEntries(std::string_view key) override;
   std::string LookupDNS(std::string_view ip) override { return history_.LookupDNS(ip, nullptr); }
   std::string GetFriendlyName(std::string_view ip) override;
@@ -232,6 +233,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   SmsQueue sms_;
   UnsentMails unsent_;
   MailQueue mail_;
+  uint64_t test_mail_ = 0;  // Under way; 0 for none.
   VisitDatabase history_;
   ActedMarks acted_;
   AlertContext alert_context_;

@@ -45,9 +45,11 @@ class WindowCommands {
   // Settings or sites were edited: what was made of them is made anew, and the monitors that they want run.
   virtual void SettingsChanged() = 0;
   // Sends a mail with the server and addresses of these settings. `line` is called from the loop for each line of the
-  // dialogue, `done` once, with what went wrong, if anything did.
+  // dialogue, `done` once, with what went wrong, if anything did. There is one at a time: the one before is left.
   virtual void SendTestMail(const Settings& settings, MailLine line,
                             std::function<void(const std::string& problem)> done) = 0;
+  // Leaves the test that is under way, if there is one: neither of the two is called any more.
+  virtual void LeaveTestMail() = 0;
   // This visitor's lines of its log as a file; its path, empty when there are none. `key` as VisitorRec::Key gives it.
   virtual std::string ExtractLogEntries(std::string_view key) = 0;
   // What the history knows of an address: its host name and its friendly name, empty when there is none.

@@ -39,16 +39,16 @@ CurlMail::CurlMail(MailLimits limits)
   QObject::connect(&notifier_, &QSocketNotifier::activated, &notifier_, [shared = shared_] {
     eventfd_t count = 0;
     (void)::eventfd_read(shared->event.get(), &count);
-    std::vector<std::shared_ptr<Lines>> taken;
+    std::vector<std::shared_ptr<Listener>> taken;
     {
       const std::lock_guard lock(shared->mutex);
       taken.swap(shared->some_wait);
     }
-    for (const auto& lines : taken) lines->Tell();
+    for (const auto& listener : taken) listener->Tell();
   });
 }
 
-void CurlMail::Lines::Tell() {
+void CurlMail::Listener::Tell() {
   std::vector<std::pair<bool, std::string>> taken;
   {
     const std::lock_guard lock(mutex);
@@ -60,27 +60,28 @@ void CurlMail::Lines::Tell() {
 }
 
 // Called by the thread of a mail. A server that talks without end is not listed without end.
-SmtpDialogue::Told CurlMail::TellLines(const std::shared_ptr<Lines>& lines) const {
-  return [lines, shared = shared_](bool sent, std::string text) {
+SmtpDialogue::Told CurlMail::TellLines(const std::shared_ptr<Listener>& listener) const {
+  return [listener, shared = shared_](bool sent, std::string text) {
     {
-      const std::lock_guard lock(lines->mutex);
-      if (lines->seen >= Lines::kMost) return;
-      ++lines->seen;
-      lines->waiting.emplace_back(sent, std::move(text));
+      const std::lock_guard lock(listener->mutex);
+      if (listener->seen >= Listener::kMost) return;
+      ++listener->seen;
+      listener->waiting.emplace_back(sent, std::move(text));
     }
     {
       const std::lock_guard lock(shared->mutex);
-      shared->some_wait.push_back(lines);
+      shared->some_wait.push_back(listener);
     }
     (void)::eventfd_write(shared->event.get(), 1);
   };
 }
 
-void CurlMail::Send(MailMessage message, MailDone done, MailLine line) {
+uint64_t CurlMail::Send(MailMessage message, MailDone done, MailLine line) {
   auto work = std::make_shared<MailWork>();
-  auto lines = std::make_shared<Lines>();
-  lines->line = std::move(line);
-  if (lines->line) work->job.told = TellLines(lines);
+  auto listener = std::make_shared<Listener>();
+  listener->line = std::move(line);
+  listener->done = std::move(done);
+  if (listener->line) work->job.told = TellLines(listener);
   SmtpJob& job = work->job;
   Status status = Attempt([&] { return Prepare(std::move(message), job); });
   if (status.ok() && !workers_.TimeIsUp() && workers_.Running() >= kMostAtOnce) {
@@ -89,12 +90,25 @@ void CurlMail::Send(MailMessage message, MailDone done, MailLine line) {
   }
   const bool fit = status.ok();
   if (!fit) job.result = std::move(status);
-  workers_.Start(fit ? work : nullptr, milliseconds(limits_.total) + kGrace,
-                 [this, work, lines, done = std::move(done)](WorkEnd end) {
-                   lines->Tell();
-                   lines->line = nullptr;
-                   done(OutcomeOf(work->job, end));
-                 });
+  const auto number = std::make_shared<uint64_t>(0);
+  *number = workers_.Start(fit ? work : nullptr, milliseconds(limits_.total) + kGrace, [=, this](WorkEnd end) {
+    listeners_.erase(*number);
+    listener->Tell();
+    listener->line = nullptr;
+    if (const MailDone told = std::exchange(listener->done, nullptr)) told(OutcomeOf(work->job, end));
+  });
+  listeners_[*number] = listener;
+  return *number;
+}
+
+// The end may be on its way to the loop already.
+void CurlMail::Forget(uint64_t number) {
+  const auto it = listeners_.find(number);
+  if (it == listeners_.end()) return;
+  it->second->line = nullptr;
+  it->second->done = nullptr;
+  listeners_.erase(it);
+  workers_.Forget(number);
 }
 
 Status CurlMail::Prepare(MailMessage message, SmtpJob& job) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -31,7 +32,8 @@ class CurlMail final : public Mail {
   explicit CurlMail(MailLimits limits = {});
 
   using Mail::Send;
-  void Send(MailMessage message, MailDone done, MailLine line) override;
+  uint64_t Send(MailMessage message, MailDone done, MailLine line) override;
+  void Forget(uint64_t number) override;
   void Finish(int64_t ms) override;
 
  private:
@@ -41,31 +43,34 @@ class CurlMail final : public Mail {
     void GiveUp() override { job.cancelled = true; }
   };
 
-  // The lines of one dialogue on their way to the loop.
-  struct Lines {
+  // Who is told of one mail, and the lines of its dialogue on their way to the loop.
+  struct Listener {
     static constexpr size_t kMost = 500;
     std::mutex mutex;
     std::vector<std::pair<bool, std::string>> waiting;
     size_t seen = 0;
-    MailLine line;  // Of the loop alone; empty once the end was told.
+    // Of the loop alone; empty once the end was told.
+    MailLine line;
+    MailDone done;
 
     void Tell();
   };
   // Whose lines wait. Also with each thread, as one that hangs outlives the rest.
   struct Shared {
     std::mutex mutex;
-    std::vector<std::shared_ptr<Lines>> some_wait;
+    std::vector<std::shared_ptr<Listener>> some_wait;
     const Descriptor event;  // A thread says here that there are some.
     Shared();
   };
 
-  SmtpDialogue::Told TellLines(const std::shared_ptr<Lines>& lines) const;
+  SmtpDialogue::Told TellLines(const std::shared_ptr<Listener>& listener) const;
   Status Prepare(MailMessage message, SmtpJob& job);
   MailOutcome OutcomeOf(const SmtpJob& job, WorkEnd end) const;
 
   MailLimits limits_;
   TrustedAuthorities authorities_;
   std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
+  std::unordered_map<uint64_t, std::shared_ptr<Listener>> listeners_;  // Of mails under way, by their numbers.
   QSocketNotifier notifier_;
   Workers workers_{kMostAtOnce};
 };

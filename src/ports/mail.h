@@ -44,9 +44,11 @@ class Mail {
   virtual ~Mail() = default;
   // Starts sending and returns. `done` is called once, from the loop or from Finish and never from inside this call,
   // when the server has taken the mail for every recipient, or has not.
-  // `line`, if given, is called before that.
-  virtual void Send(MailMessage message, MailDone done, MailLine line) = 0;
-  void Send(MailMessage message, MailDone done) { Send(std::move(message), std::move(done), nullptr); }
+  // `line`, if given, is called before that. Returns the number of the mail, above 0.
+  virtual uint64_t Send(MailMessage message, MailDone done, MailLine line) = 0;
+  uint64_t Send(MailMessage message, MailDone done) { return Send(std::move(message), std::move(done), nullptr); }
+  // Nobody is told of this mail any more. It is given up if it is still under way; Finish does not wait for it.
+  virtual void Forget(uint64_t number) = 0;
   // For the end of the program: waits until nothing is under way, without turning the loop. What is not through after
   // `ms` fails, and so does whatever is sent later.
   virtual void Finish(int64_t ms) = 0;

@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <future>
 #include <thread>
@@ -99,6 +100,22 @@ TEST_F(CurlMailTest, TheDialogueIsToldWhileItGoesOn) {
   EXPECT_EQ(told.back(), "end");
   const auto has = [&](const char* line) { return std::find(told.begin(), told.end(), line) != told.end(); };
   EXPECT_TRUE(has("> MAIL FROM:<monitor@example.org>") && has("> RCPT TO:<a@example.org>") && has("< 250 OK id=1"));
+}
+
+TEST_F(CurlMailTest, AMailThatIsForgottenIsGivenUpAndHoldsUpNobody) {
+  Limit(30'000);
+  AnswerTo("", "");
+  bool told = false;
+  const auto number = mail->Send(
+      message, [&](const MailOutcome&) { told = true; }, [&](bool, std::string_view) { told = true; });
+  EXPECT_GT(number, 0u);
+  const auto begin = std::chrono::steady_clock::now();
+  mail->Forget(number);
+  mail->Forget(number);
+  mail->Finish(20'000);
+  mail.reset();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+  EXPECT_FALSE(told);
 }
 
 TEST_F(CurlMailTest, AServerThatTalksWithoutEndIsListedInPart) {

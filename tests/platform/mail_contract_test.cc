@@ -66,17 +66,17 @@ struct MailContract : ::testing::TestWithParam<bool> {
       subject = std::make_unique<FakeSubject>();
     }
   }
-  void Start(MailDone done) {
+  uint64_t Start(MailDone done) {
     MailMessage message;
     message.server = subject->Server();
     message.sender = "monitor@example.org";
     message.recipients = {"a@x", "b@x"};
     message.headers = {"Subject: Hello"};
     message.body = "text\n";
-    subject->Get().Send(std::move(message), std::move(done));
+    return subject->Get().Send(std::move(message), std::move(done));
   }
-  void Start() {
-    Start([this](const MailOutcome& outcome) { outcomes.push_back(outcome); });
+  uint64_t Start() {
+    return Start([this](const MailOutcome& outcome) { outcomes.push_back(outcome); });
   }
   MailOutcome Send() {
     const size_t before = outcomes.size();
@@ -110,6 +110,17 @@ TEST_P(MailContract, WhoIsToldMaySend) {
   });
   subject->TurnUntil([&] { return !outcomes.empty(); });
   EXPECT_TRUE(outcomes[0].status.ok());
+}
+
+TEST_P(MailContract, NobodyIsToldOfOneThatIsForgotten) {
+  const uint64_t first = Start([](const MailOutcome&) { FAIL(); });
+  const uint64_t second = Start();
+  EXPECT_TRUE(first > 0 && second > 0 && first != second);
+  subject->Get().Forget(first);
+  subject->TurnUntil([&] { return !outcomes.empty(); });
+  subject->Get().Forget(second);  // That one is over.
+  subject->Get().Finish(1'000);
+  EXPECT_EQ(outcomes.size(), 1u);
 }
 
 TEST_P(MailContract, NothingGoesOutWhenTheTimeIsUp) {

@@ -22,11 +22,15 @@ class FakeMail final : public Mail {
   std::optional<int64_t> finished;  // The time given for the end.
 
   using Mail::Send;
-  void Send(MailMessage message, MailDone done, MailLine line) override {
+  uint64_t Send(MailMessage message, MailDone done, MailLine line) override {
     if (line) lines.push_back(std::move(line));
     const bool late = finished && (*finished <= 0 || silent);
     if (!late) sent.push_back(message);
-    under_way_.push_back({std::move(message), std::move(done), late});
+    under_way_.push_back({std::move(message), std::move(done), late, ++last_number_});
+    return last_number_;
+  }
+  void Forget(uint64_t number) override {
+    std::erase_if(under_way_, [number](const UnderWay& mail) { return mail.number == number; });
   }
   void Finish(int64_t ms) override {
     finished = ms;
@@ -52,6 +56,7 @@ class FakeMail final : public Mail {
     MailMessage message;
     MailDone done;
     bool late;  // After the end.
+    uint64_t number;
   };
   MailOutcome OutcomeOf(const UnderWay& mail) {
     Status status = answer;
@@ -68,6 +73,7 @@ class FakeMail final : public Mail {
   }
 
   std::deque<UnderWay> under_way_;
+  uint64_t last_number_ = 0;
 };
 
 }  // namespace vantry
