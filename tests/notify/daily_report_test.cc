@@ -211,6 +211,18 @@ TEST_F(DailyReportTest, AReportOnDemandIsMadeForAnySiteAndMailsNothing) {
   EXPECT_TRUE(rig.mail.sent.empty());
 }
 
+TEST_F(DailyReportTest, SitesOfOneNameHaveAReportEach) {
+  t.Site(2).Name = "One";
+  report.SendDailyReport(1);
+  Show(2);
+  report.SendDailyReport(2);
+  EXPECT_TRUE(Contains(rig.files.Get(kReportOfOne), "row of 1, alert 1"));
+  EXPECT_TRUE(Contains(rig.files.Get("/home/One (2) Daily Report.htm"), "row of 2, alert 1"));
+  t.Site(1).Deleted = true;
+  report.SendDailyReport(2);
+  EXPECT_TRUE(Contains(rig.files.Get(kReportOfOne), "row of 2, alert 1"));
+}
+
 TEST_F(DailyReportTest, SitesAreFoundByNameInAnyFormThatPeopleType) {
   for (const char* name : {"gone", "one", "ONE ", "Caf\xE9", "ONE"}) t.Sites.emplace_back().Name = name;
   t.Site(3).Deleted = true;
