@@ -25,8 +25,8 @@ class UnreadGuard final : public Files {
   bool Exists(const std::string& path) override { return files_.Exists(path); }
   Status Identify(const std::string& path, FileIdentity& identity) override { return files_.Identify(path, identity); }
   Status MakeFolder(const std::string& path) override { return files_.MakeFolder(path); }
-  Status List(const std::string& folder, std::vector<FileEntry>& entries) override {
-    return files_.List(folder, entries);
+  Status OpenFolder(const std::string& folder, std::unique_ptr<FolderReader>& reader) override {
+    return files_.OpenFolder(folder, reader);
   }
   Status OpenLog(const std::string& path, std::unique_ptr<LogFile>& file) override {
     return files_.OpenLog(path, file);

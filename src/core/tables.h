@@ -82,6 +82,7 @@ struct SiteRec : ReadState {
   bool SleepMode = false;                // Saved.
   int32_t SleepStart = 0, SleepEnd = 0;  // Saved. Seconds since midnight.
   bool Paused = false;                   // Saved.
+  bool Edited = false;                   // Its dialog is open.
   bool ForceLookup = false;              // The next scan searches for the current log file.
   int32_t Frequency = 0;                 // Saved. Scan period in seconds.
   std::string Name;                      // Saved.
@@ -144,6 +145,8 @@ struct SiteRec : ReadState {
   int64_t FolderWritten = 0;                 // Last change of the log's folder when it was looked at.
   bool FolderSettled = true;                 // It has been looked at again since.
   std::string LastScanError;                 // What the last failed scan reported, so that it is reported once.
+  // It is not scanned, and is shown as paused. While it is edited that is so without reaching the file.
+  bool Rests() const { return Paused || Edited; }
 };
 
 // A visitor now on line. A day may bring millions, so texts take little room: those that many visitors have in common

@@ -56,7 +56,7 @@ std::string HeaderSummary(const LiveTables& t) {
   const SiteRec& site = t.Site(t.CurrentView);
   std::string text = site.Name + CountText(type, CountsOf(site));
   if (ShowsVisitors(type)) text += " Peak:" + std::to_string(site.PeakToday);
-  if (site.Paused) text += " [Stopped]";
+  if (site.Rests()) text += " [Stopped]";
   if (site.Sleeping) text += " [Sleep Mode]";
   return text;
 }

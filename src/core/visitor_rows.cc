@@ -82,7 +82,7 @@ std::string VisitorTip(const VisitorRec& v, const Regional& regional) {
 }
 
 std::string SiteNodeText(const SiteRec& site) {
-  if (site.Paused) return site.Name + " (Paused)";
+  if (site.Rests()) return site.Name + " (Paused)";
   return site.Name + " (" + std::to_string(site.CurrentVisitors) + ")";
 }
 

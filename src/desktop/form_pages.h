@@ -41,6 +41,8 @@ struct FormControl {
   // Shows no text for what Show was given.
   void ShowNothing() { text->setText(shown = QString()); }
   FieldValue Value() const;
+  // Somebody has given it another value than it was shown with.
+  bool Changed() const { return Value() != was; }
   // A box is checked, or a button other than the first is.
   bool IsOn() const;
   void OnChange(QObject* receiver, const std::function<void()>& changed);
@@ -78,6 +80,13 @@ class FormPages final : public QTabWidget {
   void Read(std::span<const FormField<Rec>> fields, Rec& record) {
     for (const FormField<Rec>& field : fields) {
       if (field.set) field.set(record, Find(field.look.control).Value());
+    }
+  }
+  // The same for those alone that somebody has changed: the record may have become another one since it was shown.
+  template <class Rec>
+  void ReadChanges(std::span<const FormField<Rec>> fields, Rec& record) {
+    for (const FormField<Rec>& field : fields) {
+      if (field.set && Find(field.look.control).Changed()) field.set(record, Find(field.look.control).Value());
     }
   }
 

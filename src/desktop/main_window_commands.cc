@@ -175,13 +175,12 @@ void MainWindow::EditSite() {
   SiteRec* site = ChosenSite();
   if (!site || findChild<QDialog*>("frmProperties")) return;
   const int16_t n = t_.CurrentView;
-  const bool was_paused = site->Paused;
-  site->Paused = true;
+  site->Edited = true;
   auto* dialog = new SiteProperties(
       parts_, prompts_, n, [this](const QString& page) { ShowHelp(page); }, this);
-  QObject::connect(dialog, &QDialog::finished, this, [this, n, was_paused] {
+  QObject::connect(dialog, &QDialog::finished, this, [this, n] {
     if (unloaded_ || t_.Closing) return;
-    t_.Site(n).Paused = was_paused;
+    t_.Site(n).Edited = false;
     tree_->Rebuild();
     parts_.engine.RefreshView();
   });

@@ -42,7 +42,10 @@ void FillAndGrow(QTableWidget* table, const std::vector<QStringList>& rows) {
 }  // namespace
 
 SettingsWindow::SettingsWindow(const WindowParts& parts, Prompts& prompts, ShowHelp help, QWidget* parent)
-    : FormDialog("frmSettings", parts.t, prompts, std::move(help), parent), parts_(parts), draft_(parts.settings) {
+    : FormDialog("frmSettings", parts.t, prompts, std::move(help), parent),
+      parts_(parts),
+      shown_(parts.settings),
+      colours_(parts.settings) {
   setWindowTitle("Options");
   MakePages();
   help_line_ = PlainLabel("lblTabHelp", "", this);
@@ -53,9 +56,11 @@ SettingsWindow::SettingsWindow(const WindowParts& parts, Prompts& prompts, ShowH
   MakeSideBar();
   AddButtons();
   pages_->Show(kSettingsFields, parts_.settings);
+  shown_lists_ = TypedLists();
   for (const Enabling& e : kEnablings) pages_->Find(e.control).OnChange(this, [this] { ShowWhatApplies(); });
   ShowWhatApplies();
   ChoosePage(0);
+  QObject::connect(this, &QDialog::finished, this, [this] { parts_.engine.LeaveTestMail(); });
 }
 
 void SettingsWindow::MakeSideBar() {
@@ -205,6 +210,11 @@ void SettingsWindow::MakeExceptionsPage() {
   QObject::connect(exceptions_, &QTableWidget::cellDoubleClicked, this, [this](int row) { EditException(row); });
   QObject::connect(exceptions_, &QTableWidget::itemActivated, this,
                    [this](const QTableWidgetItem* item) { EditException(item->row()); });
+  // For those without a mouse.
+  AddButton("miExceptions", "btnModifyType", "&Modify...", [this] {
+    const QModelIndexList chosen = exceptions_->selectionModel()->selectedRows();
+    if (!chosen.isEmpty()) EditException(chosen[0].row());
+  });
   FillExceptions();
   for (int column = 0; column < 5; ++column) exceptions_->resizeColumnToContents(column);
 }
@@ -242,7 +252,7 @@ void SettingsWindow::EditException(int row) {
 
 void SettingsWindow::EditColours() {
   auto* window = new WebColours(
-      t_, prompts_, draft_, [this](const Settings& confirmed) { draft_ = confirmed; }, this);
+      t_, prompts_, colours_, [this](const Settings& confirmed) { colours_ = confirmed; }, this);
   window->setAttribute(Qt::WA_DeleteOnClose);
   window->open();
 }
@@ -255,11 +265,29 @@ void SettingsWindow::ShowWhatApplies() {
   }
 }
 
+// The settings as they are now, with what was changed here: they may have been edited by other means meanwhile.
 Settings SettingsWindow::Draft() {
-  Settings draft = draft_;
+  Settings draft = parts_.settings;
+  pages_->ReadChanges(kSettingsFields, draft);
+  for (const FormField<Settings>& field : kWebColours) {
+    if (field.get && field.get(colours_) != field.get(shown_)) field.set(draft, field.get(colours_));
+  }
+  const auto [names, matches, extensions] = TypedLists();
+  const bool same_engines = names == shown_lists_[0] && matches == shown_lists_[1];
+  if (!same_engines) draft.SearchEngines = TypedEngines(names, matches);
+  if (extensions != shown_lists_[2]) draft.Extension = TypedExtensions(extensions);
+  TidySettings(draft);
+  return draft;
+}
+
+std::array<std::vector<std::string>, 3> SettingsWindow::TypedLists() const {
+  return {ColumnTexts(*engines_, 1), ColumnTexts(*engines_, 2), ColumnTexts(*extensions_, 1)};
+}
+
+// What the pages say, for tests of servers.
+Settings SettingsWindow::ShownDraft() {
+  Settings draft = parts_.settings;
   pages_->Read(kSettingsFields, draft);
-  draft.SearchEngines = TypedEngines(ColumnTexts(*engines_, 1), ColumnTexts(*engines_, 2));
-  draft.Extension = TypedExtensions(ColumnTexts(*extensions_, 1));
   TidySettings(draft);
   return draft;
 }
@@ -316,22 +344,18 @@ void SettingsWindow::ViewArchiveLog() {
 
 void SettingsWindow::TestEmail() {
   // Of what the page says now; nothing is stored.
-  const Settings draft = Draft();
+  const Settings draft = ShownDraft();
   mail_trace_->setPlainText("Sending A Test Email To " + ShownText(draft.EmailSendTo));
-  const QPointer<SettingsWindow> self(this);
-  const int test = ++mail_test_;
   parts_.engine.SendTestMail(
       draft,
-      [self, test](bool sent, std::string_view text) {
-        if (!self || self->mail_test_ != test) return;
+      [this](bool sent, std::string_view text) {
         QString shown = ShownText(text);
         if (!sent) shown.remove('?').remove('<').remove('>');
-        self->mail_trace_->appendPlainText(sent ? "> " + shown : shown);
+        mail_trace_->appendPlainText(sent ? "> " + shown : shown);
       },
-      [self, test](const std::string& problem) {
-        if (!self || self->mail_test_ != test) return;
-        self->mail_trace_->appendPlainText(problem.empty() ? "The server took the mail" : "Failed");
-        if (!problem.empty()) self->TellLater(BoxKind::kWarning, "Email Failed: " + problem);
+      [this](const std::string& problem) {
+        mail_trace_->appendPlainText(problem.empty() ? "The server took the mail" : "Failed");
+        if (!problem.empty()) TellLater(BoxKind::kWarning, "Email Failed: " + problem);
       });
 }
 
@@ -345,7 +369,7 @@ void SettingsWindow::TestSms() {
     sms_limit_.stop();
     TellLater(passed ? BoxKind::kInformation : BoxKind::kWarning, text);
   };
-  sms_test_ = std::make_unique<SmsTest>(parts_.line_client(), Draft(), parts_.version, std::move(events));
+  sms_test_ = std::make_unique<SmsTest>(parts_.line_client(), ShownDraft(), parts_.version, std::move(events));
   sms_limit_.start();
   sms_test_->Start();
 }

@@ -8,8 +8,11 @@
 #include <QTableWidget>
 #include <QTimer>
 #include <QTreeWidget>
+#include <array>
 #include <functional>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "desktop/desktop_module.h"
 #include "desktop/form_dialog.h"
@@ -32,6 +35,9 @@ class SettingsWindow final : public FormDialog {
   QPushButton* AddButton(const char* page, const char* name, const QString& caption, std::function<void()> run);
   void Confirm() override;
   Settings Draft();
+  Settings ShownDraft();
+  // The texts of the lists that can be typed into.
+  std::array<std::vector<std::string>, 3> TypedLists() const;
   void WriteEngines(const Settings& draft);
   void ShowWhatApplies();
   void ChoosePage(size_t page);
@@ -46,13 +52,14 @@ class SettingsWindow final : public FormDialog {
   void ViewArchiveLog();
 
   WindowParts parts_;
-  Settings draft_;  // What no control of the pages themselves holds: colours and lists.
+  const Settings shown_;  // As they were when the dialog opened.
+  Settings colours_;      // With the colours that were confirmed since.
+  std::array<std::vector<std::string>, 3> shown_lists_;
   QTreeWidget* side_ = nullptr;
   QLabel* help_line_ = nullptr;
   QTableWidget *engines_ = nullptr, *extensions_ = nullptr, *exceptions_ = nullptr;
   QLineEdit* folder_ = nullptr;
   QPlainTextEdit *mail_trace_ = nullptr, *sms_trace_ = nullptr;
-  int mail_test_ = 0;  // Which one is listed.
   std::unique_ptr<SmsTest> sms_test_;
   QTimer sms_limit_;
 };

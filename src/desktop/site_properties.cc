@@ -30,7 +30,11 @@ QString KnownName(LiveTables& t, int16_t site, const std::string& address) {
 }  // namespace
 
 SiteProperties::SiteProperties(const WindowParts& parts, Prompts& prompts, int16_t site, ShowHelp help, QWidget* parent)
-    : FormDialog("frmProperties", parts.t, prompts, std::move(help), parent), parts_(parts), site_(site) {
+    : FormDialog("frmProperties", parts.t, prompts, std::move(help), parent),
+      parts_(parts),
+      site_(site),
+      looker_(parts_.files, parts_.clock, [this](const auto& s, const LogLook* look) { ShowReadNow(s, look); }),
+      shown_exclude_(parts.t.Site(site).Exclude) {
   help_page_ = "add-site";
   setWindowTitle("Site Properties");
   for (const FormField<SiteRec>& field : kSiteFields) {
@@ -68,18 +72,24 @@ void SiteProperties::MakeReadNow() {
   pages_->Find("txtEXT").row->layout()->addWidget(read_now_);
   look_.setSingleShot(true);
   look_.setInterval(kLookMs);
-  QObject::connect(&look_, &QTimer::timeout, this, [this] { ShowReadNow(); });
+  QObject::connect(&look_, &QTimer::timeout, this, [this] { LookAtFolder(); });
   for (const char* control : {"txtEXT", "txtLog", "cmboSelect", "chkFTP"}) {
     pages_->Find(control).OnChange(this, [this] { look_.start(); });
   }
-  ShowReadNow();
+  LookAtFolder();
 }
 
-void SiteProperties::ShowReadNow() {
+void SiteProperties::LookAtFolder() {
   SiteRec draft = t_.Site(site_);
   pages_->Read(kSiteFields, draft);
-  const LogLook look = draft.FTP ? LogLook() : LookAtFolder(draft, parts_.files, parts_.clock);
-  read_now_->setText(ShownText(DescribeReadNow(look, draft)));
+  if (!draft.FTP) return looker_.Start(draft);
+  looker_.Stop();
+  const LogLook none;
+  ShowReadNow(draft, &none);
+}
+
+void SiteProperties::ShowReadNow(const SiteRec& site, const LogLook* look) {
+  read_now_->setText(look ? ShownText(DescribeReadNow(*look, site)) : "Looking...");
 }
 
 void SiteProperties::MakeExclusions() {
@@ -205,15 +215,22 @@ void SiteProperties::ShowWhatApplies() {
   full_url_->setText(ShownText(TouchURL(draft)));
 }
 
+// The site as it is now, with what was changed here: it may have been edited by other means meanwhile.
 SiteRec SiteProperties::Draft() {
   SiteRec draft = t_.Site(site_);
-  pages_->Read(kSiteFields, draft);
-  draft.Exclude = ExcludeList(ColumnTexts(*exclude_, 1));
+  pages_->ReadChanges(kSiteFields, draft);
+  const std::string typed = ExcludeList(ColumnTexts(*exclude_, 1));
+  const bool untouched = typed == ExcludeList(ExcludedAddresses(shown_exclude_));
+  if (!untouched || draft.Exclude == shown_exclude_) draft.Exclude = typed;
   TidySite(draft);
   return draft;
 }
 
 void SiteProperties::Confirm() {
+  if (t_.Site(site_).Deleted) {
+    prompts_.Tell(parentWidget(), BoxKind::kInformation, "The site was removed meanwhile.");
+    return reject();
+  }
   const bool done = parts_.log.Guard("frmProperties.btnOK_Click", [this] {
     SiteRec draft = Draft();
     while (const auto problem = CheckSite(draft, site_, t_, parts_.files, renaming_)) {

@@ -5,8 +5,10 @@
 #include <QPushButton>
 #include <QTableWidget>
 #include <QTimer>
+#include <string>
 
 #include "desktop/desktop_module.h"
+#include "desktop/folder_looker.h"
 #include "desktop/form_dialog.h"
 
 namespace vantry {
@@ -22,7 +24,8 @@ class SiteProperties final : public FormDialog {
   void Confirm() override;
   SiteRec Draft();
   void ShowWhatApplies();
-  void ShowReadNow();
+  void LookAtFolder();
+  void ShowReadNow(const SiteRec& site, const LogLook* look);
   void MakeReadNow();
   void PickFolder();
   void PickLogo();
@@ -36,7 +39,9 @@ class SiteProperties final : public FormDialog {
   bool renaming_ = false;
   QLabel *full_url_ = nullptr, *read_now_ = nullptr;
   QTimer look_;  // Until nobody has typed for a moment.
+  FolderLooker looker_;
   QTableWidget *exclude_ = nullptr, *alerts_ = nullptr;
+  const std::string shown_exclude_;  // As it was when the dialog opened.
 };
 
 }  // namespace vantry

@@ -18,7 +18,9 @@ constexpr const char* kRemoteControls[] = {"txtFTPDomain", "txtFTPUser", "txtFTP
 }  // namespace
 
 SiteWizard::SiteWizard(const WindowParts& parts, Prompts& prompts, ShowHelp help, QWidget* parent)
-    : FormDialog("frmWizard", parts.t, prompts, std::move(help), parent), parts_(parts) {
+    : FormDialog("frmWizard", parts.t, prompts, std::move(help), parent),
+      parts_(parts),
+      looker_(parts_.files, parts_.clock, [this](const SiteRec& site, const LogLook* look) { ShowLook(site, look); }) {
   setWindowTitle("New Site");
   heading_ = PlainLabel("lblHeading", "", this);
   QFont font = heading_->font();
@@ -67,17 +69,24 @@ void SiteWizard::MakeLook() {
   pages_->ColumnOf(kNewSiteHeadings[kLocationPage])->addWidget(look_, 1);
   look_timer_.setSingleShot(true);
   look_timer_.setInterval(kLookMs);
-  QObject::connect(&look_timer_, &QTimer::timeout, this, [this] { ShowLook(); });
+  QObject::connect(&look_timer_, &QTimer::timeout, this, [this] { LookAtFolder(); });
   pages_->Find("txtLoc").OnChange(this, [this] { look_timer_.start(); });
 }
 
-void SiteWizard::ShowLook() {
+void SiteWizard::LookAtFolder() {
   look_timer_.stop();
   look_->clear();
   const SiteRec draft = Draft();
-  if (draft.FTP || Trim(draft.Folder).empty()) return;
-  const LogLook look = LookAtLog(draft, parts_.files, parts_.clock, t_.Corrected.NcsaFields);
-  for (const std::string& line : DescribeLook(look, draft)) look_->appendPlainText(ShownText(line));
+  if (draft.FTP || Trim(draft.Folder).empty()) return looker_.Stop();
+  looker_.Start(draft);
+}
+
+void SiteWizard::ShowLook(const SiteRec& draft, const LogLook* look) {
+  if (!look) return look_->setPlainText("Looking...");
+  look_->clear();
+  LogLook seen = *look;
+  LookInside(draft, parts_.files, t_.Corrected.NcsaFields, seen);
+  for (const std::string& line : DescribeLook(seen, draft)) look_->appendPlainText(ShownText(line));
   look_->moveCursor(QTextCursor::Start);
 }
 
@@ -122,7 +131,7 @@ void SiteWizard::ShowPage(int page) {
   previous_->setEnabled(page > 0);
   next_->setText(page == kDonePage ? "Finish" : "Next");
   web_help_->setVisible(page == kWebPage);
-  if (page == kLocationPage) ShowLook();
+  if (page == kLocationPage) LookAtFolder();
   if (page == kFtpTestPage && !ftp_passed_) {
     ftp_result_->setText("The FTP connection will now be tested. Click the Next button to begin.");
   }

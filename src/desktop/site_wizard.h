@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "desktop/desktop_module.h"
+#include "desktop/folder_looker.h"
 #include "desktop/form_dialog.h"
 #include "forms/ftp_test.h"
 
@@ -31,12 +32,14 @@ class SiteWizard final : public FormDialog {
   bool TestFolder();
   void PickFolder();
   void MakeLook();
-  void ShowLook();
+  void LookAtFolder();
+  void ShowLook(const SiteRec& draft, const LogLook* look);
 
   WindowParts parts_;
   QLabel *heading_ = nullptr, *ftp_result_ = nullptr;
   QPlainTextEdit *ftp_list_ = nullptr, *look_ = nullptr;
   QTimer look_timer_;  // Until nobody has typed for a moment.
+  FolderLooker looker_;
   QPushButton *previous_ = nullptr, *next_ = nullptr, *web_help_ = nullptr;
   std::unique_ptr<FtpTest> ftp_test_;
   bool ftp_passed_ = false, ftp_passive_ = false;

@@ -32,23 +32,6 @@ std::string NameOf(LogType type) {
   return "unknown";
 }
 
-// As much as decides, of a folder that was looked at.
-void LookInside(const std::string& path, Files& files, bool quoted_fields, LogLook& look) {
-  std::unique_ptr<LogFile> file;
-  std::string bytes;
-  Status status = files.OpenLog(path, file);
-  if (status.ok()) status = ReadFirstBytes(*file, bytes);
-  if (!status.ok()) {
-    look.problem = status.text;
-    return;
-  }
-  const std::string_view line = FirstLine(bytes);
-  look.is_empty = line.empty();
-  look.line_goes_on = line.size() > LogLook::kMostOfLine;
-  look.first_line = line.substr(0, LogLook::kMostOfLine);
-  if (const auto log = RecogniseLog(bytes, quoted_fields)) look.type = log->type;
-}
-
 std::string CountText(size_t count) {
   return std::to_string(count) + (count == 1 ? " file fits" : " files fit");
 }
@@ -71,36 +54,59 @@ std::string AgeText(int64_t seconds) {
   return "0 seconds";
 }
 
-LogLook LookAtFolder(const SiteRec& site, Files& files, const Clock& clock) {
-  LogLook look;
+FolderLook::FolderLook(const SiteRec& site, Files& files, const Clock& clock)
+    : mask_(MaskOf(site)), method_(site.SelectMethod), now_(clock.Now().s - clock.UtcOffset()) {
   if (Trim(site.Folder).empty()) {
-    look.problem = "No folder yet.";
-    return look;
+    look_.problem = "No folder yet.";
+  } else if (const Status status = files.OpenFolder(WithSeparator(site.Folder), reader_); !status.ok()) {
+    look_.problem = status.text;
   }
+}
+
+bool FolderLook::Step(size_t most) {
+  if (!reader_) return true;
   std::vector<FileEntry> entries;
-  if (const Status status = files.List(WithSeparator(site.Folder), entries); !status.ok()) {
-    look.problem = status.text;
-    return look;
-  }
-  const std::string mask = MaskOf(site);
-  std::erase_if(entries, [&](const FileEntry& entry) { return !FitsFileMask(entry.name, mask); });
-  look.fitting = entries.size();
-  const size_t shown = std::min(entries.size(), LogLook::kMostShown);
-  std::partial_sort(entries.begin(), entries.begin() + static_cast<ptrdiff_t>(shown), entries.end(), IsNewer);
-  const int64_t now = clock.Now().s - clock.UtcOffset();
-  for (size_t i = 0; i < shown; ++i) {
-    LookedLog& log = look.newest.emplace_back(LookedLog{entries[i].name, entries[i].size_bytes, std::nullopt});
+  const bool more = reader_->Next(most, entries);
+  for (const FileEntry& entry : entries) Consider(entry);
+  if (!more) reader_.reset();
+  return !more;
+}
+
+void FolderLook::Consider(const FileEntry& entry) {
+  if (!FitsFileMask(entry.name, mask_)) return;
+  ++look_.fitting;
+  newest_.insert(std::upper_bound(newest_.begin(), newest_.end(), entry, IsNewer), entry);
+  if (newest_.size() > LogLook::kMostShown) newest_.pop_back();
+  if (CanBeRead(entry, method_) && (!best_ || IsNewerLog(entry, *best_, method_))) best_ = entry;
+}
+
+LogLook FolderLook::Result() const {
+  LogLook look = look_;
+  for (const FileEntry& entry : newest_) {
+    LookedLog& log = look.newest.emplace_back(LookedLog{entry.name, entry.size_bytes, std::nullopt});
     // The clock of a file server may be another one; for an age that people read that is good enough.
-    if (entries[i].written_ns) log.age_s = now - *entries[i].written_ns / kBillion;
+    if (entry.written_ns) log.age_s = now_ - *entry.written_ns / kBillion;
   }
-  if (auto now_read = NewestLog(std::move(entries), mask, site.SelectMethod)) look.read_now = std::move(now_read->name);
+  if (best_) look.read_now = best_->name;
   return look;
 }
 
-LogLook LookAtLog(const SiteRec& site, Files& files, const Clock& clock, bool quoted_fields) {
-  LogLook look = LookAtFolder(site, files, clock);
-  if (!look.read_now.empty()) LookInside(WithSeparator(site.Folder) + look.read_now, files, quoted_fields, look);
-  return look;
+// As much as decides.
+void LookInside(const SiteRec& site, Files& files, bool quoted_fields, LogLook& look) {
+  if (look.read_now.empty()) return;
+  std::unique_ptr<LogFile> file;
+  std::string bytes;
+  Status status = files.OpenLog(WithSeparator(site.Folder) + look.read_now, file);
+  if (status.ok()) status = ReadFirstBytes(*file, bytes);
+  if (!status.ok()) {
+    look.problem = status.text;
+    return;
+  }
+  const std::string_view line = FirstLine(bytes);
+  look.is_empty = line.empty();
+  look.line_goes_on = line.size() > LogLook::kMostOfLine;
+  look.first_line = line.substr(0, LogLook::kMostOfLine);
+  if (const auto log = RecogniseLog(bytes, quoted_fields)) look.type = log->type;
 }
 
 std::string DescribeReadNow(const LogLook& look, const SiteRec& site) {

@@ -2,7 +2,9 @@
 // now, and what that one looks like.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -34,10 +36,32 @@ struct LogLook {
   std::optional<LogType> type;    // What it looks like; empty when that can't be told.
 };
 
-// Which file of the folder a scan would read now.
-LogLook LookAtFolder(const SiteRec& site, Files& files, const Clock& clock);
-// And how it begins. Reads the beginning alone, however long its lines are.
-LogLook LookAtLog(const SiteRec& site, Files& files, const Clock& clock, bool quoted_fields);
+// Finds out which file of the folder a scan would read now. In pieces, as there may be a hundred thousand of them.
+class FolderLook {
+ public:
+  // So many files are looked at in some milliseconds.
+  static constexpr size_t kPiece = 1'000;
+
+  FolderLook(const SiteRec& site, Files& files, const Clock& clock);
+  // Looks at so many more at most. True if that was all.
+  bool Step(size_t most = kPiece);
+  // What was seen, after Step has returned true.
+  LogLook Result() const;
+
+ private:
+  void Consider(const FileEntry& entry);
+
+  std::string mask_;
+  FileChoice method_;
+  int64_t now_ = 0;  // In seconds of UTC.
+  LogLook look_;
+  std::unique_ptr<FolderReader> reader_;
+  std::vector<FileEntry> newest_;  // The last written, in order.
+  std::optional<FileEntry> best_;  // The one that would be read.
+};
+
+// Adds how the one begins that would be read now. Reads the beginning alone, however long its lines are.
+void LookInside(const SiteRec& site, Files& files, bool quoted_fields, LogLook& look);
 
 // What is to be said about it, line by line: files, first line, and what it looks like beside the type of the site.
 // Names and lines of logs are in it as they are, so show it as such.

@@ -132,11 +132,15 @@ SiteRec NewSiteDraft() {
 
 std::optional<FormProblem> CheckNewFolder(const SiteRec& draft, Files& files, std::string& warning) {
   if (Trim(draft.Folder).empty()) return NotYet("txtLoc", "You must specify a log file location.");
-  std::vector<FileEntry> entries;
-  if (!files.List(WithSeparator(std::string(Trim(draft.Folder))), entries).ok())
+  std::unique_ptr<FolderReader> reader;
+  if (!files.OpenFolder(WithSeparator(std::string(Trim(draft.Folder))), reader).ok())
     return NotYet("txtLoc", "Log file folder does not exist.");
-  const bool any =
-      std::any_of(entries.begin(), entries.end(), [&](const FileEntry& e) { return FitsFileMask(e.name, draft.Mask); });
+  bool any = false;
+  for (bool more = true; more && !any;) {
+    std::vector<FileEntry> entries;
+    more = reader->Next(1'000, entries);
+    any = std::any_of(entries.begin(), entries.end(), [&](const auto& e) { return FitsFileMask(e.name, draft.Mask); });
+  }
   warning = any ? ""
                 : "WARNING:\r\nThere does not appear to be any files with a " + draft.Mask +
                       " mask in this folder. Use the Site Properties to edit the mask used for your log files.";

@@ -97,8 +97,8 @@ FormProblem Problem(std::string_view control, std::string_view text) {
 }
 
 bool FolderExists(Files& files, const std::string& folder) {
-  std::vector<FileEntry> entries;
-  return files.List(folder, entries).ok();
+  std::unique_ptr<FolderReader> reader;
+  return files.OpenFolder(folder, reader).ok();
 }
 
 bool SameSource(const SiteRec& a, const SiteRec& b) {

@@ -6,15 +6,20 @@
 
 namespace vantry {
 
-std::optional<FileEntry> NewestLog(std::vector<FileEntry> entries, std::string_view mask, FileChoice method) {
-  std::erase_if(entries, [&](const FileEntry& e) { return !FitsFileMask(e.name, mask); });
-  std::sort(entries.begin(), entries.end(), [](const FileEntry& a, const FileEntry& b) { return a.name < b.name; });
+bool CanBeRead(const FileEntry& entry, FileChoice method) {
+  return method != FileChoice::kByDate || entry.written_ns.has_value();
+}
+
+// A tie goes to the later name.
+bool IsNewerLog(const FileEntry& a, const FileEntry& b, FileChoice method) {
+  return method == FileChoice::kByDate && a.written_ns != b.written_ns ? a.written_ns > b.written_ns : a.name > b.name;
+}
+
+std::optional<FileEntry> NewestLog(const std::vector<FileEntry>& entries, std::string_view mask, FileChoice method) {
   const FileEntry* best = nullptr;
   for (const FileEntry& entry : entries) {
-    const bool by_date = method == FileChoice::kByDate;
-    // A tie goes to the later name; a file whose time can't be read is passed over.
-    if (by_date && (!entry.written_ns || (best && *entry.written_ns < *best->written_ns))) continue;
-    best = &entry;
+    if (!CanBeRead(entry, method) || !FitsFileMask(entry.name, mask)) continue;
+    if (!best || IsNewerLog(entry, *best, method)) best = &entry;
   }
   return best ? std::optional(*best) : std::nullopt;
 }

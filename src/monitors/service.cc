@@ -94,7 +94,7 @@ std::string Service::StatusText() const {
   int paused = 0;
   WallTime last;
   for (const SiteRec& site : c_.t.Sites) {
-    if (site.Paused) ++paused;
+    if (site.Rests()) ++paused;
     // Until its first scan has ended, a site has a time from which the scan is due.
     const bool scanned = site.ScanCount > 1 || (site.ScanCount == 1 && !site.Scanning);
     if (scanned) last = std::max(last, site.LastScanTime);

@@ -14,6 +14,32 @@
 namespace vantry {
 namespace {
 
+class PosixFolder final : public FolderReader {
+ public:
+  explicit PosixFolder(DIR* dir) : dir_(dir) {}
+  ~PosixFolder() override { ::closedir(dir_); }
+  PosixFolder(const PosixFolder&) = delete;
+  PosixFolder& operator=(const PosixFolder&) = delete;
+
+  bool Next(size_t most, std::vector<FileEntry>& entries) override {
+    for (size_t n = 0; n < most; ++n) {
+      const dirent* entry = ::readdir(dir_);
+      if (!entry) return false;
+      struct stat info {};
+      if (::fstatat(::dirfd(dir_), entry->d_name, &info, 0) != 0) {
+        // A file that can't be examined is listed without a time, unless it has gone in the meantime.
+        if (errno != ENOENT) entries.push_back({entry->d_name, 0, std::nullopt, 0, 0});
+      } else if (S_ISREG(info.st_mode)) {
+        entries.push_back({entry->d_name, info.st_size, WrittenNs(info), info.st_dev, info.st_ino});
+      }
+    }
+    return true;
+  }
+
+ private:
+  DIR* dir_;
+};
+
 Status WriteAll(int fd, const std::string& path, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t n = ::write(fd, bytes.data(), bytes.size());
@@ -121,19 +147,10 @@ Status PosixFiles::MakeFolder(const std::string& path) {
   return S_ISDIR(info.st_mode) ? Status::Ok() : Failure(path, ENOTDIR);
 }
 
-Status PosixFiles::List(const std::string& folder, std::vector<FileEntry>& entries) {
+Status PosixFiles::OpenFolder(const std::string& folder, std::unique_ptr<FolderReader>& reader) {
   DIR* dir = ::opendir(folder.empty() ? "." : folder.c_str());
   if (!dir) return Failure(folder, errno);
-  while (const dirent* entry = ::readdir(dir)) {
-    struct stat info {};
-    if (::fstatat(::dirfd(dir), entry->d_name, &info, 0) != 0) {
-      // A file that can't be examined is listed without a time, unless it has gone in the meantime.
-      if (errno != ENOENT) entries.push_back({entry->d_name, 0, std::nullopt, 0, 0});
-    } else if (S_ISREG(info.st_mode)) {
-      entries.push_back({entry->d_name, info.st_size, WrittenNs(info), info.st_dev, info.st_ino});
-    }
-  }
-  ::closedir(dir);
+  reader = std::make_unique<PosixFolder>(dir);
   return Status::Ok();
 }
 

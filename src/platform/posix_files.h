@@ -14,7 +14,7 @@ class PosixFiles final : public Files {
   bool Exists(const std::string& path) override;
   Status Identify(const std::string& path, FileIdentity& identity) override;
   Status MakeFolder(const std::string& path) override;
-  Status List(const std::string& folder, std::vector<FileEntry>& entries) override;
+  Status OpenFolder(const std::string& folder, std::unique_ptr<FolderReader>& reader) override;
   Status OpenLog(const std::string& path, std::unique_ptr<LogFile>& file) override;
   Status OpenUnpacked(const std::string& path, std::unique_ptr<LogFile>& file) override;
   Status Look(const std::string& path, FileLook& look) override;

@@ -40,6 +40,15 @@ class LogFile {
   virtual Status Look(FileLook& look) = 0;
 };
 
+// A folder that is being listed.
+class FolderReader {
+ public:
+  virtual ~FolderReader() = default;
+  // Looks at so many names at most and adds the plain files among them, in no particular order. False if those were the
+  // last.
+  virtual bool Next(size_t most, std::vector<FileEntry>& entries) = 0;
+};
+
 // The file system. Paths use "/".
 class Files {
  public:
@@ -58,8 +67,15 @@ class Files {
   virtual Status Identify(const std::string& path, FileIdentity& identity) = 0;
   // Creates the folder and its parents; an existing one is not a failure.
   virtual Status MakeFolder(const std::string& path) = 0;
-  // The plain files of a folder, in no particular order.
-  virtual Status List(const std::string& folder, std::vector<FileEntry>& entries) = 0;
+  virtual Status OpenFolder(const std::string& folder, std::unique_ptr<FolderReader>& reader) = 0;
+  // All plain files of a folder at once.
+  Status List(const std::string& folder, std::vector<FileEntry>& entries) {
+    std::unique_ptr<FolderReader> reader;
+    if (Status status = OpenFolder(folder, reader); !status.ok()) return status;
+    while (reader->Next(1'000, entries)) {
+    }
+    return Status::Ok();
+  }
   // Null and a failure if the file can't be opened or is not a plain file.
   virtual Status OpenLog(const std::string& path, std::unique_ptr<LogFile>& file) = 0;
   // The same for a gzip file, read as what it unpacks to; one that is cut short ends where its readable part does. Its

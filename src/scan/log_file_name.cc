@@ -11,7 +11,7 @@ std::string ScanCycle::NewestLocalFile(int16_t n) {
   const SiteRec& site = t_.Site(n);
   std::vector<FileEntry> entries;
   if (!c_.files.List(site.Folder, entries).ok()) return {};
-  const auto best = NewestLog(std::move(entries), site.Mask, site.SelectMethod);
+  const auto best = NewestLog(entries, site.Mask, site.SelectMethod);
   if (!best) return {};
   const std::string name = site.Folder + best->name;
   SiteRec& found = t_.Site(n);

@@ -60,7 +60,7 @@ void LogWatch::Changed(const std::string& folder, const std::string& name, bool 
   for (const int16_t n : sites->second) {
     SiteRec& site = t_.Site(n);
     // The first scan of a run has its own time.
-    if (site.Paused || site.ScanCount == 0) continue;
+    if (site.Rests() || site.ScanCount == 0) continue;
     const bool is_log = name.empty() || names_changed || folder != site.Folder || FitsFileMask(name, site.Mask);
     const bool is_rotated = t_.Corrected.FollowRotation &&
                             IsRotatedName(name, site.LastLogFile.substr(site.LastLogFile.rfind('/') + 1), site.Mask);

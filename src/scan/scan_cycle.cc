@@ -132,7 +132,7 @@ void ScanCycle::TickSite(int16_t n) {
   UpdateSleep(t_.Site(n));
   {
     SiteRec& site = t_.Site(n);
-    if (site.Paused) return;
+    if (site.Rests()) return;
     const WallTime now = c_.clock.Now();
     if (MinutesBetween(site.LastLookupTime, now) > (site.FTP ? 30 : 15)) site.ForceLookup = true;
     if (site.WaitsForLog) site.ForceLookup = true;
@@ -160,7 +160,7 @@ void ScanCycle::CheckSite(int16_t n) {
 }
 
 void ScanCycle::ReadNow(int16_t n) {
-  if (t_.ScanInProgress || t_.Closing || t_.Site(n).Paused) return;
+  if (t_.ScanInProgress || t_.Closing || t_.Site(n).Rests()) return;
   ++t_.Site(n).ScanCount;
   ScanSite(n);
   if (t_.Closing) return;

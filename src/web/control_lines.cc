@@ -57,7 +57,7 @@ std::string WebServer::StatusRecord() const {
   out += kEsc;
   for (const SiteRec& site : c_.t.Sites) {
     out += site.Name;
-    if (site.Paused) out += " (Paused) ";
+    if (site.Rests()) out += " (Paused) ";
     out += kEsc;
     for (const int32_t n : {site.CurrentVisitors, site.TodayAlerts, site.TodaySpiders, site.TodayExceptions}) {
       out += std::to_string(n);

@@ -62,7 +62,7 @@ void SiteRow(const PageContext& c, PageText& page, int16_t n, std::string_view p
   page << "<tr>";
   AddNumber(page, n);
   page.AddCell(PageText::AddLink(url("SITETABLE"), domain), {.mouse_over = true});
-  if (site.Paused) {
+  if (site.Rests()) {
     page.AddCell("[Monitoring Paused]", {.align = Align::kCentre});
   } else {
     AddNumber(page, site.CurrentVisitors);

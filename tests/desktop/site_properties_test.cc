@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "config/site_edits.h"
 #include "desktop/pictures.h"
 #include "forms/alert_form.h"
 #include "forms/site_form.h"
@@ -19,6 +20,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 struct SitePropertiesTest : MainWindowTest {
   SiteProperties* dialog = nullptr;
@@ -62,11 +64,11 @@ TEST_F(SitePropertiesTest, OkStoresAndCancelLeavesEveryByteAlone) {
   OpenWithVisitors();
   const std::string before = files.Get("/home/VANTRY.INI");
   Edit();
-  EXPECT_TRUE(T().Site(1).Paused) << "it rests meanwhile";
+  EXPECT_TRUE(T().Site(1).Rests()) << "meanwhile";
   Type("txtHomePage", "start.htm");
   Click(*dialog, "btnCancel");
   EXPECT_FALSE(IsOpen());
-  EXPECT_FALSE(T().Site(1).Paused);
+  EXPECT_FALSE(T().Site(1).Rests());
   EXPECT_EQ(files.Get("/home/VANTRY.INI"), before);
   EXPECT_EQ(T().Site(1).HomePage, "");
   Edit();
@@ -76,12 +78,81 @@ TEST_F(SitePropertiesTest, OkStoresAndCancelLeavesEveryByteAlone) {
   WidgetIn<QComboBox>(*dialog, "cmboFreq").setCurrentText("2 Minutes");
   Click(*dialog, "btnOK");
   EXPECT_FALSE(IsOpen());
-  EXPECT_FALSE(T().Site(1).Paused);
+  EXPECT_FALSE(T().Site(1).Rests());
   const std::string after = files.Get("/home/VANTRY.INI");
   for (const char* line :
        {"HomePage=start.htm\r\n", "TouchEvery=7\r\n", "IncludeQuery=True\r\n", "Frequency=120\r\n"}) {
     EXPECT_THAT(after, HasSubstr(line));
   }
+}
+
+TEST_F(SitePropertiesTest, OkStoresWhatWasChangedHereIntoTheSiteAsItIsNow) {
+  OpenWithVisitors();
+  T().Site(1).Exclude = "10.0.0.9";
+  Edit();
+  // By another hand, in the meantime.
+  SiteRec& site = T().Site(1);
+  site.HomePage = "theirs.htm";
+  site.Mask = "theirs.log";
+  site.Frequency = 300;
+  site.IncludeQuery = true;
+  site.Exclude = "10.0.0.9;192.168.*";
+  site.LastReadPos = 77;
+  Type("txtTouchMins", "7");
+  Click(*dialog, "btnOK");
+  EXPECT_FALSE(IsOpen());
+  EXPECT_EQ(site.TouchEvery, 7);
+  EXPECT_EQ(site.HomePage, "theirs.htm");
+  EXPECT_EQ(site.Mask, "theirs.log");
+  EXPECT_EQ(site.Frequency, 300);
+  EXPECT_TRUE(site.IncludeQuery);
+  EXPECT_EQ(site.Exclude, "10.0.0.9;192.168.*");
+  EXPECT_EQ(site.LastReadPos, 77) << "the log it reads was not changed here";
+
+  Edit();
+  site.HomePage = "again.htm";
+  site.Exclude = "10.1.1.1";
+  Type("txtHomePage", "ours.htm");
+  WidgetIn<QTableWidget>(*dialog, "gridExclude").item(0, 1)->setText("10.2.2.2");
+  Click(*dialog, "btnOK");
+  EXPECT_EQ(site.HomePage, "ours.htm");
+  EXPECT_EQ(site.Exclude, "10.2.2.2;192.168.*");
+}
+
+TEST_F(SitePropertiesTest, TheRestOfASiteThatIsEditedReachesNoFile) {
+  OpenWithVisitors();
+  const auto saved = [this] { return files.Get("/home/VANTRY.INI"); };
+  Edit();
+  engine->SaveSites();
+  EXPECT_THAT(saved(), Not(HasSubstr("Paused=True")));
+  Type("txtHomePage", "start.htm");
+  Click(*dialog, "btnOK");
+  EXPECT_THAT(saved(), HasSubstr("HomePage=start.htm\r\n"));
+  EXPECT_THAT(saved(), Not(HasSubstr("Paused=True")));
+
+  // Nobody reads it, and a pause that somebody asks for meanwhile stays.
+  Edit();
+  const int64_t read = T().Site(1).LastReadPos;
+  Log("12:00:00", "10.0.0.4");
+  Run(30);
+  EXPECT_EQ(T().Site(1).LastReadPos, read);
+  T().Site(1).Paused = true;
+  Click(*dialog, "btnCancel");
+  EXPECT_TRUE(T().Site(1).Paused);
+  engine->SaveSites();
+  EXPECT_THAT(saved(), HasSubstr("Paused=True"));
+}
+
+TEST_F(SitePropertiesTest, ASiteThatWasRemovedMeanwhileIsNotStored) {
+  OpenWithVisitors();
+  Edit();
+  DeleteSite(T(), 1);
+  const std::string before = files.Get("/home/VANTRY.INI");
+  Type("txtHomePage", "start.htm");
+  Click(*dialog, "btnOK");
+  EXPECT_FALSE(IsOpen());
+  EXPECT_THAT(prompts.told, ElementsAre("The site was removed meanwhile."));
+  EXPECT_EQ(files.Get("/home/VANTRY.INI"), before);
 }
 
 TEST_F(SitePropertiesTest, AMistakeIsToldAndItsControlShown) {
@@ -169,6 +240,23 @@ TEST_F(SitePropertiesTest, SaysWhichFileWouldBeReadNow) {
   EXPECT_TRUE(becomes("/logs/: broken on command"));
   WidgetIn<QCheckBox>(*dialog, "chkFTP").click();
   EXPECT_TRUE(becomes("The log is on an FTP server; what is there is seen at the next scan."));
+}
+
+TEST_F(SitePropertiesTest, AFullFolderIsLookedAtInPieces) {
+  OpenWithVisitors();
+  for (int i = 0; i < 20'000; ++i) files.Put("/logs/old" + std::to_string(i) + ".log", "");
+  Edit();
+  auto& now = WidgetIn<QLabel>(*dialog, "lblReadNow");
+  EXPECT_EQ(now.text(), "Looking...");
+  QApplication::processEvents();
+  EXPECT_EQ(now.text(), "Looking...") << "the loop turns between the pieces";
+  EXPECT_TRUE(QTest::qWaitFor([&] { return now.text() == "Read now: access.log (1 file fits the mask)"; }));
+  Type("txtEXT", "*.log");
+  EXPECT_TRUE(QTest::qWaitFor([&] { return now.text() == "Looking..."; }));
+  Type("txtEXT", "old7.log");
+  EXPECT_TRUE(QTest::qWaitFor([&] { return now.text() == "Read now: old7.log (1 file fits the mask)"; }));
+  Click(*dialog, "btnCancel");
+  EXPECT_FALSE(IsOpen());
 }
 
 TEST_F(SitePropertiesTest, HelpOpensItsPage) {

@@ -28,7 +28,18 @@ struct LogLookTest : ::testing::Test {
     files.clock_ns = (clock.Now().s - clock.UtcOffset() - age_s) * 1'000'000'000;
     files.Put("/logs/" + name, bytes);
   }
-  std::vector<std::string> Lines() { return DescribeLook(LookAtLog(site, files, clock, false), site); }
+  LogLook Folder() {
+    FolderLook look(site, files, clock);
+    while (!look.Step()) {
+    }
+    return look.Result();
+  }
+  LogLook Log() {
+    LogLook look = Folder();
+    LookInside(site, files, false, look);
+    return look;
+  }
+  std::vector<std::string> Lines() { return DescribeLook(Log(), site); }
 };
 
 TEST_F(LogLookTest, ShowsTheThreeNewestWithSizeAndAge) {
@@ -56,14 +67,14 @@ TEST_F(LogLookTest, TellsAWrongTypeAndATextThatIsNone) {
 TEST_F(LogLookTest, ReadsTheFileThatAScanWouldChoose) {
   Put("b.log", kNcsa, 500);
   Put("a.log", "Dear diary,\n", 5);
-  EXPECT_EQ(DescribeReadNow(LookAtFolder(site, files, clock), site), "Read now: a.log (2 files fit the mask)");
+  EXPECT_EQ(DescribeReadNow(Folder(), site), "Read now: a.log (2 files fit the mask)");
   site.SelectMethod = FileChoice::kAlphabetic;
-  EXPECT_EQ(DescribeReadNow(LookAtFolder(site, files, clock), site), "Read now: b.log (2 files fit the mask)");
+  EXPECT_EQ(DescribeReadNow(Folder(), site), "Read now: b.log (2 files fit the mask)");
   EXPECT_EQ(Lines().back(), "That looks like NCSA Common/Combined, as chosen.");
   site.Mask = "b*";
-  EXPECT_EQ(DescribeReadNow(LookAtFolder(site, files, clock), site), "Read now: b.log (1 file fits the mask)");
+  EXPECT_EQ(DescribeReadNow(Folder(), site), "Read now: b.log (1 file fits the mask)");
   site.Mask = "c*";
-  EXPECT_EQ(DescribeReadNow(LookAtFolder(site, files, clock), site), "No file fits the mask now.");
+  EXPECT_EQ(DescribeReadNow(Folder(), site), "No file fits the mask now.");
   site.FTP = true;
   EXPECT_EQ(DescribeReadNow({}, site), "The log is on an FTP server; what is there is seen at the next scan.");
 }
@@ -80,8 +91,25 @@ TEST_F(LogLookTest, SaysWhyThereIsNothing) {
   Put("x.log", kNcsa, -100);
   EXPECT_EQ(Lines()[1], "x.log, 78 bytes, written in the future") << "without a mask there is the usual one";
   files.entries["/logs/x.log"]->readable = false;
-  EXPECT_EQ(LookAtLog(site, files, clock, false).problem, "");
+  EXPECT_EQ(Log().problem, "");
   EXPECT_EQ(Lines()[1], "x.log, 78 bytes") << "nobody can say when it was written, so it is not read either";
+}
+
+TEST_F(LogLookTest, ComesInPiecesThatTellTheSame) {
+  for (int i = 0; i < 25; ++i) Put("a" + std::to_string(i) + ".log", kNcsa, 100 + (i * 7) % 25);
+  Put("note.txt", "other", 0);
+  FolderLook look(site, files, clock);
+  int steps = 1;
+  for (; !look.Step(4); ++steps) {
+  }
+  EXPECT_EQ(steps, 7);
+  EXPECT_TRUE(look.Step(4)) << "and stays at its end";
+  EXPECT_EQ(DescribeLook(look.Result(), site), DescribeLook(Folder(), site));
+  EXPECT_EQ(look.Result().fitting, 25u);
+  EXPECT_EQ(look.Result().read_now, "a0.log");
+  ASSERT_EQ(look.Result().newest.size(), 3u);
+  EXPECT_EQ(look.Result().newest[1].name, "a18.log");
+  EXPECT_EQ(look.Result().newest[2].name, "a11.log");
 }
 
 TEST_F(LogLookTest, AFileThatCanNotBeOpenedIsTold) {
@@ -92,7 +120,7 @@ TEST_F(LogLookTest, AFileThatCanNotBeOpenedIsTold) {
 
 TEST_F(LogLookTest, ALineOfAMegabyteIsCut) {
   Put("a.log", std::string(1 << 20, 'x'), 5);
-  const LogLook look = LookAtLog(site, files, clock, false);
+  const LogLook look = Log();
   EXPECT_EQ(look.first_line.size(), LogLook::kMostOfLine);
   EXPECT_TRUE(look.line_goes_on);
   size_t reads = 0;

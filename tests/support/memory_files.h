@@ -82,8 +82,9 @@ class MemoryFiles final : public Files {
     folders.insert(path);
     return Status::Ok();
   }
-  Status List(const std::string& folder, std::vector<FileEntry>& list) override {
+  Status OpenFolder(const std::string& folder, std::unique_ptr<FolderReader>& reader) override {
     if (Broken("list " + folder)) return Status::Error(Fail::kIo, folder + ": broken on command");
+    std::vector<FileEntry> list;
     for (const auto& [path, entry] : entries) {
       if (path.rfind(folder, 0) != 0 || path.find('/', folder.size()) != std::string::npos) continue;
       list.push_back({path.substr(folder.size()), static_cast<int64_t>(entry->bytes.size()),
@@ -95,6 +96,7 @@ class MemoryFiles final : public Files {
       list.push_back({path.substr(folder.size()), static_cast<int64_t>(entry->second->bytes.size()),
                       entry->second->written_ns, 1, InodeOf(*entry->second)});
     }
+    reader = std::make_unique<ListedFolder>(std::move(list));
     return Status::Ok();
   }
   Status OpenLog(const std::string& path, std::unique_ptr<LogFile>& file) override {
@@ -138,6 +140,19 @@ class MemoryFiles final : public Files {
   }
 
  private:
+  class ListedFolder final : public FolderReader {
+   public:
+    explicit ListedFolder(std::vector<FileEntry> list) : list_(std::move(list)) {}
+    bool Next(size_t most, std::vector<FileEntry>& more) override {
+      for (; most > 0 && next_ < list_.size(); --most) more.push_back(list_[next_++]);
+      return next_ < list_.size();
+    }
+
+   private:
+    std::vector<FileEntry> list_;
+    size_t next_ = 0;
+  };
+
   // Holds the content it was opened on, as an open file does when its name is given to another.
   class OpenFile final : public LogFile {
    public:
