@@ -8,6 +8,7 @@ import threading
 import unittest
 
 from fake_tds import FakeTds
+from ftp_daemons_test import start_vsftpd
 from ftp_servers import PASSWORD, USER, PyFtp, ScriptedFtp
 from harness import append, ncsa_line, skip_at_midnight, uses_address_sanitizer, wait_until
 from mail_servers import AioServer
@@ -165,6 +166,29 @@ class DialogsTest(WindowCase):
         self.press_in("New Site", "Cancel")
         self.wait_closed("New Site")
         self.assertEqual(bytes_of(home, "VANTRY.INI"), before)
+
+    def test_a_daemon_is_tried_and_followed(self):
+        home, vantry = self.open()
+        self.close_messages()
+        daemon = start_vsftpd(self, home)
+        append(home.log("access_log"), ncsa_line("10.5.5.5", "/far.html"))
+        self.to_location()
+        self.press(self.find("Via FTP.", "radio button"))
+        self.type_into("User Name", "anonymous")
+        self.find("Password", "password text").queryEditableText().setTextContents("guest")
+        self.try_ftp(daemon.port)
+        self.find("Test Successful. Click Next to continue.")
+        trace = self.text_shown(FTP_TRACE)
+        for line in ("< 230", "access_log", "> HELP"):
+            self.assertIn(line, trace)
+        self.assertNotIn("guest", trace)
+        for _ in range(2):
+            self.press_button("Next")
+        self.press_button("Finish")
+        self.wait_closed("New Site")
+        self.choose_site("Far")
+        self.menu("Start Monitoring")
+        vantry.wait_visitor("10.5.5.5", "far.html")
 
     def lines(self, home):
         """The site file, but for what each scan changes."""

@@ -81,17 +81,22 @@ class Daemon:
         self.process.wait(20)
 
 
+def start_vsftpd(test, home, tls=False):
+    """A server of the home's logs for whoever calls himself anonymous."""
+    if not os.path.exists(VSFTPD):
+        test.skipTest("vsftpd is not installed")
+    os.chmod(home.base, 0o755)
+    daemon = Daemon(test, home, [VSFTPD, "{base}/conf"], VSFTPD_CONFIG + (VSFTPD_TLS if tls else ""),
+                    plain_user="NO" if os.getuid() == 0 else "YES")
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "key.pem", "-out",
+                    "cert.pem", "-days", "2", "-subj", "/CN=localhost", "-addext",
+                    "subjectAltName=IP:127.0.0.1,DNS:localhost"], cwd=daemon.base, check=True, capture_output=True)
+    return daemon.start(test)
+
+
 class FtpDaemonsTest(FtpCase):
     def vsftpd(self, home, tls=False):
-        if not os.path.exists(VSFTPD):
-            self.skipTest("vsftpd is not installed")
-        os.chmod(home.base, 0o755)
-        daemon = Daemon(self, home, [VSFTPD, "{base}/conf"], VSFTPD_CONFIG + (VSFTPD_TLS if tls else ""),
-                        plain_user="NO" if os.getuid() == 0 else "YES")
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "key.pem", "-out",
-                        "cert.pem", "-days", "2", "-subj", "/CN=localhost", "-addext",
-                        "subjectAltName=IP:127.0.0.1,DNS:localhost"], cwd=daemon.base, check=True, capture_output=True)
-        return daemon.start(self)
+        return start_vsftpd(self, home, tls)
 
     def proftpd(self, home):
         binary = shutil.which("proftpd") or os.path.join(UNPACKED, "usr/sbin/proftpd")

@@ -1,12 +1,15 @@
 #!/usr/bin/python3
 """vantry-import on the configuration of nginx with several sites, whose visitors the program then shows."""
 
+import http.client
 import os
+import shutil
 import subprocess
 import unittest
 
-from harness import SystemTest, ncsa_line, skip_at_midnight, vantry_binary, write_file
+from harness import SystemTest, free_port, ncsa_line, skip_at_midnight, vantry_binary, wait_until, write_file
 
+NGINX = shutil.which("nginx") or "/usr/sbin/nginx"
 IMPORT = os.path.join(os.path.dirname(vantry_binary()), "vantry-import")
 
 MAIN = """user www-data;
@@ -25,6 +28,24 @@ SITES = {
     "c": "server { listen 80; server_name c.example; }\nserver { listen 80; server_name d.example; }\n",
     "e": "server {\n  server_name e.example;\n  access_log /var/log/nginx/e.log json;\n}\n",
 }
+NGINX_MAIN = """{user}
+daemon off;
+worker_processes 1;
+pid {prefix}/nginx.pid;
+events {{ worker_connections 64; }}
+http {{
+  client_body_temp_path {prefix}/tmp1; proxy_temp_path {prefix}/tmp2; fastcgi_temp_path {prefix}/tmp3;
+  uwsgi_temp_path {prefix}/tmp4; scgi_temp_path {prefix}/tmp5;
+  include sites-enabled/*;
+}}
+"""
+NGINX_SITE = """server {{
+  listen 127.0.0.1:{port};
+  server_name {name}.example www.{name}.example;
+  root pages;
+  access_log logs/{name}.log;
+}}
+"""
 
 
 class ImportTest(SystemTest):
@@ -80,6 +101,54 @@ class ImportTest(SystemTest):
         vantry = self.start(home)
         for address, page in (("10.0.0.1", "a.html"), ("10.0.0.2", "b.html"), ("10.0.0.3", "c.html")):
             vantry.wait_visitor(address, page)
+
+    def nginx(self, root):
+        """A running nginx whose whole configuration is below this folder: of the prefix that Debian builds it with, and
+        of its configuration file, it knows by relative paths alone where they are."""
+        prefix, port = os.path.join(root, "usr/share/nginx"), free_port()
+        for folder in (os.path.join(prefix, "pages"), os.path.join(prefix, "logs"), os.path.join(root, "etc/nginx/sites-enabled")):
+            os.makedirs(folder)
+        write_file(os.path.join(prefix, "pages/index.html"), "Welcome.\n")
+        config = os.path.join(root, "etc/nginx/nginx.conf")
+        write_file(config, NGINX_MAIN.format(user="user root;" if os.geteuid() == 0 else "", prefix=prefix))
+        for name in ("a", "b"):
+            write_file(os.path.join(root, "etc/nginx/sites-enabled", name), NGINX_SITE.format(port=port, name=name))
+        os.chmod(os.path.dirname(root), 0o755)
+        process = subprocess.Popen([NGINX, "-p", prefix + "/", "-e", prefix + "/error.log", "-c", config],
+                                   stdin=subprocess.DEVNULL, env={"TZ": "UTC", "PATH": "/usr/bin:/bin"})
+
+        def end():
+            process.terminate()
+            process.wait(20)
+        self.addCleanup(end)
+        return port
+
+    def visit(self, port, host, address):
+        """True once there is an answer; before that nobody listens."""
+        connection = http.client.HTTPConnection("127.0.0.1", port, timeout=20, source_address=(address, 0))
+        try:
+            connection.request("GET", "/index.html", headers={"Host": host, "User-Agent": "Mozilla/5.0 (X11)"})
+            return connection.getresponse().status == 200
+        except OSError:
+            return False
+        finally:
+            connection.close()
+
+    @unittest.skipUnless(os.path.exists(NGINX), "nginx is not installed")
+    def test_one_command_on_a_machine_with_nginx(self):
+        skip_at_midnight()
+        home = self.home()
+        os.unlink(home.file("registry.ini"))  # The folder is new.
+        root = os.path.join(home.base, "machine")
+        port = self.nginx(root)
+        wait_until(lambda: self.visit(port, "a.example", "127.0.0.250"), what="nginx does not answer")
+        done = self.run_import(home, "--all", "--root", root)
+        self.assertEqual((done.returncode, done.stderr), (0, ""), done.stdout)
+        vantry = self.start(home)
+        for host, address in (("a.example", "127.0.0.9"), ("b.example", "127.0.0.10")):
+            self.assertTrue(self.visit(port, host, address))
+            vantry.wait_visitor(address, "index.html")
+        self.assertEqual({v.domain for v in vantry.list()}, {"a.example", "b.example"})
 
     @staticmethod
     def files(root):
