@@ -4,13 +4,15 @@ and what becomes of an edit in the files and at the port."""
 
 import os
 import socket
+import subprocess
 import threading
 import unittest
 
 from fake_tds import FakeTds
 from ftp_daemons_test import start_vsftpd
 from ftp_servers import PASSWORD, USER, PyFtp, ScriptedFtp
-from harness import append, ncsa_line, skip_at_midnight, uses_address_sanitizer, wait_until
+from harness import (append, ncsa_line, side_by_side, skip_at_midnight, uses_address_sanitizer, vantry_binary,
+                     wait_until)
 from mail_servers import AioServer
 from window_case import MODULE, WindowCase
 
@@ -231,6 +233,18 @@ class DialogsTest(WindowCase):
         self.assertEqual(changed, [(b"HomePage=index.html", b"HomePage=a=b; [c].htm")])
         self.assertEqual(len(whole), len(self.lines(home)))
 
+        # What is changed meanwhile by other means stays, and the rest of the site reaches no file.
+        self.menu("Edit Site")
+        self.type_into("Home Page for this site", "b.htm")
+        ctl = os.path.join(os.path.dirname(vantry_binary()), "vantryctl")
+        subprocess.run([ctl, "set-site", home.path, "Garden", "EmailAddress=shop@example.test"], check=True,
+                       stdout=subprocess.DEVNULL, timeout=60)
+        self.assertEqual(home.site_values("Garden")["Paused"], "False")
+        self.confirm()
+        values = home.site_values("Garden")
+        self.assertEqual((values["HomePage"], values["EmailAddress"], values["Paused"]),
+                         ("b.htm", "shop@example.test", "False"))
+
         # Another mask: what stands there is read from its first byte, and so is the next one's.
         for mask, address in (("other.log", "10.1.3.0"), ("new.log", "10.1.1.0")):
             self.menu("Edit Site")
@@ -267,4 +281,4 @@ class DialogsTest(WindowCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    side_by_side()

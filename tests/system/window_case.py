@@ -128,6 +128,12 @@ class WindowCase(SystemTest):
     def press_button(self, caption):
         self.press(self.find(caption, *BUTTON))
 
+    def check(self, caption):
+        """Switches a box on, if it is not."""
+        box = self.find(caption, "check box")
+        if not box.getState().contains(pyatspi.STATE_CHECKED):
+            self.press(box)
+
     def rows(self, list_name):
         """The cells of a list, row by row."""
         table = self.find(list_name, "table").queryTable()

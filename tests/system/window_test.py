@@ -10,7 +10,7 @@ import threading
 import time
 import unittest
 
-from harness import append, ncsa_line, skip_at_midnight, vantry_binary, wait_until
+from harness import append, ncsa_line, side_by_side, skip_at_midnight, vantry_binary, wait_until
 from window_case import MODULE, Display, WindowCase
 
 
@@ -93,45 +93,6 @@ class WindowTest(WindowCase):
         self.find("Exceptions", "table")
         self.menu("Visitors")
         self.wait_rows("Current Visitors", 4)
-
-    def test_from_an_empty_folder_to_an_alert_in_dialogs_alone(self):
-        skip_at_midnight()
-        home = self.home()
-        home.write_sites()
-        append(home.log("access_log"), ncsa_line("10.0.0.1", "/first.html"))
-        vantry = self.start(home, env=self.display.of_the_program())
-        wait_until(lambda: self.application() is not None, what="the window is not on the accessibility bus")
-        self.press_button("No")  # Nothing to import.
-        self.menu("Add Site")
-        self.press_button("Next")
-        self.type_into("Enter the Name of the site (Eg: Site1)", "Garden")
-        self.type_into("Domain", "www.garden.example/")
-        self.press_button("Next")
-        self.press(self.find("NCSA Common or Combined. Used by Apache many other web servers.", "radio button"))
-        self.press_button("Next")
-        self.press_button("Next")
-        self.type_into("Folder of the log files", home.logs)
-        for _ in range(2):
-            self.press_button("Next")
-        self.press_button("Finish")
-        wait_until(lambda: "[Garden]" in self.text_of(home, "VANTRY.INI"))
-        self.choose_site("Garden")
-        self.menu("Start Monitoring")
-        vantry.wait_visitor("10.0.0.1")
-        self.close_messages()
-
-        self.menu("Edit Site")
-        self.type_into("Home Page for this site", "first.html")
-        self.press_button("OK")
-        wait_until(lambda: home.site_values("Garden").get("HomePage") == "first.html")
-        self.menu("Options...")
-        self.type_into("Send To", "ops@example.com")
-        self.press_button("OK")
-        wait_until(lambda: "EmailSendTo=ops@example.com" in self.text_of(home, "SETTINGS.INI"))
-        self.menu("Alerts")
-        self.wait_rows("Current Alerts", 1)
-        append(home.log("access_log"), ncsa_line("10.0.0.2", "/second.html") + ncsa_line("10.0.0.2", "/x"))
-        self.wait_rows("Current Alerts", 2)
 
     def test_closing_asks_and_ends_the_program_only_with_yes(self):
         home, vantry = self.open()
@@ -225,4 +186,4 @@ class WindowTest(WindowCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    side_by_side()
