@@ -8,7 +8,7 @@ import unittest
 import zoneinfo
 
 from harness import (MONTHS, MovedClock, SystemTest, append, faketime_library, ncsa_line, seconds_to_midnight,
-                     vantry_binary, w3c_header, w3c_line, wait_until, write_file)
+                     side_by_side, vantry_binary, w3c_header, w3c_line, wait_until, write_file)
 
 UTC = datetime.timezone.utc
 FIELDS = "date time c-ip cs-uri-stem sc-status cs(User-Agent)"
@@ -165,4 +165,4 @@ class CorrectedReadingTest(SystemTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    side_by_side()

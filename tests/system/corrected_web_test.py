@@ -13,7 +13,7 @@ import browser_test
 import wap_test
 import web_browser
 import web_world
-from harness import SystemTest, receives_nothing, skip_at_midnight, uses_address_sanitizer, wait_until
+from harness import SystemTest, receives_nothing, side_by_side, skip_at_midnight, uses_address_sanitizer, wait_until
 
 LOGIN = {"WebAccessControl": "True", "WebUsername": "operator", "WebPassword": "open sesame"}
 FORM = b"UserName=%s&Password=%s&B1=Submit"
@@ -347,4 +347,4 @@ class PhoneTest(SystemTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    side_by_side()

@@ -7,10 +7,9 @@ import socket
 import subprocess
 import tempfile
 import time
-import unittest
 
-from harness import (SystemTest, append, ncsa_line, skip_at_midnight, uses_address_sanitizer, w3c_header, w3c_line,
-                     wait_until, write_file)
+from harness import (SystemTest, append, ncsa_line, side_by_side, skip_at_midnight, uses_address_sanitizer, w3c_header,
+                     w3c_line, wait_until, write_file)
 
 MB = 1 << 20
 
@@ -282,4 +281,4 @@ class ZoneTest(SystemTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    side_by_side()

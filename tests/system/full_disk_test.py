@@ -6,10 +6,9 @@ import resource
 import signal
 import subprocess
 import time
-import unittest
 
 import tables
-from harness import append, wait_until, write_file
+from harness import append, side_by_side, wait_until, write_file
 from history_case import HistoryTest, busy_lines
 
 NO_SPACE = "No space left on device"
@@ -213,4 +212,4 @@ class FullDiskTest(HistoryTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    side_by_side()

@@ -1,6 +1,7 @@
 """What the whole-program tests share: a program folder of their own, the running program, its two protocols."""
 
 import collections
+import concurrent.futures
 import glob
 import os
 import random
@@ -9,6 +10,7 @@ import shutil
 import signal
 import socket
 import subprocess
+import sys
 import tempfile
 import time
 import unittest
@@ -430,6 +432,25 @@ class SystemTest(unittest.TestCase):
         """Time in which a site with Frequency 1 is scanned at least twice, for tests that nothing happens."""
         time.sleep(seconds)
         self.assertTrue(vantry.running(), vantry.stderr())
+
+
+def side_by_side(at_once=4):
+    """In place of unittest.main for scripts whose cases wait most of their time: so many of them at once, each in a
+    process of its own. Named cases run one after the other, as ever."""
+    if len(sys.argv) > 1:
+        unittest.main()
+    names = [case.id().split(".", 1)[1] for suite in unittest.defaultTestLoader.loadTestsFromModule(sys.modules["__main__"])
+             for case in suite]
+    failed, begin = [], time.monotonic()
+    with concurrent.futures.ThreadPoolExecutor(at_once) as pool:
+        runs = pool.map(lambda name: subprocess.run([sys.executable, sys.argv[0], name], stdin=subprocess.DEVNULL,
+                                                    stdout=subprocess.PIPE, stderr=subprocess.STDOUT), names)
+        for name, run in zip(names, runs):
+            print("== %s\n%s" % (name, run.stdout.decode("utf-8", "replace")), flush=True)
+            if run.returncode:
+                failed.append(name)
+    print("%d cases in %.1f s; failed: %s" % (len(names), time.monotonic() - begin, ", ".join(failed) or "none"))
+    sys.exit(1 if failed or not names else 0)
 
 
 def read_all(s):

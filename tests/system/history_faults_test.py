@@ -3,10 +3,9 @@
 import itertools
 import os
 import shutil
-import unittest
 
 import tables
-from harness import append, wait_until, write_file
+from harness import append, side_by_side, wait_until, write_file
 from history_case import HistoryTest, busy_lines, hit
 
 
@@ -368,4 +367,4 @@ class FolderTest(TroubleTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    side_by_side()

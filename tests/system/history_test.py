@@ -3,10 +3,9 @@
 import os
 import threading
 import time
-import unittest
 
 import tables
-from harness import append, ncsa_line, w3c_header, w3c_line, wait_until, write_file
+from harness import append, ncsa_line, side_by_side, w3c_header, w3c_line, wait_until, write_file
 from history_case import HistoryTest, at, busy_lines, hit
 from history_model import DAY, Model, Site
 
@@ -256,4 +255,4 @@ class ReadersTest(HistoryTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    side_by_side()

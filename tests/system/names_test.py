@@ -9,11 +9,10 @@ import socket
 import subprocess
 import threading
 import time
-import unittest
 
 from dnslib import PTR, QTYPE, RCODE, RR, DNSLabel, DNSRecord
 
-from harness import SystemTest, append, free_port, ncsa_line, skip_at_midnight, wait_until
+from harness import SystemTest, append, free_port, ncsa_line, side_by_side, skip_at_midnight, wait_until
 
 DNSMASQ = shutil.which("dnsmasq") or "/usr/sbin/dnsmasq"
 PROMPT = 5.0  # Seconds for an answer of the port; generous for a sanitizer build on a busy machine.
@@ -303,4 +302,4 @@ class NamesTest(SystemTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    side_by_side()

@@ -6,10 +6,9 @@ import socket
 import statistics
 import threading
 import time
-import unittest
 
-from harness import (SystemTest, append, ncsa_line, parse_list, read_all, read_line, receives_nothing, skip_at_midnight,
-                     uses_address_sanitizer, wait_until, write_file)
+from harness import (SystemTest, append, ncsa_line, parse_list, read_all, read_line, receives_nothing, side_by_side,
+                     skip_at_midnight, uses_address_sanitizer, wait_until, write_file)
 
 MB = 1 << 20
 LIST = b"GET /?LIST& HTTP/1.0\r\n\r\n"
@@ -349,4 +348,4 @@ class BigScanTest(SystemTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    side_by_side()

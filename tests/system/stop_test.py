@@ -4,10 +4,9 @@ again whose rows are missing."""
 import os
 import subprocess
 import time
-import unittest
 
 import tables
-from harness import append, wait_until, write_file
+from harness import append, side_by_side, wait_until, write_file
 from history_case import NO_EXCEPTIONS, HistoryTest, busy_lines, hit
 
 
@@ -134,4 +133,4 @@ class StopTest(HistoryTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    side_by_side()

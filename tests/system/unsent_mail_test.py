@@ -3,9 +3,8 @@
 import os
 import signal
 import time
-import unittest
 
-from harness import free_port, wait_until
+from harness import free_port, side_by_side, wait_until
 from mail_case import EXCEPTION_404, TO, MailCase
 from mail_servers import ScriptedServer
 
@@ -143,4 +142,4 @@ class UnsentMailTest(MailCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    side_by_side()
