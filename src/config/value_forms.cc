@@ -31,7 +31,7 @@ std::optional<int64_t> ParsePosition(std::string_view text) {
 std::vector<std::string_view> TextLines(std::string_view bytes) {
   std::vector<std::string_view> lines;
   while (!bytes.empty()) {
-    const size_t end = bytes.find_first_of("\r\n");
+    const size_t end = FindLineEnd(bytes);
     lines.push_back(bytes.substr(0, end));
     if (end == std::string_view::npos) break;
     const bool pair = bytes[end] == '\r' && end + 1 < bytes.size() && bytes[end + 1] == '\n';

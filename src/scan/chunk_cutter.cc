@@ -37,7 +37,7 @@ void ChunkCutter::Feed(int64_t count, std::string_view bytes, const Sink& sink) 
   if (half_.empty()) bytes.remove_prefix(std::min(bytes.find_first_not_of(kLineEnds), bytes.size()));
   const size_t last = bytes.find_last_of(kLineEnds);
   if (last == std::string_view::npos) return Keep(bytes);
-  const size_t first = bytes.find_first_of(kLineEnds);
+  const size_t first = FindLineEnd(bytes);
   Keep(bytes.substr(0, first));
   chunk_ = half_;
   chunk_ += bytes.substr(first, last + 1 - first);

@@ -294,9 +294,8 @@ void RemoteLogs::TakeWholeLines(int16_t n, int64_t count, std::string_view bytes
   FTPStatus("Receiving:" + ReceivedText(count));
   SiteRec& site = t_.Site(n);
   std::string& half = site.FTPPartialLine;
-  const std::string_view ends = site.Unix ? "\n" : "\r\n";
   while (!bytes.empty()) {
-    const size_t end = bytes.find_first_of(ends);
+    const size_t end = site.Unix ? bytes.find('\n') : FindLineEnd(bytes);
     const std::string_view part = bytes.substr(0, end);
     const size_t room = LineReader::kMaxLine - std::min(LineReader::kMaxLine, half.size());
     if (end == std::string_view::npos) {
@@ -386,7 +385,7 @@ void RemoteLogs::Unload() {
 }
 
 std::string_view FTPNextLine(std::string_view& text) {
-  const size_t end = text.find_first_of("\r\n");
+  const size_t end = FindLineEnd(text);
   if (end == std::string_view::npos || end + 1 == text.size()) return {};
   const std::string_view line = text.substr(0, end);
   const char next = text[end + 1];

@@ -29,6 +29,14 @@ TEST(Text, Split_KeepsEmptyParts) {
   EXPECT_EQ(Split("", ','), std::vector<std::string_view>{""});
 }
 
+TEST(Text, FindLineEnd_TakesTheFirstOfEitherKind) {
+  EXPECT_EQ(FindLineEnd("ab\ncd\r"), 2u);
+  EXPECT_EQ(FindLineEnd("a\rb\n"), 1u);
+  EXPECT_EQ(FindLineEnd("\r\n"), 0u);
+  EXPECT_EQ(FindLineEnd("none"), std::string_view::npos);
+  EXPECT_EQ(FindLineEnd(""), std::string_view::npos);
+}
+
 TEST(Text, ReplaceAll_DoesNotLookAtWhatItPutIn) {
   EXPECT_EQ(ReplaceAll("aaa", "a", "aa"), "aaaaaa");
   EXPECT_EQ(ReplaceAll("a%20b%20", "%20", " "), "a b ");
