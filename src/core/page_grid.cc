@@ -12,15 +12,13 @@ void PageRows::AddRow(VisitorRec& visitor, int16_t no, std::string_view page, st
   if (rows_.size() >= kMaxRows) text = DropFront();
   text.assign(page).append(query);
   text_bytes_ += text.size();
-  rows_.push_back(PageRow{std::move(text), &visitor, visitor.LastPageRow, second_of_day, no});
+  rows_.push_back(PageRow{std::move(text), visitor.LastPageRow, second_of_day, no});
   visitor.LastPageRow = first_ + rows_.size() - 1;
   while (text_bytes_ > kMaxTextBytes) DropFront();
 }
 
 std::string PageRows::DropFront() {
-  // The visitor's chain may still name this row; a number below first_ is no longer a row. Looking the visitor up here
-  // would touch the memory of somebody long gone quiet at each new row.
-  if (!rows_.front().visitor) --dead_;
+  // The visitor's chain may still name this row; a number below first_ is no longer a row.
   std::string text = std::move(rows_.front().page);
   text_bytes_ -= text.size();
   rows_.pop_front();
@@ -28,25 +26,11 @@ std::string PageRows::DropFront() {
   return text;
 }
 
-void PageRows::DeleteRows(VisitorRec& visitor) {
-  // Rows that were dropped at the front end the chain too.
-  for (uint64_t n = visitor.LastPageRow; n != kNoRow && n >= first_;) {
-    PageRow& row = rows_[n - first_];
-    row.visitor = nullptr;
-    text_bytes_ -= row.page.size();
-    std::string().swap(row.page);
-    ++dead_;
-    n = row.previous;
-  }
-  visitor.LastPageRow = kNoRow;
-  while (!rows_.empty() && !rows_.front().visitor) DropFront();
-}
-
 void PageRows::Clear() {
   // The numbers run on, so that a head which a visitor still holds is below every later row.
   first_ += rows_.size();
   rows_.clear();
-  dead_ = text_bytes_ = 0;
+  text_bytes_ = 0;
 }
 
 void TraceRows::AddRow(std::string_view site, int64_t position, std::string_view text) {

@@ -13,15 +13,15 @@ struct VisitorRec;
 
 struct PageRow {
   std::string page;       // Page with its query.
-  VisitorRec* visitor;    // Whose view it was; null once that visitor left and the row is deleted.
   uint64_t previous;      // The visitor's row before this one, or kNoRow.
   int32_t second_of_day;  // Log time of the view.
   int16_t no;             // The visitor's page count at that view.
 };
 
-// The pages of all listed visitors, in order of arrival. Holds the newest views, up to kMaxRows of them with up to
-// kMaxTextBytes of text; older ones go first, as one busy day must not fill the memory with views that nobody
-// looks at.
+// The newest page views, in order of arrival: up to kMaxRows of them with up to kMaxTextBytes of text, as one busy day
+// must not fill the memory with views that nobody looks at. Rows are reached through their visitor, from LastPageRow
+// back. So those of a visitor who left are out of reach, and go when they are the oldest: to delete them one by one
+// would touch memory that has long gone cold, for every visitor of a first scan.
 class PageRows {
  public:
   static constexpr size_t kMaxRows = 200'000;
@@ -30,32 +30,21 @@ class PageRows {
 
   // Adds a view of `visitor` and makes it the head of the visitor's chain.
   void AddRow(VisitorRec& visitor, int16_t no, std::string_view page, std::string_view query, int32_t second_of_day);
-  // Deletes all rows of this visitor.
-  void DeleteRows(VisitorRec& visitor);
+  // Deletes all rows; those of a visitor who stays are no longer reached.
   void Clear();
-  size_t RowCount() const { return rows_.size() - dead_; }
+  size_t RowCount() const { return rows_.size(); }
   // Rows have numbers in the order of arrival, none of them used twice. The row with this number, null if it is gone.
   const PageRow* At(uint64_t number) const {
-    const bool in_list = number >= first_ && number - first_ < rows_.size();
-    return in_list && rows_[number - first_].visitor ? &rows_[number - first_] : nullptr;
+    return number >= first_ && number - first_ < rows_.size() ? &rows_[number - first_] : nullptr;
   }
-  // The number of the oldest row that may be there.
+  // The number of the oldest row.
   uint64_t FirstNumber() const { return first_; }
-
-  // Calls `f(PageRow&)` for each row in order of arrival.
-  template <class F>
-  void ForEach(F&& f) {
-    for (PageRow& row : rows_) {
-      if (row.visitor) f(row);
-    }
-  }
 
  private:
   std::string DropFront();
   std::deque<PageRow> rows_;
   size_t text_bytes_ = 0;
   uint64_t first_ = 0;  // The number of rows_.front().
-  size_t dead_ = 0;
 };
 
 struct TraceRow {

@@ -168,7 +168,7 @@ class PageSource final : public DescribedRows<PageRow> {
     if (!v) return;
     const size_t begin = rows.size();
     uint64_t number = v->LastPageRow;
-    for (const PageRow* row = At(number); row && row->visitor == v; row = At(number)) {
+    for (const PageRow* row = At(number); row; row = At(number)) {
       rows.push_back(number);
       number = row->previous;
     }

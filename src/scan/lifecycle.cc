@@ -126,6 +126,7 @@ Status Lifecycle::RemoveEach(std::vector<int32_t>& numbers, bool yields) {
     if (yields && !GoOn()) return Status::Ok();
   }
   t_.Visitors.CloseGaps();
+  if (t_.Visitors.Count() == 0) t_.pageGrid.Clear();
   for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
     if (!t_.Site(n).ViewDirty) continue;
     c_.view.RefreshSiteNode(n);
@@ -142,7 +143,6 @@ void Lifecycle::Leave(VisitorRec& v) {
   site.LastTime = v.LastHitTime;
   if (site.CurrentVisitors > 0) --site.CurrentVisitors;
   site.ViewDirty = true;
-  t_.pageGrid.DeleteRows(v);
   FinishAlertRow(v);
   if (t_.InterfaceCount > 0 && !IsQuietLine(t_, site)) c_.events.VisitorLeft(site.Domain, v);
   c_.history.UpdateVisitInDatabase(v);

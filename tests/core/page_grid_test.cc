@@ -1,9 +1,9 @@
 #include "core/page_grid.h"
 
+#include <algorithm>
 #include <array>
 #include <random>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -13,60 +13,52 @@
 namespace vantry {
 namespace {
 
+// The page counts of the visitor's rows, oldest first.
+std::vector<int> Of(const PageRows& rows, const VisitorRec& v) {
+  std::vector<int> counts;
+  for (const PageRow* row = rows.At(v.LastPageRow); row; row = rows.At(row->previous)) counts.push_back(row->no);
+  std::reverse(counts.begin(), counts.end());
+  return counts;
+}
+
 TEST(PageRows, AddRow_HoldsPageWithQuery) {
   PageRows rows;
   VisitorRec v;
   rows.AddRow(v, 3, "/a.asp", "?b=1", 3'661);
-  int seen = 0;
-  rows.ForEach([&](PageRow& row) {
-    ++seen;
-    EXPECT_EQ(row.page, "/a.asp?b=1");
-    EXPECT_EQ(row.no, 3);
-    EXPECT_EQ(row.second_of_day, 3'661);
-    EXPECT_EQ(row.visitor, &v);
-  });
-  EXPECT_EQ(seen, 1);
+  ASSERT_EQ(rows.RowCount(), 1u);
+  const PageRow& row = *rows.At(v.LastPageRow);
+  EXPECT_EQ(row.page, "/a.asp?b=1");
+  EXPECT_EQ(row.no, 3);
+  EXPECT_EQ(row.second_of_day, 3'661);
+  EXPECT_EQ(row.previous, PageRows::kNoRow);
 }
 
-TEST(PageRows, DeleteRows_TakesTheChainOfOneVisitorAlone) {
+TEST(PageRows, AddRow_ChainsTheRowsOfEachVisitor) {
   PageRows rows;
   VisitorRec a, b;
   for (int16_t i = 1; i <= 5; ++i) {
     rows.AddRow(a, i, "/a", "", 0);
-    rows.AddRow(b, i, "/b", "", 0);
+    rows.AddRow(b, static_cast<int16_t>(10 * i), "/b", "", 0);
   }
-  rows.DeleteRows(a);
-  EXPECT_EQ(rows.RowCount(), 5u);
-  EXPECT_EQ(a.LastPageRow, PageRows::kNoRow);
-  int16_t no = 0;
-  rows.ForEach([&](PageRow& row) {
-    EXPECT_EQ(row.visitor, &b);
-    EXPECT_EQ(row.no, ++no);
-  });
-  rows.DeleteRows(a);
-  EXPECT_EQ(rows.RowCount(), 5u);
-  rows.DeleteRows(b);
-  EXPECT_EQ(rows.RowCount(), 0u);
+  EXPECT_EQ(Of(rows, a), (std::vector{1, 2, 3, 4, 5}));
+  EXPECT_EQ(Of(rows, b), (std::vector{10, 20, 30, 40, 50}));
+  EXPECT_EQ(Of(rows, VisitorRec{}), std::vector<int>{});
 }
 
 TEST(PageRows, AddRow_BeyondTheCapDropsTheOldest) {
   PageRows rows;
   VisitorRec early, a, b;
   rows.AddRow(early, 1, "/early", "", 0);
-  for (size_t i = 1; i < PageRows::kMaxRows; ++i) rows.AddRow(i % 2 ? a : b, 1, "/p", "", static_cast<int32_t>(i % 60));
+  rows.AddRow(a, 1, "/a", "", 0);
+  for (size_t i = 2; i < PageRows::kMaxRows; ++i) rows.AddRow(b, 1, "/p", "", 0);
   EXPECT_EQ(rows.RowCount(), PageRows::kMaxRows);
+  EXPECT_EQ(Of(rows, early), std::vector{1});
   rows.AddRow(a, 2, "/new", "", 0);
   EXPECT_EQ(rows.RowCount(), PageRows::kMaxRows);
-  rows.ForEach([&](PageRow& row) { ASSERT_NE(row.visitor, &early); });
-  rows.DeleteRows(early);
-  EXPECT_EQ(rows.RowCount(), PageRows::kMaxRows);
-  for (int i = 0; i < 10; ++i) rows.AddRow(b, 2, "/new", "", 0);
-  EXPECT_EQ(rows.RowCount(), PageRows::kMaxRows);
-  // The chain of `a` reaches back to rows that are gone.
-  rows.DeleteRows(a);
-  rows.ForEach([&](PageRow& row) { ASSERT_EQ(row.visitor, &b); });
-  rows.DeleteRows(b);
-  EXPECT_EQ(rows.RowCount(), 0u);
+  EXPECT_EQ(Of(rows, early), std::vector<int>{});
+  EXPECT_EQ(Of(rows, a), (std::vector{1, 2}));
+  rows.AddRow(b, 2, "/new", "", 0);
+  EXPECT_EQ(Of(rows, a), std::vector{2}) << "the chain ends at rows that are gone";
 }
 
 TEST(PageRows, AddRow_BeyondTheBytesOfTextDropsTheOldest) {
@@ -75,57 +67,44 @@ TEST(PageRows, AddRow_BeyondTheBytesOfTextDropsTheOldest) {
   const std::string page(1 << 20, 'p');
   for (int i = 0; i < 40; ++i) rows.AddRow(a, 1, page, "", 0);
   EXPECT_EQ(rows.RowCount(), PageRows::kMaxTextBytes >> 20);
-  rows.DeleteRows(a);
-  EXPECT_EQ(rows.RowCount(), 0u);
+  rows.Clear();
   for (int i = 0; i < 10; ++i) rows.AddRow(a, 1, page, "", 0);
   EXPECT_EQ(rows.RowCount(), 10u);
 }
 
-TEST(PageRows, Clear_ForgetsDeletedRowsAndOldChains) {
+TEST(PageRows, Clear_LeavesNobodyARow) {
   PageRows rows;
   VisitorRec a, b;
   rows.AddRow(b, 1, "/b", "", 0);
   rows.AddRow(a, 1, "/a", "", 0);
-  rows.AddRow(b, 2, "/b", "", 0);
-  rows.DeleteRows(a);
   rows.Clear();
   EXPECT_EQ(rows.RowCount(), 0u);
-  VisitorRec c;
-  for (int16_t i = 1; i <= 5; ++i) rows.AddRow(c, i, "/c", "", 0);
-  // `b` was there before the list was cleared: none of the new rows are its own.
-  rows.DeleteRows(b);
-  EXPECT_EQ(rows.RowCount(), 5u);
+  EXPECT_EQ(Of(rows, b), std::vector<int>{});
+  for (int16_t i = 1; i <= 5; ++i) rows.AddRow(a, i, "/a", "", 0);
+  EXPECT_EQ(Of(rows, b), std::vector<int>{}) << "none of the new rows are its own";
   rows.AddRow(b, 3, "/b", "", 0);
-  rows.DeleteRows(b);
-  EXPECT_EQ(rows.RowCount(), 5u);
+  EXPECT_EQ(Of(rows, b), std::vector{3});
 }
 
 TEST(PageRows, RandomOperations_MatchAPlainModel) {
   PageRows rows;
   std::array<VisitorRec, 12> visitors;
-  std::vector<std::pair<VisitorRec*, int16_t>> model;
+  std::array<std::vector<int>, 12> model;
   std::mt19937 random(11);
   for (int i = 0; i < 20'000; ++i) {
-    VisitorRec& v = visitors[random() % visitors.size()];
+    const size_t n = random() % visitors.size();
     const uint32_t kind = random() % 1'000;
     if (kind < 970) {
-      rows.AddRow(v, static_cast<int16_t>(i % 30'000), "/p", "", 0);
-      model.emplace_back(&v, static_cast<int16_t>(i % 30'000));
+      rows.AddRow(visitors[n], static_cast<int16_t>(i), "/p", "", 0);
+      model[n].push_back(static_cast<int16_t>(i));
     } else if (kind < 999) {
-      rows.DeleteRows(v);
-      std::erase_if(model, [&](const auto& row) { return row.first == &v; });
+      visitors[n] = VisitorRec{};
+      model[n].clear();
     } else {
       rows.Clear();
-      model.clear();
+      model.fill({});
     }
-    ASSERT_EQ(rows.RowCount(), model.size());
-    if (i % 200 != 0) continue;
-    size_t at = 0;
-    rows.ForEach([&](PageRow& row) {
-      ASSERT_LT(at, model.size());
-      ASSERT_EQ(std::pair(row.visitor, row.no), model[at++]);
-    });
-    ASSERT_EQ(at, model.size());
+    ASSERT_EQ(Of(rows, visitors[n]), model[n]);
   }
 }
 
@@ -174,10 +153,10 @@ TEST(PageRows, At_FindsRowsByNumberUntilTheyAreGone) {
   ASSERT_NE(rows.At(of_a), nullptr);
   EXPECT_EQ(rows.At(of_a)->page, "/a");
   EXPECT_EQ(rows.At(PageRows::kNoRow), nullptr);
-  rows.DeleteRows(b);
-  EXPECT_EQ(rows.At(of_b), nullptr) << "deleted, though its place is still there";
+  EXPECT_EQ(rows.At(of_b + 1), nullptr);
   rows.Clear();
   EXPECT_EQ(rows.At(of_a), nullptr);
+  EXPECT_EQ(rows.At(of_b), nullptr);
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ struct ListsRig {
   }
   void Leave(int16_t site, const std::string& ip) {
     const int32_t number = t.Visitors.Find(site, ip);
-    t.Visitors.Remove({&number, 1}, [this](VisitorRec& v) { t.pageGrid.DeleteRows(v); });
+    t.Visitors.Remove({&number, 1}, [](VisitorRec&) {});
   }
   void AddAlert(int16_t site, const std::string& dns, int16_t alert_no = 1) {
     AlertRow row;

@@ -391,11 +391,11 @@ TEST_F(HitTest, PageRowsCarryNumberPageAndTime) {
   rig.Hit("10.0.0.1", "11:00:00", "/a.htm");
   rig.Hit("10.0.0.1", "11:00:05", "/b.htm");
   std::vector<std::string> rows;
-  rig.t.pageGrid.ForEach([&](PageRow& row) {
-    rows.push_back(std::to_string(row.no) + " " + row.page + " " + FormatTime(row.second_of_day));
-    EXPECT_EQ(row.visitor->Key(), "1:10.0.0.1");
-  });
-  EXPECT_EQ(rows, (std::vector<std::string>{"1 a.htm 11:00:00", "2 b.htm 11:00:05"}));
+  const PageRows& pages = rig.t.pageGrid;
+  for (const PageRow* row = pages.At(V().LastPageRow); row; row = pages.At(row->previous)) {
+    rows.push_back(std::to_string(row->no) + " " + row->page + " " + FormatTime(row->second_of_day));
+  }
+  EXPECT_EQ(rows, (std::vector<std::string>{"2 b.htm 11:00:05", "1 a.htm 11:00:00"}));
 }
 
 TEST_F(HitTest, TraceTakesCountedPagesWhileItIsOn) {
