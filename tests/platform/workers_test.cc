@@ -83,7 +83,7 @@ TEST_F(WorkersTest, NoMoreRunThanMayAndTheRestWaitsInOrder) {
   EXPECT_FALSE(d->begun);
   a->Release();
   c->Release();
-  TurnUntil([&] { return d->begun.load(); });
+  TurnUntil([&] { return d->begun.load() && told.size() == 3; });
   d->Release();
   TurnUntil([&] { return told.size() == 4; });
   EXPECT_EQ(told.back(), "d done");
