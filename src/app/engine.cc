@@ -235,6 +235,7 @@ void Engine::LoadDesktopWindow() {
                        .line_client = options_.line_client,
                        .resolver = options_.resolver,
                        .engine = *this,
+                       .history = history_rows_,
                        .app_path = options_.app_path,
                        .importer = options_.importer,
                        .version = AppVersion(),

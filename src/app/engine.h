@@ -58,6 +58,7 @@
 #include "scan/remote_logs.h"
 #include "scan/resolver_queue.h"
 #include "scan/scan_cycle.h"
+#include "views/program_tables.h"
 #include "web/automation.h"
 #include "web/web_server.h"
 
@@ -235,6 +236,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   MailQueue mail_;
   uint64_t test_mail_ = 0;  // Under way; 0 for none.
   VisitDatabase history_;
+  ProgramTables history_rows_{history_};  // As the window reads them.
   ActedMarks acted_;
   AlertContext alert_context_;
   Exceptions exceptions_;

@@ -39,13 +39,14 @@ constexpr Command kAll[] = {
     {"miAddKnown", "Add To &Buddy List", N::kRow, false, "", "Give the visitor a name"},
     {"miGroup", "&Groups", N::kRow, false, "", "Treat the visitor's network as one visitor"},
     {"miGroups", "Groups &Database", N::kNothing, false, "", "All groups"},
-    {"miHistory", "View Previous &Visits", N::kComing, false, "", "Earlier visits of this visitor"},
-    {"miViewVisitDetails", "View Visit Det&ails", N::kComing, false, "", "The pages of a visit"},
-    {"miViewDownloads", "View Do&wnloaded Files", N::kComing, false, "", "What this visitor has downloaded"},
+    {"miHistory", "View Previous &Visits", N::kRow, false, "", "Earlier visits of this visitor"},
+    {"miViewVisitDetails", "View Visit Det&ails", N::kRow, false, "", "The pages of a visit"},
+    {"miViewDownloads", "View Do&wnloaded Files", N::kRow, false, "", "What this visitor has downloaded"},
     {"miExclude", "E&xclude", N::kRow, false, "", "Never show this visitor again"},
     // Everything on a site
-    {"miTopReferers", "View Top &Referrers", N::kComing, false, "", "Where the visitors of the site came from"},
-    {"miTopDownloads", "Top &Downloads", N::kComing, false, "", "What is downloaded most"},
+    {"miTopReferers", "View Top &Referrers", N::kNothing, false, "", "Where the visitors of the site came from"},
+    {"miTopDownloads", "Top &Downloads", N::kNothing, false, "", "What is downloaded most"},
+    {"miDays", "Da&ys", N::kNothing, false, "Ctrl+D", "Visitors, alerts and downloads of each day"},
     {"miEmailView", "E&mail Current View", N::kNothing, false, "", "Send the list as a mail"},
     {"miPrint", "&Print", N::kNothing, false, "Ctrl+P", "Print the list"},
     {"miSaveAs", "Save &As...", N::kNothing, false, "Ctrl+S", "Write the list as a CSV file"},
@@ -90,22 +91,10 @@ constexpr std::string_view kAction[] = {"miStart",
                                         "miExclude",
                                         "-",
                                         "miOptions"};
-constexpr std::string_view kView[] = {"miViewVisitors",
-                                      "miViewAlerts",
-                                      "miViewSpiders",
-                                      "miViewExceptions",
-                                      "-",
-                                      "miShowPages",
-                                      "miShowTrace",
-                                      "miLockTrace",
-                                      "miShowActivity",
-                                      "-",
-                                      "miTopReferers",
-                                      "miTopDownloads",
-                                      "miGroups",
-                                      "-",
-                                      "miFind",
-                                      "miNextPane"};
+constexpr std::string_view kView[] = {"miViewVisitors", "miViewAlerts",   "miViewSpiders", "miViewExceptions", "-",
+                                      "miShowPages",    "miShowTrace",    "miLockTrace",   "miShowActivity",   "-",
+                                      "miTopReferers",  "miTopDownloads", "miDays",        "miGroups",         "-",
+                                      "miFind",         "miNextPane"};
 constexpr std::string_view kHelpMenu[] = {"miHelp", "-", "miConnect", "miUpdateCheck", "miSupport", "-", "miAbout"};
 
 constexpr std::string_view kPopup[] = {"miWhois",
@@ -127,7 +116,7 @@ constexpr std::string_view kPopup[] = {"miWhois",
                                        "-",
                                        "miCopy",
                                        "miSaveAs"};
-constexpr std::string_view kTreePopup[] = {"miStart", "miStop",   "-", "miTopReferers", "miTopDownloads", "-",
+constexpr std::string_view kTreePopup[] = {"miStart", "miStop",   "-", "miTopReferers", "miTopDownloads", "miDays", "-",
                                            "miEdit",  "miDelete", "-", "miAdd"};
 constexpr std::string_view kSvcPopup[] = {"miInstallService", "miRemoveService", "miStopService"};
 constexpr std::string_view kSettingsPopup[] = {"miAdd", "-", "miOptions", "-", "miHide", "miExit"};

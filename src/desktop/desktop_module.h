@@ -27,6 +27,7 @@
 #include "ports/service_installer.h"
 #include "ports/trace_route.h"
 #include "ports/who_is.h"
+#include "views/history_tables.h"
 
 namespace vantry {
 
@@ -80,6 +81,7 @@ struct WindowParts {
   std::function<std::unique_ptr<LineClient>()> line_client;  // A connection for whoever needs one of his own.
   std::function<std::unique_ptr<Resolver>()> resolver;       // Likewise, for host names.
   WindowCommands& engine;
+  ProgramHistory& history;
   std::string app_path;  // With "/" at its end.
   std::string importer;  // Finds the sites of web servers; empty if there is none.
   std::string version, build;

@@ -4,21 +4,17 @@
 #include <QFormLayout>
 #include <QLabel>
 #include <QVBoxLayout>
+#include <utility>
 
 #include "desktop/shown_text.h"
 
 namespace vantry {
 
-EmailView::EmailView(const WindowParts& parts, Prompts& prompts, int view, const SiteRec* site,
-                     std::function<std::unique_ptr<ReportGrid>()> grid, std::string summary, QWidget* parent)
-    : QDialog(parent),
-      parts_(parts),
-      prompts_(prompts),
-      view_(kMailedViews[static_cast<size_t>(view)]),
-      grid_(std::move(grid)),
-      summary_(std::move(summary)) {
+EmailView::EmailView(const WindowParts& parts, Prompts& prompts, MailedList list, const SiteRec* site, QWidget* parent)
+    : QDialog(parent), parts_(parts), prompts_(prompts), list_(std::move(list)) {
+  if (!list_.title.empty()) list_.view.title = list_.title;
   setObjectName("frmEmailView");
-  setWindowTitle(ShownText(view_.caption));
+  setWindowTitle(ShownText(list_.view.caption));
   auto* column = new QVBoxLayout(this);
   auto* form = new QFormLayout;
   address_ = new QComboBox(this);
@@ -53,12 +49,12 @@ void EmailView::Send() {
   const std::string address = text.toStdString();
   RememberAddress(address, parts_.registry);
   const bool sent = parts_.log.Guard("frmEmailView.btnSend_Click", [&] {
-    const std::unique_ptr<ReportGrid> grid = grid_();
-    return SendView({parts_.app_path, parts_.files, parts_.mail}, view_, *grid, summary_, address);
+    const std::unique_ptr<ReportGrid> grid = list_.grid();
+    return SendView({parts_.app_path, parts_.files, parts_.mail}, list_.view, *grid, list_.summary, address);
   });
   if (!sent) {
     prompts_.Tell(this, BoxKind::kWarning,
-                  "The view could not be written to " + ShownText(parts_.app_path + std::string(view_.file)) +
+                  "The view could not be written to " + ShownText(parts_.app_path + std::string(list_.view.file)) +
                       ". See the program log.");
     return;
   }

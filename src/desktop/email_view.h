@@ -14,19 +14,24 @@
 
 namespace vantry {
 
+// The list to be mailed.
+struct MailedList {
+  MailedView view;    // One of kMailedViews.
+  std::string title;  // In place of the view's, HTML; empty if that is to stand.
+  std::function<std::unique_ptr<ReportGrid>()> grid;
+  std::string summary;  // What stands above the list.
+};
+
 class EmailView final : public QDialog {
  public:
-  // `view` as in kMailedViews. `summary` is what stands above the list.
-  EmailView(const WindowParts& parts, Prompts& prompts, int view, const SiteRec* site,
-            std::function<std::unique_ptr<ReportGrid>()> grid, std::string summary, QWidget* parent);
+  // `site`: the one whose address comes first; may be null.
+  EmailView(const WindowParts& parts, Prompts& prompts, MailedList list, const SiteRec* site, QWidget* parent);
 
  private:
   void Send();
   WindowParts parts_;
   Prompts& prompts_;
-  const MailedView& view_;
-  std::function<std::unique_ptr<ReportGrid>()> grid_;
-  std::string summary_;
+  MailedList list_;
   QComboBox* address_;
   QPushButton* send_;
 };

@@ -30,6 +30,8 @@ constexpr HelpPage kPages[] = {
     {"panes", "Visited pages and trace"},
     {"find", "Search, sort and filter"},
     {"activity", "Activity"},
+    {"history", "What happened before"},
+    {"days", "Days"},
     {"reports", "Reports and mail"},
     {"sms", "Text messages"},
     {"sql-server", "Watching a SQL server"},

@@ -76,6 +76,7 @@ constexpr CommandDrawing kCommandDrawings[] = {
     {"miViewDownloads", "downloads"},
     {"miTopReferers", "top-referrers"},
     {"miTopDownloads", "top-downloads"},
+    {"miDays", "activity"},
     {"miEmailView", "mail"},
     {"miPrint", "print"},
     {"miSaveAs", "save-as"},

@@ -77,7 +77,8 @@ class VisitorSource final : public DescribedRows<VisitorRec> {
            v->Page + v->Query,
            std::string(v->Referrer),
            v->DNS != v->IP,
-           std::string(v->DNS)};
+           std::string(v->DNS),
+           v->VisitCount};
     return true;
   }
   void Taken(uint64_t row) const override {
@@ -135,7 +136,8 @@ class DaySource final : public DescribedRows<Row> {
              record->page,
              record->referrer,
              record->dns != record->ip,
-             record->dns};
+             record->dns,
+             record->visit_count};
       return true;
     }
     return false;

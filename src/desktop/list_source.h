@@ -22,6 +22,7 @@ struct SelectedRow {
   std::string page, referrer;  // The page with its query, as column Page shows it.
   bool is_named = false;       // There is a host name: `dns` is more than the address.
   std::string dns;             // The host name, or the address.
+  int64_t visit = 0;           // The how-many-th visit of the address to the site.
 };
 
 // A row's number is its place in the order of arrival; no two rows of a list ever have the same one. A number may be

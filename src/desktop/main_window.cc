@@ -2,6 +2,7 @@
 
 #include <QCloseEvent>
 
+#include "desktop/history_window.h"
 #include "desktop/icons.h"
 
 namespace vantry {
@@ -17,6 +18,8 @@ MainWindow::MainWindow(const WindowParts& parts, Prompts& prompts)
   MakeLists();
   MakeStatusBar();
   MakeTray();
+  history_ = std::make_unique<HistoryWindows>(
+      parts_, prompts_, [this](const QString& page) { ShowHelp(page); }, this);
   refresh_timer_.setInterval(kRefreshMs);
   QObject::connect(&refresh_timer_, &QTimer::timeout, this, [this] { Refresh(); });
   shown_timer_.setSingleShot(true);
@@ -54,6 +57,7 @@ void MainWindow::Unload() {
   unloaded_ = true;
   refresh_timer_.stop();
   CloseTools();
+  history_->CloseAll();
   SavePlace();
   SaveLayout();
   tray_.hide();

@@ -30,6 +30,8 @@ namespace vantry {
 
 class ActivityChart;
 class HelpWindow;
+class HistoryWindows;
+enum class HistoryKind : uint8_t;
 
 class MainWindow final : public QMainWindow {
  public:
@@ -123,6 +125,8 @@ class MainWindow final : public QMainWindow {
   void OpenAddress(const std::string& address);
   void ViewLog(const SelectedRow& row);
   void EmailCurrentView();
+  void ShowHistory(HistoryKind kind);
+  void ShowHistory(HistoryKind kind, const SelectedRow& row);
   void PrintCurrentView();
   QString PrintTitle() const;
   void SaveListAs();
@@ -167,6 +171,7 @@ class MainWindow final : public QMainWindow {
   QLabel *status_ = nullptr, *state_ = nullptr, *mail_status_ = nullptr, *dns_status_ = nullptr;
   QLabel* sql_status_ = nullptr;
   HelpWindow* help_ = nullptr;  // Once it was asked for.
+  std::unique_ptr<HistoryWindows> history_;
   QToolButton* lock_button_ = nullptr;
   QSystemTrayIcon tray_;
   QTimer refresh_timer_;

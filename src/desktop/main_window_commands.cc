@@ -12,6 +12,7 @@
 #include "desktop/email_view.h"
 #include "desktop/form_dialog.h"
 #include "desktop/help_window.h"
+#include "desktop/history_window.h"
 #include "desktop/import_window.h"
 #include "desktop/list_printer.h"
 #include "desktop/main_window.h"
@@ -69,6 +70,9 @@ const MainWindow::Commands::OnAll MainWindow::Commands::kOnAll[] = {
     {"miEmailView", [](W& w) { w.EmailCurrentView(); }},
     {"miPrint", [](W& w) { w.PrintCurrentView(); }},
     {"miSaveAs", [](W& w) { w.SaveListAs(); }},
+    {"miTopReferers", [](W& w) { w.ShowHistory(HistoryKind::kReferers); }},
+    {"miTopDownloads", [](W& w) { w.ShowHistory(HistoryKind::kTopDownloads); }},
+    {"miDays", [](W& w) { w.ShowHistory(HistoryKind::kDays); }},
     {"miHelp", [](W& w) { w.ShowHelp("welcome"); }},
     {"miAbout", [](W& w) { w.ShowAbout(); }},
     {"miConnect", [](W& w) { w.OpenAddress(kMakersSite); }},
@@ -96,6 +100,9 @@ const MainWindow::Commands::OnRow MainWindow::Commands::kOnRow[] = {
     {"miWhois", [](W& w, const SelectedRow& row) { w.OpenWhoIs(row); }},
     {"miPing", [](W& w, const SelectedRow& row) { w.OpenPing(row); }},
     {"miTracert", [](W& w, const SelectedRow& row) { w.OpenTrace(row); }},
+    {"miHistory", [](W& w, const SelectedRow& row) { w.ShowHistory(HistoryKind::kPrevVisits, row); }},
+    {"miViewVisitDetails", [](W& w, const SelectedRow& row) { w.ShowHistory(HistoryKind::kVisitDetails, row); }},
+    {"miViewDownloads", [](W& w, const SelectedRow& row) { w.ShowHistory(HistoryKind::kPrevDownloads, row); }},
     {"miAddKnown", [](W& w, const SelectedRow& row) { w.NameVisitor(row); }},
     {"miGroup", [](W& w, const SelectedRow& row) { w.EditGroups(row.dns); }},
     {"miExclude", [](W& w, const SelectedRow& row) { w.ExcludeVisitor(row); }}};
@@ -258,12 +265,12 @@ void MainWindow::ViewLog(const SelectedRow& row) {
 void MainWindow::EmailCurrentView() {
   const int view = CurrentViewType();
   if (findChild<QDialog*>("frmEmailView")) return;
-  auto* dialog = new EmailView(
-      parts_, prompts_, view - 1, ChosenSite(),
-      [this, view] {
-        return GridOfView(view, {t_, parts_.regional});
-      },
-      HeaderSummary(t_), this);
+  MailedList list{kMailedViews[static_cast<size_t>(view - 1)], "",
+                  [this, view] {
+                    return GridOfView(view, {t_, parts_.regional});
+                  },
+                  HeaderSummary(t_)};
+  auto* dialog = new EmailView(parts_, prompts_, std::move(list), ChosenSite(), this);
   OpenBeside(dialog);
 }
 

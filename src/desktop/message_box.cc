@@ -79,14 +79,21 @@ QMessageBox::StandardButton RealPrompts::Ask(QWidget* parent, const QString& tex
 
 void RealPrompts::Confirm(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
                           std::function<void()> yes) {
+  Choose(parent, text, buttons, [yes = std::move(yes)](QMessageBox::StandardButton button) {
+    if (button == QMessageBox::Yes) yes();
+  });
+}
+
+void RealPrompts::Choose(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
+                         std::function<void(QMessageBox::StandardButton)> answer) {
   for (QMessageBox* open : parent->findChildren<QMessageBox*>("question")) {
     if (open->text() == text) return open->raise();
   }
   auto* box = new QMessageBox(parent);
   MakeQuestion(*box, text, buttons, QMessageBox::No);
   box->setAttribute(Qt::WA_DeleteOnClose);
-  QObject::connect(box, &QDialog::finished, parent, [yes = std::move(yes)](int button) {
-    if (button == QMessageBox::Yes) yes();
+  QObject::connect(box, &QDialog::finished, parent, [answer = std::move(answer)](int button) {
+    answer(static_cast<QMessageBox::StandardButton>(button));
   });
   box->open();
 }

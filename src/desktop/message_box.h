@@ -42,6 +42,9 @@ class Prompts {
   // already is not asked twice.
   virtual void Confirm(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
                        std::function<void()> yes) = 0;
+  // The same where each answer matters.
+  virtual void Choose(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
+                      std::function<void(QMessageBox::StandardButton)> answer) = 0;
   // The file to save to; nothing runs when there is to be none. `filter` as QFileDialog takes it.
   virtual void FileToSave(QWidget* parent, const QString& title, const QString& name, const QString& filter,
                           std::function<void(const QString& path)> save) = 0;
@@ -61,6 +64,8 @@ class RealPrompts final : public Prompts {
  public:
   void Confirm(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
                std::function<void()> yes) override;
+  void Choose(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
+              std::function<void(QMessageBox::StandardButton)> answer) override;
   void FileToSave(QWidget* parent, const QString& title, const QString& name, const QString& filter,
                   std::function<void(const QString& path)> save) override;
   void Tell(QWidget* parent, BoxKind kind, const QString& text) override;

@@ -13,7 +13,7 @@
 
 namespace vantry {
 
-enum class HistoryTable : uint8_t { kVisits, kVisitor, kReferrers, kPages, kDownloads, kDaySum };
+enum class HistoryTable : uint8_t { kVisits, kVisitor, kReferrers, kPageViews, kDownloads, kDaySum };
 
 inline const TableSchema& SchemaOf(HistoryTable table) {
   switch (table) {
@@ -23,7 +23,7 @@ inline const TableSchema& SchemaOf(HistoryTable table) {
       return visitor::Schema();
     case HistoryTable::kReferrers:
       return referrers::Schema();
-    case HistoryTable::kPages:
+    case HistoryTable::kPageViews:
       return pages::Schema();
     case HistoryTable::kDownloads:
       return downloads::Schema();

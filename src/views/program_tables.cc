@@ -14,7 +14,7 @@ Table& TableOf(VisitDatabase& database, HistoryTable table) {
       return database.VAVIS;
     case HistoryTable::kReferrers:
       return database.VAREF;
-    case HistoryTable::kPages:
+    case HistoryTable::kPageViews:
       return database.VAPG;
     case HistoryTable::kDownloads:
       return database.VADL;

@@ -82,7 +82,7 @@ class VisitDetailsList final : public HistoryList {
     } else if (part_ == Part::kVisit) {
       part_ = Part::kPages;
       AddHead(number);
-      walk_ = tables_.InOrder(HistoryTable::kPages, 0, {ip, site, number});
+      walk_ = tables_.InOrder(HistoryTable::kPageViews, 0, {ip, site, number});
     } else {
       ended_ = true;
     }

@@ -112,5 +112,38 @@ TEST_F(VisitQueriesTest, ATableThatCantBeReadKeepsTheRowsSoFar) {
   EXPECT_LT(pages.size(), 3u);
 }
 
+TEST_F(VisitQueriesTest, AnExcludedReferrerStaysKnownWhoeverComesFromThere) {
+  const auto come = [this](const std::string& time) {
+    VisitorRec v = rig.Visitor("10.0.0.1", time);
+    v.Referrer = "http://from.example/x";
+    Db().UpdateVisitor(v, false);
+  };
+  come("10:00:00");
+  EXPECT_TRUE(Db().ExcludeReferrer("http://from.example", "One").ok());
+  EXPECT_EQ(Db().ExcludeReferrer("http://from.example", "Two").fail, Fail::kNotFound);
+  come("11:00:00");
+  come("12:00:00");
+  const PlainTable table = rig.Flushed("Referrers");
+  ASSERT_EQ(table.rows.size(), 1u);
+  EXPECT_EQ(table.rows[0].at("Visits"), "   -1");
+  EXPECT_EQ(table.rows[0].at("LastVTime"), "12:00:00");
+}
+
+TEST_F(VisitQueriesTest, ADeletedReferrerComesBackWithTheNextVisitor) {
+  const auto come = [this](const std::string& time) {
+    VisitorRec v = rig.Visitor("10.0.0.1", time);
+    v.Referrer = "http://from.example/x";
+    Db().UpdateVisitor(v, false);
+  };
+  come("10:00:00");
+  EXPECT_TRUE(Db().DeleteReferrer("http://from.example", "One").ok());
+  EXPECT_EQ(Db().DeleteReferrer("http://from.example", "One").fail, Fail::kNotFound);
+  come("11:00:00");
+  const PlainTable table = rig.Flushed("Referrers");
+  EXPECT_EQ(table.deleted, 1u);
+  ASSERT_EQ(table.rows.size(), 1u);
+  EXPECT_EQ(table.rows[0].at("Visits"), "    1");
+}
+
 }  // namespace
 }  // namespace vantry

@@ -6,6 +6,7 @@
 #include <QTest>
 #include <QTreeView>
 #include <QUrl>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -21,6 +22,7 @@ namespace vantry {
 struct ScriptedPrompts final : Prompts {
   std::vector<std::string> told, asked, opened;
   QMessageBox::StandardButton answer = QMessageBox::No;
+  std::deque<QMessageBox::StandardButton> answers;  // Of Choose, one after the other.
   QString file;
   QColor color;
   std::function<void()> meanwhile;  // While the question is open.
@@ -36,6 +38,14 @@ struct ScriptedPrompts final : Prompts {
   void Confirm(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
                std::function<void()> yes) override {
     if (Ask(parent, text, buttons, QMessageBox::No) == QMessageBox::Yes) yes();
+  }
+  void Choose(QWidget* parent, const QString& text, QMessageBox::StandardButtons buttons,
+              std::function<void(QMessageBox::StandardButton)> choose) override {
+    if (!answers.empty()) {
+      answer = answers.front();
+      answers.pop_front();
+    }
+    choose(Ask(parent, text, buttons, QMessageBox::No));
   }
   void FileToSave(QWidget*, const QString&, const QString&, const QString&,
                   std::function<void(const QString& path)> save) override {
