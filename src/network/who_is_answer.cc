@@ -137,9 +137,9 @@ std::optional<std::string> ReferralOf(std::string_view text) {
 bool SaysNothing(std::string_view text) {
   if (text.find_first_not_of(" \t\r\n") == text.npos) return true;
   constexpr std::string_view kTop = "non-ripe-ncc-managed-address-block";
-  constexpr std::string_view kWords[] = {"no match",       "not found",      "no data found",     "no entries found",
-                                         "nothing found",  "status: free",   "status: available", "no object found",
-                                         "no information", "domain unknown", "not registered"};
+  constexpr std::string_view kWords[] = {"no match",        "not found",      "no data found",   "no entries found",
+                                         "nothing found",   "status: free",   "status: invalid", "status: available",
+                                         "no object found", "no information", "domain unknown",  "not registered"};
   const std::string lower = Lower(text.substr(0, 16'384));
   if (Contains(lower, kTop)) return true;
   const bool says_no =

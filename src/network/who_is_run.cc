@@ -46,6 +46,7 @@ void WhoIsRun::Stop() {
 
 void WhoIsRun::Ask(const std::string& server, bool is_referral) {
   server_ = server;
+  is_referral_ = is_referral;
   asked_.insert(Lower(server));
   events_.status("Connecting to " + server);
   request_ = who_is_.Ask({server, question_, is_referral}, [this](const WhoIsAnswer& answer) { Answered(answer); });
@@ -71,8 +72,18 @@ void WhoIsRun::Answered(const WhoIsAnswer& answer) {
   if (!answer.text.empty()) AddText(server_, answer);
   if (FollowReferral(answer.text)) return;
   const bool nothing = SaysNothing(answer.text) || (is_first && IsOfTheRoot(answer.text) && Contains(name_, "."));
-  if (nothing) return AskRdap(server_ + " knows nothing of " + question_);
+  const std::string why = server_ + " knows nothing of " + question_;
+  if (nothing) return SaysNothing(answer.text) && Shorten() ? Ask(server_, is_referral_) : AskRdap(why);
   End("Answer of " + server_ + (answer.is_cut ? ", cut short" : ""));
+}
+
+bool WhoIsRun::Shorten() {
+  const size_t dot = question_.find('.');
+  if (IsNumericAddress(question_) || dot == question_.npos || question_.find('.', dot + 1) == question_.npos) {
+    return false;
+  }
+  question_.erase(0, dot + 1);
+  return true;
 }
 
 bool WhoIsRun::FollowReferral(const std::string& text) {
@@ -94,6 +105,7 @@ void WhoIsRun::AskRdap(const std::string& why) {
 void WhoIsRun::RdapAnswered(const WhoIsAnswer& answer) {
   if (request_ == 0) return;
   request_ = 0;
+  if (answer.status.fail == Fail::kNotFound && Shorten()) return AskRdap(problem_);
   if (!answer.status.ok()) {
     const std::string both = problem_ + "; " + answer.status.text;
     return End(text_.empty() ? std::string(kError) + " " + both : both);

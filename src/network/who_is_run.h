@@ -41,6 +41,8 @@ class WhoIsRun {
   void Ask(const std::string& server, bool is_referral);
   void Answered(const WhoIsAnswer& answer);
   bool FollowReferral(const std::string& text);
+  // Takes the first label off a question of three: it may be a host's, which no registry knows. False when it is short.
+  bool Shorten();
   void AskRdap(const std::string& why);
   void RdapAnswered(const WhoIsAnswer& answer);
   void AddText(const std::string& from, const WhoIsAnswer& answer);
@@ -51,6 +53,7 @@ class WhoIsRun {
   std::string name_, question_;
   WhoIsRunEvents events_;
   std::string server_;  // The one that is asked.
+  bool is_referral_ = false;
   std::set<std::string> asked_;
   std::string text_;
   std::vector<WhoIsField> fields_;

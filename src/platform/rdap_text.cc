@@ -25,8 +25,8 @@ bool HasRole(const QJsonObject& entity, const QString& role) {
 // A property of the visiting card: [name, parameters, type, value].
 QString OfCard(const QJsonObject& entity, const QString& name) {
   const QJsonArray card = entity.value("vcardArray").toArray().at(1).toArray();
-  for (const QJsonValue& property : card) {
-    const QJsonArray parts = property.toArray();
+  for (qsizetype i = 0; i < card.size(); ++i) {
+    const QJsonArray parts = card.at(i).toArray();
     if (parts.at(0).toString() == name) return parts.at(3).toString();
   }
   return {};

@@ -192,6 +192,8 @@ TEST_F(NetworkWindowsTest, AsksWhoItIs) {
   who_is.Tell(
       Answer("NetName:\tEX\r\nOrgName: Exampl\xE9\r\nCountry: NL\r\nAbuse contact: abuse@example.com\r\n\x1B[2J"));
   EXPECT_EQ(LabelOf("lblNetwork"), "EX");
+  QApplication::processEvents();
+  EXPECT_TRUE(WidgetIn<QLabel>(*dialog, "lblNetwork").isVisible());
   EXPECT_EQ(LabelOf("lblOrganisation"), "Exampl\xC3\xA9");
   EXPECT_EQ(LabelOf("lblCountry"), "NL");
   EXPECT_EQ(LabelOf("lblAbuse"), "abuse@example.com");
@@ -268,6 +270,7 @@ TEST_F(NetworkWindowsTest, PicturesOfTheTools) {
   for (const bool dark : {false, true}) {
     QApplication::setPalette(PicturePalette(dark));
     const auto save = [&](const char* name) {
+      QApplication::processEvents();
       SavePicture(dialog->grab().toImage(), QString("%1-%2").arg(name, dark ? "dark" : "light"));
       CloseIt();
     };

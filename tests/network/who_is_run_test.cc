@@ -134,6 +134,30 @@ TEST_F(WhoIsRunTest, AndIsOneForTheZone) {
   EXPECT_EQ(said.back(), "Answer of general.example");
 }
 
+TEST_F(WhoIsRunTest, AHostThatNoRegistryKnowsIsAskedForByItsDomain) {
+  Start("a.www.example.de");
+  EXPECT_EQ(who_is.asked[0].text, "www.example.de");
+  who_is.Tell(Text("refer: de.example\n"));
+  who_is.Tell(Text("Domain: www.example.de\nStatus: free\n"));
+  EXPECT_EQ(who_is.asked.back().server, "de.example");
+  EXPECT_EQ(who_is.asked.back().text, "example.de");
+  EXPECT_TRUE(who_is.asked.back().is_referral);
+  who_is.Tell(Text("Domain: example.de\nStatus: free\n"));
+  EXPECT_EQ(who_is.asked.back().server, "http://rdap.example/domain/example.de");
+  EXPECT_EQ(who_is.asked.size(), 4u);
+}
+
+TEST_F(WhoIsRunTest, TheSameByRdap) {
+  Start("www.example.de");
+  who_is.Tell(Failure("regional.example: Connection refused"));
+  EXPECT_EQ(who_is.asked.back().server, "http://rdap.example/domain/www.example.de");
+  who_is.Tell(Failure("nothing is known by RDAP", Fail::kNotFound));
+  EXPECT_EQ(who_is.asked.back().server, "http://rdap.example/domain/example.de");
+  who_is.Tell(Failure("nothing is known by RDAP", Fail::kNotFound));
+  EXPECT_EQ(who_is.asked.size(), 3u);
+  EXPECT_EQ(ends, 1);
+}
+
 TEST_F(WhoIsRunTest, AnErrorIsAnErrorWhenNobodyKnows) {
   Start("10.0.0.7");
   who_is.Tell(Failure("regional.example: Connection refused"));
