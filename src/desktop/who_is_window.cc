@@ -26,7 +26,7 @@ WhoIsWindow::WhoIsWindow(const WindowParts& parts, const std::string& subject, c
     Say("Stopped.");
     ShowWhatApplies();
   });
-  parts_.log.Guard("frmWhoIs.Form_Load", [this] {
+  parts_.log.Guard("frmWhoIs.Internic", [this] {
     run_.Start();
     return Status::Ok();
   });
