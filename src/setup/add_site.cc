@@ -50,7 +50,10 @@ Status ChooseType(const std::string& path, std::string_view bytes, const TypeCho
   const std::string_view line = FirstLine(bytes);
   const std::string shown_path = Printable(path);
   if (line.empty()) {
-    return Refuse(shown_path + " is empty, so the log's type can't be told. Name it with " + TypeOption() + ".");
+    return Refuse(shown_path +
+                  " is empty, so the log's type can't be told. Ask the web server for a page first, or name "
+                  "the type with " +
+                  TypeOption() + "; that of Apache and nginx is 2.");
   }
   return Refuse(shown_path + " is no log of a known type. It begins with: " + FitTo(Printable(line), kShownLine) +
                 "\nName its type with " + TypeOption() + " if it is one after all.");

@@ -170,7 +170,7 @@ TEST(FindLog, ATypeCanBeForced) {
   LogPlace place;
   const Status empty = FindLog(files, "/logs/a.log", std::nullopt, place);
   EXPECT_EQ(empty.fail, Fail::kRefused);
-  EXPECT_NE(empty.text.find("--type"), std::string::npos);
+  EXPECT_NE(empty.text.find("Ask the web server for a page first, or name the type with --type N"), std::string::npos);
   ASSERT_TRUE(FindLog(files, "/logs/a.log", LogType::kW3C, place).ok());
   EXPECT_EQ(place.type, LogType::kW3C);
   EXPECT_FALSE(place.recognised);
