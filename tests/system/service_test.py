@@ -182,7 +182,8 @@ class ServiceTest(SystemTest):
         so that signs from a thread or a timer of the system would go on."""
         home = self.site()
         home.write("EXTYPES.INI", "\r\n".join(
-            ["[Exception Types]", "[404]", "Number=404", "Description=gone", "Raise=True", "EventLog=True", "", "", ""]))
+            ["[Exception Types]", "[404]", "Number=404", "Description=gone", "Raise=True", "EventLog=True", "", "",
+             ""]))
         journal = Journal(self)
         vantry = self.service(home, journal.be_stderr, WATCHDOG_USEC="400000")
         vantry.wait_visitor("10.1.0.1")
