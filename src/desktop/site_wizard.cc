@@ -76,6 +76,7 @@ void SiteWizard::MakeLook() {
 void SiteWizard::LookAtFolder() {
   look_timer_.stop();
   look_->clear();
+  seen_.Folder.clear();
   const SiteRec draft = Draft();
   if (draft.FTP || Trim(draft.Folder).empty()) return looker_.Stop();
   looker_.Start(draft);
@@ -84,6 +85,7 @@ void SiteWizard::LookAtFolder() {
 void SiteWizard::ShowLook(const SiteRec& draft, const LogLook* look) {
   if (!look) return look_->setPlainText("Looking...");
   look_->clear();
+  if (look->fitting > 0) seen_ = draft;
   LogLook seen = *look;
   LookInside(draft, parts_.files, t_.Corrected.NcsaFields, seen);
   for (const std::string& line : DescribeLook(seen, draft)) look_->appendPlainText(ShownText(line));
@@ -153,7 +155,9 @@ SiteRec SiteWizard::Draft() {
 
 bool SiteWizard::TestFolder() {
   std::string warning;
-  if (const auto problem = CheckNewFolder(Draft(), parts_.files, warning)) {
+  const SiteRec draft = Draft();
+  const bool has_files = seen_.Folder == draft.Folder && seen_.Mask == draft.Mask;
+  if (const auto problem = CheckNewFolder(draft, has_files, parts_.files, warning)) {
     (void)Refused(*problem);
     return false;
   }

@@ -40,6 +40,7 @@ class SiteWizard final : public FormDialog {
   QPlainTextEdit *ftp_list_ = nullptr, *look_ = nullptr;
   QTimer look_timer_;  // Until nobody has typed for a moment.
   FolderLooker looker_;
+  SiteRec seen_;  // Where the last look has found files that fit; else without a folder.
   QPushButton *previous_ = nullptr, *next_ = nullptr, *web_help_ = nullptr;
   std::unique_ptr<FtpTest> ftp_test_;
   bool ftp_passed_ = false, ftp_passive_ = false;

@@ -130,12 +130,12 @@ SiteRec NewSiteDraft() {
   return draft;
 }
 
-std::optional<FormProblem> CheckNewFolder(const SiteRec& draft, Files& files, std::string& warning) {
+std::optional<FormProblem> CheckNewFolder(const SiteRec& draft, bool has_files, Files& files, std::string& warning) {
   if (Trim(draft.Folder).empty()) return NotYet("txtLoc", "You must specify a log file location.");
   std::unique_ptr<FolderReader> reader;
   if (!files.OpenFolder(WithSeparator(std::string(Trim(draft.Folder))), reader).ok())
     return NotYet("txtLoc", "Log file folder does not exist.");
-  bool any = false;
+  bool any = has_files;
   for (bool more = true; more && !any;) {
     std::vector<FileEntry> entries;
     more = reader->Next(1'000, entries);

@@ -29,8 +29,8 @@ extern const std::span<const std::string_view> kNewSiteHeadings;
 SiteRec NewSiteDraft();
 
 // A folder for local access: what is wrong with it, if anything. `warning` is set when no file there matches the mask,
-// which need not stay so.
-std::optional<FormProblem> CheckNewFolder(const SiteRec& draft, Files& files, std::string& warning);
+// which need not stay so. `has_files`: one was seen there a moment ago, so that a full folder need not be listed again.
+std::optional<FormProblem> CheckNewFolder(const SiteRec& draft, bool has_files, Files& files, std::string& warning);
 // The first thing that keeps the site from being added.
 std::optional<FormProblem> CheckNewSite(const SiteRec& draft, const LiveTables& t);
 

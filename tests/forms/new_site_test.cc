@@ -39,16 +39,18 @@ TEST_F(NewSiteTest, AFolderHasToExistAndShouldHoldLogs) {
   std::string warning;
   draft.Mask = "access*";
   draft.Folder = "";
-  EXPECT_EQ(CheckNewFolder(draft, files, warning)->text, "You must specify a log file location.");
+  EXPECT_EQ(CheckNewFolder(draft, false, files, warning)->text, "You must specify a log file location.");
   draft.Folder = "/nowhere";
-  EXPECT_EQ(CheckNewFolder(draft, files, warning)->text, "Log file folder does not exist.");
+  EXPECT_EQ(CheckNewFolder(draft, false, files, warning)->text, "Log file folder does not exist.");
   draft.Folder = "/logs/two";
-  EXPECT_FALSE(CheckNewFolder(draft, files, warning));
+  EXPECT_FALSE(CheckNewFolder(draft, false, files, warning));
   EXPECT_EQ(warning,
             "WARNING:\r\nThere does not appear to be any files with a access* mask in this folder. Use the Site "
             "Properties to edit the mask used for your log files.");
+  EXPECT_FALSE(CheckNewFolder(draft, true, files, warning));
+  EXPECT_EQ(warning, "") << "one was seen a moment ago";
   files.Put("/logs/two/ACCESS.log", "");
-  EXPECT_FALSE(CheckNewFolder(draft, files, warning));
+  EXPECT_FALSE(CheckNewFolder(draft, false, files, warning));
   EXPECT_EQ(warning, "");
 }
 
