@@ -4,6 +4,7 @@
 #include <QLayout>
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <utility>
 
 #include "core/text.h"
@@ -168,11 +169,12 @@ void SiteProperties::EditAlert(bool is_new) {
   const int row = is_new ? static_cast<int>(places.size()) : alerts_->currentRow();
   if (!is_new && (row < 0 || static_cast<size_t>(row) >= places.size())) return;
   const AlertRec alert = is_new ? NewAlert(t_, site_) : t_.Alerts[places[static_cast<size_t>(row)]];
-  const auto store = [this, is_new, row](const AlertRec& draft) {
-    if (is_new) {
+  const auto store = [this, is_new, row, alert](const AlertRec& draft) {
+    const auto place = is_new ? std::nullopt : PlaceOfAlert(t_, alert);
+    if (place) {
+      t_.Alerts[*place] = draft;
+    } else {
       AppendAlert(t_, draft);
-    } else if (const auto now = AlertsOf(t_, site_); static_cast<size_t>(row) < now.size()) {
-      t_.Alerts[now[static_cast<size_t>(row)]] = draft;
     }
     FillAlerts(row);
   };
@@ -185,12 +187,12 @@ void SiteProperties::RemoveAlert() {
   const std::vector<size_t> places = AlertsOf(t_, site_);
   const int row = alerts_->currentRow();
   if (row < 0 || static_cast<size_t>(row) >= places.size()) return;
-  const size_t place = places[static_cast<size_t>(row)];
-  const QString question = "Delete Alert: " + ShownText(t_.Alerts[place].Name) + "?";
+  const AlertRec alert = t_.Alerts[places[static_cast<size_t>(row)]];
+  const QString question = "Delete Alert: " + ShownText(alert.Name) + "?";
   const auto buttons = QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel;
   if (prompts_.Ask(this, question, buttons, QMessageBox::No) != QMessageBox::Yes || t_.Closing) return;
-  WhenQuiet([this, place, row] {
-    DeleteAlert(t_, place);
+  WhenQuiet([this, alert, row] {
+    if (const auto place = PlaceOfAlert(t_, alert)) DeleteAlert(t_, *place);
     FillAlerts(row);
   });
 }

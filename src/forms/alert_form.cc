@@ -1,6 +1,7 @@
 #include "forms/alert_form.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "config/site_file.h"
 #include "core/text.h"
@@ -76,9 +77,19 @@ AlertRec NewAlert(const LiveTables& t, int16_t site) {
   return alert;
 }
 
-void AppendAlert(LiveTables& t, const AlertRec& alert) {
-  t.Alerts.push_back(alert);
-  ++t.Site(alert.Site).AlertDefinitions;
+std::optional<size_t> PlaceOfAlert(const LiveTables& t, const AlertRec& alert) {
+  for (const size_t place : AlertsOf(t, alert.Site)) {
+    if (t.Alerts[place].AlertNo == alert.AlertNo && t.Alerts[place].Name == alert.Name) return place;
+  }
+  return std::nullopt;
+}
+
+void AppendAlert(LiveTables& t, AlertRec alert) {
+  const auto places = AlertsOf(t, alert.Site);
+  const auto same = [&](size_t place) { return t.Alerts[place].AlertNo == alert.AlertNo; };
+  if (std::any_of(places.begin(), places.end(), same)) alert.AlertNo = NewAlert(t, alert.Site).AlertNo;
+  t.Alerts.push_back(std::move(alert));
+  ++t.Site(t.Alerts.back().Site).AlertDefinitions;
 }
 
 void DeleteAlert(LiveTables& t, size_t place) {

@@ -20,7 +20,10 @@ std::vector<size_t> AlertsOf(const LiveTables& t, int16_t site);
 
 // An enabled alert with the site's next number, and a name made of it. It is not in the table yet.
 AlertRec NewAlert(const LiveTables& t, int16_t site);
-void AppendAlert(LiveTables& t, const AlertRec& alert);
+// With the next number if there is one of its number already.
+void AppendAlert(LiveTables& t, AlertRec alert);
+// Where the alert of this site, number and name is now: others may have come or gone since it was seen.
+std::optional<size_t> PlaceOfAlert(const LiveTables& t, const AlertRec& alert);
 void DeleteAlert(LiveTables& t, size_t place);
 
 // Cuts blanks off the texts.

@@ -373,6 +373,29 @@ TEST_F(SitePropertiesTest, AlertsAreMadeChangedMovedAndDeleted) {
   EXPECT_THAT(files.Get("/home/VANTRY.INI"), HasSubstr("Alert=Alert 2\r\n"));
 }
 
+TEST_F(SitePropertiesTest, AlertsThatComeAndGoMeanwhileAreNotMixedUp) {
+  OpenWithVisitors();
+  for (int i = 0; i < 3; ++i) AppendAlert(T(), NewAlert(T(), 1));
+  Edit();
+  auto& list = WidgetIn<QTableWidget>(*dialog, "gridAlerts");
+  // The first goes while the second is edited, and while somebody is asked about the last.
+  list.selectRow(1);
+  Click(*dialog, "btnAlert4");
+  DeleteAlert(T(), 0);
+  WidgetIn<QLineEdit>(Alert(), "txtMessage").setText("Hello");
+  Click(Alert(), "btnOK");
+  QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+  ASSERT_EQ(T().Alerts.size(), 2u);
+  EXPECT_EQ(T().Alerts[0].Message, "Hello");
+  EXPECT_EQ(T().Alerts[1].Message, "");
+  list.selectRow(1);
+  prompts.answer = QMessageBox::Yes;
+  prompts.meanwhile = [this] { DeleteAlert(T(), 0); };
+  Click(*dialog, "btnAlert1");
+  EXPECT_EQ(prompts.asked.back(), "Delete Alert: Alert 3?");
+  EXPECT_TRUE(T().Alerts.empty());
+}
+
 TEST_F(SitePropertiesTest, WaitsForTheEndOfAScan) {
   OpenWithVisitors();
   Edit();

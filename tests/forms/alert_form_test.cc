@@ -82,6 +82,21 @@ TEST_F(AlertFormTest, WhatTheFileCanNotKeepIsRefused) {
   EXPECT_EQ(draft.Name + draft.Message, "aa");
 }
 
+TEST_F(AlertFormTest, AnAlertIsFoundWhereItIsNow) {
+  for (int i = 0; i < 3; ++i) AppendAlert(t, NewAlert(t, 1));
+  const AlertRec second = t.Alerts[1];
+  EXPECT_EQ(PlaceOfAlert(t, second), std::optional<size_t>(1));
+  DeleteAlert(t, 0);
+  EXPECT_EQ(PlaceOfAlert(t, second), std::optional<size_t>(0));
+  DeleteAlert(t, 0);
+  EXPECT_EQ(PlaceOfAlert(t, second), std::nullopt);
+  AppendAlert(t, second);
+  AppendAlert(t, second);
+  EXPECT_EQ(t.Alerts[1].AlertNo, 2);
+  EXPECT_EQ(t.Alerts[2].AlertNo, 4) << "its number is taken";
+  EXPECT_EQ(t.Site(1).AlertDefinitions, 3);
+}
+
 TEST_F(AlertFormTest, EntriesAreInLowerCaseAndFiftyAtMost) {
   EXPECT_EQ(AlertEntries(std::vector<std::string>{"*.Example.COM", " ", "Red Shoes "}),
             (std::vector<std::string>{"*.example.com", "red shoes"}));
