@@ -17,7 +17,6 @@ enum class Needs : uint8_t {
   kReferrer,  // One whose referrer is an address.
   kName,      // One with a resolved name.
   kPage,      // One with a page.
-  kComing,    // A dialog that this build does not have.
   kDesktop,   // Not in service mode.
   kService,   // Service mode alone.
   kWizard,    // A program of that name in the program's folder.

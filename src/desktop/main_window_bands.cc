@@ -34,8 +34,7 @@ void MainWindow::MakeActions() {
     action->setObjectName(Text(command.name));
     action->setCheckable(command.checkable);
     if (!command.shortcut.empty()) action->setShortcut(QKeySequence(Text(command.shortcut)));
-    QString tip = Text(command.tip);
-    if (command.needs == Needs::kComing) tip += (tip.isEmpty() ? "" : ". ") + QString("Not in this version yet");
+    const QString tip = Text(command.tip);
     action->setToolTip(tip.isEmpty() ? Text(command.caption).remove('&') : tip);
     action->setStatusTip(tip);
     // After whoever triggers it has gone on: a screen reader waits for its call, and a command may ask a question.

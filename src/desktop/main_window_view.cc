@@ -163,8 +163,6 @@ void MainWindow::EnableCommands() {
         return !t_.ServiceMode;
       case Needs::kService:
         return t_.ServiceMode;
-      case Needs::kComing:
-        return false;
       default:
         return true;
     }

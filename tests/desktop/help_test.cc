@@ -127,7 +127,6 @@ TEST(HelpPages, EveryCommandThatIsNamedIsThere) {
     for (const QString& caption : AllOf(HelpText(page.file), "<b>([^<]*)</b>")) {
       const auto found = commands.find(caption);
       ASSERT_NE(found, commands.end()) << page.file << " names " << caption.toStdString();
-      EXPECT_TRUE(!found->second || found->second->needs != Needs::kComing) << caption.toStdString();
     }
   }
 }
@@ -143,7 +142,7 @@ TEST(HelpPages, TheKeysAreThoseOfTheCommands) {
     listed.insert(row.captured(2));
   }
   for (const Command& command : kCommands) {
-    if (command.shortcut.empty() || command.needs == Needs::kComing) continue;
+    if (command.shortcut.empty()) continue;
     EXPECT_TRUE(listed.count(Plain(command.caption))) << command.name;
   }
 }

@@ -112,7 +112,7 @@ TEST_F(MainWindowCommandsTest, CommandsThatNeedARowDoNothingWithoutOne) {
   Trigger("miViewExceptions");
   for (const Command& command : kCommands) {
     if (command.needs == Needs::kRow || command.needs == Needs::kReferrer || command.needs == Needs::kName ||
-        command.needs == Needs::kPage || command.needs == Needs::kComing) {
+        command.needs == Needs::kPage) {
       EXPECT_FALSE(Enabled(std::string(command.name).c_str())) << command.name;
       Frm().Run(command.name);
     }
