@@ -26,6 +26,7 @@ struct Corrections {
   bool WideKeys = false;
   bool GroupsPerSite = false;
   bool KeepHigherDaySum = false;
+  bool KeepExcluded = false;
   bool RaiseWithoutHistory = false;
   bool KeepUnsentMail = false;
   int32_t RepeatMinutes = 0;

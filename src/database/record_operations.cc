@@ -373,8 +373,9 @@ Status VisitDatabase::WriteReferrer(const VisitorRec& v) {
     t.SetText(kName, name);
   }
   if (v.StartTime > Joined(t.Date(kLastVDate), t.Text(kLastVTime))) {
-    // A count below 0 says that the referrer is never to be listed again.
-    if (t.Number(kVisits) >= 0) t.SetNumber(kVisits, t.Number(kVisits) + 1);
+    // A count of -1 is a referrer that was excluded: counted on, the second visit would list it again.
+    const bool excluded = c_.t.Corrected.KeepExcluded && t.Number(kVisits) < 0;
+    if (!excluded) t.SetNumber(kVisits, t.Number(kVisits) + 1);
     t.SetDate(kLastVDate, DayOf(v.StartTime));
     t.SetText(kLastVTime, TimeText(v.StartTime));
   }

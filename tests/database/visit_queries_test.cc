@@ -112,7 +112,23 @@ TEST_F(VisitQueriesTest, ATableThatCantBeReadKeepsTheRowsSoFar) {
   EXPECT_LT(pages.size(), 3u);
 }
 
-TEST_F(VisitQueriesTest, AnExcludedReferrerStaysKnownWhoeverComesFromThere) {
+TEST_F(VisitQueriesTest, AnExcludedReferrerIsCountedOn) {
+  const auto come = [this](const std::string& time) {
+    VisitorRec v = rig.Visitor("10.0.0.1", time);
+    v.Referrer = "http://from.example/x";
+    Db().UpdateVisitor(v, false);
+  };
+  come("10:00:00");
+  EXPECT_TRUE(Db().ExcludeReferrer("http://from.example", "One").ok());
+  come("11:00:00");
+  come("12:00:00");
+  const PlainTable table = rig.Flushed("Referrers");
+  ASSERT_EQ(table.rows.size(), 1u);
+  EXPECT_EQ(table.rows[0].at("Visits"), "    1");
+}
+
+TEST_F(VisitQueriesTest, KeepExcluded_LeavesAnExcludedReferrerOutWhoeverComesFromThere) {
+  rig.t.Corrected.KeepExcluded = true;
   const auto come = [this](const std::string& time) {
     VisitorRec v = rig.Visitor("10.0.0.1", time);
     v.Referrer = "http://from.example/x";
