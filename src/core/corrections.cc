@@ -57,6 +57,8 @@ constexpr CorrectionRow kRows[] = {
     {"KeepExcluded", &C::KeepExcluded, nullptr, 0,
      "A referrer that was excluded from the top referrers stays so, however many visitors come from it.",
      "database/record_operations.cc"},
+    {"KeepGroups", &C::KeepGroups, nullptr, 0, "The DNS groups stay as they are when one of those entered is refused.",
+     "desktop/group_window.cc"},
     {"RaiseWithoutHistory", &C::RaiseWithoutHistory, nullptr, 0,
      "Exceptions are raised and mailed when their table can't be read; only the stored row is missing.",
      "alerts/exceptions.cc"},

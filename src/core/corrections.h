@@ -27,6 +27,7 @@ struct Corrections {
   bool GroupsPerSite = false;
   bool KeepHigherDaySum = false;
   bool KeepExcluded = false;
+  bool KeepGroups = false;
   bool RaiseWithoutHistory = false;
   bool KeepUnsentMail = false;
   int32_t RepeatMinutes = 0;

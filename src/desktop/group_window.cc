@@ -16,7 +16,7 @@ constexpr std::string_view kGroupsPage = "Groups";
 
 GroupWindow::GroupWindow(const WindowParts& parts, Prompts& prompts, const std::string& dns, ShowHelp help,
                          QWidget* parent)
-    : FormDialog("frmGroup", parts.t, prompts, std::move(help), parent), parts_(parts) {
+    : FormDialog("frmGroup", parts.t, prompts, std::move(help), parent), parts_(parts), masks_(parts.settings.DNSMask) {
   help_page_ = "dns-groups";
   setWindowTitle("DNS Groups");
   pages_->tabBar()->hide();
@@ -64,8 +64,7 @@ void GroupWindow::AddRow(const std::string& dns) {
 std::vector<std::string> GroupWindow::Rows() const {
   std::vector<std::string> rows = ColumnTexts(*grid_, 1);
   for (size_t row = 0; row < rows.size(); ++row) {
-    const std::string& mask = parts_.settings.DNSMask[row];
-    if (rows[row] == ShownText(mask).toStdString()) rows[row] = mask;
+    if (rows[row] == ShownText(masks_[row]).toStdString()) rows[row] = masks_[row];
   }
   return rows;
 }
@@ -74,6 +73,8 @@ void GroupWindow::Confirm() {
   parts_.log.Guard("frmGroup.btnOK_Click", [this] {
     const std::vector<std::string> rows = Rows();
     if (const auto problem = CheckGroups(rows)) {
+      // Whoever gives up now has no groups until the next start, as the list is made anew from its beginning.
+      if (!parts_.t.Corrected.KeepGroups) StoreGroups({}, parts_.settings);
       prompts_.Tell(this, BoxKind::kInformation, ShownLines(problem->text));
       grid_->setCurrentCell(static_cast<int>(problem->row), 1);
       grid_->setFocus();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QTableWidget>
+#include <array>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@ class GroupWindow final : public FormDialog {
   void Confirm() override;
 
   WindowParts parts_;
+  const std::array<std::string, Settings::kMaxMasks> masks_;  // As they were when the dialog opened.
   QTableWidget* grid_ = nullptr;
 };
 

@@ -14,6 +14,7 @@
 namespace vantry {
 namespace {
 
+using ::testing::Each;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
@@ -60,8 +61,26 @@ TEST_F(VisitorWindowsTest, GroupsAreShownAndStored) {
   EXPECT_THAT(files.Get("/home/SETTINGS.INI"), HasSubstr("DNSMask5=*.last.example\r\n"));
 }
 
-TEST_F(VisitorWindowsTest, ANameWithoutAMaskIsRefusedAndChangesNothing) {
+TEST_F(VisitorWindowsTest, ANameWithoutAMaskIsRefusedWithTheListCleared) {
   OpenWithVisitors();
+  const auto before = engine->GetSettings().DNSMask;
+  const std::string stored = files.Get("/home/SETTINGS.INI");
+  engine->GetSettings().DNSMask[0] = "*.\xff\x01";
+  OpenDialog("miGroups", "frmGroup");
+  Grid().item(7, 1)->setText("cache?.example.com");
+  Press("btnOK");
+  ASSERT_TRUE(IsOpen("frmGroup"));
+  EXPECT_THAT(engine->GetSettings().DNSMask, Each(IsEmpty()));
+  EXPECT_EQ(files.Get("/home/SETTINGS.INI"), stored);
+  Grid().item(7, 1)->setText("");
+  Press("btnOK");
+  EXPECT_EQ(engine->GetSettings().DNSMask[0], "*.\xff\x01");
+  EXPECT_EQ(engine->GetSettings().DNSMask[1], before[1]);
+}
+
+TEST_F(VisitorWindowsTest, KeepGroups_LeavesTheListAloneWhenANameIsRefused) {
+  OpenWithVisitors();
+  T().Corrected.KeepGroups = true;
   const auto before = engine->GetSettings().DNSMask;
   OpenDialog("miGroups", "frmGroup");
   Grid().item(7, 1)->setText("cache?.example.com");
