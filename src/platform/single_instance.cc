@@ -1,7 +1,9 @@
 #include "platform/single_instance.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 #include <fcntl.h>
 #include <pwd.h>
@@ -13,6 +15,17 @@
 
 namespace vantry {
 namespace {
+
+// A program that was killed while it started another may leave a child that holds the lock until it has become that
+// other. Nobody would start the program once more if it ended now.
+bool LockSoon(int fd) {
+  constexpr auto kPause = std::chrono::milliseconds(20);
+  for (int tries = 25; ::flock(fd, LOCK_EX | LOCK_NB) != 0; --tries) {
+    if (errno != EWOULDBLOCK || tries == 0) return false;
+    std::this_thread::sleep_for(kPause);
+  }
+  return true;
+}
 
 std::string FolderOfFile(const std::string& path) {
   return path.substr(0, path.rfind('/') + 1);
@@ -52,7 +65,7 @@ Status SingleInstance::Acquire() {
   fd_ = OpenLock(path_);
   int error = errno;
   if (fd_ < 0) return Status::Error(Fail::kIo, path_ + ": " + std::strerror(error) + Advice(path_, error));
-  if (::flock(fd_, LOCK_EX | LOCK_NB) == 0) return Status::Ok();
+  if (LockSoon(fd_)) return Status::Ok();
   error = errno;
   ::close(fd_);
   fd_ = -1;

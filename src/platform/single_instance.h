@@ -14,7 +14,7 @@ class SingleInstance {
   SingleInstance(const SingleInstance&) = delete;
   SingleInstance& operator=(const SingleInstance&) = delete;
 
-  // kRefused if another process has it.
+  // kRefused if another process has it for half a second.
   Status Acquire();
 
  private:

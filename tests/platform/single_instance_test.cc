@@ -1,9 +1,12 @@
 // The lock of a program folder, and whom it belongs to.
 #include "platform/single_instance.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -36,6 +39,18 @@ TEST_F(SingleInstanceTest, OneHoldsItUntilItGoes) {
   SingleInstance third(path);
   EXPECT_TRUE(third.Acquire().ok()) << "the file stays, and is free";
   EXPECT_EQ(Owner(), ::geteuid());
+}
+
+TEST_F(SingleInstanceTest, OneThatIsGoingIsWaitedFor) {
+  auto going = std::make_unique<SingleInstance>(path);
+  EXPECT_TRUE(going->Acquire().ok());
+  std::thread end([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    going.reset();
+  });
+  SingleInstance next(path);
+  EXPECT_TRUE(next.Acquire().ok());
+  end.join();
 }
 
 TEST_F(SingleInstanceTest, WhatRootMakesInAnothersFolderIsTheOthers) {
