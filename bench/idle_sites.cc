@@ -8,13 +8,16 @@
 #include "app/engine.h"
 #include "bench/alert_parts.h"
 #include "platform/cares_resolver.h"
+#include "platform/icmp_ping.h"
 #include "platform/inotify_watch.h"
 #include "platform/lmdb_index.h"
+#include "platform/net_who_is.h"
 #include "platform/posix_data_files.h"
 #include "platform/qt_loop.h"
 #include "platform/re2_patterns.h"
 #include "platform/socket_listener.h"
 #include "platform/system_random.h"
+#include "platform/udp_trace.h"
 
 namespace {
 
@@ -60,15 +63,19 @@ int main(int argc, char** argv) {
   vantry::bench::NullFtp ftp;
   vantry::bench::NullHttp http;
   vantry::bench::NullSql sql;
+  vantry::IcmpPing ping;
+  vantry::UdpTrace route;
+  vantry::NetWhoIs who_is;
   vantry::bench::NullPrograms programs;
   vantry::bench::NullBus bus;
   vantry::InotifyWatch watch;
   vantry::SystemRandom random;
   vantry::Re2Patterns patterns;
   const auto start = std::chrono::steady_clock::now();
-  vantry::Engine engine({clock, loop, files, data_files, index, listener, notices, resolver, mail, sms, programs, bus,
-                         random, patterns, watch, ftp, http, sql},
-                        {folder, "", vantry::Regional{}, "", {}});
+  vantry::Engine engine(
+      {clock, loop,   files,    data_files, index, listener, notices, resolver, mail,  sms,   programs,
+       bus,   random, patterns, watch,      ftp,   http,     sql,     ping,     route, who_is},
+      {folder, "", vantry::Regional{}, "", {}});
   if (!engine.Main()) return 1;
   const double started = Seconds(start);
   for (vantry::SiteRec& site : engine.Tables().Sites) site.LastScanTime = {};
