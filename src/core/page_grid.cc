@@ -1,7 +1,5 @@
 #include "core/page_grid.h"
 
-#include <algorithm>
-
 #include "core/tables.h"
 
 namespace vantry {
@@ -45,8 +43,6 @@ void TraceRows::AddRow(std::string_view site, int64_t position, std::string_view
   row->site = site;
   row->position = position;
   row->text = text.substr(0, kMaxText);
-  // Looked for first: nearly no line has one, and finding none is quick.
-  if (row->text.find('\t') != std::string::npos) std::replace(row->text.begin(), row->text.end(), '\t', ' ');
 }
 
 }  // namespace vantry

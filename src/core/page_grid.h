@@ -60,7 +60,6 @@ class TraceRows {
   // A text is cut at this many bytes: a trace row is for reading, and a hostile log has lines of megabytes.
   static constexpr size_t kMaxText = 4'096;
 
-  // Each tab of the text becomes a blank.
   void AddRow(std::string_view site, int64_t position, std::string_view text);
   size_t RowCount() const { return rows_.size(); }
   // 0 is the oldest row.

@@ -108,13 +108,13 @@ TEST(PageRows, RandomOperations_MatchAPlainModel) {
   }
 }
 
-TEST(TraceRows, AddRow_TurnsTabsIntoBlanks) {
+TEST(TraceRows, AddRow_HoldsTheLineAsItIs) {
   TraceRows trace;
   trace.AddRow("Shop", 17, "a\tb\t\tc");
   ASSERT_EQ(trace.RowCount(), 1u);
   EXPECT_EQ(trace.Row(0).site, "Shop");
   EXPECT_EQ(trace.Row(0).position, 17);
-  EXPECT_EQ(trace.Row(0).text, "a b  c");
+  EXPECT_EQ(trace.Row(0).text, "a\tb\t\tc");
 }
 
 TEST(TraceRows, AddRow_BeyondTheCapPushesOutTheOldest) {

@@ -101,10 +101,10 @@ TEST(ProgramLog, AddTrace_TakesNameAndPositionOfTheSite) {
   b.tables.Sites.resize(2);
   b.tables.Site(2).Name = "Shop";
   b.tables.Site(2).LastReadPos = 4'000'000'000;
-  b.log.AddTrace(2, "GET\t/");
+  b.log.AddTrace(2, "GET /");
   EXPECT_EQ(b.tables.TraceGrid.RowCount(), 0u) << "nothing shows it";
   b.tables.HasWindow = true;
-  b.log.AddTrace(2, "GET\t/");
+  b.log.AddTrace(2, "GET /");
   ASSERT_EQ(b.tables.TraceGrid.RowCount(), 1u);
   EXPECT_EQ(b.tables.TraceGrid.Row(0).site, "Shop");
   EXPECT_EQ(b.tables.TraceGrid.Row(0).position, 4'000'000'000);
