@@ -11,8 +11,7 @@ constexpr std::chrono::milliseconds kHttpGrace{5'000};
 
 Status HttpOutcome(const HttpJob& job, WorkEnd end) {
   if (end == WorkEnd::kDone) return job.result;
-  return Status::Error(Fail::kIo, job.address.place + (end == WorkEnd::kLate ? ": the server did not answer in time"
-                                                                             : ": no thread could be started"));
+  return NoOutcome(end, job.address.place, "the server did not answer in time");
 }
 
 }  // namespace

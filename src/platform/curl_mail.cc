@@ -139,10 +139,8 @@ MailOutcome CurlMail::OutcomeOf(const SmtpJob& job, WorkEnd end) const {
     if (!job.taken.empty()) outcome.lines.push_back(job.taken);
   } else {
     // A thread whose time is up ends within a second, unless it hangs in a file system under the attachment.
-    const std::string why = end == WorkEnd::kNoThread ? "no thread could be started"
-                            : workers_.TimeIsUp()     ? kTimeIsUp
-                                                      : "the mail could not be sent in time";
-    outcome.status = Status::Error(Fail::kIo, job.server.Place() + ": " + why);
+    const char* const late = workers_.TimeIsUp() ? kTimeIsUp : "the mail could not be sent in time";
+    outcome.status = NoOutcome(end, job.server.Place(), late);
   }
   if (!outcome.status.ok()) outcome.lines.push_back(outcome.status.text);
   return outcome;

@@ -11,8 +11,7 @@ constexpr std::chrono::milliseconds kPingGrace{15'000};
 PingAnswer PingOutcome(const PingJob& job, WorkEnd end) {
   if (end == WorkEnd::kDone) return job.answer;
   PingAnswer answer;
-  answer.status = Status::Error(
-      Fail::kIo, job.request.host + (end == WorkEnd::kLate ? ": no answer in time" : ": no thread could be started"));
+  answer.status = NoOutcome(end, job.request.host, "no answer in time");
   return answer;
 }
 

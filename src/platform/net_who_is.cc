@@ -12,8 +12,7 @@ constexpr std::chrono::milliseconds kWhoIsGrace{15'000};
 WhoIsAnswer WhoIsOutcome(const WhoIsAnswer& answer, const std::string& server, WorkEnd end) {
   if (end == WorkEnd::kDone) return answer;
   WhoIsAnswer none;
-  none.status = Status::Error(
-      Fail::kIo, server + (end == WorkEnd::kLate ? ": no answer in time" : ": no thread could be started"));
+  none.status = NoOutcome(end, server, "no answer in time");
   return none;
 }
 

@@ -144,7 +144,7 @@ std::vector<std::string> Environment(const Variables& variables) {
   return pairs;
 }
 
-std::vector<char*> Pointers(std::vector<std::string>& texts) {
+std::vector<char*> ArgumentPointers(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
   pointers.reserve(texts.size() + 1);
   for (std::string& text : texts) pointers.push_back(text.data());
@@ -164,8 +164,8 @@ Status StartProgram(const ProgramCall& call, int* process) {
   std::vector<std::string> environment = Environment(call.variables);
   Launch launch;
   launch.program = call.program.c_str();
-  launch.arguments = Pointers(arguments);
-  launch.environment = Pointers(environment);
+  launch.arguments = ArgumentPointers(arguments);
+  launch.environment = ArgumentPointers(environment);
   launch.descriptors = static_cast<int>(std::min(::sysconf(_SC_OPEN_MAX), 1L << 20));
   launch.silent = call.silent;
   launch.watched = process != nullptr;

@@ -13,8 +13,7 @@ constexpr std::chrono::seconds kLogonGrace{5};
 
 Status LogonOutcome(const TdsJob& job, WorkEnd end) {
   if (end == WorkEnd::kDone) return job.result;
-  return Status::Error(Fail::kIo, job.server + (end == WorkEnd::kLate ? ": the logon did not end in time"
-                                                                      : ": no thread could be started"));
+  return NoOutcome(end, job.server, "the logon did not end in time");
 }
 
 }  // namespace

@@ -12,8 +12,7 @@ constexpr std::chrono::milliseconds kTraceGrace{15'000};
 HopAnswer HopOutcome(const TraceJob& job, WorkEnd end) {
   if (end == WorkEnd::kDone) return job.answer;
   HopAnswer answer;
-  answer.status = Status::Error(
-      Fail::kIo, job.request.host + (end == WorkEnd::kLate ? ": no answer in time" : ": no thread could be started"));
+  answer.status = NoOutcome(end, job.request.host, "no answer in time");
   return answer;
 }
 

@@ -24,6 +24,10 @@ void BlockSignals() {
 
 }  // namespace
 
+Status NoOutcome(WorkEnd end, const std::string& place, const std::string& late) {
+  return Status::Error(Fail::kIo, place + ": " + (end == WorkEnd::kLate ? late : "no thread could be started"));
+}
+
 Workers::Shared::Shared() : event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 void Workers::Shared::MarkThrough(Item& item) {

@@ -15,8 +15,10 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
 
+#include "core/status.h"
 #include "platform/posix_support.h"
 
 namespace vantry {
@@ -36,6 +38,9 @@ enum class WorkEnd {
   kLate,      // It has not in time. It may still be under way, and nothing that it fills in may be read.
   kNoThread,  // It never began: the system has no thread to spare.
 };
+// What is said of work without an outcome: where it was, and what it is called when it is late. Not for kDone.
+Status NoOutcome(WorkEnd end, const std::string& place, const std::string& late);
+
 // Called once, from the loop or from Finish, never from inside Start. It may start further work, or turn the loop.
 using WorkTold = std::function<void(WorkEnd end)>;
 
