@@ -85,7 +85,7 @@ class DoNothingExceptionHistory final : public ExceptionHistory {
 struct AlertParts {
   explicit AlertParts(Rig& rig, ExceptionHistory& history)
       : sms({rig.settings, rig.regional, rig.clock, rig.files, rig.log, line, ""}),
-        queue({rig.t, rig.settings, rig.log, rig.clock, rig.view, mail, sms}),
+        queue({rig.t, rig.settings, rig.log, rig.clock, rig.files, rig.view, mail, sms}),
         acted(rig.t, folder, data_files, rig.log),
         context{rig.t,    rig.settings, rig.regional, rig.log, rig.clock, rig.files, rig.notices,
                 rig.view, programs,     history,      queue,   sms,       acted},

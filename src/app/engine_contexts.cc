@@ -18,6 +18,7 @@ MailQueueContext Engine::ForMail() {
           .settings = settings_,
           .log = log_,
           .clock = ports_.clock,
+          .files = files_,
           .view = view_,
           .mail = ports_.mail,
           .sms = sms_,

@@ -17,13 +17,6 @@ constexpr struct {
   std::string_view title;
 } kParts[] = {{kViewAlerts, "Alerts"}, {kViewSpiders, "Spiders"}, {kViewExceptions, "Exceptions"}};
 
-// Of sites of one name all but the first have a number, so that none overwrites the report of another.
-std::string NumberAmongAlike(const LiveTables& t, int16_t site) {
-  int number = 1;
-  for (int16_t n = 1; n < site; ++n) number += !t.Site(n).Deleted && t.Site(n).Name == t.Site(site).Name ? 1 : 0;
-  return number == 1 ? "" : " (" + std::to_string(number) + ")";
-}
-
 // A value that is put back, whatever happens in between.
 class Restored {
  public:
@@ -89,7 +82,7 @@ int16_t DailyReport::SiteNamed(std::string_view name) const {
 // What the window shows meanwhile is put back before anybody can see it.
 Status DailyReport::Write(int16_t site, std::string& path) {
   const std::string& name = c_.t.Site(site).Name;
-  path = c_.app_path + name + NumberAmongAlike(c_.t, site) + " Daily Report.htm";
+  path = c_.app_path + name + " Daily Report.htm";
   // In another folder it would overwrite what is not a report.
   if (name.find_first_of(std::string_view("/\0", 2)) != std::string::npos) {
     return Status::Error(Fail::kIo, path + ": the site's name can't be a file's");

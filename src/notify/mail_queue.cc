@@ -65,18 +65,28 @@ void MailQueue::SendPending(const std::string& send_to, PendingTexts& pending) {
 }
 
 void MailQueue::SendMailNow(OutgoingMail mail) {
+  ReadAttachment(mail);
   if (KeepsMail() && Keep(mail)) return SendKept();
-  const size_t bytes = sizeof mail + mail.send_to.size() + mail.body.size();
+  const size_t attached = mail.attached ? mail.attached->size() : 0;
+  const size_t bytes = sizeof mail + mail.send_to.size() + mail.body.size() + attached;
   waiting_.Push(std::move(mail), bytes);
   StartNext();
 }
 
 void MailQueue::SendMailAside(OutgoingMail mail, const std::function<void()>& done) {
+  ReadAttachment(mail);
   if (KeepsMail() && Keep(mail)) {
     SendKept();
     return done();
   }
   if (!Start(std::move(mail), done)) done();
+}
+
+// By the time the mail goes out the file may be another site's report. One that can't be read is told of then.
+void MailQueue::ReadAttachment(OutgoingMail& mail) {
+  std::string bytes;
+  if (mail.attachment.empty() || !c_.files.Read(mail.attachment, bytes).ok()) return;
+  if (bytes.size() <= kMostAttached) mail.attached = std::move(bytes);
 }
 
 void MailQueue::StartNext() {
@@ -132,6 +142,7 @@ Status MailQueue::Prepare(OutgoingMail mail, MailMessage& message) {
   message.body = std::move(mail.body);
   message.html = mail.is_html;
   message.attachment = std::move(mail.attachment);
+  message.attached = std::move(mail.attached);
   return Status::Ok();
 }
 

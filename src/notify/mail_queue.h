@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "config/settings.h"
@@ -14,6 +15,7 @@
 #include "notify/sms_queue.h"
 #include "notify/unsent_mail.h"
 #include "ports/clock.h"
+#include "ports/files.h"
 #include "ports/mail.h"
 
 namespace vantry {
@@ -23,6 +25,7 @@ struct MailQueueContext {
   const Settings& settings;
   ProgramLog& log;
   Clock& clock;
+  Files& files;
   View& view;
   Mail& mail;
   SmsQueue& sms;
@@ -33,8 +36,9 @@ struct MailQueueContext {
 struct OutgoingMail {
   std::string send_to;  // Addresses separated by ";" or ",".
   std::string body;
-  std::string attachment = {};  // Path of a file, read when the mail's turn comes; empty for none.
+  std::string attachment = {};  // Path of a file; empty for none.
   bool is_html = false;
+  std::optional<std::string> attached = {};  // What is in that file. The queue reads it.
 };
 
 // A mail to oneself, for trying the settings out.
@@ -48,6 +52,8 @@ class MailQueue {
   static constexpr int64_t kLastMs = 28'000;
   // Mails that wait for the server. A server that is down takes 30 s for each.
   static constexpr size_t kMostWaiting = 10'000, kMostWaitingBytes = 64'000'000;
+  // A longer attachment is read when the mail goes out, as it is then.
+  static constexpr size_t kMostAttached = 4'000'000;
 
   // How often mails that wait in the file are looked at, and after how many minutes a server that was away is tried
   // again: the last of these holds from there on.
@@ -59,9 +65,10 @@ class MailQueue {
   // Hands a text to the notifications. With an address in `send_to` it is a mail of its own; otherwise it joins what is
   // collected for the site's own address and for the general one. `site` 0 is none.
   void SendEmail(const std::string& message, int16_t site, const std::string& send_to);
-  // Puts a mail in line and returns. Mails go out one after the other, in this order. A failure is reported and the
-  // mail is gone. Of too many the oldest are dropped. With KeepUnsentMail a mail is in a file until a server has taken
-  // it or has refused it for good, and goes out in its turn: in this run or a later one.
+  // Puts a mail in line, with its attachment as it is now, and returns. Mails go out one after the other, in this
+  // order. A failure is reported and the mail is gone. Of too many the oldest are dropped. With KeepUnsentMail a mail
+  // is in a file until a server has taken it or has refused it for good, and goes out in its turn: in this run or a
+  // later one.
   void SendMailNow(OutgoingMail mail);
   // The same for a mail that somebody waits for: it goes out at once, past the others. `done` is called when the server
   // has answered and its lines are in the program log; before this returns when the mail can't be sent at all, and with
@@ -81,6 +88,7 @@ class MailQueue {
 
  private:
   void SendPending(const std::string& send_to, PendingTexts& pending);
+  void ReadAttachment(OutgoingMail& mail);
   Status Prepare(OutgoingMail mail, MailMessage& message);
   bool Start(OutgoingMail mail, std::function<void()> done);
   void StartNext();

@@ -17,11 +17,11 @@ constexpr MailedView kViews[] = {
     {"Email View: Spiders", "Spiders", "Spiders.htm"},
     {"Email View: Exceptions", "Exceptions", "Exceptions.htm"},
     {"Email View: Referrers", "Top Referrers", "Referrers.htm"},
-    {"Email View: Previous Visits", "Previous Visits", "Previous Visits.htm"},
-    {"Email View: Visit Details", "Visit Details", "Visit Details.htm"},
-    {"Email View: Top Downloads", "Top Downloads", "Top Downloads.htm"},
-    {"Email View: Downloaded Files", "Downloaded Files", "Downloads.htm"},
-    {"Email View: Days", "Days", "Days.htm"},
+    {"", "Previous Visits", "Previous Visits.htm"},
+    {"", "Visit Details", "Visit Details.htm"},
+    {"", "Top Downloads", "Top Downloads.htm"},
+    {"", "Downloaded Files", "Downloads.htm"},
+    {"", "Days", "Days.htm"},
 };
 
 }  // namespace

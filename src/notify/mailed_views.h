@@ -19,8 +19,8 @@ namespace vantry {
 // By the view's number: 0 visitors, 1 alerts, 2 spiders, 3 exceptions; then the lists of the history: 4 top referrers,
 // 5 previous visits, 6 a visit, 7 top downloads, 8 downloads of an address, 9 days.
 struct MailedView {
-  std::string_view caption;  // Of the dialog.
-  std::string_view title;    // Of the file.
+  std::string_view caption;  // Of the dialog; empty: the title of the list.
+  std::string_view title;    // Of the file, HTML.
   std::string_view file;     // In the program's folder; each mail overwrites it.
 };
 extern const std::span<const MailedView> kMailedViews;

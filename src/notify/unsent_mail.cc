@@ -145,17 +145,9 @@ Status UnsentMails::Take(const std::string& bytes) {
   return static_cast<size_t>(end_) < bytes.size() ? file_->Truncate(end_) : Status::Ok();
 }
 
-// By the time the mail goes out the file may be another day's report. One that can't be read is told of then.
-MailMessage UnsentMails::WithAttachment(MailMessage message) {
-  std::string bytes;
-  if (message.attachment.empty() || !files_.Read(message.attachment, bytes).ok()) return message;
-  if (bytes.size() <= kMostAttached) message.attached = std::move(bytes);
-  return message;
-}
-
 Status UnsentMails::Add(const MailMessage& message) {
   if (!file_) return Status::Error(Fail::kIo, Path() + " is not open");
-  const std::string record = FormatUnsentMail(WithAttachment(message));
+  const std::string record = FormatUnsentMail(message);
   if (record.size() > kMostBytes) return Status::Error(Fail::kRefused, "a mail is too long for " + Path());
   if (Status status = MakeRoom(record.size()); !status.ok()) return status;
   if (Status status = file_->WriteAt(end_, record); !status.ok()) {

@@ -30,8 +30,6 @@ class UnsentMails {
  public:
   // Of more the oldest are dropped.
   static constexpr size_t kMost = 1'000, kMostBytes = 16'000'000;
-  // A longer attachment is read from its file when the mail goes out.
-  static constexpr size_t kMostAttached = 4'000'000;
 
   struct Mail {
     uint64_t number = 0;  // Never used twice in a run.
@@ -65,7 +63,6 @@ class UnsentMails {
  private:
   std::string Path() const { return folder_ + kUnsentName; }
   Status Take(const std::string& bytes);
-  MailMessage WithAttachment(MailMessage message);
   Status MakeRoom(size_t bytes);
 
   const std::string& folder_;

@@ -136,6 +136,32 @@ TEST_F(MailQueueTest, SettingsStandInTheMail) {
   EXPECT_EQ(Sent().at(1).password, "") << "a password needs a user";
 }
 
+TEST_F(MailQueueTest, AnAttachmentIsThatOfTheTimeOfTheMail) {
+  rig.files.Put("/report.htm", "of one");
+  queue.SendMailNow({"a@example", "1", "/report.htm"});
+  queue.SendMailNow({"a@example", "2", "/report.htm"});
+  rig.files.Put("/report.htm", "of another");
+  queue.SendMailNow({"a@example", "3", "/report.htm"});
+  queue.SendMailNow({"a@example", "4", "/gone.htm"});
+  const auto& sent = Sent();
+  ASSERT_EQ(sent.size(), 4u);
+  EXPECT_EQ(sent[1].attached, "of one");
+  EXPECT_EQ(sent[2].attached, "of another");
+  EXPECT_EQ(sent[3].attached, std::nullopt) << "whoever sends it tells that it can't be read";
+}
+
+TEST_F(MailQueueTest, AttachmentsThatWaitAreBounded) {
+  rig.files.Put("/long.htm", std::string(MailQueue::kMostAttached, 'x'));
+  rig.files.Put("/longer.htm", std::string(MailQueue::kMostAttached + 1, 'x'));
+  queue.SendMailNow({"a@example", "0", "/longer.htm"});
+  for (int i = 1; i <= 20; ++i) queue.SendMailNow({"a@example", std::to_string(i), "/long.htm"});
+  const auto& sent = Sent();
+  ASSERT_EQ(sent.size(), 16u);
+  EXPECT_EQ(sent[0].attached, std::nullopt) << "read when it goes out";
+  EXPECT_EQ(sent[1].body, "6");
+  EXPECT_EQ(sent[1].attached.value_or("").size(), MailQueue::kMostAttached);
+}
+
 TEST_F(MailQueueTest, AFailureIsReportedAndTheTextIsGone) {
   rig.settings.EmailSendTo = "all@example";
   rig.mail.answer = Status::Error(Fail::kRefused, "mail.example:25: 550 no");

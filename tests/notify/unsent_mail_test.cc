@@ -154,8 +154,8 @@ struct KeptMailTest : ::testing::Test {
     disk.EndProgram();
     rig.mail.Forget();
     unsent = std::make_unique<UnsentMails>(folder, rig.files, disk);
-    queue = std::make_unique<MailQueue>(
-        MailQueueContext{rig.t, rig.settings, rig.log, rig.clock, rig.view, rig.mail, rig.sms, unsent.get()});
+    queue = std::make_unique<MailQueue>(MailQueueContext{rig.t, rig.settings, rig.log, rig.clock, rig.files, rig.view,
+                                                         rig.mail, rig.sms, unsent.get()});
     queue->RetryTick();
   }
   void Send(const std::string& body) { queue->SendMailNow({"a@example", body}); }
@@ -287,7 +287,7 @@ TEST_F(KeptMailTest, AttachmentsAreThoseOfTheTimeOfTheMail) {
   rig.files.Put("/home/Daily Report.htm", "of the 6th");
   queue->SendMailNow({"a@example", "2", "/home/Daily Report.htm"});
   queue->SendMailNow({"a@example", "3", "/home/gone.htm"});
-  rig.files.Put("/home/long.htm", std::string(UnsentMails::kMostAttached + 1, 'x'));
+  rig.files.Put("/home/long.htm", std::string(MailQueue::kMostAttached + 1, 'x'));
   queue->SendMailNow({"a@example", "4", "/home/long.htm"});
   rig.mail.answer = {};
   Start();

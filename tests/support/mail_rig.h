@@ -36,7 +36,7 @@ struct MailRig {
       {[this] { return clock.Now(); }, [this](std::string_view b) { program_log += b; }, [] {}, [](std::string_view) {},
        [this](std::string_view text, EventLevel level) { notices.LogEvent(text, level); }}};
   SmsQueue sms{{settings, regional, clock, files, log, line, "2.0.000"}};
-  MailQueue queue{{t, settings, log, clock, view, mail, sms}};
+  MailQueue queue{{t, settings, log, clock, files, view, mail, sms}};
 
   MailRig() {
     for (const char* name : {"One", "Two"}) t.Sites.emplace_back().Name = name;
