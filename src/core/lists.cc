@@ -189,7 +189,7 @@ using Row = TraceRow;
 
 // Tabs are blanks here: in a few rows that are shown they are quicker found than in all that pass by.
 std::string Line(const Row& row, With) {
-  std::string text = row.text;
+  std::string text(row.text);
   std::replace(text.begin(), text.end(), '\t', ' ');
   return text;
 }

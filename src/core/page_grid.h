@@ -4,15 +4,16 @@
 
 #include <cstdint>
 #include <deque>
-#include <string>
 #include <string_view>
+
+#include "core/text_queue.h"
 
 namespace vantry {
 
 struct VisitorRec;
 
 struct PageRow {
-  std::string page;       // Page with its query.
+  std::string_view page;  // Page with its query; of the list that holds the row.
   uint64_t previous;      // The visitor's row before this one, or kNoRow.
   int32_t second_of_day;  // Log time of the view.
   int16_t no;             // The visitor's page count at that view.
@@ -41,16 +42,16 @@ class PageRows {
   uint64_t FirstNumber() const { return first_; }
 
  private:
-  std::string DropFront();
+  void DropFront();
   std::deque<PageRow> rows_;
+  TextQueue texts_;
   size_t text_bytes_ = 0;
   uint64_t first_ = 0;  // The number of rows_.front().
 };
 
 struct TraceRow {
-  std::string site;
+  std::string_view site, text;  // Of the list that holds the row.
   int64_t position = 0;
-  std::string text;
 };
 
 // The log file trace: the newest 5,000 rows.
@@ -63,15 +64,15 @@ class TraceRows {
   void AddRow(std::string_view site, int64_t position, std::string_view text);
   size_t RowCount() const { return rows_.size(); }
   // 0 is the oldest row.
-  const TraceRow& Row(size_t index) const { return rows_[(start_ + index) % rows_.size()]; }
+  const TraceRow& Row(size_t index) const { return rows_[index]; }
   // Rows ever added.
   uint64_t Added() const { return added_; }
 
   bool locked = false;  // The window does not scroll to new rows.
 
  private:
-  std::deque<TraceRow> rows_;  // A ring once it is full: the oldest row is overwritten in place.
-  size_t start_ = 0;
+  std::deque<TraceRow> rows_;
+  TextQueue texts_;
   uint64_t added_ = 0;
 };
 

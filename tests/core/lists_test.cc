@@ -156,7 +156,7 @@ TEST_F(ListsTest, Spiders) {
 TEST_F(ListsTest, PagesAndTrace) {
   EXPECT_EQ(HeaderOf(page_grid::kList), ">No  |Page                           |^Time");
   EXPECT_EQ(TextsOf(page_grid::kList, {"/a.asp?b=1", 0, 3'661, 3}, t), "3|/a.asp?b=1|01:01:01");
-  EXPECT_EQ(TextsOf(trace_grid::kList, {"News", 4'000'000'000, "GET\t/\t\tb"}, t), "News|4000000000|GET /  b")
+  EXPECT_EQ(TextsOf(trace_grid::kList, {"News", "GET\t/\t\tb", 4'000'000'000}, t), "News|4000000000|GET /  b")
       << "tabs are blanks";
 }
 

@@ -393,7 +393,7 @@ TEST_F(HitTest, PageRowsCarryNumberPageAndTime) {
   std::vector<std::string> rows;
   const PageRows& pages = rig.t.pageGrid;
   for (const PageRow* row = pages.At(V().LastPageRow); row; row = pages.At(row->previous)) {
-    rows.push_back(std::to_string(row->no) + " " + row->page + " " + FormatTime(row->second_of_day));
+    rows.push_back(std::to_string(row->no) + " " + std::string(row->page) + " " + FormatTime(row->second_of_day));
   }
   EXPECT_EQ(rows, (std::vector<std::string>{"2 b.htm 11:00:05", "1 a.htm 11:00:00"}));
 }
