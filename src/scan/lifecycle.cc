@@ -65,8 +65,10 @@ bool Lifecycle::MayGoOn(const VisitorRec& v) const {
 
 VisitorRec* Lifecycle::TakeBack(int16_t number, std::string_view ip, LogTime hit) {
   if (left_.empty()) return nullptr;
-  auto left = left_.extract(VisitorRec::KeyOf(number, ip));
-  if (left.empty() || IsOver(left.mapped(), hit)) return nullptr;
+  const auto found = left_.find(VisitorTable::HashOf(number, ip));
+  if (found == left_.end() || found->second.Site != number || found->second.IP != ip) return nullptr;
+  auto left = left_.extract(found);
+  if (IsOver(left.mapped(), hit)) return nullptr;
   VisitorRec& v = *t_.Visitors.At(t_.Visitors.Add(number, ip));
   const int32_t place = v.Number;
   v = std::move(left.mapped());
@@ -146,7 +148,7 @@ void Lifecycle::Leave(VisitorRec& v) {
   FinishAlertRow(v);
   if (t_.InterfaceCount > 0 && !IsQuietLine(t_, site)) c_.events.VisitorLeft(site.Domain, v);
   c_.history.UpdateVisitInDatabase(v);
-  if (t_.Corrected.QuietReplay && MayGoOn(v)) left_.insert_or_assign(v.Key(), v);
+  if (t_.Corrected.QuietReplay && MayGoOn(v)) left_.insert_or_assign(VisitorTable::HashOf(v.Site, v.IP), v);
 }
 
 void Lifecycle::FinishAlertRow(const VisitorRec& v) {

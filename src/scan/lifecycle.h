@@ -58,8 +58,9 @@ class Lifecycle {
   LiveTables& t_;
   SteadyTime last_yield_;
   std::vector<int32_t> marked_;  // Numbers; removal happens before any of them goes stale.
-  // With QuietReplay, by key: visitors who left and whose visits the log may go on with.
-  std::unordered_map<std::string, VisitorRec> left_;
+  // With QuietReplay, by VisitorTable::HashOf: visitors who left and whose visits the log may go on with. Of two
+  // with the same hash the later one.
+  std::unordered_map<uint64_t, VisitorRec> left_;
 };
 
 }  // namespace vantry
