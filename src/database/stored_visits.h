@@ -33,6 +33,12 @@ struct StoredVisit {
   std::string spider, referrer;
 };
 
+// How far rows have been read that are asked for some at a time. New rows may come in between.
+struct RowsPlace {
+  std::string position;  // Of the last one in the order of the key; empty before the first.
+  bool ended = false;
+};
+
 struct StoredPage {
   std::string time, page;
   int64_t status = 0;

@@ -73,10 +73,11 @@ class VisitDatabase final : public VisitHistory, public ExceptionHistory {
   Status ReadVisitor(std::string_view ip, std::string_view site, std::optional<StoredVisitor>& row);
   // A visit that began on this day.
   Status ReadVisit(const VisitPlace& place, Day day, std::optional<StoredVisit>& row);
-  // All visits of an address to a site, oldest first.
-  Status ReadVisits(std::string_view ip, std::string_view site, std::vector<StoredVisit>& rows);
-  // The pages of a visit, in the order they were asked for.
-  Status ReadPages(const VisitPlace& place, std::vector<StoredPage>& rows);
+  // The next visits of an address to a site, oldest first, up to `most`.
+  Status ReadVisits(std::string_view ip, std::string_view site, RowsPlace& at, size_t most,
+                    std::vector<StoredVisit>& rows);
+  // The next pages of a visit, in the order they were asked for, up to `most`.
+  Status ReadPages(const VisitPlace& place, RowsPlace& at, size_t most, std::vector<StoredPage>& rows);
   // The sites that sent at least one visitor to this one, busiest first, no more than `most`.
   Status ReadReferrers(std::string_view site, size_t most, std::vector<StoredReferrer>& rows);
 

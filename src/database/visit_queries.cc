@@ -1,4 +1,6 @@
 // What pages and windows ask of the history: rows by address, site and visit, as records.
+#include <initializer_list>
+
 #include "core/text.h"
 #include "database/schema.h"
 #include "database/visit_database.h"
@@ -31,6 +33,21 @@ StoredVisit VisitOf(const Table& t) {
           .referrer = text(kReferrer)};
 }
 
+// Gives the rows whose key begins with these parts to `take`, from where the last call ended.
+template <class Take>
+Status ReadBeginning(Table& t, std::initializer_list<std::string_view> parts, RowsPlace& at, size_t most,
+                     const Take& take) {
+  const std::string wanted(t.Key(parts));
+  for (; most > 0 && !at.ended; --most) {
+    const int found = at.position.empty() ? t.FindBeginning(wanted) : t.NextBeginning(wanted, at.position);
+    at.ended = found != Table::kOk;
+    if (at.ended) return EndOfRows(found, t);
+    at.position = t.Position();
+    take(t);
+  }
+  return Status::Ok();
+}
+
 }  // namespace
 
 Status VisitDatabase::ReadVisitor(std::string_view ip, std::string_view site, std::optional<StoredVisitor>& row) {
@@ -56,28 +73,16 @@ Status VisitDatabase::ReadVisit(const VisitPlace& place, Day day, std::optional<
   return EndOfRows(found, t);
 }
 
-Status VisitDatabase::ReadVisits(std::string_view ip, std::string_view site, std::vector<StoredVisit>& rows) {
-  using namespace visits;
-  Table& t = VAVISITS;
-  const std::string wanted(t.Key({ip, site, "", ""}));
-  int found = t.FindNearest(wanted);
-  for (; found == Table::kOk; found = t.Step(1)) {
-    if (t.Key({t.Text(kIP), t.Text(kSite), "", ""}) != wanted) break;
-    rows.push_back(VisitOf(t));
-  }
-  return EndOfRows(found, t);
+Status VisitDatabase::ReadVisits(std::string_view ip, std::string_view site, RowsPlace& at, size_t most,
+                                 std::vector<StoredVisit>& rows) {
+  return ReadBeginning(VAVISITS, {ip, site}, at, most, [&rows](const Table& t) { rows.push_back(VisitOf(t)); });
 }
 
-Status VisitDatabase::ReadPages(const VisitPlace& place, std::vector<StoredPage>& rows) {
+Status VisitDatabase::ReadPages(const VisitPlace& place, RowsPlace& at, size_t most, std::vector<StoredPage>& rows) {
   using namespace pages;
-  Table& t = VAPG;
-  const std::string wanted(t.Key({place.ip, place.site, VisitNoKey(place.visit), ""}));
-  int found = t.FindNearest(wanted);
-  for (; found == Table::kOk; found = t.Step(1)) {
-    if (t.Key({t.Text(kIP), t.Text(kSite), t.Text(kVisitNo), ""}) != wanted) break;
+  return ReadBeginning(VAPG, {place.ip, place.site, VisitNoKey(place.visit)}, at, most, [&rows](const Table& t) {
     rows.push_back({std::string(t.Text(kPageTime)), std::string(t.Text(kPage)), t.Number(kStatus)});
-  }
-  return EndOfRows(found, t);
+  });
 }
 
 // The order of this key is descending, so the site's rows begin at its highest count.

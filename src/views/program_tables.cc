@@ -1,7 +1,8 @@
 #include "views/program_tables.h"
 
-#include <algorithm>
 #include <utility>
+
+#include "views/row_blocks.h"
 
 namespace vantry {
 namespace {
@@ -68,28 +69,16 @@ class WholeWalk final : public RowWalk {
     if (ended_) return Status::Ok();
     ended_ = true;
     if (!database_.DatabaseReady()) return NotOpen();
-    const RowLayout& layout = table_.Layout();
-    while (rows > 0) {
-      const Status status = table_.ReadRows(next_, static_cast<uint32_t>(std::min<size_t>(rows, kBlockRows)), bytes_);
-      if (!status.ok() || bytes_.empty()) return status;
-      const size_t count = bytes_.size() / layout.row_bytes;
-      for (size_t i = 0; i < count; ++i) {
-        const char* row = bytes_.data() + i * layout.row_bytes;
-        if (*row == dbf::kLiving) take({layout, row});
-      }
-      next_ += static_cast<uint32_t>(count);
-      rows -= std::min(rows, count);
-    }
-    ended_ = false;
-    return Status::Ok();
+    bool more = false;
+    const Status status = blocks_.Read(table_, rows, take, more);
+    ended_ = !more;
+    return status;
   }
 
  private:
-  static constexpr size_t kBlockRows = 1024;
   VisitDatabase& database_;
   Table& table_;
-  uint32_t next_ = 1;
-  std::string bytes_;
+  RowBlocks blocks_;
 };
 
 }  // namespace

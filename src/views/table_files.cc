@@ -7,6 +7,7 @@
 #include "core/text.h"
 #include "database/dbf_file.h"
 #include "database/key_expression.h"
+#include "views/row_blocks.h"
 
 namespace vantry {
 namespace {
@@ -31,38 +32,20 @@ class FileRows {
     return Status::Error(Fail::kBadData, path_ + " is not the table that Vantry writes: " + difference);
   }
 
-  // Gives about `rows` more to `take`; false after the last.
+  // As RowBlocks::Read.
   template <class Take>
   Status Read(size_t rows, const Take& take, bool& more) {
-    const RowLayout& layout = file_.Layout();
-    more = true;
-    while (rows > 0) {
-      const Status status = file_.ReadRows(next_, static_cast<uint32_t>(std::min(rows, kBlockRows)), bytes_);
-      if (!status.ok() || bytes_.empty()) {
-        more = false;
-        return status;
-      }
-      const size_t count = bytes_.size() / layout.row_bytes;
-      for (size_t i = 0; i < count; ++i) {
-        const char* row = bytes_.data() + i * layout.row_bytes;
-        if (*row == dbf::kLiving) take(row);
-      }
-      next_ += static_cast<uint32_t>(count);
-      rows -= std::min(rows, count);
-    }
-    return Status::Ok();
+    return blocks_.Read(file_, rows, take, more);
   }
 
   const TableSchema& Schema() const { return schema_; }
   const RowLayout& Layout() const { return file_.Layout(); }
 
  private:
-  static constexpr size_t kBlockRows = 1024;
   const TableSchema& schema_;
   std::string path_;
   DbfFile file_;
-  uint32_t next_ = 1;
-  std::string bytes_;
+  RowBlocks blocks_;
 };
 
 class FileWalk final : public RowWalk {
@@ -78,12 +61,7 @@ class FileWalk final : public RowWalk {
       open_ = true;
     }
     bool more = false;
-    Status status = rows_.Read(
-        rows,
-        [&](const char* row) {
-          take({rows_.Layout(), row});
-        },
-        more);
+    const Status status = rows_.Read(rows, take, more);
     ended_ = !more;
     return status;
   }
@@ -111,7 +89,7 @@ class SortedFileWalk final : public RowWalk {
     if (!sorted_) {
       bool more = false;
       if (Status status = rows_.Read(
-              rows, [this](const char* row) { Keep(row); }, more);
+              rows, [this](const RowView& row) { Keep(row); }, more);
           !status.ok()) {
         return status;
       }
@@ -137,12 +115,12 @@ class SortedFileWalk final : public RowWalk {
     return status;
   }
 
-  void Keep(const char* row) {
+  void Keep(const RowView& row) {
     scratch_.clear();
-    key_.expression.AppendKey(row, scratch_);
+    key_.expression.AppendKey(row.row, scratch_);
     if (!StartsWith(scratch_, wanted_)) return;
     keys_ += scratch_;
-    bytes_.append(row, rows_.Layout().row_bytes);
+    bytes_.append(row.row, rows_.Layout().row_bytes);
   }
 
   // Equal keys stay in the order of their rows.

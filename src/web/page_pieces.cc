@@ -2,11 +2,16 @@
 
 namespace vantry {
 
-void PagePieces::AddOnce(std::function<Status(PageText&)> part) {
+void PagePieces::AddTurns(std::function<Status(PageText&, bool&)> part) {
   Add([this, part = std::move(part)](PageText& text) {
-    failure_ = part(text);
-    return false;
+    bool again = false;
+    failure_ = part(text, again);
+    return again;
   });
+}
+
+void PagePieces::AddOnce(std::function<Status(PageText&)> part) {
+  AddTurns([part = std::move(part)](PageText& text, bool&) { return part(text); });
 }
 
 bool PagePieces::Next(std::string& out) {
@@ -27,6 +32,13 @@ bool PagePieces::Next(std::string& out) {
 
 PieceSource SourceOf(PagePiecesPtr page) {
   return [page = std::move(page)](std::string& out) { return page->Next(out); };
+}
+
+PieceSource OnePiece(std::string text) {
+  return [text = std::move(text)](std::string& out) {
+    out += text;
+    return false;
+  };
 }
 
 std::string WholeText(const PieceSource& source) {

@@ -31,7 +31,9 @@ class PagePieces {
   // For what is known at the start, such as who asks.
   PageText& Text() { return text_; }
   void Add(Part part) { parts_.push_back(std::move(part)); }
-  // A part of one turn. Its failure ends the page.
+  // A part that may fail, which ends the page; `again` is what a Part returns.
+  void AddTurns(std::function<Status(PageText& page, bool& again)> part);
+  // The same of one turn.
   void AddOnce(std::function<Status(PageText& page)> part);
 
   // As a PieceSource.
@@ -50,6 +52,7 @@ class PagePieces {
 
 using PagePiecesPtr = std::shared_ptr<PagePieces>;
 PieceSource SourceOf(PagePiecesPtr page);
+PieceSource OnePiece(std::string text);
 std::string WholeText(const PieceSource& source);
 
 // The visitors of one site in a page. Shows those who are still there when it gets to them, but nobody who

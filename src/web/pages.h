@@ -2,9 +2,9 @@
 // declare it here and give it a row.
 //
 // A page is one text, built whole from the live tables, the day's lists and the history as they are at that moment.
-// Those of all visitors and of the day's lists can be long: the port sends them in pieces, built as the client reads
-// (page_pieces.h). A routine reports its failure in the program log under its own name and returns the part built so
-// far.
+// Those of visitors, of the day's lists and of the history can be long: the port sends them in pieces, built as the
+// client reads (page_pieces.h). A routine reports its failure in the program log under its own name and returns the
+// part built so far.
 #pragma once
 
 #include <array>
@@ -33,8 +33,10 @@ PieceSource VisitorsTablePieces(const PageContext& c, int client_no, std::string
 std::string SiteTable(const PageContext& c, int client_no, std::string_view site_number);
 // "domain:address!visit number".
 std::string VisitorDetailsTable(const PageContext& c, int client_no, std::string_view domain_visitor);
+PieceSource VisitorDetailsPieces(const PageContext& c, int client_no, std::string_view domain_visitor);
 // "domain:address".
 std::string PreviousVisitsTable(const PageContext& c, int client_no, std::string_view domain_visitor);
+PieceSource PreviousVisitsPieces(const PageContext& c, int client_no, std::string_view domain_visitor);
 std::string AlertsTypeList(const PageContext& c, int client_no, std::string_view domain);
 PieceSource AlertsTypeListPieces(const PageContext& c, int client_no, std::string_view domain);
 // After the domain, "&alertno=" may name one alert.
@@ -70,8 +72,18 @@ inline constexpr BusArgument kClientNo{'n', "ClientNo"}, kDomain{'s', "Domain"},
 inline constexpr Page kPages[] = {
     {{"SITETABLE", "SITE", "TABLE"}, "VisitorsTable", {kClientNo, kDomain}, VisitorsTable, "Page", VisitorsTablePieces},
     {{}, "SiteTable", {kClientNo, {'n', "LogNo"}}, SiteTable},
-    {{"VISITOR"}, "VisitorDetailsTable", {kClientNo, kDomainVisitor}, VisitorDetailsTable},
-    {{"PREVIOUS"}, "PreviousVisitsTable", {kClientNo, kDomainVisitor}, PreviousVisitsTable},
+    {{"VISITOR"},
+     "VisitorDetailsTable",
+     {kClientNo, kDomainVisitor},
+     VisitorDetailsTable,
+     "Page",
+     VisitorDetailsPieces},
+    {{"PREVIOUS"},
+     "PreviousVisitsTable",
+     {kClientNo, kDomainVisitor},
+     PreviousVisitsTable,
+     "Page",
+     PreviousVisitsPieces},
     {{"SITES"}, "SitesTable", {kClientNo}, SitesTable},
     {{"ALERTS"}, "AlertsTypeList", {kClientNo, kDomain}, AlertsTypeList, "Page", AlertsTypeListPieces},
     {{"ALERTSTABLE"}, "AlertsTable", {kClientNo, kDomain, {'i', "StartNo"}}, AlertsTable, "Page", AlertsTablePieces},

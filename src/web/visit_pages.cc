@@ -14,6 +14,7 @@ constexpr char kVisitTable[] =
 constexpr char kPreviousTable[] =
     "<p><br><center><table border=\"1\" bgcolor=\"#FFFFFF\" cellspacing=\"0\" cellpadding=\"3\" "
     "bordercolorlight=\"#808080\" bordercolordark=\"#FFFFFF\" ";
+constexpr size_t kRowsATurn = 200;
 constexpr size_t kMaxAddress = 45;  // Of IPv6 with an address of IPv4 at its end.
 
 struct DomainVisitor {
@@ -109,61 +110,99 @@ void PreviousVisit(const PageContext& c, PageText& page, std::string_view domain
   page << "</tr>\r\n";
 }
 
+// Whose rows a page shows, and how far it has come. The request is gone when the later pieces are made.
+struct AskedVisit {
+  std::string ip, site, domain, asked_domain = {};
+  int32_t visit = 0;
+  RowsPlace at = {};
+  size_t rows = 0;
+
+  VisitPlace Place() const { return {ip, site, visit}; }
+};
+
 }  // namespace
 
-std::string VisitorDetailsTable(const PageContext& c, int client_no, std::string_view domain_visitor) {
+PieceSource VisitorDetailsPieces(const PageContext& c, int client_no, std::string_view domain_visitor) {
   const SiteVisitor parts = FindVisitor(c, client_no, domain_visitor);
-  if (parts.site == 0) return NotMonitoredPage(c, parts.domain);
-  return BuildPage(c, "Interface.VisitorDetailsTable", [&](PageText& page) {
-    const SiteRec& site = c.t.Site(parts.site);
-    const VisitPlace place{parts.ip, site.Name, parts.visit};
-    page.HTMLHeader("Visit Details", true);
+  if (parts.site == 0) return OnePiece(NotMonitoredPage(c, parts.domain));
+  auto page = std::make_shared<PagePieces>(c, "Interface.VisitorDetailsTable");
+  const SiteRec& site = c.t.Site(parts.site);
+  const auto visit = std::make_shared<AskedVisit>(
+      AskedVisit{std::string(parts.ip), site.Name, site.Domain, std::string(parts.domain), parts.visit});
+  page->AddOnce([&c, visit](PageText& text) {
+    text.HTMLHeader("Visit Details", true);
     if (Status status = NeedsHistory(c); !status.ok()) return status;
-    page << kVisitTable << page.WebStyle() << "> ";
-    page.AddHeaderRow(PageText::ProductLink() + ":" + UrlForm(page.Show(site.Domain)) + " [Visitor Information] ", 3,
+    text << kVisitTable << text.WebStyle() << "> ";
+    text.AddHeaderRow(PageText::ProductLink() + ":" + UrlForm(text.Show(visit->domain)) + " [Visitor Information] ", 3,
                       true);
-    if (Status status = DetailRows(c, page, place); !status.ok()) return status;
-    AddHeadings(page, {"Time", "Page Visited", "Status"});
-    std::vector<StoredPage> rows;
-    const Status status = c.history.ReadPages(place, rows);
-    for (const StoredPage& row : rows) VisitedPage(page, site.Domain, row);
-    if (!status.ok()) return status;
-    const std::string url = std::string(page.Show(c.clients[client_no].Path)) +
-                            "?PREVIOUS&domain=" + std::string(page.Show(parts.domain)) + ":" +
-                            std::string(page.Show(parts.ip));
-    page.AddHeaderRow(std::to_string(rows.size()) + " Pages Visted " + page.AddButton("Previous Visits", url), 3,
-                      false);
-    page << "</table><center>\r\n";
-    page.HTMLFooter();
+    if (Status status = DetailRows(c, text, visit->Place()); !status.ok()) return status;
+    AddHeadings(text, {"Time", "Page Visited", "Status"});
     return Status::Ok();
   });
+  page->AddTurns([&c, visit](PageText& text, bool& again) {
+    std::vector<StoredPage> rows;
+    const Status status = c.history.ReadPages(visit->Place(), visit->at, kRowsATurn, rows);
+    for (const StoredPage& row : rows) VisitedPage(text, visit->domain, row);
+    visit->rows += rows.size();
+    again = !visit->at.ended;
+    return status;
+  });
+  page->AddOnce([visit, path = std::string(c.clients[client_no].Path)](PageText& text) {
+    const std::string url = std::string(text.Show(path)) +
+                            "?PREVIOUS&domain=" + std::string(text.Show(visit->asked_domain)) + ":" +
+                            std::string(text.Show(visit->ip));
+    text.AddHeaderRow(std::to_string(visit->rows) + " Pages Visted " + text.AddButton("Previous Visits", url), 3,
+                      false);
+    text << "</table><center>\r\n";
+    text.HTMLFooter();
+    return Status::Ok();
+  });
+  return SourceOf(std::move(page));
+}
+
+std::string VisitorDetailsTable(const PageContext& c, int client_no, std::string_view domain_visitor) {
+  return WholeText(VisitorDetailsPieces(c, client_no, domain_visitor));
+}
+
+PieceSource PreviousVisitsPieces(const PageContext& c, int client_no, std::string_view domain_visitor) {
+  constexpr int kColumns = 10;
+  const SiteVisitor parts = FindVisitor(c, client_no, domain_visitor);
+  if (parts.site == 0) return OnePiece(NotMonitoredPage(c, parts.domain));
+  auto page = std::make_shared<PagePieces>(c, "Interface.PreviousVisitsTable");
+  const SiteRec& site = c.t.Site(parts.site);
+  const auto visits = std::make_shared<AskedVisit>(AskedVisit{std::string(parts.ip), site.Name, site.Domain});
+  page->AddOnce([&c, visits](PageText& text) {
+    text.HTMLHeader("Previous Visits", true);
+    if (Status status = NeedsHistory(c); !status.ok()) return status;
+    text << kPreviousTable << text.WebStyle() << "> ";
+    std::optional<StoredVisitor> known;
+    if (Status status = c.history.ReadVisitor(visits->ip, visits->site, known); !status.ok()) return status;
+    text.AddHeaderRow("Previous Visits For " + std::string(text.Show(known ? known->dns : "")) + " On " +
+                          UrlForm(text.Show(visits->domain)),
+                      kColumns, true);
+    AddHeadings(text, {"No", "Date", "Time", "First Page", "Last Page", "Mins On Site", "Pages Seen", "Browser",
+                       "Spider", "Referrer"});
+    return Status::Ok();
+  });
+  page->AddTurns([&c, visits](PageText& text, bool& again) {
+    std::vector<StoredVisit> rows;
+    const Status status = c.history.ReadVisits(visits->ip, visits->site, visits->at, kRowsATurn, rows);
+    for (const StoredVisit& row : rows) PreviousVisit(c, text, visits->domain, row);
+    visits->rows += rows.size();
+    again = !visits->at.ended;
+    return status;
+  });
+  page->AddOnce([visits](PageText& text) {
+    text.AddHeaderRow(std::to_string(visits->rows) + " Previous Visits", kColumns, true);
+    text << "</table></center>";
+    text.HTMLFooter();
+    return Status::Ok();
+  });
+  return SourceOf(std::move(page));
 }
 
 std::string PreviousVisitsTable(const PageContext& c, int client_no, std::string_view domain_visitor) {
-  const SiteVisitor parts = FindVisitor(c, client_no, domain_visitor);
-  if (parts.site == 0) return NotMonitoredPage(c, parts.domain);
-  return BuildPage(c, "Interface.PreviousVisitsTable", [&](PageText& page) {
-    constexpr int kColumns = 10;
-    const SiteRec& site = c.t.Site(parts.site);
-    page.HTMLHeader("Previous Visits", true);
-    if (Status status = NeedsHistory(c); !status.ok()) return status;
-    page << kPreviousTable << page.WebStyle() << "> ";
-    std::optional<StoredVisitor> known;
-    if (Status status = c.history.ReadVisitor(parts.ip, site.Name, known); !status.ok()) return status;
-    page.AddHeaderRow("Previous Visits For " + std::string(page.Show(known ? known->dns : "")) + " On " +
-                          UrlForm(page.Show(site.Domain)),
-                      kColumns, true);
-    AddHeadings(page, {"No", "Date", "Time", "First Page", "Last Page", "Mins On Site", "Pages Seen", "Browser",
-                       "Spider", "Referrer"});
-    std::vector<StoredVisit> rows;
-    const Status status = c.history.ReadVisits(parts.ip, site.Name, rows);
-    for (const StoredVisit& row : rows) PreviousVisit(c, page, site.Domain, row);
-    if (!status.ok()) return status;
-    page.AddHeaderRow(std::to_string(rows.size()) + " Previous Visits", kColumns, true);
-    page << "</table></center>";
-    page.HTMLFooter();
-    return Status::Ok();
-  });
+  return WholeText(PreviousVisitsPieces(c, client_no, domain_visitor));
 }
 
 PieceSource ReferrersTablePieces(const PageContext& c, int client_no, std::string_view domain) {

@@ -27,6 +27,12 @@ struct VisitQueriesTest : ::testing::Test {
     Db().UpdateVisitInDatabase(v);
     return v;
   }
+  // A visitor whom a referrer sent.
+  void ComeFromThere(const std::string& time) {
+    VisitorRec v = rig.Visitor("10.0.0.1", time);
+    v.Referrer = "http://from.example/x";
+    Db().UpdateVisitor(v, false);
+  }
 };
 
 TEST_F(VisitQueriesTest, AVisitorIsFoundByAddressAndSite) {
@@ -67,18 +73,26 @@ TEST_F(VisitQueriesTest, ListsHoldWhatBelongsToTheAddressAndSiteAlone) {
   Visit("10.0.0.1", "10:00:00", {"other site"}, 2);
   Visit("10.0.0.2", "10:00:00", {"other address"});
   std::vector<StoredVisit> visits;
-  ASSERT_TRUE(Db().ReadVisits("10.0.0.1", "One", visits).ok());
+  RowsPlace at;
+  ASSERT_TRUE(Db().ReadVisits("10.0.0.1", "One", at, 1, visits).ok());
+  ASSERT_EQ(visits.size(), 1u);
+  EXPECT_FALSE(at.ended);
+  ASSERT_TRUE(Db().ReadVisits("10.0.0.1", "One", at, SIZE_MAX, visits).ok());
+  EXPECT_TRUE(at.ended);
+  ASSERT_TRUE(Db().ReadVisits("10.0.0.1", "One", at, SIZE_MAX, visits).ok());
   ASSERT_EQ(visits.size(), 2u);
   EXPECT_EQ(visits[0].first_page, "a.htm");
   EXPECT_EQ(visits[1].first_page, "c.htm");
   std::vector<StoredPage> pages;
-  ASSERT_TRUE(Db().ReadPages({"10.0.0.1", "One", 1}, pages).ok());
+  at = {};
+  ASSERT_TRUE(Db().ReadPages({"10.0.0.1", "One", 1}, at, SIZE_MAX, pages).ok());
   ASSERT_EQ(pages.size(), 2u);
   EXPECT_EQ(pages[0].page, "a.htm");
   EXPECT_EQ(pages[1].page, "b.htm");
   EXPECT_EQ(pages[1].status, 202);
   pages.clear();
-  ASSERT_TRUE(Db().ReadPages({"10.0.0.9", "One", 1}, pages).ok());
+  at = {};
+  ASSERT_TRUE(Db().ReadPages({"10.0.0.9", "One", 1}, at, SIZE_MAX, pages).ok());
   EXPECT_TRUE(pages.empty());
 }
 
@@ -107,21 +121,17 @@ TEST_F(VisitQueriesTest, ATableThatCantBeReadKeepsTheRowsSoFar) {
   Db().FlushDatabase();
   rig.index.fails = [looks = 0](const std::string& what) mutable { return what == "find" && ++looks == 3; };
   std::vector<StoredPage> pages;
-  EXPECT_EQ(Db().ReadPages({"10.0.0.1", "One", 1}, pages).fail, Fail::kIo);
+  RowsPlace at;
+  EXPECT_EQ(Db().ReadPages({"10.0.0.1", "One", 1}, at, SIZE_MAX, pages).fail, Fail::kIo);
   EXPECT_GT(pages.size(), 0u);
   EXPECT_LT(pages.size(), 3u);
 }
 
 TEST_F(VisitQueriesTest, AnExcludedReferrerIsCountedOn) {
-  const auto come = [this](const std::string& time) {
-    VisitorRec v = rig.Visitor("10.0.0.1", time);
-    v.Referrer = "http://from.example/x";
-    Db().UpdateVisitor(v, false);
-  };
-  come("10:00:00");
+  ComeFromThere("10:00:00");
   EXPECT_TRUE(Db().ExcludeReferrer("http://from.example", "One").ok());
-  come("11:00:00");
-  come("12:00:00");
+  ComeFromThere("11:00:00");
+  ComeFromThere("12:00:00");
   const PlainTable table = rig.Flushed("Referrers");
   ASSERT_EQ(table.rows.size(), 1u);
   EXPECT_EQ(table.rows[0].at("Visits"), "    1");
@@ -129,16 +139,11 @@ TEST_F(VisitQueriesTest, AnExcludedReferrerIsCountedOn) {
 
 TEST_F(VisitQueriesTest, KeepExcluded_LeavesAnExcludedReferrerOutWhoeverComesFromThere) {
   rig.t.Corrected.KeepExcluded = true;
-  const auto come = [this](const std::string& time) {
-    VisitorRec v = rig.Visitor("10.0.0.1", time);
-    v.Referrer = "http://from.example/x";
-    Db().UpdateVisitor(v, false);
-  };
-  come("10:00:00");
+  ComeFromThere("10:00:00");
   EXPECT_TRUE(Db().ExcludeReferrer("http://from.example", "One").ok());
   EXPECT_EQ(Db().ExcludeReferrer("http://from.example", "Two").fail, Fail::kNotFound);
-  come("11:00:00");
-  come("12:00:00");
+  ComeFromThere("11:00:00");
+  ComeFromThere("12:00:00");
   const PlainTable table = rig.Flushed("Referrers");
   ASSERT_EQ(table.rows.size(), 1u);
   EXPECT_EQ(table.rows[0].at("Visits"), "   -1");
@@ -146,15 +151,10 @@ TEST_F(VisitQueriesTest, KeepExcluded_LeavesAnExcludedReferrerOutWhoeverComesFro
 }
 
 TEST_F(VisitQueriesTest, ADeletedReferrerComesBackWithTheNextVisitor) {
-  const auto come = [this](const std::string& time) {
-    VisitorRec v = rig.Visitor("10.0.0.1", time);
-    v.Referrer = "http://from.example/x";
-    Db().UpdateVisitor(v, false);
-  };
-  come("10:00:00");
+  ComeFromThere("10:00:00");
   EXPECT_TRUE(Db().DeleteReferrer("http://from.example", "One").ok());
   EXPECT_EQ(Db().DeleteReferrer("http://from.example", "One").fail, Fail::kNotFound);
-  come("11:00:00");
+  ComeFromThere("11:00:00");
   const PlainTable table = rig.Flushed("Referrers");
   EXPECT_EQ(table.deleted, 1u);
   ASSERT_EQ(table.rows.size(), 1u);

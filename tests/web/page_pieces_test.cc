@@ -52,6 +52,24 @@ struct PiecesTest : ::testing::Test {
       rig.t.exGrid.Add({{now, site}, 404, i, text + filler});
     }
   }
+  // A visit of so many pages to the first site, the visitor's newest.
+  VisitorRec Visit(const std::string& ip, int count) {
+    VisitorRec v = rig.Visitor(ip, "11:00:00");
+    v.LastPageTime.s += ++next;
+    v.StartTime = v.LastPageTime;
+    rig.database->UpdateVisitor(v, false);
+    rig.database->AddVisitToDatabase(v, "first.htm");
+    See(v, count);
+    return v;
+  }
+  void See(VisitorRec& v, int count) {
+    for (int i = 0; i < count; ++i) {
+      ++v.Pages;
+      ++v.LastPageTime.s;
+      v.Page = "page" + std::to_string(++next) + ".htm";
+      rig.database->AddPageToDatabase(v);
+    }
+  }
   static std::string Rest(const PieceSource& source) {
     std::string text;
     while (source(text)) {
@@ -114,6 +132,43 @@ TEST_F(PiecesTest, WhoComesOrGoesMeanwhileLeavesThePageWhole) {
   EXPECT_TRUE(Contains(page, count + " Total Active Visitors"));
   EXPECT_EQ(Times(page, "\"/path?SITES\""), 2u);
   EXPECT_TRUE(page.ends_with("</HTML>\r\n"));
+}
+
+TEST_F(PiecesTest, AVisitOfManyPagesComesInPieces) {
+  VisitorRec v = Visit("10.0.0.1", 3'000);
+  Visit("10.0.0.2", 10);
+  const std::string argument = "www.one.example:10.0.0.1!" + std::to_string(v.VisitCount);
+  const PieceSource source = FindPage("VISITOR").pieces(pages, 1, argument);
+  std::string page, piece;
+  for (bool more = true; more; page += piece) {
+    piece.clear();
+    more = source(piece);
+    EXPECT_LT(piece.size(), PagePieces::kPieceBytes + 10'000);
+    // What others ask and store in between moves the table.
+    Rest(FindPage("VISITOR").pieces(pages, 2, "www.one.example:10.0.0.2!1"));
+    Visit("10.0.0.2", 1);
+    clients[1] = {};
+  }
+  EXPECT_EQ(Times(page, "<tr>"), 3'000u + Times(VisitorDetailsTable(pages, 1, "www.one.example:10.0.0.9!1"), "<tr>"));
+  EXPECT_TRUE(Contains(page, ">3000 Pages Visted "));
+  EXPECT_TRUE(Contains(page, "/path?PREVIOUS&domain=www.one.example:10.0.0.1"));
+  EXPECT_TRUE(page.ends_with("</HTML>\r\n"));
+}
+
+TEST_F(PiecesTest, ManyVisitsOfAnAddressComeInPieces) {
+  for (int i = 0; i < 700; ++i) Visit("10.0.0.1", 1);
+  const PieceSource source = FindPage("PREVIOUS").pieces(pages, 1, "www.one.example:10.0.0.1");
+  std::string page, piece;
+  int pieces = 0;
+  for (bool more = true; more; page += piece, ++pieces) {
+    piece.clear();
+    more = source(piece);
+    EXPECT_LT(piece.size(), PagePieces::kPieceBytes + 10'000);
+    Visit("10.0.0.2", 1);
+  }
+  EXPECT_GT(pieces, 2);
+  EXPECT_TRUE(Contains(page, ">700 Previous Visits"));
+  EXPECT_EQ(page, PreviousVisitsTable(pages, 1, "www.one.example:10.0.0.1"));
 }
 
 TEST_F(PiecesTest, ThoseWhoComeAreNotShownAndNotCounted) {
