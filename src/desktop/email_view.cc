@@ -7,14 +7,14 @@
 #include <utility>
 
 #include "desktop/shown_text.h"
+#include "notify/grid_to_html.h"
 
 namespace vantry {
 
 EmailView::EmailView(const WindowParts& parts, Prompts& prompts, MailedList list, const SiteRec* site, QWidget* parent)
     : QDialog(parent), parts_(parts), prompts_(prompts), list_(std::move(list)) {
-  if (!list_.title.empty()) list_.view.title = list_.title;
   setObjectName("frmEmailView");
-  setWindowTitle(ShownText(list_.view.caption));
+  setWindowTitle(ShownText(list_.view.caption.empty() ? list_.title : list_.view.caption));
   auto* column = new QVBoxLayout(this);
   auto* form = new QFormLayout;
   address_ = new QComboBox(this);
@@ -50,7 +50,10 @@ void EmailView::Send() {
   RememberAddress(address, parts_.registry);
   const bool sent = parts_.log.Guard("frmEmailView.btnSend_Click", [&] {
     const std::unique_ptr<ReportGrid> grid = list_.grid();
-    return SendView({parts_.app_path, parts_.files, parts_.mail}, list_.view, *grid, list_.summary, address);
+    const std::string title = EscapeHTML(list_.title);
+    MailedView view = list_.view;
+    if (!title.empty()) view.title = title;
+    return SendView({parts_.app_path, parts_.files, parts_.mail}, view, *grid, list_.summary, address);
   });
   if (!sent) {
     prompts_.Tell(this, BoxKind::kWarning,

@@ -17,7 +17,7 @@ namespace vantry {
 // The list to be mailed.
 struct MailedList {
   MailedView view;    // One of kMailedViews.
-  std::string title;  // In place of the view's, HTML; empty if that is to stand.
+  std::string title;  // Of the list, in place of the view's; empty if that is to stand.
   std::function<std::unique_ptr<ReportGrid>()> grid;
   std::string summary;  // What stands above the list.
 };

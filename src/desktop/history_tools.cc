@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "core/text.h"
+#include "desktop/chosen_index.h"
 #include "desktop/email_view.h"
 #include "desktop/history_grid.h"
 #include "desktop/history_window.h"
@@ -218,7 +219,7 @@ void HistoryWindow::Email() {
     const auto site = std::find_if(sites.begin(), sites.end(), [this](const SiteRec& s) {
       return !subject_.site.empty() && s.Name == subject_.site;
     });
-    const MailedList mailed{kMailedViews[look_.mailed_view], EscapeHTML(model_->List().Title()),
+    const MailedList mailed{kMailedViews[look_.mailed_view], model_->List().Title(),
                             [this] { return std::make_unique<HistoryGrid>(*model_, links_.parts.regional); },
                             dns_ ? dns_->text().toStdString() : std::string()};
     auto* dialog = new EmailView(links_.parts, links_.prompts, mailed, site == sites.end() ? nullptr : &*site, this);
@@ -258,7 +259,7 @@ void HistoryWindow::Write(const QString& path) {
 
 // With a row chosen, of one site: the same name may stand for another referrer on another site.
 void HistoryWindow::DeleteReferrer() {
-  const QModelIndex chosen = grid_->currentIndex();
+  const QModelIndex chosen = ChosenIndex(*grid_);
   if (!chosen.isValid() || subject_.site.empty()) return;
   const std::string name(model_->List().Text(model_->RowAt(chosen.row()), top_referrers::kName));
   const QString question =

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "desktop/chosen_index.h"
 #include "desktop/shown_text.h"
 
 namespace vantry {
@@ -61,8 +62,12 @@ HistoryWindow::HistoryWindow(HistoryLinks links, HistoryKind kind, QWidget* pare
   state_ = PlainLabel("miStat", "", this);
   column->addWidget(state_);
   const QFontMetrics metrics(font());
+  const QMargins around = column->contentsMargins();
   int width = metrics.averageCharWidth() * (kind_ == HistoryKind::kVisitDetails ? 90 : 130);
-  for (const QToolBar* bar : {bar_, subject_bar_}) width = std::max(width, bar->sizeHint().width() + metrics.height());
+  // In less room the bars would hide tools.
+  for (const QToolBar* bar : {bar_, subject_bar_}) {
+    width = std::max(width, bar->sizeHint().width() + around.left() + around.right());
+  }
   resize(width, metrics.height() * 32);
   grid_->setFocus();
   fill_.setInterval(0);
@@ -98,7 +103,7 @@ void HistoryWindow::MakeGrid() {
   QObject::connect(&header, &QHeaderView::sectionClicked, this, [this](int column) { SortBy(column); });
   QObject::connect(grid_, &QTableView::doubleClicked, this, [this](const QModelIndex& index) { Follow(index); });
   auto* enter = new QShortcut(Qt::Key_Return, grid_, nullptr, nullptr, Qt::WidgetShortcut);
-  QObject::connect(enter, &QShortcut::activated, this, [this] { Follow(grid_->currentIndex()); });
+  QObject::connect(enter, &QShortcut::activated, this, [this] { Follow(ChosenIndex(*grid_)); });
 }
 
 // Up, down, and as the list is by itself.
@@ -119,9 +124,8 @@ void HistoryWindow::SizeColumns() {
   for (size_t c = 0; c < columns.size(); ++c) {
     const int heading = grid_->horizontalHeader()->sectionSizeHint(static_cast<int>(c));
     // The texts of headings say how wide a column is, and five digits are wider than "No".
-    const int least = columns[c].kind == CellKind::kVisitNo ? 8 : columns[c].width + 2;
-    grid_->setColumnWidth(static_cast<int>(c),
-                          std::max(heading, std::max(least, columns[c].width + 2) * metrics.averageCharWidth()));
+    const int characters = std::max(columns[c].width + 2, columns[c].kind == CellKind::kVisitNo ? 8 : 0);
+    grid_->setColumnWidth(static_cast<int>(c), std::max(heading, characters * metrics.averageCharWidth()));
     if (columns[c].has_bar && !grid_->itemDelegateForColumn(static_cast<int>(c))) {
       grid_->setItemDelegateForColumn(static_cast<int>(c), new CountCell(grid_));
     }

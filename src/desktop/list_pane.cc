@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "core/csv_text.h"
+#include "desktop/chosen_index.h"
 #include "desktop/list_text.h"
 #include "desktop/shown_text.h"
 
@@ -236,10 +237,9 @@ void ListPane::RestoreChosen() {
 }
 
 std::optional<uint64_t> ListPane::ChosenRow() const {
-  const QModelIndex current = currentIndex();
-  if (!current.isValid() || static_cast<size_t>(current.row()) >= ShownRows()) return std::nullopt;
-  if (!selectionModel()->isSelected(current)) return std::nullopt;
-  return model_.RowAt(static_cast<size_t>(current.row()));
+  const QModelIndex chosen = ChosenIndex(*this);
+  if (!chosen.isValid() || static_cast<size_t>(chosen.row()) >= ShownRows()) return std::nullopt;
+  return model_.RowAt(static_cast<size_t>(chosen.row()));
 }
 
 void ListPane::TellSelection() {

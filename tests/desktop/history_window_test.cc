@@ -47,6 +47,23 @@ struct HistoryWindowTest : MainWindowTest {
     past.database->AddVisitToDatabase(v, "first.htm");
     past.database->AddPageToDatabase(v);
   }
+  // A visit with pages, as on a real site.
+  void ComeBack(int day, int hour) {
+    constexpr const char* kPages[] = {"index.html", "products/tools.html", "manuals/drill.pdf", "prices.html"};
+    VisitorRec v = past.Visitor("10.0.0.1", "08:04:00", 1, day);
+    v.StartTime.s += 3600 * hour + 97 * day * (hour + 1);
+    v.LastHitTime = v.LastPageTime = v.StartTime;
+    v.DNS = "host-27.example.net";
+    v.Referrer = "https://search" + std::to_string(hour * hour % 5 + 1) + ".example/find?q=drill";
+    past.database->UpdateVisitor(v, false);
+    past.database->AddVisitToDatabase(v, kPages[hour % 4]);
+    for (v.Pages = 1; v.Pages <= 3 + (day + hour) % 5; ++v.Pages) {
+      v.Page = kPages[(hour + v.Pages - 1) % 4];
+      past.database->AddPageToDatabase(v);
+      v.LastHitTime.s = v.LastPageTime.s += 35 + 50 * (v.Pages % 3);
+    }
+    past.database->UpdateVisitInDatabase(v);
+  }
   void Download(const std::string& ip, const std::string& file, int day) {
     VisitorRec v = past.Visitor(ip, "02:00:00", 1, day);
     v.Page = file;
@@ -380,7 +397,7 @@ TEST_F(HistoryWindowTest, IsSavedPrintedAndMailed) {
   Use(frm, "miEmail");
   auto* dialog = frm.findChild<QDialog*>("frmEmailView");
   ASSERT_NE(dialog, nullptr);
-  EXPECT_EQ(dialog->windowTitle(), "Email View: Previous Visits");
+  EXPECT_EQ(dialog->windowTitle(), "Previous Visits For 10.0.0.1 On Site Site 1");
   WidgetIn<QComboBox>(*dialog, "cmboEmail").setEditText("a@example.com");
   Click(*dialog, "btnSend");
   EXPECT_THAT(files.Get("/home/Previous Visits.htm"), HasSubstr("<b>Previous Visits For 10.0.0.1 On Site Site 1</b>"));
@@ -412,15 +429,31 @@ TEST_F(HistoryWindowTest, WindowsGoWithTheProgram) {
   EXPECT_EQ(Frm().findChild<QWidget*>("frmDays"), nullptr);
 }
 
+// The command that opens it, and the window.
+constexpr std::pair<const char*, const char*> kWindows[] = {
+    {"miHistory", "frmPrevVisits"},        {"miViewVisitDetails", "frmVisitDetails"},
+    {"miTopReferers", "frmReferers"},      {"miViewDownloads", "frmPrevDownloads"},
+    {"miTopDownloads", "frmTopDownloads"}, {"miDays", "frmDays"}};
+
+TEST_F(HistoryWindowTest, NoToolIsHiddenForLackOfRoom) {
+  OpenOnPast();
+  ChooseVisitor();
+  for (const auto& [command, name] : kWindows) {
+    const HistoryWindow& frm = OpenWindow(command, name);
+    for (const QToolBar* bar : frm.findChildren<QToolBar*>()) {
+      for (QAction* action : bar->actions()) {
+        const QWidget* tool = bar->widgetForAction(action);
+        EXPECT_TRUE(tool->isVisible() && bar->rect().contains(tool->geometry()))
+            << name << " " << action->objectName().toStdString();
+      }
+    }
+  }
+}
+
 TEST_F(HistoryWindowTest, EveryWidgetHasANameForThoseWhoCannotSee) {
   OpenOnPast();
   ChooseVisitor();
-  for (const auto& [command, name] : {std::pair("miHistory", "frmPrevVisits"),
-                                      {"miViewVisitDetails", "frmVisitDetails"},
-                                      {"miTopReferers", "frmReferers"},
-                                      {"miViewDownloads", "frmPrevDownloads"},
-                                      {"miTopDownloads", "frmTopDownloads"},
-                                      {"miDays", "frmDays"}}) {
+  for (const auto& [command, name] : kWindows) {
     const HistoryWindow& frm = OpenWindow(command, name);
     EXPECT_FALSE(frm.accessibleName().isEmpty());
     EXPECT_EQ(Grid(frm).accessibleName(), frm.windowTitle());
@@ -441,8 +474,8 @@ TEST_F(HistoryWindowTest, Pictures) {
     past.database->UpdateDaySummaries();
   }
   for (int day = 1; day <= 4; ++day) {
-    for (int i = 0; i < 30; ++i) {
-      Visit("10.0.0.1", day, "http://search" + std::to_string(i * i % 7) + ".example/find?q=maps");
+    for (int i = 0; i < 9; ++i) {
+      ComeBack(day, i);
       Download("10.0.0.1", "manual-" + std::to_string(i * i % 11) + ".zip", day);
     }
   }
@@ -451,14 +484,10 @@ TEST_F(HistoryWindowTest, Pictures) {
   for (const bool dark : {false, true}) {
     QApplication::setPalette(PicturePalette(dark));
     ChooseVisitor();
-    for (const auto& [command, name] : {std::pair("miHistory", "frmPrevVisits"),
-                                        {"miViewVisitDetails", "frmVisitDetails"},
-                                        {"miTopReferers", "frmReferers"},
-                                        {"miViewDownloads", "frmPrevDownloads"},
-                                        {"miTopDownloads", "frmTopDownloads"},
-                                        {"miDays", "frmDays"}}) {
+    for (const auto& [command, name] : kWindows) {
       HistoryWindow& frm = OpenWindow(command, name);
       if (Grid(frm).model()->rowCount() > 2) Grid(frm).selectRow(1);
+      if (name == std::string("frmVisitDetails")) DoubleClick(Window("frmPrevVisits"), 1);
       QApplication::processEvents();
       SavePicture(frm.grab().toImage(), QString("history-%1-%2").arg(name, dark ? "dark" : "light"));
     }

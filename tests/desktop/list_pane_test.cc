@@ -87,6 +87,16 @@ TEST_F(ListPaneTest, AHeadingSortsUpThenDownThenAsTheyCame) {
   EXPECT_EQ(pane->horizontalHeader()->sortIndicatorSection(), -1);
 }
 
+TEST_F(ListPaneTest, ARowThatIsSelectedWithoutBeingTheCurrentOneIsChosen) {
+  Open(ListKind::kVisitors, 10);
+  const auto rows = QItemSelectionModel::Select | QItemSelectionModel::Rows;
+  pane->selectionModel()->select(pane->model()->index(5, 0), rows);
+  ASSERT_TRUE(pane->Selected()) << "as a screen reader does it";
+  EXPECT_EQ(pane->Selected()->key, "3:10.0.0.5");
+  pane->selectionModel()->clear();
+  EXPECT_FALSE(pane->Selected());
+}
+
 TEST_F(ListPaneTest, TheChosenRowStaysChosenWhileOthersComeAndGo) {
   Open(ListKind::kVisitors, 60);
   int told = 0;
