@@ -6,11 +6,11 @@
 #   install-deps.sh dev    also formatters, linters and fuzzers, and to make packages
 set -euo pipefail
 
-run="g++ cmake ninja-build pkg-config qt6-base-dev ca-certificates libc-ares-dev libcurl4-openssl-dev freetds-dev libarchive-dev liblmdb-dev libre2-dev libsystemd-dev zlib1g-dev python3-minimal procps"
+run="g++ cmake ninja-build pkg-config qt6-base-dev ca-certificates libc-ares-dev libcurl4-openssl-dev freetds-dev libarchive-dev libcrypt-dev liblmdb-dev libmicrohttpd-dev libre2-dev libsystemd-dev prometheus-cpp-dev rapidjson-dev zlib1g-dev python3-minimal procps"
 # The window is built where there is a display to show it on.
 window="qt6-svg-dev libxcb1-dev"
 [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] || run="$run $window"
-tests="$window libgtest-dev libgmock-dev libbenchmark-dev nginx-light dnsmasq-base python3 python3-dnslib curl faketime tor-geoipdb python3-dbfread shapelib python3-aiosmtpd freetds-bin python3-tds openssl dbus-daemon libglib2.0-bin systemd python3-gi chromium chromium-driver python3-selenium python3-pil fonts-dejavu-core lynx kannel-extras logrotate strace unzip iproute2 xvfb xauth at-spi2-core python3-pyatspi python3-pyftpdlib python3-paramiko clang clang-format clang-tidy"
+tests="$window prometheus libgtest-dev libgmock-dev libbenchmark-dev nginx-light dnsmasq-base python3 python3-dnslib curl faketime tor-geoipdb python3-dbfread shapelib python3-aiosmtpd freetds-bin python3-tds openssl dbus-daemon libglib2.0-bin systemd python3-gi chromium chromium-driver python3-selenium python3-pil fonts-dejavu-core lynx kannel-extras logrotate strace unzip iproute2 xvfb xauth at-spi2-core python3-pyatspi python3-pyftpdlib python3-paramiko clang clang-format clang-tidy"
 bench="libbenchmark-dev zip faketime apache2-utils dbus-daemon"
 # uap-core, python3-yaml and npm: for scripts/renew-lists. The last line: for scripts/make-packages and what looks at its results.
 dev="uap-core python3-yaml npm libclang-rt-dev universal-ctags"

@@ -8,7 +8,9 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 ANGLED = re.compile(r"\s*#\s*include\s*<([^>]*)>")
 STANDARD = re.compile(r"[a-z_]+$")  # Headers of standard C++ have neither a folder nor an ending.
-LIBRARY = re.compile(r"Q|curl/|ares|lmdb|systemd/|archive|zlib")
+LIBRARY = re.compile(r"Q|curl/|ares|lmdb|systemd/|archive|zlib|microhttpd|crypt")
+# Libraries that belong to one folder and are seen nowhere else.
+OF_ONE_FOLDER = (("live", re.compile(r"rapidjson/|prometheus/")),)
 INSIDE = re.compile(r'\s*#\s*include\s*"([^"/]+)/[^"]*"')
 MAY_USE_LIBRARIES = {"platform", "desktop", "app", "archive"}
 MAY_USE_THE_SYSTEM = {*MAY_USE_LIBRARIES, "ctl", "setup"}
@@ -28,6 +30,9 @@ def read_layers(path):
 def may_include(folder, header):
     if STANDARD.match(header):
         return True
+    for owner, library in OF_ONE_FOLDER:
+        if library.match(header):
+            return folder == owner
     return folder in (MAY_USE_LIBRARIES if LIBRARY.match(header) else MAY_USE_THE_SYSTEM)
 
 
