@@ -110,6 +110,7 @@ void Alerts::AddRow(const VisitorRec& v, const AlertRec& alert) {
   row.alert_no = alert.AlertNo;
   row.alert_colour = static_cast<uint32_t>(alert.Color);
   c_.t.logGrid.Add(std::move(row));
+  if (c_.t.Live) c_.t.Live->AlertRaised();
 }
 
 void Alerts::PlayAlertSound(const AlertRec& alert) {

@@ -132,6 +132,7 @@ void Exceptions::Count(const Raised& raised) {
   }
   row.hidden = !ShowsException(c_.t, row, ExceptionFilter(c_.t, exception_number_));
   c_.t.exGrid.Add(std::move(row));
+  if (c_.t.Live) c_.t.Live->ExceptionRaised(raised.address);
   c_.view.UpdateStatus();
 }
 

@@ -48,6 +48,15 @@ std::vector<std::string> RegistryFile::FindSecurityDamage(std::span<const std::s
   return SecurityDamage(bytes, known);
 }
 
+std::vector<std::string> RegistryFile::FindSectionDamage(std::string_view section,
+                                                         std::span<const std::string_view> known) {
+  std::string bytes;
+  const Status status = files_.Read(path_, bytes);
+  if (status.fail == Fail::kNotFound) return {};
+  if (!status.ok()) return {"it can't be read (" + status.text + ")"};
+  return SectionDamage(bytes, section, known);
+}
+
 std::optional<std::string> RegistryFile::Get(const std::string& section, const std::string& name) {
   std::vector<RegistrySection> sections;
   if (!Load(sections).ok()) return std::nullopt;

@@ -34,6 +34,8 @@ class RegistryFile final : public KeyStore {
 
   // As SecurityDamage of the file's text; a file that is there and can't be read is damaged too.
   std::vector<std::string> FindSecurityDamage(std::span<const std::string_view> known);
+  // As SectionDamage.
+  std::vector<std::string> FindSectionDamage(std::string_view section, std::span<const std::string_view> known);
 
  private:
   Status Load(std::vector<RegistrySection>& sections);

@@ -9,6 +9,7 @@ namespace vantry {
 namespace {
 
 constexpr std::string_view kSecurity = "Security";
+constexpr std::string_view kLive = "Live";
 constexpr std::string_view kListMark = "; Security holds:";
 
 bool IsComment(std::string_view line) {
@@ -63,7 +64,11 @@ class Examination {
   std::vector<std::string> Run() {
     for (const RegistrySection& section : sections_) {
       const bool security = EqualsNoCase(section.name, kSecurity);
-      for (const RegistryLine& line : section.lines) Look(line, security);
+      const bool live = EqualsNoCase(section.name, kLive);
+      for (const RegistryLine& line : section.lines) {
+        // The one name that another section has too.
+        if (!live || !EqualsNoCase(line.name, "BindAddress")) Look(line, security);
+      }
     }
     for (const std::string& name : ListedNames(sections_)) {
       if (IsKnown(name) && !Holds(held_, name)) {
@@ -147,6 +152,31 @@ std::vector<std::string> SecurityDamage(std::string_view bytes, std::span<const 
     return {"its last line has no end, so more may be missing"};
   }
   return Examination(ParseRegistry(bytes), known).Run();
+}
+
+std::vector<std::string> SectionDamage(std::string_view bytes, std::string_view section,
+                                       std::span<const std::string_view> known) {
+  std::vector<std::string> found, names;
+  const std::string place = "in its section " + std::string(section) + " ";
+  for (const RegistrySection& part : ParseRegistry(bytes)) {
+    const bool inside = EqualsNoCase(part.name, section);
+    for (const RegistryLine& line : part.lines) {
+      if (!line.readable) {
+        const bool comment = IsComment(line.value);
+        const bool heading = !comment && line.value.front() == '[' && Contains(Lower(line.value), Lower(section));
+        if (heading) found.push_back("its line '" + line.value + "' is not a heading");
+        if (inside && !comment && !heading) found.push_back(place + "the line '" + line.value + "' can't be read");
+      } else if (inside && Holds(names, line.name)) {
+        found.push_back(place + line.name + " stands twice");
+      } else if (inside) {
+        names.push_back(line.name);
+        const bool fits =
+            std::any_of(known.begin(), known.end(), [&](std::string_view k) { return EqualsNoCase(k, line.name); });
+        if (!fits) found.push_back(place + "there is no such name as " + line.name);
+      }
+    }
+  }
+  return found;
 }
 
 }  // namespace vantry

@@ -33,4 +33,9 @@ RegistrySection* FindSection(std::vector<RegistrySection>& sections, std::string
 // `known` are the names that the section may hold. Each text is a sentence without a full stop; none when all is well.
 std::vector<std::string> SecurityDamage(std::string_view bytes, std::span<const std::string_view> known);
 
+// What is wrong with another section, as far as it can be told, in the same form: a line that can't be read, a name
+// that is not in `known` or stands twice, a heading that has lost its bracket.
+std::vector<std::string> SectionDamage(std::string_view bytes, std::string_view section,
+                                       std::span<const std::string_view> known);
+
 }  // namespace vantry

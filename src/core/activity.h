@@ -38,6 +38,8 @@ class ActivityRing {
   // The minutes of a site, or of all for 0, oldest first; the last one is not over. Empty for a site that is deleted or
   // does not exist. Exceptions of no site count for all.
   Hour HourOf(int16_t site) const;
+  // When Feed was called last; unset before.
+  UtcTime FedAt() const { return last_; }
 
  private:
   struct Counters {

@@ -56,4 +56,18 @@ class VisitorEvents {
   virtual void DNSResolved(std::string_view address, std::string_view name) = 0;
 };
 
+// Is told what happens on the sites as it happens, replays and first readings included. The program works the same
+// without one.
+class LiveEvents {
+ public:
+  virtual ~LiveEvents() = default;
+  virtual void Came(const VisitorRec& visitor) = 0;     // With the first page.
+  virtual void Changed(const VisitorRec& visitor) = 0;  // Another page, a name, silence.
+  virtual void Left(const VisitorRec& visitor) = 0;     // Just before.
+  // The newest row of the day's list has just been added.
+  virtual void AlertRaised() = 0;
+  // `address` is what it was raised with: a visitor's address, a host name, or nothing.
+  virtual void ExceptionRaised(std::string_view address) = 0;
+};
+
 }  // namespace vantry

@@ -21,6 +21,8 @@
 
 namespace vantry {
 
+class LiveEvents;
+
 enum class LogType : int16_t { kW3C = 0, kIIS = 1, kNCSA = 2, kProxy = 3, kFirewall = 4, kISA = 5 };
 
 enum class FileChoice : int16_t { kByDate = 0, kAlphabetic = 1, kSameName = 2 };
@@ -123,6 +125,7 @@ struct SiteRec : ReadState {
   bool ReadOnce = false;                          // A scan of this run came to the log's end.
   int32_t FirstScanVisitors = 0;                  // TotalVisitors after the first that did.
   int32_t PagesCounted = 0;                       // Counted page views in this run.
+  int64_t ScanMs = 0;                             // Spent in scans of local logs in this run.
   bool WebAccess = false, WebReferrers = false;   // Saved.
   std::string WebUserName, WebPassword, WebLogo;  // Saved.
   bool UseLocalTime = false;                      // Saved. Used only with corrected times.
@@ -273,6 +276,7 @@ struct LiveTables {
   bool SQLFailed = false;      // The last check of the SQL server did.
   bool InTray = false;         // The window is hidden in the tray.
   int16_t InterfaceCount = 0;  // Above 0 visitor changes are raised as events: somebody asked for pages.
+  LiveEvents* Live = nullptr;  // Is told what happens; null: nobody asks.
   bool CountryLookup = false;  // The address-to-country table exists.
   std::vector<CountryEntry> Countries;
 

@@ -100,6 +100,11 @@ uint64_t VisitorTable::ArrivalAt(int32_t number) const {
 }
 
 int32_t VisitorTable::FindArrival(uint64_t arrival) const {
+  const int32_t first = FirstFrom(arrival);
+  return At(first) && ArrivalAt(first) == arrival ? first : 0;
+}
+
+int32_t VisitorTable::FirstFrom(uint64_t arrival) const {
   int32_t first = 1, end = LastNumber() + 1;
   while (first < end) {
     const int32_t middle = first + (end - first) / 2;
@@ -109,7 +114,7 @@ int32_t VisitorTable::FindArrival(uint64_t arrival) const {
       end = middle;
     }
   }
-  return At(first) && ArrivalAt(first) == arrival ? first : 0;
+  return first;
 }
 
 void VisitorTable::WarmPlace(int32_t number) const {
@@ -144,7 +149,7 @@ void VisitorTable::CloseGaps() {
   texts_.Fit();
 }
 
-std::shared_ptr<VisitorTable::Walk> VisitorTable::NewWalk() {
+std::shared_ptr<VisitorTable::Walk> VisitorTable::NewWalk() const {
   std::erase_if(walks_, [](const auto& walk) { return walk.expired(); });
   auto walk = std::make_shared<Walk>(Walk{1, LastNumber()});
   walks_.push_back(walk);

@@ -70,6 +70,8 @@ class VisitorTable {
   uint64_t ArrivalAt(int32_t number) const;
   // The number of the visitor with this ordinal, 0 if it has left.
   int32_t FindArrival(uint64_t arrival) const;
+  // The first number whose ordinal is this or higher; one above LastNumber() if there is none. It may be a gap.
+  int32_t FirstFrom(uint64_t arrival) const;
   // The highest number.
   int32_t LastNumber() const { return static_cast<int32_t>(places_.size()); }
 
@@ -79,7 +81,7 @@ class VisitorTable {
     int32_t next = 1, end = 0;
     bool Done() const { return next > end; }
   };
-  std::shared_ptr<Walk> NewWalk();
+  std::shared_ptr<Walk> NewWalk() const;
   // Moves one step on and returns the visitor there, null for a gap.
   VisitorRec* Step(Walk& walk) const { return At(walk.next++); }
 
@@ -101,7 +103,7 @@ class VisitorTable {
   std::vector<uint32_t> arrivals_;  // Of the same visitors, gaps included: the low half of what ArrivalAt tells.
   HashIndex<uint32_t> index_;       // Places in the store.
   NameIndex names_;
-  std::vector<std::weak_ptr<Walk>> walks_;
+  mutable std::vector<std::weak_ptr<Walk>> walks_;  // Those who only look walk, too.
   int32_t count_ = 0;
   uint64_t removed_ = 0;
   uint64_t changes_ = 0;

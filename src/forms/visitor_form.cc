@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/sinks.h"
 #include "core/text.h"
 
 namespace vantry {
@@ -54,6 +55,7 @@ void ShowFriendlyName(LiveTables& t, int16_t site, std::string_view address, std
   if (!visitor) return;
   visitor->KnownName = t.Visitors.Shared(name);
   t.Visitors.Touch(*visitor);
+  if (t.Live) t.Live->Changed(*visitor);
 }
 
 }  // namespace vantry

@@ -33,6 +33,7 @@ void Lifecycle::Age(VisitorRec& v, WallTime now) {
     if (!v.Idle && m >= limit / 2) {
       v.Idle = true;
       t_.Visitors.Touch(v);
+      if (t_.Live) t_.Live->Changed(v);
     }
     if (m > limit && !v.Remove) MarkForRemoval(v);
   }
@@ -147,6 +148,7 @@ void Lifecycle::Leave(VisitorRec& v) {
   site.ViewDirty = true;
   FinishAlertRow(v);
   if (t_.InterfaceCount > 0 && !IsQuietLine(t_, site)) c_.events.VisitorLeft(site.Domain, v);
+  if (t_.Live) t_.Live->Left(v);
   c_.history.UpdateVisitInDatabase(v);
   if (t_.Corrected.QuietReplay && MayGoOn(v)) left_.insert_or_assign(VisitorTable::HashOf(v.Site, v.IP), v);
 }

@@ -77,6 +77,7 @@ void ResolverQueue::NameVisitor(VisitorRec& v, const ResolverAnswer& answer) {
     c_.alerts.NameArrived(v);
   }
   c_.t.Visitors.Touch(v);
+  if (c_.t.Live) c_.t.Live->Changed(v);
 }
 
 }  // namespace vantry

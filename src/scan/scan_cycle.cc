@@ -269,11 +269,13 @@ bool ScanCycle::ScanSite(int16_t n) {
     return false;
   }
 
+  const SteadyTime begun = c_.clock.Steady();
   // Whatever goes wrong in here, the scan is closed: a scan left open would hold up all sites for good.
   const Status status = Attempt([&] {
     if (Status prepared = PrepareScan(n); !prepared.ok()) return prepared;
     return ReadLocalLog(n);
   });
+  t_.Site(n).ScanMs += c_.clock.Steady().ms - begun.ms;
   // On the way out the position has been saved already; nothing may move any more.
   if (t_.Closing) return false;
   if (!status.ok()) {

@@ -65,7 +65,8 @@ void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit
   }
   if (drop) return;
   int32_t alert = 0;
-  if (!v) v = NewVisitor(number, hit, alert);
+  const bool comes = !v;
+  if (comes) v = NewVisitor(number, hit, alert);
   if (!v) return;
 
   v->LastHitTime = t_.Corrected.QuietReplay ? std::max(v->LastHitTime, hit) : hit;
@@ -77,6 +78,7 @@ void HitProcessor::ProcessHit(std::string_view line, int16_t number, LogTime hit
   if (repeated && !as_other) return;
   v->PageHash = page_hash;
   CountPage(*v, line, hit);
+  if (t_.Live) comes ? t_.Live->Came(*v) : t_.Live->Changed(*v);
   if (t_.Corrected.TestEveryPage && v->Pages > 1 && !v->AlertRaised) alert = TestAlerts(*v);
   if (v->AlertPending) c_.alerts.AddAlert(*v, alert);
   if (v->SpiderPending) AddSpider(t_, *v);

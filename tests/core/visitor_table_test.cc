@@ -225,7 +225,9 @@ TEST(VisitorTable, ArrivalsStayWhileNumbersChange) {
       ASSERT_NE(number, 0);
       ASSERT_EQ(table.At(number)->IP, ip);
       ASSERT_EQ(table.ArrivalAt(number), arrival);
+      ASSERT_EQ(table.FirstFrom(arrival), number);
     }
+    ASSERT_EQ(table.FirstFrom(arrived + 1), table.LastNumber() + 1);
     ASSERT_EQ(table.FindArrival(0), 0);
     ASSERT_EQ(table.FindArrival(arrived + 1), 0);
   }
