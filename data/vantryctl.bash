@@ -4,13 +4,13 @@ _vantryctl() {
   local cur prev words cword
   _init_completion -n = || return
   local commands="hello status pause continue stop list watch add-site corrections widen-tables reload report
-    install-service remove-service history sites set-site remove-site settings set exceptions set-exception alerts
+    install-service remove-service history live-password sites set-site remove-site settings set exceptions set-exception alerts
     set-alert remove-alert"
   local options="--host --port --help" command="" i
   for ((i = 1; i < cword; i++)); do
     case ${words[i]} in
       --host | --port | --name | --domain | --type | --account | --root | \
-        --site | --address | --from | --to | --limit | --format) ((i++)) ;;
+        --site | --address | --from | --to | --limit | --format | --user) ((i++)) ;;
       -*) ;;
       *)
         command=${words[i]}
@@ -24,7 +24,7 @@ _vantryctl() {
     --root) _filedir -d; return ;;
     --format) COMPREPLY=($(compgen -W "text csv json" -- "$cur")); return ;;
     --type) COMPREPLY=($(compgen -W "0 1 2 3 4 5" -- "$cur")); return ;;
-    --port | --name | --domain | --site | --address | --from | --to | --limit) return ;;
+    --port | --name | --domain | --site | --address | --from | --to | --limit | --user) return ;;
   esac
   case $command in
     "") ;;
@@ -34,6 +34,7 @@ _vantryctl() {
     set-site) options+=" --yes" ;;
     install-service) options="--account --system-account --auto --root --help" ;;
     remove-service) options="--root --help" ;;
+    live-password) options="--user --print --help" ;;
     history) options="--site --address --from --to --limit --format --help" ;;
   esac
   if [[ $cur == -* ]]; then
@@ -45,7 +46,7 @@ _vantryctl() {
   elif [[ $command == history ]]; then
     COMPREPLY=($(compgen -W "visits visit referrers downloads days" -- "$cur"))
     _filedir -d
-  elif [[ $command =~ ^(corrections|widen-tables|install-service|sites|settings|exceptions|alerts)$ ||
+  elif [[ $command =~ ^(corrections|widen-tables|install-service|live-password|sites|settings|exceptions|alerts)$ ||
     $command =~ ^(set|remove)(-site|-exception|-alert|)$ ]]; then
     _filedir -d
   fi

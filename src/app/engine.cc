@@ -28,6 +28,7 @@ Engine::Engine(EnginePorts ports, EngineOptions options)
       files_(ports.files),
       registry_(files_, options_.app_path + "registry.ini"),
       security_(ReadSecurity(registry_, problems_)),
+      security_damaged_(!problems_.empty()),
       log_(t_, options_.regional, LogOutlets()),
       view_(ports.window ? static_cast<View&>(*ports.window) : no_window_),
       sms_(ForSms()),
@@ -332,6 +333,7 @@ void Engine::StartTimersAndListener() {
   }
   if (t_.Corrected.Immediate) log_watch_.Start();
   automation_.Start();
+  StartLive();
   const Status status = web_.StartWebListener();
   if (status.ok()) return;
   listen_problem_ = "The web access can't listen on " + status.text +
@@ -436,6 +438,8 @@ void Engine::Closing() {
   log_watch_.Stop();
   ftp_.Unload();
   ports_.resolver.Cancel();
+  t_.Live = nullptr;
+  if (live_) live_->Stop();
   web_.CloseConnections();
   automation_.Close();
   service_.Ending();

@@ -23,6 +23,8 @@
 #include "database/visit_database.h"
 #include "desktop/desktop_module.h"
 #include "forms/edit_request.h"
+#include "live/event_log.h"
+#include "live/live_server.h"
 #include "monitors/pause.h"
 #include "monitors/service.h"
 #include "monitors/sql_check.h"
@@ -37,12 +39,14 @@
 #include "ports/files.h"
 #include "ports/ftp.h"
 #include "ports/http.h"
+#include "ports/http_server.h"
 #include "ports/index_store.h"
 #include "ports/line_client.h"
 #include "ports/listener.h"
 #include "ports/loop.h"
 #include "ports/mail.h"
 #include "ports/notices.h"
+#include "ports/passwords.h"
 #include "ports/patterns.h"
 #include "ports/ping.h"
 #include "ports/programs.h"
@@ -89,6 +93,8 @@ struct EnginePorts {
   WhoIs& who_is;
   Desktop* window = nullptr;          // Null: nobody looks.
   ServiceManager* service = nullptr;  // Null: the program is no service.
+  HttpServer* live = nullptr;         // Null, as the next: no live page.
+  Passwords* passwords = nullptr;
 };
 
 struct EngineOptions {
@@ -168,6 +174,8 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   const std::optional<Proxy>& SystemProxy() const { return proxy_; }
   // Why the listener does not listen; empty when it does.
   const std::string& ListenProblem() const { return listen_problem_; }
+  // Where the live page is; empty where it is not served.
+  std::string LiveAddress() const { return live_ ? live_->Address() : std::string(); }
   // One line: who may look and who may steer.
   std::string Doors() const { return DescribeDoors(security_, settings_); }
 
@@ -184,6 +192,8 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   WebContext ForWeb();
   ServiceContext ForService();
   SqlCheckContext ForSqlCheck();
+  LiveServerContext ForLive();
+  std::vector<std::pair<std::string, double>> HistoryRowCounts() const;
 
   void InitEngine();
   void ReadRegistry();
@@ -198,6 +208,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   void StaggerSites();
   void StartTimersAndListener();
   std::string SiteFile() const { return options_.app_path + "VANTRY.INI"; }
+  void StartLive();
   void SaveRegistry();
   std::string TakeOverEdits(bool at_once);
   void FollowMonitorSettings();
@@ -222,6 +233,7 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   UnreadGuard files_;
   RegistryFile registry_;
   WebSecurity security_;
+  bool security_damaged_;
   std::optional<LiveEdits> edits_;  // Only with KeepEdits.
   ProgramLog log_;
   std::optional<Proxy> proxy_;
@@ -252,6 +264,8 @@ class Engine final : public RemoteControl, public LoginMailer, public WindowComm
   RemoteLogs ftp_;
   LogWatch log_watch_;
   WebServer web_;
+  std::unique_ptr<EventLog> live_events_;  // As the next.
+  std::unique_ptr<LiveServer> live_;       // Only with a Port in the section Live.
   TouchMonitor touch_;
   SqlServerCheck sql_check_;
   std::unique_ptr<Timer> timer1_, timer2_, send_timer_, flush_timer_, edit_timer_;

@@ -1,6 +1,7 @@
 // What the engine reads beside its settings.
 #include "app/engine.h"
 #include "config/settings_file.h"
+#include "live/live_settings.h"
 
 namespace vantry {
 
@@ -76,6 +77,45 @@ void Engine::ReadTodaysEngines() {
     ParseSearchEngines(bytes, settings_);
     return;
   }
+}
+
+// What is wrong with it costs nothing but the live page.
+void Engine::StartLive() {
+  if (!ports_.live || !ports_.passwords) return;
+  std::string problem;
+  auto settings = ReadLiveSettings(registry_, files_, problem);
+  if (settings && security_damaged_ && !IsLoopbackAddress(settings->place.address)) {
+    problem =
+        "its section Security is damaged, so only this machine may look, and BindAddress is " + settings->place.address;
+    settings.reset();
+  }
+  if (settings) {
+    live_events_ = std::make_unique<EventLog>(t_, settings_, ports_.clock, ports_.loop);
+    live_ = std::make_unique<LiveServer>(ForLive(), std::move(*settings));
+    if (const Status status = live_->Start(); !status.ok()) {
+      problem = status.text;
+      live_.reset();
+      live_events_.reset();
+    }
+    t_.Live = live_events_.get();
+  }
+  if (problem.empty()) return;
+  problem = "The live page is not served: " + options_.app_path + "registry.ini, section Live: " + problem +
+            ". Put that right and start again; everything else goes on.";
+  ports_.notices.Tell(problem);
+  log_.WriteProgramLog(problem, false);
+}
+
+std::vector<std::pair<std::string, double>> Engine::HistoryRowCounts() const {
+  std::vector<std::pair<std::string, double>> counts;
+  if (!history_.IsOpen()) return counts;
+  for (const auto& [name, table] : {std::pair("visits", &history_.VAVISITS), std::pair("visitors", &history_.VAVIS),
+                                    std::pair("pages", &history_.VAPG), std::pair("referrers", &history_.VAREF),
+                                    std::pair("downloads", &history_.VADL), std::pair("exceptions", &history_.VAEXP),
+                                    std::pair("days", &history_.VADAY)}) {
+    counts.emplace_back(name, table->RowCount());
+  }
+  return counts;
 }
 
 }  // namespace vantry

@@ -20,6 +20,7 @@
 #include "core/text.h"
 #include "platform/cares_resolver.h"
 #include "platform/console_notices.h"
+#include "platform/crypt_passwords.h"
 #include "platform/curl_ftp.h"
 #include "platform/curl_http.h"
 #include "platform/curl_mail.h"
@@ -27,6 +28,7 @@
 #include "platform/icmp_ping.h"
 #include "platform/inotify_watch.h"
 #include "platform/lmdb_index.h"
+#include "platform/mhd_server.h"
 #include "platform/net_who_is.h"
 #include "platform/posix_data_files.h"
 #include "platform/posix_files.h"
@@ -97,6 +99,10 @@ int TurnLoop(vantry::Engine& engine, vantry::Desktop* desktop) {
 
 // One line says which address to open, and one who may look and who may steer.
 void Announce(vantry::Engine& engine) {
+  if (const std::string live = engine.LiveAddress(); !live.empty()) {
+    std::printf("The live page is at %s\n", live.c_str());
+    std::fflush(stdout);
+  }
   if (!engine.ListenProblem().empty()) return;
   const std::string address = engine.Web().Address();
   const bool v6 = address.find(':') != std::string::npos;
@@ -200,6 +206,8 @@ int main(int argc, char** argv) {
   vantry::Re2Patterns patterns;
   vantry::ProgramStarter programs;
   vantry::SystemRandom random;
+  vantry::MhdServer live;
+  vantry::CryptPasswords passwords(random);
   vantry::SdBusAutomation bus(
       {.system = service.Running(), .environment = vantry::ReadBusEnvironment(), .retry_ms = BusRetryMs(registry)});
   vantry::SingleInstance instance(app_path + "vantry.lock");
@@ -212,10 +220,10 @@ int main(int argc, char** argv) {
     }
     return status.ok();
   };
-  vantry::Engine engine(
-      {clock,  loop,     files, data_files, index, listener, notices, resolver, mail,   sms,           programs, bus,
-       random, patterns, watch, ftp,        http,  sql,      ping,    route,    who_is, desktop.get(), &service},
-      OptionsFor(app_path, command, registry, acquire));
+  vantry::Engine engine({clock, loop,     files,  data_files,    index,    listener, notices,   resolver, mail,
+                         sms,   programs, bus,    random,        patterns, watch,    ftp,       http,     sql,
+                         ping,  route,    who_is, desktop.get(), &service, &live,    &passwords},
+                        OptionsFor(app_path, command, registry, acquire));
   vantry::ProcessSignals signals({.stop = [&engine] { engine.StopBySignal(); },
                                   .hang_up = [&engine] { engine.HangUp(); },
                                   .pause = [&engine] { engine.Pause(); },

@@ -87,6 +87,14 @@ constexpr CommandRow kCommands[] = {
      "  --limit N      the first N rows\n"
      "  --format F     text, csv or json; dates are as in --from, but in text as people here write them\n",
      1, 3},
+    {CtlCommand::kLivePassword, "live-password", "[DIR] [--user NAME] [--print]",
+     "set name and password of the live page",
+     "Asks for the password twice, or reads it as one line of standard input. Only a hash of it is kept, in the\n"
+     "section Live of registry.ini in the program's folder DIR, $VANTRY_HOME if it is left out. A change counts at\n"
+     "once and ends all logins; a first password counts at once as well.\n\n"
+     "  --user NAME    the name to log in with, otherwise `admin`\n"
+     "  --print        write nothing, print the two lines\n",
+     0, 1},
     {CtlCommand::kSites, "sites", "[DIR]", "list the sites of a program's folder", "", 0, 1},
     {CtlCommand::kSetSite, "set-site", "[DIR] NAME [KEY=VALUE ...]", "show or change what is set for a site",
      "Without KEY=VALUE it shows what is set. A site whose log comes from elsewhere afterwards is read anew, from the\n"
@@ -172,7 +180,7 @@ std::string TypeList() {
 }
 
 // Which commands an option belongs to.
-enum class Scope { kNetwork, kWatch, kAddSite, kInstall, kService, kSetSite, kHistory };
+enum class Scope { kNetwork, kWatch, kAddSite, kInstall, kService, kSetSite, kHistory, kLivePassword };
 
 struct OptionRow {
   std::string_view name;
@@ -224,6 +232,17 @@ const OptionRow kOptions[] = {
        a.yes = true;
        return Status::Ok();
      }},
+    {"--user", Scope::kLivePassword, true,
+     [](CtlArguments& a, const std::string& v) {
+       a.user = Trim(v);
+       const bool fits = !a.user.empty() && a.user.size() <= 64 && !Contains(a.user, ":");
+       return fits ? Status::Ok() : Misuse("--user takes a name of at most 64 characters, without \":\".");
+     }},
+    {"--print", Scope::kLivePassword, false,
+     [](CtlArguments& a, const std::string&) {
+       a.print = true;
+       return Status::Ok();
+     }},
     {"--site", Scope::kHistory, true,
      [](CtlArguments& a, const std::string& v) {
        a.history.site = v;
@@ -259,6 +278,8 @@ bool Takes(CtlCommand command, Scope scope) {
       return command == CtlCommand::kSetSite;
     case Scope::kHistory:
       return command == CtlCommand::kHistory;
+    case Scope::kLivePassword:
+      return command == CtlCommand::kLivePassword;
     case Scope::kService:
       return command == CtlCommand::kInstallService || command == CtlCommand::kRemoveService;
     default:
@@ -362,8 +383,9 @@ constexpr std::string_view kEditHelp =
 bool IsOffline(CtlCommand command) {
   return command == CtlCommand::kAddSite || command == CtlCommand::kCorrections ||
          command == CtlCommand::kWidenTables || command == CtlCommand::kInstallService ||
-         command == CtlCommand::kRemoveService || command == CtlCommand::kHistory || command == CtlCommand::kSites ||
-         command == CtlCommand::kSettings || command == CtlCommand::kExceptions || command == CtlCommand::kAlerts;
+         command == CtlCommand::kRemoveService || command == CtlCommand::kHistory ||
+         command == CtlCommand::kLivePassword || command == CtlCommand::kSites || command == CtlCommand::kSettings ||
+         command == CtlCommand::kExceptions || command == CtlCommand::kAlerts;
 }
 
 bool IsEdit(CtlCommand command) {

@@ -29,6 +29,7 @@ enum class CtlCommand {
   kInstallService,
   kRemoveService,
   kHistory,
+  kLivePassword,
   // From here on: IsEdit.
   kSites,
   kSetSite,
@@ -69,6 +70,8 @@ struct CtlArguments {
   std::string root = "/";       // install-service, remove-service
   bool yes = false;             // set-site
   HistoryQuestion history;      // history
+  std::string user = "admin";   // live-password
+  bool print = false;           // live-password
   std::vector<std::string> operands;
 };
 

@@ -10,6 +10,7 @@
 #include "core/screen_text.h"
 #include "core/text.h"
 #include "ctl/history_command.h"
+#include "ctl/live_password.h"
 #include "ctl/service_commands.h"
 #include "database/widen_tables.h"
 #include "logs/formats.h"
@@ -126,6 +127,8 @@ Status RunFolderCommand(Files& files, const CtlArguments& arguments) {
       return InstallServiceCommand(files, arguments);
     case CtlCommand::kHistory:
       return HistoryCommand(files, arguments);
+    case CtlCommand::kLivePassword:
+      return LivePasswordCommand(files, arguments);
     case CtlCommand::kRemoveService:
       return RemoveServiceCommand(arguments);
     default:

@@ -117,6 +117,7 @@ std::string UnitText(const UnitPlace& place, const std::string& account, const s
       "WatchdogSec=3min\n"
       "TimeoutStopSec=60\n"
       "KillMode=mixed\n"
+      "LimitNOFILE=8192\n"
       "ReadWritePaths=" +
       Word(place.home);
   if (!StartsWith(place.data, place.home)) text += " " + Word("-" + place.data);

@@ -1,6 +1,8 @@
 // Where output goes and input comes from.
 #pragma once
 
+#include <string>
+
 namespace vantry {
 
 struct Screen {
@@ -13,5 +15,9 @@ Screen ReadScreen();
 
 // Whether somebody can be asked at standard input.
 bool InputIsTerminal();
+
+// A line typed at standard input without being shown, after this question on standard error. False when it was broken
+// off.
+bool ReadHidden(const std::string& question, std::string& line);
 
 }  // namespace vantry

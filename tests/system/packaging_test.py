@@ -130,14 +130,14 @@ class PackagingTest(unittest.TestCase):
         done = run(parser, "--skip-kernel-load", "--skip-cache", "-Q", os.path.join(TOP, "debian", "apparmor-profile"))
         self.assertEqual(done.returncode, 0, done.stderr)
 
-    def test_the_packaged_registry_is_what_add_site_writes(self):
+    def test_the_packaged_registry_is_what_add_site_writes_and_the_live_page(self):
         folder = self.folder()
         write_file(os.path.join(folder, "access.log"), ncsa_line("10.0.0.1", "/a.html"))
         done = run(CTL, "add-site", os.path.join(folder, "home"), "--name", "One", "--domain", "d",
                    os.path.join(folder, "access.log"))
         self.assertEqual(done.returncode, 0, done.stderr)
         with open(os.path.join(folder, "home", "registry.ini"), encoding="utf-8") as f:
-            self.assertEqual(f.read(), read("debian", "registry.ini"))
+            self.assertEqual(f.read() + "[Live]\nPort=8005\n\n", read("debian", "registry.ini"))
 
     def test_root_writes_as_the_owner_of_the_folder(self):
         if os.geteuid() != 0:

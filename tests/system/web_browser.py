@@ -8,10 +8,12 @@ import tempfile
 CHROMIUM, DRIVER = shutil.which("chromium"), shutil.which("chromedriver")
 try:
     from selenium import webdriver
-    from selenium.common.exceptions import NoSuchElementException, StaleElementReferenceException
+    from selenium.common.exceptions import (ElementClickInterceptedException, ElementNotInteractableException,
+                                            NoSuchElementException, StaleElementReferenceException)
     from selenium.webdriver.chrome.service import Service
 
     PageChanged = (StaleElementReferenceException, NoSuchElementException)
+    InTheWay = (ElementClickInterceptedException, ElementNotInteractableException)
 except ImportError:
     webdriver = None
 
