@@ -140,10 +140,12 @@ class NetworkToolsTest(unittest.TestCase):
                 f.write('#!/bin/sh\nprintf "%s\\n" "$@" > "$0.asked"\n'
                         'echo "40 bytes from x: icmp_seq=1 ttl=33 time=1.5 ms"\n')
             os.chmod(program, 0o700)
-            self.assertEqual(self.ping(SERVER[4], "no-raw", program=program, timeout=2_000),
+            self.assertEqual(self.ping(SERVER[4], "no-raw", program=program),
                              ["ok", SERVER[4], "the program ping", "32", "33"])
             with open(program + ".asked", encoding="ascii") as f:
-                self.assertEqual(f.read().split(), ["-n", "-c", "1", "-W", "2", "-s", "32", SERVER[4]])
+                *before, seconds, option, size, host = f.read().split()
+            self.assertEqual([*before, option, size, host], ["-n", "-c", "1", "-W", "-s", "32", SERVER[4]])
+            self.assertIn(int(seconds), range(1, SLOW // 1_000 + 1), "what is left of the time")
             with open(program, "w", encoding="ascii") as f:
                 f.write("#!/bin/sh\nexit 1\n")
             self.assertEqual(self.ping(SERVER[4], "no-raw", program=program)[0], "no answer from " + SERVER[4])
@@ -176,13 +178,15 @@ class NetworkToolsTest(unittest.TestCase):
 
     def test_a_lost_ping_among_others(self):
         self.server.set("ipv4/icmp_echo_ignore_all", "1")
-        command = [tool(), "ping", "1500", "32", "3", NO_PROGRAM, SERVER[4]]
+        # As many as it takes on a machine that is slow to let them through.
+        command = [tool(), "ping", "1500", "32", "40", NO_PROGRAM, SERVER[4]]
         with subprocess.Popen(command, stdout=subprocess.PIPE, text=True) as process:
             first = process.stdout.readline()
             self.server.set("ipv4/icmp_echo_ignore_all", "0")
-            rest = process.stdout.read().splitlines()
+            answered = any(line.startswith("ok|") for line in process.stdout)
+            process.kill()
         self.assertTrue(first.startswith("no answer"), first)
-        self.assertTrue(rest[-1].startswith("ok|"), rest)
+        self.assertTrue(answered)
 
     def test_a_host_that_is_answered_for_with_an_error(self):
         self.r2.run("ip", "route", "add", "unreachable", "10.0.9.1")
@@ -214,8 +218,8 @@ class NetworkToolsTest(unittest.TestCase):
 
     def test_a_hop_whose_first_packet_is_lost(self):
         self.r1.run("ip", "route", "add", "blackhole", SERVER[4])
-        with subprocess.Popen([tool(), "hop", "6000", "3", SERVER[4]], stdout=subprocess.PIPE, text=True) as process:
-            time.sleep(0.5)  # The second packet goes after 3 s. One that is late makes the test prove less, not fail.
+        with subprocess.Popen([tool(), "hop", "20000", "3", SERVER[4]], stdout=subprocess.PIPE, text=True) as process:
+            time.sleep(0.5)  # The second packet goes after 10 s. One that is late makes the test prove less, not fail.
             self.r1.run("ip", "route", "delete", "blackhole", SERVER[4])
             self.assertEqual(process.stdout.read(), f"ok|{SERVER[4]}|{SERVER[4]}|end|\n")
 
