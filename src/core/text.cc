@@ -19,6 +19,17 @@ std::string Upper(std::string_view text) {
   return out;
 }
 
+std::string Hexadecimal(std::string_view bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  text.reserve(2 * bytes.size());
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    text.append({kDigits[byte >> 4], kDigits[byte & 15]});
+  }
+  return text;
+}
+
 bool EqualsNoCase(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                     [](char x, char y) { return LowerAscii(x) == LowerAscii(y); });

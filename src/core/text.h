@@ -30,6 +30,8 @@ constexpr std::string_view Trim(std::string_view text) {
 
 std::string Lower(std::string_view text);
 std::string Upper(std::string_view text);
+// Two digits a byte, in lower case.
+std::string Hexadecimal(std::string_view bytes);
 bool EqualsNoCase(std::string_view a, std::string_view b);
 bool StartsWith(std::string_view text, std::string_view prefix);
 constexpr bool Contains(std::string_view text, std::string_view part) {

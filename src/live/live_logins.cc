@@ -8,16 +8,6 @@
 namespace vantry {
 namespace {
 
-std::string Hexadecimal(std::string_view bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    text.append({kDigits[byte >> 4], kDigits[byte & 15]});
-  }
-  return text;
-}
-
 int SixBits(char c) {
   if (c >= 'A' && c <= 'Z') return c - 'A';
   if (c >= 'a' && c <= 'z') return c - 'a' + 26;

@@ -230,23 +230,12 @@ Status MhdServer::Start(const HttpPlace& place, const HttpLimits& limits, HttpHa
   handler_ = std::move(handler);
   const size_t descriptors = Descriptors();
   most_ = std::clamp(descriptors > kReserved ? descriptors - kReserved : 0, size_t{50}, limits.callers);
-  fd_ = OpenServerSocket(place.address, place.port);
-  if (fd_ < 0) {
-    const int error = errno;
-    const std::string where =
-        (place.address.empty() ? "" : "address " + place.address + ", ") + "port " + std::to_string(place.port);
-    return Status::Error(Fail::kRefused,
-                         where + ": " + (error == EADDRINUSE ? "is taken by another program" : std::strerror(error)));
-  }
+  if (Status status = OpenServerSocket(place.address, place.port, fd_); !status.ok()) return status;
   if (Status status = StartDaemon(place); !status.ok()) {
     ::close(std::exchange(fd_, -1));
     return status;
   }
-  sockaddr_storage own{};
-  socklen_t size = sizeof own;
-  int own_port = 0;
-  if (::getsockname(fd_, reinterpret_cast<sockaddr*>(&own), &size) == 0) HostText(own, own_port);
-  port_ = static_cast<uint16_t>(own_port);
+  port_ = PortOf(fd_);
   acceptor_.reset(new QSocketNotifier(fd_, QSocketNotifier::Read));
   QObject::connect(acceptor_.get(), &QSocketNotifier::activated, acceptor_.get(), [this] { Accept(); });
   const auto* info = MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_EPOLL_FD);

@@ -42,6 +42,20 @@ int OpenV6(in6_addr host, uint16_t port) {
   return OpenServer(reinterpret_cast<sockaddr*>(&address), sizeof address);
 }
 
+int OpenAt(const std::string& address, uint16_t port) {
+  in_addr v4{};
+  in6_addr v6{};
+  if (address.empty()) {
+    // All addresses of both families, or of the old one alone where the new one is switched off.
+    const int fd = OpenV6(in6addr_any, port);
+    return fd >= 0 || errno == EADDRINUSE || errno == EACCES ? fd : OpenV4(in_addr{INADDR_ANY}, port);
+  }
+  if (::inet_pton(AF_INET, address.c_str(), &v4) == 1) return OpenV4(v4, port);
+  if (::inet_pton(AF_INET6, address.c_str(), &v6) == 1) return OpenV6(v6, port);
+  errno = EINVAL;
+  return -1;
+}
+
 }  // namespace
 
 std::string HostText(const sockaddr_storage& address, int& port) {
@@ -72,18 +86,21 @@ std::string NetworkOf(const sockaddr_storage& address) {
   return HostText(network, port);
 }
 
-int OpenServerSocket(const std::string& address, uint16_t port) {
-  in_addr v4{};
-  in6_addr v6{};
-  if (address.empty()) {
-    // All addresses of both families, or of the old one alone where the new one is switched off.
-    const int fd = OpenV6(in6addr_any, port);
-    return fd >= 0 || errno == EADDRINUSE || errno == EACCES ? fd : OpenV4(in_addr{INADDR_ANY}, port);
-  }
-  if (::inet_pton(AF_INET, address.c_str(), &v4) == 1) return OpenV4(v4, port);
-  if (::inet_pton(AF_INET6, address.c_str(), &v6) == 1) return OpenV6(v6, port);
-  errno = EINVAL;
-  return -1;
+Status OpenServerSocket(const std::string& address, uint16_t port, int& fd) {
+  fd = OpenAt(address, port);
+  if (fd >= 0) return Status::Ok();
+  const int error = errno;
+  const std::string place = (address.empty() ? "" : "address " + address + ", ") + "port " + std::to_string(port);
+  const std::string reason = error == EADDRINUSE ? "is taken by another program" : std::strerror(error);
+  return Status::Error(Fail::kRefused, place + ": " + reason);
+}
+
+uint16_t PortOf(int fd) {
+  sockaddr_storage own{};
+  socklen_t size = sizeof own;
+  int port = 0;
+  if (::getsockname(fd, reinterpret_cast<sockaddr*>(&own), &size) == 0) HostText(own, port);
+  return static_cast<uint16_t>(port);
 }
 
 }  // namespace vantry

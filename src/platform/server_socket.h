@@ -6,6 +6,8 @@
 
 #include <sys/socket.h>
 
+#include "core/status.h"
+
 namespace vantry {
 
 // The address as text; an old one inside a new one is shown as the old one. Sets `port`.
@@ -14,7 +16,10 @@ std::string HostText(const sockaddr_storage& address, int& port);
 // Whose caller it is when places are shared out: the address, or for IPv6 its first 64 bits, which one household has.
 std::string NetworkOf(const sockaddr_storage& address);
 
-// A non-blocking socket that listens there, on all addresses for an empty one; -1 with errno set on failure.
-int OpenServerSocket(const std::string& address, uint16_t port);
+// Opens a non-blocking socket that listens there, on all addresses for an empty one. On failure `fd` is -1.
+Status OpenServerSocket(const std::string& address, uint16_t port, int& fd);
+
+// Where a socket listens; it may have been opened with 0 for any port that is free.
+uint16_t PortOf(int fd);
 
 }  // namespace vantry

@@ -67,18 +67,8 @@ SocketListener::~SocketListener() {
 
 Status SocketListener::Listen(const std::string& address, uint16_t port, ListenerEvents events) {
   events_ = std::move(events);
-  fd_ = OpenServerSocket(address, port);
-  if (fd_ < 0) {
-    const int error = errno;
-    const std::string place = (address.empty() ? "" : "address " + address + ", ") + "port " + std::to_string(port);
-    const std::string reason = error == EADDRINUSE ? "is taken by another program" : std::strerror(error);
-    return Status::Error(Fail::kRefused, place + ": " + reason);
-  }
-  sockaddr_storage own{};
-  socklen_t size = sizeof own;
-  int own_port = 0;
-  if (::getsockname(fd_, reinterpret_cast<sockaddr*>(&own), &size) == 0) HostText(own, own_port);
-  port_ = static_cast<uint16_t>(own_port);
+  if (Status status = OpenServerSocket(address, port, fd_); !status.ok()) return status;
+  port_ = PortOf(fd_);
   acceptor_.reset(new QSocketNotifier(fd_, QSocketNotifier::Read));
   QObject::connect(acceptor_.get(), &QSocketNotifier::activated, acceptor_.get(), [this] { AcceptCallers(); });
   sweeper_.start();

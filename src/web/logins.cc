@@ -6,19 +6,6 @@
 #include "web/request_reader.h"
 
 namespace vantry {
-namespace {
-
-std::string Hexadecimal(std::string_view bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    text.append({kDigits[byte >> 4], kDigits[byte & 15]});
-  }
-  return text;
-}
-
-}  // namespace
 
 bool Logins::Silent(const Login& login, WallTime now) {
   return MinutesBetween(login.last, now) > kLoginMinutes;

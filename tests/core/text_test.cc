@@ -23,6 +23,11 @@ TEST(Text, Folding_LeavesBytesAbove127Alone) {
   EXPECT_FALSE(EqualsNoCase("[", "{"));
 }
 
+TEST(Text, Hexadecimal_TakesEveryByte) {
+  EXPECT_EQ(Hexadecimal(std::string("\0\x7f\xa0\xff", 4)), "007fa0ff");
+  EXPECT_EQ(Hexadecimal(""), "");
+}
+
 TEST(Text, Split_KeepsEmptyParts) {
   const std::vector<std::string_view> parts = {"", "a", "", "b", ""};
   EXPECT_EQ(Split(",a,,b,", ','), parts);
