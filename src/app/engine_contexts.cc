@@ -141,26 +141,25 @@ SqlCheckContext Engine::ForSqlCheck() {
 }
 
 LiveServerContext Engine::ForLive() {
-  return {
-      .resources = {
-          .t = t_,
-          .settings = settings_,
-          .regional = options_.regional,
-          .clock = ports_.clock,
-          .history = history_rows_,
-          .version = AppVersion(),
-          .monitoring = [this] { return Monitoring(); },
-          .queues = [this] { return LiveQueues{.mails = mail_.PendingCount(), .names = ports_.resolver.Pending()}; },
-          .history_rows = [this] { return HistoryRowCounts(); },
-          .events = live_events_.get()},
-      .server = *ports_.live,
-      .logins = {.registry = registry_,
-                 .clock = ports_.clock,
-                 .loop = ports_.loop,
-                 .random = ports_.random,
-                 .passwords = *ports_.passwords},
-      .log = log_,
-      .allowed_hosts = security_.allowed_hosts};
+  return {.resources = {
+              .t = t_,
+              .settings = settings_,
+              .regional = options_.regional,
+              .clock = ports_.clock,
+              .history = history_rows_,
+              .version = AppVersion(),
+              .monitoring = [this] { return Monitoring(); },
+              .queues = [this] { return LiveQueues{.mails = mail_.Waiting(), .names = ports_.resolver.Pending()}; },
+              .history_rows = [this] { return HistoryRowCounts(); },
+              .events = live_events_.get()},
+          .server = *ports_.live,
+          .logins = {.registry = registry_,
+                     .clock = ports_.clock,
+                     .loop = ports_.loop,
+                     .random = ports_.random,
+                     .passwords = *ports_.passwords},
+          .log = log_,
+          .allowed_hosts = security_.allowed_hosts};
 }
 
 }  // namespace vantry

@@ -19,7 +19,7 @@ class EventLog;
 
 // How many wait, at the moment of asking.
 struct LiveQueues {
-  int64_t mails = 0;  // Notifications collected for the next mails.
+  int64_t mails = 0;  // Notifications and mails that no server has taken yet.
   int64_t names = 0;  // Host names that name servers were asked for.
 };
 

@@ -78,7 +78,7 @@ constexpr std::array kProgramMetrics = {
                   [](LiveContext& c) { return c.monitoring() ? 0.0 : 1.0; }},
     ProgramMetric{{"vantry_visitors", "Visitors on line, of all sites.", kGauge},
                   [](LiveContext& c) { return double(c.t.Visitors.Count()); }},
-    ProgramMetric{{"vantry_mails_waiting", "Notifications that wait for the next mails.", kGauge},
+    ProgramMetric{{"vantry_mails_waiting", "Notifications and mails that no mail server has taken yet.", kGauge},
                   [](LiveContext& c) { return double(c.queues().mails); }},
     ProgramMetric{{"vantry_names_waiting", "Host names that name servers were asked for.", kGauge},
                   [](LiveContext& c) { return double(c.queues().names); }},

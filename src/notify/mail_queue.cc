@@ -111,12 +111,14 @@ bool MailQueue::Start(OutgoingMail mail, std::function<void()> done) {
     MailMessage message;
     if (Status status = Prepare(std::move(mail), message); !status.ok()) return status;
     c_.mail.Send(std::move(message), [this, label, done = std::move(done)](const MailOutcome& outcome) {
+      --under_way_;
       c_.log.Guard(label, [&] {
         for (const std::string& line : outcome.lines) c_.log.WriteProgramLog("SMTP: " + line, false);
         return outcome.status;
       });
       done();
     });
+    ++under_way_;
     return Status::Ok();
   });
 }
@@ -246,6 +248,13 @@ void MailQueue::TellKept(int64_t minutes) {
   if (const int64_t dropped = c_.unsent->TakeDropped(); dropped > 0) {
     c_.log.WriteProgramLog("SMTP: " + std::to_string(dropped) + " mails were dropped, as too many waited", false);
   }
+}
+
+int64_t MailQueue::Waiting() const {
+  size_t count = PendingText_.Rows() + waiting_.Rows();
+  for (const SiteRec& site : c_.t.Sites) count += site.PendingEmail.Rows();
+  if (KeepsMail()) count += c_.unsent->Mails().size();
+  return static_cast<int64_t>(count) + under_way_;
 }
 
 void MailQueue::Close() {

@@ -85,6 +85,9 @@ class MailQueue {
 
   const PendingTexts& PendingText() const { return PendingText_; }
   int32_t PendingCount() const { return PendingCount_; }
+  // What no server has taken yet: collected texts, each once for each address it goes to, and mails in line, under way
+  // and in the file.
+  int64_t Waiting() const;
 
  private:
   void SendPending(const std::string& send_to, PendingTexts& pending);
@@ -110,7 +113,8 @@ class MailQueue {
   int away_tries_ = 0;         // Tries in a row that met no server.
   int64_t away_until_ms_ = 0;  // No mail of the file is tried before; of the steady clock.
   bool unsent_told_ = false;
-  bool sending_ = false;  // One of those in line is on its way.
+  bool sending_ = false;   // One of those in line or in the file is on its way.
+  int64_t under_way_ = 0;  // Mails, without those of the file.
 };
 
 }  // namespace vantry

@@ -78,6 +78,28 @@ TEST_F(MailQueueTest, NoSiteAndEmptyMessages) {
   EXPECT_EQ(queue.PendingCount(), 2);
 }
 
+TEST_F(MailQueueTest, WhatWaitsIsCountedUntilAServerHasAnswered) {
+  EXPECT_EQ(queue.Waiting(), 0);
+  rig.t.Site(1).EmailAddress = "one@example";
+  rig.t.Site(1).EmailGlobalAlso = true;
+  queue.SendEmail("for the site alone", 1, "");
+  EXPECT_EQ(queue.Waiting(), 1);
+  rig.settings.EmailSendTo = "all@example";
+  queue.SendEmail("for both", 1, "");
+  EXPECT_EQ(queue.Waiting(), 3);
+  queue.Email_SendPending();
+  EXPECT_EQ(queue.Waiting(), 2) << "a mail for the site is under way, that for all is in line";
+  queue.SendMailAside({"login@example", "text"}, [] {});
+  EXPECT_EQ(queue.Waiting(), 3);
+  rig.mail.answers = {Status::Error(Fail::kRefused, "mail.example:25: 550 no")};
+  rig.mail.TurnOnce();
+  EXPECT_EQ(queue.Waiting(), 2) << "told, and gone";
+  rig.mail.Turn();
+  EXPECT_EQ(queue.Waiting(), 0);
+  queue.SendMailNow({"", "nobody to send to"});
+  EXPECT_EQ(queue.Waiting(), 0);
+}
+
 TEST_F(MailQueueTest, WhatIsCollectedGoesOutTogether) {
   rig.settings.EmailSendTo = "all@example;other@example";
   rig.t.Site(2).EmailAddress = "two@example";

@@ -208,6 +208,24 @@ TEST_F(KeptMailTest, AServerThatIsAwayIsTriedLessAndLessOften) {
   EXPECT_EQ(Sent(), Bodies{"4"}) << "it begins anew with a minute";
 }
 
+TEST_F(KeptMailTest, MailsOfTheFileWait) {
+  rig.mail.answer = away;
+  Send("1");
+  Send("2");
+  EXPECT_EQ(queue->Waiting(), 2);
+  EXPECT_EQ(Sent(), Bodies{"1"});
+  EXPECT_EQ(queue->Waiting(), 2);
+  Start();
+  EXPECT_EQ(queue->Waiting(), 2) << "of the run before";
+  rig.mail.answer = {};
+  Wait(60);
+  EXPECT_EQ(Sent(), (Bodies{"1", "2"}));
+  EXPECT_EQ(queue->Waiting(), 0);
+  rig.t.Corrected.KeepUnsentMail = false;
+  Send("3");
+  EXPECT_EQ(queue->Waiting(), 1);
+}
+
 TEST_F(KeptMailTest, IsTriedAtTheNextStart) {
   rig.mail.answer = away;
   Send("1");
