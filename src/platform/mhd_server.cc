@@ -12,6 +12,8 @@
 #include <utility>
 
 #include <microhttpd.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -31,6 +33,8 @@ constexpr size_t kMostUnwanted = 256 * 1024;
 constexpr size_t kReserved = 512;
 constexpr rlim_t kMostDescriptors = 8'192;
 constexpr int kMostAtOnce = 64;  // Callers taken in at one go.
+// What the system takes of an answer before the caller's side has room: without a bound megabytes, for each caller.
+constexpr int kMostUnsent = 128 * 1024;
 
 int64_t NowMs() {
   using std::chrono::milliseconds, std::chrono::steady_clock;
@@ -308,6 +312,7 @@ void MhdServer::Accept() {
       ::close(fd);
       continue;
     }
+    (void)::setsockopt(fd, IPPROTO_TCP, TCP_NOTSENT_LOWAT, &kMostUnsent, sizeof kMostUnsent);
     // Whatever comes of it, the descriptor is the library's now.
     (void)MHD_add_connection(daemon_, fd, reinterpret_cast<const sockaddr*>(&address), size);
   }

@@ -234,6 +234,27 @@ TEST_F(MhdServerTest, ATakenPortAndABadCertificateAreTold) {
   EXPECT_TRUE(second.Start({"127.0.0.1", 0, "", ""}, {}, handler).ok());
 }
 
+// Neither here nor in the system's buffers there is more than a little for a caller who takes nothing.
+TEST_F(MhdServerTest, LittleIsMadeForACallerWhoTakesNothing) {
+  constexpr size_t kAll = 16u << 20;
+  tap.text.assign(kAll, 'x');
+  handler = [this](const HttpRequest&, const HttpAnswer& answer) {
+    HttpReply reply;
+    reply.body = std::make_unique<TapBody>(tap);
+    answer(std::move(reply));
+  };
+  const int caller = Connect();
+  Say(caller, "GET / HTTP/1.1\r\nHost: h\r\n\r\n");
+  ASSERT_TRUE(Until([&] { return tap.looks > 0; }));
+  int turns = 0, looks = 0;
+  ASSERT_TRUE(Until([&] {
+    if (std::exchange(looks, tap.looks) != tap.looks) turns = 0;
+    return ++turns >= 40;
+  }));
+  EXPECT_LT(kAll - tap.text.size(), 1u << 20);
+  ::close(caller);
+}
+
 TEST_F(MhdServerTest, ManyStreamsAreServedAtOnce) {
   constexpr size_t kMany = 300;
   taps.resize(kMany);
