@@ -13,6 +13,7 @@
 #include "support/fake_bus.h"
 #include "support/fake_ftp.h"
 #include "support/fake_http.h"
+#include "support/fake_http_server.h"
 #include "support/fake_installer.h"
 #include "support/fake_line_client.h"
 #include "support/fake_network.h"
@@ -78,6 +79,8 @@ struct EngineTest : ::testing::Test {
   std::vector<FakeLineClient*> lines;         // Those that somebody made for himself, as long as he keeps them.
   Desktop* window = nullptr;
   ServiceManager* service = nullptr;
+  FakeHttpServer live;
+  FakePasswords passwords;
   std::unique_ptr<FakeResolver> resolver;
   std::unique_ptr<Engine> engine;
 
@@ -88,9 +91,9 @@ struct EngineTest : ::testing::Test {
     engine.reset();
     resolver = std::make_unique<FakeResolver>();
     engine = std::make_unique<Engine>(
-        EnginePorts{clock, loop,    files,    data_files, index,  listener, notices, *resolver,
-                    mail,  gateway, programs, bus,        random, patterns, watch,   ftp,
-                    http,  sql,     ping,     route,      who_is, window,   service},
+        EnginePorts{clock,   loop,     files,  data_files, index,    listener, notices,   *resolver, mail,
+                    gateway, programs, bus,    random,     patterns, watch,    ftp,       http,      sql,
+                    ping,    route,    who_is, window,     service,  &live,    &passwords},
         EngineOptions{
             .app_path = "/home/",
             .command_text = command,
