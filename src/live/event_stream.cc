@@ -78,8 +78,18 @@ bool EventStream::NextText() {
   return true;
 }
 
+// A slow reader in the middle of a text that nobody else has any more ends its own short text. A long one would be held
+// by each of them, so the stream breaks off there; a reader drops an event without an end.
+void EventStream::LetGo() {
+  if (!text_ || next_ > log_->FirstId() || text_->size() - sent_ <= kMostOwnBytes) return;
+  text_ = nullptr;
+  ends_ = true;
+}
+
 bool EventStream::HasNews() {
-  if (!log_ || next_ < log_->FirstId()) return true;
+  if (!log_) return true;
+  LetGo();
+  if (ends_ || next_ < log_->FirstId()) return true;
   while (next_ <= log_->LastId() && !Fits(log_->At(next_))) ++next_;
   return next_ <= log_->LastId() || comment_round_ != log_->CommentRound();
 }

@@ -16,6 +16,9 @@ namespace vantry {
 
 class EventStream final : public HttpBody {
  public:
+  // What is left of an event whose text the log does not hold any more.
+  static constexpr size_t kMostOwnBytes = 16 * 1024;
+
   // Goes on behind the event `after`. If that is not known any more, tells so and begins with what comes next.
   EventStream(EventLog& log, ListQuery filter, std::optional<uint64_t> after);
   ~EventStream() override;
@@ -32,6 +35,7 @@ class EventStream final : public HttpBody {
 
  private:
   bool NextText();
+  void LetGo();
   bool Fits(const LiveEvent& event) const;
 
   EventLog* log_;

@@ -171,6 +171,31 @@ TEST(EventLogTest, ASlowReaderIsToldAndDropped) {
   EXPECT_TRUE(reader.Ended());
 }
 
+// The rest of a long text would be held for each slow reader alone.
+TEST(EventLogTest, ASlowReaderKeepsNoLongTextForItself) {
+  LiveRig live;
+  Reader reader(live);
+  (void)reader.Read();
+  VisitorRec& v = live.AddVisitor("192.0.2.1", std::string(10'000, 'p'));
+  v.Query = std::string(10'000, 'q');
+  live.events->Came(v);
+  live.ShowEvents();
+  const std::weak_ptr<const std::string> text = live.events->TextOf(live.events->LastId());
+  ASSERT_GT(text.lock()->size(), EventStream::kMostOwnBytes);
+  char bytes[100];
+  ASSERT_EQ(reader.reply.body->Fill(bytes).bytes, sizeof bytes);
+  for (size_t i = 0; i < EventLog::kMostEvents; ++i) {
+    live.events->Left(live.AddVisitor("192.1.2." + std::to_string(i)));
+  }
+  EXPECT_FALSE(text.expired());
+  live.ShowEvents();
+  EXPECT_TRUE(text.expired());
+  EXPECT_EQ(reader.woken, 2);
+  EXPECT_EQ(reader.Read(), "");
+  EXPECT_TRUE(reader.Ended());
+  EXPECT_EQ(Names(Reader(live, "after=" + std::to_string(live.events->FirstId() - 2)).Read()), "missed ");
+}
+
 // Texts of a log can be of any length.
 TEST(EventLogTest, BytesAreBounded) {
   LiveRig live;
