@@ -26,6 +26,13 @@ std::string_view NameOf(LiveEvent::Kind kind) {
   return kNames[static_cast<size_t>(kind)];
 }
 
+// What a log's first reading brings has happened before, unless an earlier scan found nothing and the line is newer
+// than that scan: the log was empty, or not there.
+bool IsOfBefore(const SiteRec& site) {
+  if (site.ReadOnce) return false;
+  return site.ScanCount < 2 || site.LastReadDateTime.s + kBeforeStartSeconds <= site.LastScanTime.s;
+}
+
 }  // namespace
 
 EventLog::EventLog(const LiveTables& t, const Settings& settings, const Clock& clock, Loop& loop)
@@ -50,12 +57,11 @@ EventLog::~EventLog() {
   for (EventStream* stream : streams_) stream->LogGoes();
 }
 
-// What the first reading of a log and a replay bring happened before. Whoever reads along is told to read the lists
-// again when it is over.
+// First readings and replays make no events. Whoever reads along is told to read the lists again when they are over.
 bool EventLog::IsMuted(int16_t n) {
   if (n < 1 || n > t_.SiteCount()) return false;
   const SiteRec& site = t_.Site(n);
-  if (site.ReadOnce && !site.Replaying && site.ReplayUntilPos == 0 && !IsQuietLine(t_, site)) return false;
+  if (!IsOfBefore(site) && !site.Replaying && site.ReplayUntilPos == 0 && !IsQuietLine(t_, site)) return false;
   if (missed_sites_.size() < t_.Sites.size()) missed_sites_.resize(t_.Sites.size());
   missed_sites_[static_cast<size_t>(n) - 1] = true;
   return true;

@@ -250,6 +250,27 @@ TEST(EventLogTest, FirstReadingsAndReplaysMakeNoEventsButAreTold) {
   check(site.ReplayUntilPos, 7, 0, "replay up to a place");
 }
 
+// An empty log, or one that is not there, is scanned without an end of the first reading.
+TEST(EventLogTest, WhatComesAfterAScanThatFoundNothingIsNews) {
+  LiveRig live;
+  Reader reader(live);
+  SiteRec& site = live.t.Site(1);
+  site.ReadOnce = false;
+  site.LastScanTime = live.rig.clock.now;
+  const auto come = [&](int scans, int64_t seconds_after) {
+    (void)reader.Read();
+    site.ScanCount = scans;
+    site.LastReadDateTime = {site.LastScanTime.s + seconds_after};
+    live.events->Came(live.AddVisitor("192.0.2." + std::to_string(scans) + std::to_string(seconds_after)));
+    live.ShowEvents();
+    return Names(reader.Read());
+  };
+  EXPECT_EQ(come(1, 5), "") << "a first scan reads what happened before";
+  EXPECT_EQ(come(2, -5), "") << "a log with lines turned up, as when its disk is mounted late";
+  EXPECT_EQ(come(2, 5), "come ");
+  EXPECT_EQ(come(2, -1), "come ") << "the clocks of program and web server differ by a little";
+}
+
 TEST(EventLogTest, FiltersOfEachStream) {
   LiveRig live;
   const std::vector<std::pair<std::string, std::string>> filters = {
