@@ -138,15 +138,32 @@ void EventLog::AlertRaised() {
 }
 
 // Most are raised by a line, whose visitor is on line already. The host's name tells less than the line's address.
+const VisitorRec* EventLog::VisitorOf(const ExceptionRow& row, std::string_view address) const {
+  if (row.site < 1 || address.empty()) return nullptr;
+  const VisitorRec* v = t_.Visitors.Lookup(row.site, address);
+  return !v && t_.Site(row.site).Scanning ? t_.Visitors.Lookup(row.site, t_.Hit.HitIP) : v;
+}
+
+// Beside the row, as the visitor may have left when the list is asked for.
+void EventLog::KeepKey(const VisitorRec* v) {
+  std::string key = v ? KeyText(v->Site, v->IP) : std::string();
+  if (key.size() > kMostKeyBytes) key.clear();
+  exception_keys_.push_back(std::move(key));
+  while (exception_keys_.size() > t_.exGrid.RowCount()) exception_keys_.pop_front();
+}
+
+std::string_view EventLog::ExceptionKey(uint64_t row) const {
+  const uint64_t from_end = t_.exGrid.EndNumber() - row;
+  return from_end < exception_keys_.size() ? exception_keys_[exception_keys_.size() - 1 - from_end]
+                                           : std::string_view();
+}
+
 void EventLog::ExceptionRaised(std::string_view address) {
   const ExceptionRow& row = t_.exGrid.At(t_.exGrid.EndNumber() - 1);
   ++exceptions_[row.number];
+  const VisitorRec* v = VisitorOf(row, address);
+  KeepKey(v);
   if (IsMuted(row.site)) return;
-  const VisitorRec* v = nullptr;
-  if (row.site > 0 && !address.empty()) {
-    v = t_.Visitors.Lookup(row.site, address);
-    if (!v && t_.Site(row.site).Scanning) v = t_.Visitors.Lookup(row.site, t_.Hit.HitIP);
-  }
   LiveEvent& event = NewEvent(LiveEvent::Kind::kException, row.site, v);
   event.exception = std::make_unique<ExceptionRow>(row);
   event.row = t_.exGrid.EndNumber();

@@ -46,6 +46,8 @@ class EventLog final : public LiveEvents {
   static constexpr int64_t kCommentMs = 15'000;
   static constexpr int64_t kSitesMs = 1'000;
   static constexpr size_t kWokenAtOnce = 50;
+  // Longer ones, of hostile logs, are not kept for the list of exceptions.
+  static constexpr size_t kMostKeyBytes = 300;
 
   EventLog(const LiveTables& t, const Settings& settings, const Clock& clock, Loop& loop);
   ~EventLog() override;
@@ -74,11 +76,15 @@ class EventLog final : public LiveEvents {
   uint64_t Count() const { return first_id_ + events_.size() - begin_; }
   // How often exceptions of each number were raised in this run, first readings included.
   const std::map<int16_t, uint64_t>& Exceptions() const { return exceptions_; }
+  // The key of the visitor whom a row of today's exceptions is about, by the row's id; empty where none is known.
+  std::string_view ExceptionKey(uint64_t row) const;
   // How often streams were told to send a comment.
   uint64_t CommentRound() const { return comment_round_; }
 
  private:
   bool IsMuted(int16_t site);
+  const VisitorRec* VisitorOf(const ExceptionRow& row, std::string_view address) const;
+  void KeepKey(const VisitorRec* visitor);
   LiveEvent& NewEvent(LiveEvent::Kind kind, int16_t site, const VisitorRec* visitor);
   void DropFirst();
   void Weigh(LiveEvent& event);
@@ -106,7 +112,8 @@ class EventLog final : public LiveEvents {
   uint64_t comment_round_ = 0;
   std::vector<std::string> told_sites_;  // What was last told of each.
   std::map<int16_t, uint64_t> exceptions_;
-  std::vector<bool> missed_sites_;  // Something happened there that made no event.
+  std::deque<std::string> exception_keys_;  // Of the day list's newest rows, one for each.
+  std::vector<bool> missed_sites_;          // Something happened there that made no event.
 };
 
 }  // namespace vantry

@@ -2,6 +2,7 @@
 #include <memory>
 #include <utility>
 
+#include "live/event_log.h"
 #include "live/list_query.h"
 #include "live/list_reply.h"
 #include "live/live_rows.h"
@@ -169,7 +170,9 @@ HttpReply AlertsToday(LiveContext& c, const LiveRequest& request) {
 HttpReply ExceptionsToday(LiveContext& c, const LiveRequest& request) {
   return DayListReply<ExceptionRow>(c, request, c.t.exGrid, kTakesSite,
                                     [](LiveContext& context, uint64_t id, const ExceptionRow& row, JsonWriter& json) {
-                                      WriteException(context.settings, id, row, "", json);
+                                      const EventLog* events = context.events;
+                                      WriteException(context.settings, id, row, events ? events->ExceptionKey(id) : "",
+                                                     json);
                                     });
 }
 

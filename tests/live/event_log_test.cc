@@ -332,6 +332,44 @@ TEST(EventLogTest, AnExceptionKnowsItsVisitor) {
   EXPECT_EQ(raise(""), 0u);
 }
 
+// The same key in the event and in the list, also when the visitor has left and rows have gone.
+TEST(EventLogTest, TheListOfExceptionsKnowsTheirVisitors) {
+  LiveRig live;
+  live.rig.clock.now = {live.t.Started.s};
+  Reader reader(live);
+  const LogTime when = live.AddVisitor("192.0.2.1").LastPageTime;
+  live.AddVisitor(std::string(EventLog::kMostKeyBytes, '7'));
+  const auto raise = [&](const std::string& address) {
+    live.t.exGrid.Add({{when, 1}, 404, 1, ""});
+    live.events->ExceptionRaised(address);
+  };
+  live.t.exGrid.Add({{when, 1}, 404, 1, "before the live page was there"});
+  live.t.Site(1).ReadOnce = false;
+  raise("192.0.2.1");  // No event, but a row.
+  live.t.Site(1).ReadOnce = true;
+  raise("192.0.2.1");
+  raise("192.0.2.9");
+  raise(std::string(EventLog::kMostKeyBytes, '7'));
+  live.RemoveVisitor(1, "192.0.2.1");
+  live.ShowEvents();
+  const auto keys = [](const std::string& text) {
+    std::string found;
+    for (size_t at = text.find("\"key\":"); at != std::string::npos; at = text.find("\"key\":", at + 1)) {
+      found += text.substr(at + 6, text.find_first_of(",}", at) - at - 6) + " ";
+    }
+    return found;
+  };
+  EXPECT_EQ(keys(live.Api("exceptions")), "null null \"1:192.0.2.1\" \"1:192.0.2.1\" null ");
+  EXPECT_EQ(CountOf(reader.Read(), "\"key\":\"1:192.0.2.1\"}"), 1u);
+  live.t.exGrid.Clear();
+  raise("");
+  live.AddVisitor("192.0.2.3");
+  raise("192.0.2.3");
+  EXPECT_EQ(keys(live.Api("exceptions")), "\"1:192.0.2.3\" null ");
+  live.context.events = nullptr;
+  EXPECT_EQ(keys(live.Api("exceptions")), "null null ");
+}
+
 TEST(EventLogTest, SitesAreToldOnceASecondAndOnlyWhenTheyChange) {
   LiveRig live;
   {
