@@ -27,7 +27,7 @@ class EventStream final : public HttpBody {
 
   Filled Fill(std::span<char> room) override;
   // Less, as there are a thousand of them.
-  size_t Room() const override { return 8 * 1024; }
+  size_t Room() const override { return 4 * 1024; }
 
   // Whether there is something to send. Passes by what is not for this reader.
   bool HasNews();

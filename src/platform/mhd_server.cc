@@ -26,7 +26,7 @@ namespace {
 
 // What the library keeps of a connection: its head, and the next piece of an answer. Pages of memory that are not used
 // cost nothing.
-constexpr size_t kPoolBytes = 32 * 1024;
+constexpr size_t kPoolBytes = 16 * 1024;
 // A body beyond the limit is read up to this size, so that its sender reads our answer.
 constexpr size_t kMostUnwanted = 256 * 1024;
 // Descriptors that the rest of the program may need.
