@@ -1,7 +1,7 @@
 // What the windows on the history wait for, on tables of many rows.
 //   history_views FOLDER [VISITS [PAGES]]   fills the empty FOLDER (by default 1,000,000 visits and ten times the
-//   pages), or
-//                                           takes the tables that it finds there, and measures
+//                                           pages), or takes the tables that it finds there, and measures; at first
+//                                           each question with no file of the tables in memory
 // With the visits come as many downloads, half as many referrers, and ten years of ten sites.
 #include <algorithm>
 #include <chrono>
@@ -9,8 +9,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "bench/null_parts.h"
 #include "config/registry_store.h"
@@ -139,21 +144,67 @@ void Fill(VisitDatabase& db, uint64_t visits, uint64_t pages) {
   std::printf("filled in %.1f s\n", MillisecondsSince(begin) / 1000);
 }
 
-// `most` rows, or all with 0; the longest of the steps, as nothing else can happen during one.
-void Measure(const char* what, std::unique_ptr<HistoryList> list, size_t most) {
+// The system reads the tables from the disk again. Root may empty its cache; others can only ask it to forget these
+// files.
+void ForgetFiles(const std::string& folder) {
+  ::sync();
+  if (std::ofstream caches("/proc/sys/vm/drop_caches"); caches << "3" << std::flush) return;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    const int fd = ::open(entry.path().c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) continue;
+    (void)::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+    (void)::close(fd);
+  }
+}
+
+struct Question {
+  const char* what;
+  size_t most;  // Rows, or all with 0.
+  std::function<std::unique_ptr<HistoryList>(HistoryTables&)> list;
+};
+
+std::vector<Question> Questions() {
+  constexpr Day kOneDay{kFirstDay + 7};
+  return {
+      {"previous visits of an address", 0,
+       [](HistoryTables& tables) {
+         return PreviousVisits(tables, {AddressOf(4711), "Bench"});
+       }},
+      {"top referrers, first screen", 200, [](HistoryTables& tables) { return TopReferrers(tables, "Bench"); }},
+      {"top downloads of a day", 0,
+       [](HistoryTables& tables) {
+         return TopDownloads(tables, "Bench", {kOneDay, kOneDay}, "a day");
+       }},
+      {"top downloads of all dates", 0, [](HistoryTables& tables) { return TopDownloads(tables, "Bench", {}, ""); }},
+      {"days, ten years of ten sites", 0, [](HistoryTables& tables) { return Days(tables, "", {}); }},
+      {"top referrers, all", 0, [](HistoryTables& tables) { return TopReferrers(tables, "Bench"); }},
+      {"top referrers of all sites, all", 0, [](HistoryTables& tables) { return TopReferrers(tables, ""); }},
+  };
+}
+
+// Also the longest of the steps, as nothing else can happen during one.
+void Measure(const Question& question, HistoryTables& tables) {
+  const long before = MemoryMb("RssAnon:");
   const auto begin = Clock::now();
+  const std::unique_ptr<HistoryList> list = question.list(tables);
   double longest = 0;
-  while (!list->Ended() && (most == 0 || list->Rows() < most)) {
+  while (!list->Ended() && (question.most == 0 || list->Rows() < question.most)) {
     const auto step = Clock::now();
     const Status status = list->Step(256);
     longest = std::max(longest, MillisecondsSince(step));
     if (!status.ok()) {
-      std::printf("%s: %s\n", what, status.text.c_str());
+      std::printf("%s: %s\n", question.what, status.text.c_str());
       return;
     }
   }
-  std::printf("%-40s %8.2f ms  %8zu rows  longest step %6.2f ms\n", what, MillisecondsSince(begin), list->Rows(),
-              longest);
+  std::printf("  %-32s %9.2f ms  %7zu rows  longest step %7.2f ms  %3ld MB more\n", question.what,
+              MillisecondsSince(begin), list->Rows(), longest, MemoryMb("RssAnon:") - before);
+}
+
+bool Open(Base& base) {
+  if (base.database.DatabaseReady()) return true;
+  std::fprintf(stderr, "The tables in %s can't be opened.\n", base.folder.c_str());
+  return false;
 }
 
 }  // namespace
@@ -167,25 +218,28 @@ int main(int argc, char** argv) {
   const uint64_t visits = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 1'000'000;
   const uint64_t pages = argc > 3 ? std::strtoull(argv[3], nullptr, 10) : 10 * visits;
   std::filesystem::create_directories(folder);
+  {
+    Base base(folder);
+    VisitDatabase& db = base.database;
+    if (!Open(base)) return 1;
+    if (db.VAVISITS.RowCount() == 0) Fill(db, visits, pages);
+    std::printf("%u visits, %u downloads, %u referrers, %u pages\n", db.VAVISITS.RowCount(), db.VADL.RowCount(),
+                db.VAREF.RowCount(), db.VAPG.RowCount());
+  }
+  std::printf("from the disk\n");
+  for (const Question& question : Questions()) {
+    Base base(folder);
+    if (!Open(base)) return 1;
+    ForgetFiles(folder);
+    ProgramTables tables(base.database);
+    Measure(question, tables);
+  }
   Base base(folder);
-  VisitDatabase& db = base.database;
-  if (!db.DatabaseReady()) {
-    std::fprintf(stderr, "The tables in %s can't be opened.\n", folder.c_str());
-    return 1;
-  }
-  if (db.VAVISITS.RowCount() == 0) Fill(db, visits, pages);
-  const long before = MemoryMb("RssAnon:");
-  ProgramTables tables(db);
-  for (const char* round : {"first", "again"}) {
+  if (!Open(base)) return 1;
+  ProgramTables tables(base.database);
+  for (const char* round : {"one after the other", "again, in memory"}) {
     std::printf("%s\n", round);
-    Measure("previous visits of an address", PreviousVisits(tables, {AddressOf(4711), "Bench"}), 0);
-    Measure("top referrers, first screen", TopReferrers(tables, "Bench"), 200);
-    Measure("top downloads of a day", TopDownloads(tables, "Bench", {Day{kFirstDay + 7}, Day{kFirstDay + 7}}, "a day"),
-            0);
-    Measure("top downloads of all dates", TopDownloads(tables, "Bench", {}, ""), 0);
-    Measure("days, ten years of ten sites", Days(tables, "", {}), 0);
-    Measure("top referrers, all", TopReferrers(tables, "Bench"), 0);
+    for (const Question& question : Questions()) Measure(question, tables);
   }
-  std::printf("memory: %ld MB more than before\n", MemoryMb("RssAnon:") - before);
   return 0;
 }

@@ -1,11 +1,14 @@
 // Lists that count: referrers, downloads, days.
 #include <algorithm>
 #include <map>
-#include <unordered_map>
+#include <numeric>
+#include <optional>
 #include <utility>
 
 #include "core/text.h"
 #include "views/history_lists.h"
+#include "views/name_counts.h"
+#include "views/sort_in_steps.h"
 
 namespace vantry {
 namespace {
@@ -75,61 +78,58 @@ class SiteReferrers final : public HistoryList {
   std::unique_ptr<RowWalk> walk_;
 };
 
-struct TextHash {
-  using is_transparent = void;
-  size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
-};
-
-// Counts rows by a name, and lists the names when all rows were seen: the highest count first, equal ones by name.
+// Counts rows by a name, and lists the names when all rows were seen: the highest count first, equal ones by name. The
+// sort and the listing are done in steps as well.
 class CountedList final : public HistoryList {
  public:
-  struct Count {
-    int64_t count = 0, first = 0, last = 0;
-    // Days are numbers here, 0 for none.
-    void Take(int64_t more, int64_t first_day, int64_t last_day) {
-      count += more;
-      if (first_day != 0 && (first == 0 || first_day < first)) first = first_day;
-      last = std::max(last, last_day);
-    }
-  };
-  using Counts = std::unordered_map<std::string, Count, TextHash, std::equal_to<>>;
-  using Visit = std::function<void(const RowView& row, CountedList& list)>;
+  using Visit = std::function<void(const RowView& row, NameCounts& counts)>;
 
   CountedList(std::vector<HistoryColumn> columns, std::string title, std::unique_ptr<RowWalk> walk, Visit visit)
       : HistoryList(std::move(columns), std::move(title)), walk_(std::move(walk)), visit_(std::move(visit)) {}
 
-  Count& Of(std::string_view name) {
-    const auto found = counts_.find(name);
-    return found != counts_.end() ? found->second : counts_[std::string(name)];
-  }
-
   Status Step(size_t rows) override {
     if (ended_) return Status::Ok();
-    const Status status = walk_->Step(rows, [this](const RowView& row) { visit_(row, *this); });
-    if (walk_->Ended()) Finish();
+    if (order_) {
+      GoOn(rows);
+      return Status::Ok();
+    }
+    const Status status = walk_->Step(rows, [this](const RowView& row) { visit_(row, counts_); });
+    if (!walk_->Ended()) return status;
+    std::vector<uint32_t> names(counts_.Size());
+    std::iota(names.begin(), names.end(), 0u);
+    order_.emplace(std::move(names), BusiestFirst{counts_});
+    while (!status.ok() && !ended_) GoOn(rows);
     return status;
   }
   bool Ended() const override { return ended_; }
 
  private:
-  void Finish() {
-    ended_ = true;
-    std::vector<const Counts::value_type*> order;
-    order.reserve(counts_.size());
-    for (const auto& entry : counts_) order.push_back(&entry);
-    std::sort(order.begin(), order.end(), [](const auto* a, const auto* b) {
-      return a->second.count != b->second.count ? a->second.count > b->second.count : a->first < b->first;
-    });
-    for (const auto* entry : order) {
-      const Count& count = entry->second;
-      Add({static_cast<int64_t>(Rows() + 1), count.count, count.first, count.last, std::string_view(entry->first)});
+  struct BusiestFirst {
+    const NameCounts& counts;
+    bool operator()(uint32_t a, uint32_t b) const {
+      const int64_t count_a = counts.At(a).count, count_b = counts.At(b).count;
+      return count_a != count_b ? count_a > count_b : counts.Name(a) < counts.Name(b);
     }
+  };
+
+  void GoOn(size_t rows) {
+    if (!order_->Done()) return order_->Step(rows);
+    const std::vector<uint32_t>& names = order_->Items();
+    for (; rows > 0 && Rows() < names.size(); --rows) {
+      const uint32_t place = names[Rows()];
+      const NameCounts::Count& count = counts_.At(place);
+      Add({static_cast<int64_t>(Rows() + 1), count.count, count.first, count.last, counts_.Name(place)});
+    }
+    if (Rows() < names.size()) return;
+    ended_ = true;
+    order_.reset();
     counts_ = {};
   }
 
   std::unique_ptr<RowWalk> walk_;
   Visit visit_;
-  Counts counts_;
+  NameCounts counts_;
+  std::optional<SortInSteps<uint32_t, BusiestFirst>> order_;  // Once all rows were seen.
   bool ended_ = false;
 };
 
@@ -188,10 +188,10 @@ std::unique_ptr<HistoryList> TopReferrers(HistoryTables& tables, const std::stri
   if (!site.empty()) return std::make_unique<SiteReferrers>(tables, site, days);
   return std::make_unique<CountedList>(
       ReferrerColumns(), "Top Referrers: " + SiteOrAll(site), tables.All(HistoryTable::kReferrers),
-      [days](const RowView& row, CountedList& list) {
+      [days](const RowView& row, NameCounts& counts) {
         using namespace referrers;
         if (!Lists(row, days)) return;
-        list.Of(row.Text(kName))
+        counts.Of(row.Text(kName))
             .Take(row.Number(kVisits), NumberOfDay(row.Date(kFirstVDate)), NumberOfDay(row.Date(kLastVDate)));
       });
 }
@@ -203,12 +203,12 @@ std::unique_ptr<HistoryList> TopDownloads(HistoryTables& tables, const std::stri
   const std::string to = days.to ? FormatDayKey(*days.to) : std::string();
   return std::make_unique<CountedList>(
       DownloadColumns(), "Top Downloads: " + SiteOrAll(site) + (shown.empty() ? " [All Dates]" : " On: " + shown),
-      tables.All(HistoryTable::kDownloads), [site, days, from, to](const RowView& row, CountedList& list) {
+      tables.All(HistoryTable::kDownloads), [site, days, from, to](const RowView& row, NameCounts& counts) {
         using namespace downloads;
         const std::string_view date = row.Raw(kVisitDate);
         if (date < from || (!to.empty() && date > to) || !IsOfSite(row, kSite, site)) return;
         const std::optional<Day> day = row.Date(kVisitDate);
-        if (days.Has(day)) list.Of(row.Text(kDownload)).Take(1, NumberOfDay(day), NumberOfDay(day));
+        if (days.Has(day)) counts.Of(row.Text(kDownload)).Take(1, NumberOfDay(day), NumberOfDay(day));
       });
 }
 

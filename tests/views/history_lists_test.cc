@@ -283,6 +283,24 @@ TEST_P(HistoryListsTest, ManyRowsComeInSmallStepsInTheSameOrder) {
   }
 }
 
+TEST_P(HistoryListsTest, ManyNamesAreSortedAndListedInSmallStepsToo) {
+  for (int i = 0; i < 300; ++i) Download("10.0.0.1", PadNumber(i * 7 % 100, 3) + ".zip");
+  const auto list = TopDownloads(Tables(), "One", {}, "");
+  int steps = 0;
+  for (size_t before = 0; !list->Ended(); before = list->Rows(), ++steps) {
+    ASSERT_LT(steps, 10'000);
+    ASSERT_TRUE(list->Step(7).ok());
+    ASSERT_LE(list->Rows(), before + 7);
+  }
+  // Rows of the table, runs of names, three merges of them, the list.
+  EXPECT_GT(steps, (300 + 2 * 100 + 100) / 7);
+  ASSERT_EQ(list->Rows(), 100u);
+  for (size_t row = 0; row < 100; ++row) {
+    ASSERT_EQ(list->Text(row, top_downloads::kFilename), PadNumber(static_cast<int64_t>(row), 3) + ".zip");
+    ASSERT_EQ(list->Number(row, top_downloads::kDownloads), 3);
+  }
+}
+
 struct ProgramListsTest : ::testing::Test {
   DatabaseRig rig;
   ProgramTables tables{*rig.database};
