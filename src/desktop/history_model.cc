@@ -1,7 +1,7 @@
 #include "desktop/history_model.h"
 
+#include <QElapsedTimer>
 #include <algorithm>
-#include <numeric>
 
 #include "core/text.h"
 #include "desktop/list_text.h"
@@ -11,37 +11,72 @@ namespace vantry {
 
 void HistoryModel::Show(std::unique_ptr<HistoryList> list) {
   beginResetModel();
+  Forget();
   list_ = std::move(list);
-  order_.clear();
-  seen_ = 0;
-  wanted_ = needle_.empty() && sort_column_ < 0 ? kRowsAtFirst : SIZE_MAX;
-  sorted_ = stopped_ = false;
+  wanted_ = needle_.empty() && SortColumn() < 0 ? kRowsAtFirst : SIZE_MAX;
+  stopped_ = false;
   endResetModel();
 }
 
+// No row was looked at.
+void HistoryModel::Forget() {
+  sort_.reset();
+  rows_.clear();
+  found_.clear();
+  seen_ = 0;
+  order_ = {};
+}
+
 bool HistoryModel::Wants() const {
-  if (!list_ || (Whole() && (sort_column_ < 0 || sorted_))) return false;
-  return seen_ < wanted_;
+  return list_ && seen_ < wanted_ && (!Whole() || !InOrder());
 }
 
 Status HistoryModel::Step(size_t rows) {
   Status status;
+  if (IsSorting()) {
+    Sort(rows);
+    return status;
+  }
   if (seen_ == list_->Rows() && !list_->Ended()) status = list_->Step(rows);
   Take(rows);
-  if (Whole() && sort_column_ >= 0 && !sorted_) SortRows();
   return status;
 }
 
+Status HistoryModel::StepFor(int64_t ns, size_t rows) {
+  QElapsedTimer timer;
+  timer.start();
+  Status status;
+  if (!Wants()) return status;
+  do {
+    status = Step(rows);
+  } while (status.ok() && Wants() && timer.nsecsElapsed() < ns);
+  return status;
+}
+
+void HistoryModel::Stop() {
+  ShowFound();
+  sort_.reset();
+  wanted_order_ = order_;
+  wanted_ = seen_;
+  stopped_ = true;
+}
+
+// Each time that rows are added their view lays itself out and paints, which takes longer than reading them did. So
+// they are added when there are half as many as before, or no more to come for now.
 void HistoryModel::Take(size_t rows) {
   const size_t end = std::min(list_->Rows(), seen_ + rows);
-  std::vector<uint32_t> more;
   for (; seen_ < end; ++seen_) {
-    if (Fits(seen_)) more.push_back(static_cast<uint32_t>(seen_));
+    if (Fits(seen_)) found_.push_back(static_cast<uint32_t>(seen_));
   }
-  if (more.empty()) return;
+  if (2 * found_.size() >= rows_.size() || Whole() || seen_ >= wanted_) ShowFound();
+}
+
+void HistoryModel::ShowFound() {
+  if (found_.empty()) return;
   const int first = rowCount();
-  beginInsertRows({}, first, first + static_cast<int>(more.size()) - 1);
-  order_.insert(order_.end(), more.begin(), more.end());
+  beginInsertRows({}, first, first + static_cast<int>(found_.size()) - 1);
+  rows_.insert(rows_.end(), found_.begin(), found_.end());
+  found_.clear();
   endInsertRows();
 }
 
@@ -58,52 +93,33 @@ void HistoryModel::Search(const QString& text) {
   needle_ = Needle(text);
   if (!list_) return;
   beginResetModel();
-  order_.clear();
-  seen_ = 0;
-  sorted_ = false;
+  Forget();
   endResetModel();
   Want();
   if (on_wish) on_wish();
 }
 
 void HistoryModel::sort(int column, Qt::SortOrder order) {
-  sort_column_ = column;
-  sort_order_ = order;
-  sorted_ = false;
-  if (!list_) return;
-  if (column < 0) {
-    beginResetModel();
-    std::sort(order_.begin(), order_.end());
-    endResetModel();
-    return;
-  }
+  sort_.reset();
+  wanted_order_ = {column, column >= 0 && order == Qt::DescendingOrder};
+  if (!list_ || InOrder()) return;
   Want();
   if (on_wish) on_wish();
 }
 
-// Equal rows stay in the order of the list.
-void HistoryModel::SortRows() {
-  const auto c = static_cast<size_t>(sort_column_);
-  const bool down = sort_order_ == Qt::DescendingOrder;
+void HistoryModel::Sort(size_t rows) {
+  if (!sort_) sort_.emplace(*list_, wanted_order_.column, wanted_order_.descending, rows_);
+  sort_->Step(rows);
+  if (!sort_->Done()) return;
   beginResetModel();
-  std::sort(order_.begin(), order_.end());
-  if (list_->Columns()[c].kind == CellKind::kText) {
-    std::vector<std::string> texts(list_->Rows());
-    for (const uint32_t row : order_) texts[row] = Lower(list_->Text(row, c));
-    std::stable_sort(order_.begin(), order_.end(),
-                     [&](uint32_t a, uint32_t b) { return down ? texts[b] < texts[a] : texts[a] < texts[b]; });
-  } else {
-    std::vector<int64_t> numbers(list_->Rows());
-    for (const uint32_t row : order_) numbers[row] = list_->Number(row, c);
-    std::stable_sort(order_.begin(), order_.end(),
-                     [&](uint32_t a, uint32_t b) { return down ? numbers[b] < numbers[a] : numbers[a] < numbers[b]; });
-  }
-  sorted_ = true;
+  sort_->Give(rows_);
+  sort_.reset();
+  order_ = wanted_order_;
   endResetModel();
 }
 
 int HistoryModel::rowCount(const QModelIndex& parent) const {
-  return parent.isValid() ? 0 : static_cast<int>(order_.size());
+  return parent.isValid() ? 0 : static_cast<int>(rows_.size());
 }
 
 int HistoryModel::columnCount(const QModelIndex& parent) const {

@@ -1,6 +1,5 @@
 #include "desktop/history_window.h"
 
-#include <QElapsedTimer>
 #include <QHeaderView>
 #include <QShortcut>
 #include <QVBoxLayout>
@@ -27,10 +26,6 @@ constexpr HistoryLook kLooks[] = {
      "Downloads", 7},
     {"frmDays", "Days", "GridDays", "frmDays.LoadGrid", "frmDays.ToolClick", "Day", "Days", 9},
 };
-
-// A turn of the loop reads for this long; a scan that turns it has a little longer for itself between two turns.
-constexpr int64_t kFillNs = 8'000'000, kFillInScanNs = 400'000;
-constexpr size_t kRowsAStep = 256;
 
 }  // namespace
 
@@ -74,7 +69,7 @@ HistoryWindow::HistoryWindow(HistoryLinks links, HistoryKind kind, QWidget* pare
   QObject::connect(&fill_, &QTimer::timeout, this, [this] { Fill(); });
   model_->on_wish = [this] {
     stopped_ = false;
-    if (!failed_) fill_.start();
+    if (!failed_ || model_->List().Ended()) fill_.start();
   };
 }
 
@@ -196,20 +191,17 @@ void HistoryWindow::Ask(const HistorySubject& subject) {
 void HistoryWindow::Fill() {
   const WindowParts& parts = links_.parts;
   if (parts.t.Closing) return fill_.stop();
-  const int64_t most = parts.t.ScanInProgress ? kFillInScanNs : kFillNs;
-  QElapsedTimer timer;
-  timer.start();
-  const bool ok = parts.log.Guard(look_.load_label, [&] {
-    Status status;
-    while (status.ok() && model_->Wants() && timer.nsecsElapsed() < most) status = model_->Step(kRowsAStep);
-    return status;
-  });
-  if (!ok) failed_ = true;
-  const bool read = failed_ || !model_->Wants();
+  const int64_t most = parts.t.ScanInProgress ? pace.in_scan_ns : pace.ns;
+  const bool ok = parts.log.Guard(look_.load_label, [&] { return model_->StepFor(most, pace.rows_a_step); });
+  if (!ok) {
+    failed_ = true;
+    NoMore();
+  }
+  const bool read = !model_->Wants();
   if (read) fill_.stop();
   if (read && chart_) ShowChart();
   ShowState();
-  if (then_ && (read || model_->Seen() >= then_rows_)) {
+  if (then_ && (read || (model_->Seen() >= then_rows_ && model_->InOrder()))) {
     const std::function<void()> then = std::exchange(then_, nullptr);
     then();
   }
@@ -217,16 +209,22 @@ void HistoryWindow::Fill() {
 
 void HistoryWindow::Stop() {
   if (!IsReading()) return;
-  fill_.stop();
-  model_->Stop();
+  NoMore();
   stopped_ = true;
   then_ = nullptr;
   ShowState();
 }
 
+// The rows stay as they are, and the headings say how that is.
+void HistoryWindow::NoMore() {
+  fill_.stop();
+  model_->Stop();
+  grid_->horizontalHeader()->setSortIndicator(model_->SortColumn(), model_->SortOrder());
+}
+
 void HistoryWindow::ShowState() {
   stop_->setEnabled(IsReading());
-  if (IsReading()) return state_->setText("Reading records...");
+  if (IsReading()) return state_->setText(model_->IsSorting() ? "Sorting records..." : "Reading records...");
   const size_t shown = model_->Shown(), seen = model_->Seen();
   QString text = QString::number(shown);
   if (model_->IsSearched()) text += " of " + QString::number(seen);

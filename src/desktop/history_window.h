@@ -61,6 +61,8 @@ class HistoryWindow final : public QWidget {
   void Repeat() { Ask(HistorySubject(subject_)); }
   bool IsReading() const { return fill_.isActive(); }
 
+  HistoryPace pace;
+
  private:
   // history_tools.cc: the tool bars and what the tools do.
   void MakeTools();
@@ -95,6 +97,7 @@ class HistoryWindow final : public QWidget {
   // Runs it once so many rows are there, or all.
   void WhenRead(size_t rows, std::function<void()> then);
   void Stop();
+  void NoMore();
 
   HistoryLinks links_;
   HistoryKind kind_;

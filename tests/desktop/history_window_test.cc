@@ -1,16 +1,12 @@
 // The windows on what happened before, on tables of days before.
-#include "desktop/history_window.h"
-
-#include <QHeaderView>
 #include <QPrintPreviewDialog>
 #include <QTemporaryDir>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "desktop/history_rig.h"
 #include "desktop/pictures.h"
-#include "support/database_rig.h"
-#include "support/window_rig.h"
 
 namespace vantry {
 namespace {
@@ -18,110 +14,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
-
-using Lines = std::vector<std::string>;
-
-struct HistoryWindowTest : MainWindowTest {
-  DatabaseRig past;
-  int seconds = 0;
-
-  HistoryWindowTest() {
-    past.t.Site(1).Name = "Site 1";
-    past.t.Site(2).Name = "Site 2";
-    for (const int day : {3, 4}) {
-      past.t.Today = *MakeDay(2026, 3, day);
-      past.t.Site(1).TodayVisitors = 10 * day;
-      past.database->DatabaseReady();
-      past.database->UpdateDaySummaries();
-    }
-    past.t.Today = *MakeDay(2026, 3, 5);
-  }
-  void Visit(const std::string& ip, int day, const std::string& referrer = "", int16_t site = 1) {
-    VisitorRec v = past.Visitor(ip, "01:00:00", site, day);
-    v.StartTime.s += ++seconds;
-    v.LastPageTime = v.StartTime;
-    v.DNS = "host.example";
-    v.Referrer = referrer;
-    past.database->UpdateVisitor(v, false);
-    past.database->AddVisitToDatabase(v, "first.htm");
-    past.database->AddPageToDatabase(v);
-  }
-  // A visit with pages, as on a real site.
-  void ComeBack(int day, int hour) {
-    constexpr const char* kPages[] = {"index.html", "products/tools.html", "manuals/drill.pdf", "prices.html"};
-    VisitorRec v = past.Visitor("10.0.0.1", "08:04:00", 1, day);
-    v.StartTime.s += 3600 * hour + 97 * day * (hour + 1);
-    v.LastHitTime = v.LastPageTime = v.StartTime;
-    v.DNS = "host-27.example.net";
-    v.Referrer = "https://search" + std::to_string(hour * hour % 5 + 1) + ".example/find?q=drill";
-    past.database->UpdateVisitor(v, false);
-    past.database->AddVisitToDatabase(v, kPages[hour % 4]);
-    for (v.Pages = 1; v.Pages <= 3 + (day + hour) % 5; ++v.Pages) {
-      v.Page = kPages[(hour + v.Pages - 1) % 4];
-      past.database->AddPageToDatabase(v);
-      v.LastHitTime.s = v.LastPageTime.s += 35 + 50 * (v.Pages % 3);
-    }
-    past.database->UpdateVisitInDatabase(v);
-  }
-  void Download(const std::string& ip, const std::string& file, int day) {
-    VisitorRec v = past.Visitor(ip, "02:00:00", 1, day);
-    v.Page = file;
-    past.database->AddDownload(v);
-  }
-  // The program starts on these tables.
-  void OpenOnPast() {
-    past.database->FlushAll();
-    for (const TableSchema* schema : HistorySchemas()) {
-      data_files.Put(std::string("/home/Data/") + schema->name + ".DBF", past.disk.Get(past.Path(schema->name)));
-    }
-    OpenWithVisitors();
-    ChooseNode("lf1");
-  }
-  HistoryWindow& Window(const char* name) {
-    auto* frm = Frm().findChild<QWidget*>(name);
-    if (!frm) throw std::runtime_error(std::string("there is no ") + name);
-    return static_cast<HistoryWindow&>(*frm);
-  }
-  HistoryWindow& OpenWindow(const char* command, const char* name) {
-    Trigger(command);
-    HistoryWindow& frm = Window(name);
-    Read(frm);
-    return frm;
-  }
-  void Read(const HistoryWindow& frm) {
-    for (int i = 0; i < 10'000 && frm.IsReading(); ++i) QApplication::processEvents();
-    EXPECT_FALSE(frm.IsReading());
-  }
-  void Use(HistoryWindow& frm, const char* tool) {
-    WidgetOrAction(frm, tool).trigger();
-    QApplication::processEvents();
-    QApplication::processEvents();
-  }
-  static QAction& WidgetOrAction(const QWidget& frm, const char* name) {
-    auto* action = frm.findChild<QAction*>(name);
-    if (!action) throw std::runtime_error(std::string("there is no ") + name);
-    return *action;
-  }
-  static QTableView& Grid(const HistoryWindow& frm) { return *frm.findChild<QTableView*>(); }
-  static std::string Title(const HistoryWindow& frm) { return WidgetIn<QLabel>(frm, "lblTitle").text().toStdString(); }
-  static std::string State(const HistoryWindow& frm) { return WidgetIn<QLabel>(frm, "miStat").text().toStdString(); }
-  static Lines Column(const HistoryWindow& frm, int column) {
-    const QAbstractItemModel& model = *Grid(frm).model();
-    Lines lines;
-    for (int row = 0; row < model.rowCount(); ++row)
-      lines.push_back(model.index(row, column).data().toString().toStdString());
-    return lines;
-  }
-  void DoubleClick(const HistoryWindow& frm, int row) {
-    Q_EMIT Grid(frm).doubleClicked(Grid(frm).model()->index(row, 0));
-    QApplication::processEvents();
-  }
-  void ChooseVisitor() {
-    Find<QTableView>("VsGrid").selectRow(0);
-    Frm().Refresh();
-  }
-};
 
 TEST_F(HistoryWindowTest, PreviousVisitsOfTheChosenVisitorLeadToEachVisit) {
   Visit("10.0.0.1", 3, "http://from.example/x");
@@ -331,51 +223,6 @@ TEST_F(HistoryWindowTest, DaysAreBarsAndTodayIsLighter) {
   EXPECT_EQ(chart.Bars()[2].text, "3/5/2026: 0 Downloads so far");
 }
 
-TEST_F(HistoryWindowTest, AMillionRowsWouldComeAsOneScrolls) {
-  for (int i = 0; i < 3000; ++i) Visit("10.0.0.1", 3);
-  OpenOnPast();
-  ChooseVisitor();
-  Trigger("miHistory");
-  HistoryWindow& frm = Window("frmPrevVisits");
-  Read(frm);
-  QAbstractItemModel& model = *Grid(frm).model();
-  EXPECT_GE(model.rowCount(), 200);
-  EXPECT_LT(model.rowCount(), 2000);
-  EXPECT_THAT(State(frm), ::testing::StartsWith("More come as you scroll. "));
-  const int before = model.rowCount();
-  ASSERT_TRUE(model.canFetchMore({}));
-  model.fetchMore({});
-  Read(frm);
-  EXPECT_GT(model.rowCount(), before);
-  // A sort reads all.
-  Q_EMIT Grid(frm).horizontalHeader()->sectionClicked(previous_visits::kNo);
-  Q_EMIT Grid(frm).horizontalHeader()->sectionClicked(previous_visits::kNo);
-  EXPECT_EQ(State(frm), "More come as you scroll. " + std::to_string(model.rowCount()) + " Visits");
-  Read(frm);
-  EXPECT_EQ(model.rowCount(), 3001);
-  EXPECT_EQ(Column(frm, previous_visits::kNo)[0], "03001");
-  WidgetIn<QLineEdit>(frm, "txtFind").setText("02999");
-  Read(frm);
-  EXPECT_EQ(State(frm), "1 of 3001 Visits");
-  EXPECT_EQ(Column(frm, previous_visits::kNo), Lines{"02999"});
-}
-
-TEST_F(HistoryWindowTest, ReadingSaysSoAndCanBeStopped) {
-  for (int i = 0; i < 3000; ++i) Visit("10.0.0.1", 3);
-  OpenOnPast();
-  ChooseVisitor();
-  HistoryWindow& frm = OpenWindow("miHistory", "frmPrevVisits");
-  T().ScanInProgress = true;  // Small steps.
-  WidgetIn<QLineEdit>(frm, "txtFind").setText("03001");
-  QApplication::processEvents();
-  ASSERT_TRUE(frm.IsReading());
-  EXPECT_EQ(State(frm), "Reading records...");
-  Use(frm, "miStop");
-  EXPECT_FALSE(frm.IsReading());
-  EXPECT_THAT(State(frm), ::testing::StartsWith("Stopped. 0 of "));
-  T().ScanInProgress = false;
-}
-
 TEST_F(HistoryWindowTest, IsSavedPrintedAndMailed) {
   Visit("10.0.0.1", 3, "http://from.example/<b>");
   OpenOnPast();
@@ -402,20 +249,6 @@ TEST_F(HistoryWindowTest, IsSavedPrintedAndMailed) {
   Click(*dialog, "btnSend");
   EXPECT_THAT(files.Get("/home/Previous Visits.htm"), HasSubstr("<b>Previous Visits For 10.0.0.1 On Site Site 1</b>"));
   EXPECT_THAT(files.Get("/home/Previous Visits.htm"), HasSubstr("host.example"));
-}
-
-TEST_F(HistoryWindowTest, ALostTableKeepsTheRowsAndTellsTheLog) {
-  for (int i = 0; i < 3000; ++i) Visit("10.0.0.1", 3);
-  OpenOnPast();
-  ChooseVisitor();
-  HistoryWindow& frm = OpenWindow("miHistory", "frmPrevVisits");
-  const int before = Grid(frm).model()->rowCount();
-  data_files.Put("/home/Data/Visits.DBF", data_files.Get("/home/Data/Visits.DBF").substr(0, 5000));
-  Grid(frm).model()->fetchMore({});
-  Read(frm);
-  EXPECT_GE(Grid(frm).model()->rowCount(), before);
-  EXPECT_THAT(State(frm), HasSubstr("could not be read"));
-  EXPECT_THAT(prompts.told, IsEmpty());
 }
 
 TEST_F(HistoryWindowTest, WindowsGoWithTheProgram) {
