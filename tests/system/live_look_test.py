@@ -101,6 +101,18 @@ class LookTest(PageCase):
                                 "return [...document.querySelectorAll('.row')].every("
                                 "r => r.getBoundingClientRect().bottom <= g + 1)"))
 
+    def test_tags_leave_an_address_whole(self):
+        mock = self.mock(sites=3)
+        for more in ({}, {"spider": "Bot"}):
+            mock.world.come("255.255.255.%d" % (240 + len(more)), host=None, quiet=True,
+                            **{"alert": 1, "spider": None, **more})
+        for width in (360, 1280):
+            self.resize(width, 800)
+            self.open(mock)
+            cut = self.js("return [...document.querySelectorAll('.row .c-visitor bdi')].filter("
+                          "b => b.scrollWidth > b.clientWidth).map(b => b.textContent)")
+            self.assertEqual((len(self.rows()), cut), (2, []), width)
+
     def test_dark_is_dark(self):
         mock = self.mock()
         self.scheme("dark")

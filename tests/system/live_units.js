@@ -149,7 +149,7 @@ function orders() {
 function columns() {
   const ids = (room) => fittingColumns(kColumns, room).map((column) => column.id);
   is("hardly any room", ids(50), ["visitor", "page"]);
-  is("in their order", ids(420), ["visitor", "page", "last_hit"]);
+  is("in their order", ids(430), ["visitor", "page", "last_hit"]);
   is("all", ids(9999).length, kColumns.length);
   is("widths", gridTemplate([kColumns[0]]), "minmax(6.86em, 1fr)");
 }

@@ -169,12 +169,14 @@ export class Table {
     if (cell.className !== name) cell.className = name;
     setText(cell.firstElementChild, column.text(row.v, this.store));
     const tags = column.id === "visitor" ? tagsOf(row) : [];
-    while (cell.children.length > 1 + tags.length) cell.lastElementChild.remove();
+    const box = cell.children[1] ?? (tags.length ? cell.appendChild(el("span", "row-tags")) : null);
+    if (!box) return;
+    const drawn = children(box, tags.length, () => el("span"));
     tags.forEach(([kind, word], at) => {
-      const tag = cell.children[at + 1] ?? cell.appendChild(el("span"));
-      tag.className = `tag ${kind}`;
-      setText(tag, word);
+      drawn[at].className = `tag ${kind}`;
+      setText(drawn[at], word);
     });
+    if (tags.length === 0) box.remove();
   }
 
   #click(event) {
