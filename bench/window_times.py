@@ -2,11 +2,11 @@
 """The window on a display of its own (Xvfb): how soon it is painted, how long a key takes while a log is read for the
 first time, and what it costs a scan.
 
-    bench/window_times.py [--folder DIR] [--gigabytes N]
+    bench/window_times.py [--folder DIR] [--keys N] [--gigabytes N] [--pairs N]
 
-Needs the bench preset (cmake --preset bench && cmake --build --preset bench), xvfb, xdotool and python3-pil. N is the
-size of the log; keys are tried on lines of earlier days, as a first scan reads most of them, and the cost on lines of
-today. Run it on a quiet machine: whatever else runs is measured too.
+Needs the bench preset (cmake --preset bench && cmake --build --preset bench), xvfb, xdotool and python3-pil. Keys are
+tried on a log of --keys gigabytes of earlier days, as a first scan reads most of them, and the cost on --gigabytes of
+today, in pairs without and with the window. Run it on a quiet machine: whatever else runs is measured too.
 """
 import argparse
 import os
@@ -106,6 +106,7 @@ def painted(display):
 
 
 def first_paint(folder):
+    os.makedirs(folder, exist_ok=True)
     took = []
     for _ in range(3):
         display, home = Display(), make_home(folder, SITES)
@@ -167,27 +168,33 @@ def scan_seconds(folder, log, display):
         stop(process, home)
 
 
-def scan_cost(folder, log):
-    display = Display()
+def scan_cost(folder, log, pairs):
+    display, alone, shown = Display(), [], []
     try:
-        alone = min(scan_seconds(folder, log, None) for _ in range(3))
-        shown = min(scan_seconds(folder, log, display) for _ in range(3))
+        for _ in range(pairs):
+            alone.append(scan_seconds(folder, log, None))
+            shown.append(scan_seconds(folder, log, display))
     finally:
         display.process.terminate()
-    print(f"scan of {os.path.getsize(log) / 1e9:.1f} GB of today's lines: without a window {alone:.2f} s, with it "
-          f"{shown:.2f} s: {100 * (shown / alone - 1):.1f} % longer")
+    longer = sorted(100 * (with_it / without - 1) for without, with_it in zip(alone, shown))
+    print(f"scan of {os.path.getsize(log) / 1e9:.1f} GB of today's lines: without a window {min(alone):.2f} s at best, "
+          f"with it {min(shown):.2f} s; of {pairs} pairs {statistics.median(longer):.1f} % longer, {longer[0]:.1f} to "
+          f"{longer[-1]:.1f} %")
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--folder", default=os.path.join(tempfile.gettempdir(), "vantry-bench"))
+    parser.add_argument("--keys", type=float, default=1.0)
     parser.add_argument("--gigabytes", type=float, default=1.0)
+    parser.add_argument("--pairs", type=int, default=5)
     options = parser.parse_args()
-    os.makedirs(options.folder, exist_ok=True)
-    log = make_log(options.folder, "ncsa", int(options.gigabytes * 1e9), 5000)
     first_paint(options.folder)
-    key_times(options.folder, log)
-    scan_cost(options.folder, log)
+    for gigabytes, measure in ((options.keys, key_times),
+                               (options.gigabytes, lambda folder, log: scan_cost(folder, log, options.pairs))):
+        folder = os.path.join(options.folder, f"{gigabytes:g}")
+        os.makedirs(folder, exist_ok=True)
+        measure(options.folder, make_log(folder, "ncsa", int(gigabytes * 1e9), 5000))
 
 
 if __name__ == "__main__":
