@@ -65,21 +65,29 @@ class FakeClock final : public Clock {
 
 class FakeLoop final : public Loop {
  public:
+  struct FakeTimer;
+  using Timers = std::vector<FakeTimer*>;
   struct FakeTimer final : Timer {
+    std::weak_ptr<Timers> others;
     int64_t period_ms = 0;
     std::function<void()> tick;
     bool enabled = false;
+    ~FakeTimer() override {
+      if (const auto all = others.lock()) std::erase(*all, this);
+    }
     void Start() override { enabled = true; }
     void Stop() override { enabled = false; }
     bool Enabled() const override { return enabled; }
   };
-  std::vector<FakeTimer*> timers;
+  const std::shared_ptr<Timers> there = std::make_shared<Timers>();
+  Timers& timers = *there;  // Those that there are, oldest first.
   std::function<void()> on_turn;
   int turns = 0;
   bool quit = false;
 
   std::unique_ptr<Timer> NewTimer(int64_t period_ms, std::function<void()> tick) override {
     auto timer = std::make_unique<FakeTimer>();
+    timer->others = there;
     timer->period_ms = period_ms;
     timer->tick = std::move(tick);
     timers.push_back(timer.get());
@@ -92,8 +100,9 @@ class FakeLoop final : public Loop {
   void Quit() override { quit = true; }
   // Lets every running timer of this period tick once.
   void Tick(int64_t period_ms) {
-    for (FakeTimer* timer : timers) {
-      if (timer->period_ms == period_ms && timer->enabled) timer->tick();
+    for (FakeTimer* timer : Timers(timers)) {
+      const bool is_there = std::find(timers.begin(), timers.end(), timer) != timers.end();
+      if (is_there && timer->period_ms == period_ms && timer->enabled) timer->tick();
     }
   }
 };
