@@ -164,7 +164,7 @@ struct Question {
 };
 
 std::vector<Question> Questions() {
-  constexpr Day kOneDay{kFirstDay + 7};
+  static constexpr Day kOneDay{kFirstDay + 7};
   return {
       {"previous visits of an address", 0,
        [](HistoryTables& tables) {
