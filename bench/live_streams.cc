@@ -1,7 +1,8 @@
 // Readers of events beside a scan, long lists, and the numbers of many sites, over loopback and without a login:
-//   live_streams [STREAMS] [LINES_A_SECOND] [VIEWS_IN_A_THOUSAND_LINES] [SITES] [SECONDS]
+//   live_streams [STREAMS] [LINES_A_SECOND] [VIEWS_IN_A_THOUSAND_LINES] [SITES] [SECONDS] [history]
 // Each stream reads the events of one site; with one site that is all of them. The log is scanned in batches of 20 ms,
-// in turns for a second without events, which is what the scan's time is compared with, and for a second with them.
+// in turns for a second without events, which is what the scan's time is compared with, and for a second with them;
+// with the history on when that is asked for.
 // Each visitor views one page a second at most, so that no two views are one event.
 #include <QCoreApplication>
 #include <algorithm>
@@ -63,6 +64,7 @@ struct Shared {
 
 struct Wanted {
   int streams = 1'000, lines = 50'000, views = 100, sites = 100, seconds = 10;
+  bool history = false;
 };
 
 int Connect(uint16_t port) {
@@ -225,6 +227,9 @@ class Server {
     logs_.resize(static_cast<size_t>(wanted_.sites));
     Write(NowNs(), wanted_.sites, 1'000);
     context_.events = &events_;
+    if (!wanted_.history) return;
+    rig_.Connect(database_, rig_.exceptions);
+    if (!database_.DatabaseReady()) std::fprintf(stderr, "There is no history.\n");
   }
 
   uint16_t Start() {
@@ -337,14 +342,14 @@ class Server {
 
   Shared& shared_;
   const Wanted& wanted_;
-  std::string folder_;
+  std::string folder_, tables_ = folder_ + "/";
   vantry::bench::Rig rig_;
   vantry::QtLoop loop_;
   vantry::RegistryFile registry_{rig_.files, folder_ + "/registry.ini"};
   vantry::PosixDataFiles data_files_;
   vantry::LmdbIndex index_;
   vantry::VisitDatabase database_{
-      {rig_.t, folder_, rig_.log, rig_.clock, registry_, rig_.exceptions, data_files_, index_}};
+      {rig_.t, tables_, rig_.log, rig_.clock, registry_, rig_.exceptions, data_files_, index_}};
   vantry::ProgramTables history_{database_};
   vantry::EventLog events_{rig_.t, rig_.settings, rig_.clock, loop_};
   vantry::LiveContext context_{.t = rig_.t,
@@ -414,8 +419,11 @@ int main(int argc, char** argv) {
   Wanted wanted;
   int* const fields[] = {&wanted.streams, &wanted.lines, &wanted.views, &wanted.sites, &wanted.seconds};
   for (int i = 1; i < argc && i <= 5; ++i) *fields[i - 1] = std::atoi(argv[i]);
-  if (argc > 6 || wanted.streams < 1 || wanted.sites < 1 || wanted.sites > kMostSites) {
-    std::fprintf(stderr, "usage: live_streams [STREAMS] [LINES_A_SECOND] [VIEWS_IN_A_THOUSAND] [SITES] [SECONDS]\n");
+  wanted.history = argc == 7 && std::string_view(argv[6]) == "history";
+  if (argc > 7 || (argc == 7 && !wanted.history) || wanted.streams < 1 || wanted.sites < 1 ||
+      wanted.sites > kMostSites) {
+    std::fprintf(stderr,
+                 "usage: live_streams [STREAMS] [LINES_A_SECOND] [VIEWS_IN_A_THOUSAND] [SITES] [SECONDS] [history]\n");
     return 2;
   }
   ::setenv("TZ", "UTC", 1);
