@@ -34,7 +34,7 @@ struct BadInputTest : MainWindowTest {
   W& In(const char* name) {
     return WidgetIn<W>(*dialog, name);
   }
-  FormPages& Pages() { return *dialog->findChild<FormPages*>(); }
+  FormPages& Pages() { return WidgetIn<FormPages>(*dialog, "SSActiveTabs1"); }
   void Type(std::string_view control, const QString& text) { Pages().Find(control).text->setText(text); }
   void Click(const char* button) { WindowTest::Click(*dialog, button); }
   // Of a file as the program has written it, what a start reads.

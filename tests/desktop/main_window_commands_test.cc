@@ -322,7 +322,8 @@ TEST_F(MainWindowCommandsTest, SearchesTheListAsOneTypes) {
 TEST_F(MainWindowCommandsTest, F6GoesRoundThePanes) {
   OpenWithVisitors();
   Find<QDockWidget>("BandActivity").hide();
-  QApplication::setActiveWindow(&Frm());
+  Frm().activateWindow();
+  ASSERT_TRUE(QTest::qWaitForWindowActive(&Frm()));
   Find<QWidget>("TreeView").setFocus();
   std::vector<std::string> panes;
   for (int i = 0; i < 5; ++i) {

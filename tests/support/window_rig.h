@@ -58,9 +58,11 @@ struct ScriptedPrompts final : Prompts {
 
 template <class W>
 W& WidgetIn(const QWidget& of, const char* name) {
-  W* widget = of.findChild<W*>(name);
-  if (!widget) throw std::runtime_error(std::string("there is no ") + name);
-  return *widget;
+  // Qt looks for its own types alone by type; there may be several of one name, such as a menu and what it belongs to.
+  for (QObject* found : of.findChildren<QObject*>(name)) {
+    if (auto* widget = dynamic_cast<W*>(found)) return *widget;
+  }
+  throw std::runtime_error(std::string("there is no ") + name);
 }
 
 struct WindowTest : EngineTest {
