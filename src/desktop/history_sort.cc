@@ -11,7 +11,7 @@ namespace {
 constexpr size_t kBeginBytes = 8;
 
 // Texts are compared whatever their case.
-uint64_t BeginOf(std::string_view text) {
+uint64_t LowerBeginOf(std::string_view text) {
   uint64_t begin = 0;
   for (size_t i = 0; i < kBeginBytes; ++i) {
     begin = begin << 8 | (i < text.size() ? static_cast<unsigned char>(LowerAscii(text[i])) : 0);
@@ -42,7 +42,7 @@ HistorySort::Key HistorySort::KeyOf(uint32_t row) const {
     return {.begin = static_cast<uint64_t>(list_.Number(row, column)) ^ kSign, .row = row};
   }
   const std::string_view text = list_.Text(row, column);
-  return {BeginOf(text), text.data(), static_cast<uint32_t>(text.size()), row};
+  return {LowerBeginOf(text), text.data(), static_cast<uint32_t>(text.size()), row};
 }
 
 bool HistorySort::Less::operator()(const Key& a, const Key& b) const {
