@@ -5,10 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "core/hash_index.h"
 
 namespace vantry {
 
@@ -32,50 +32,29 @@ class NameCounts {
 
   // New names begin at 0. Valid until the next call.
   Count& Of(std::string_view name) {
-    const auto hash = static_cast<uint32_t>(std::hash<std::string_view>()(name));
-    size_t slot = SlotOf(hash, name);
-    if (slots_[slot] == 0) {
-      if (2 * entries_.size() >= slots_.size()) {
-        Grow();
-        slot = SlotOf(hash, name);
-      }
-      entries_.push_back({{}, names_.size(), static_cast<uint32_t>(name.size()), hash});
+    const uint64_t hash = SpreadHash(name);
+    uint32_t number = 0;
+    index_.ForEach(hash, [&](uint32_t other) {
+      if (Name(other - 1) == name) number = other;
+    });
+    if (number == 0) {
+      entries_.push_back({{}, names_.size(), name.size()});
       names_ += name;
-      slots_[slot] = static_cast<uint32_t>(entries_.size());
+      number = static_cast<uint32_t>(entries_.size());
+      index_.Add(hash, number);
     }
-    return entries_[slots_[slot] - 1].count;
+    return entries_[number - 1].count;
   }
 
  private:
   struct Entry {
     Count count;
-    size_t at;
-    uint32_t size, hash;
+    size_t at, size;
   };
-
-  // Where the name is, or would be.
-  size_t SlotOf(uint32_t hash, std::string_view name) const {
-    size_t slot = hash & (slots_.size() - 1);
-    while (slots_[slot] != 0) {
-      const size_t place = slots_[slot] - 1;
-      if (entries_[place].hash == hash && Name(place) == name) break;
-      slot = (slot + 1) & (slots_.size() - 1);
-    }
-    return slot;
-  }
-  void Grow() {
-    std::vector<uint32_t> slots(2 * slots_.size());
-    for (size_t place = 0; place < entries_.size(); ++place) {
-      size_t slot = entries_[place].hash & (slots.size() - 1);
-      while (slots[slot] != 0) slot = (slot + 1) & (slots.size() - 1);
-      slots[slot] = static_cast<uint32_t>(place + 1);
-    }
-    slots_ = std::move(slots);
-  }
 
   std::string names_;
   std::deque<Entry> entries_;
-  std::vector<uint32_t> slots_ = std::vector<uint32_t>(64);  // Places from 1 on, 0 for none; a power of two.
+  HashIndex<uint32_t> index_;  // Places in entries_, from 1.
 };
 
 }  // namespace vantry
