@@ -1,4 +1,6 @@
 // The list of sites and the tables of current visitors.
+#include <algorithm>
+
 #include "core/text.h"
 #include "web/page_parts.h"
 #include "web/page_pieces.h"
@@ -10,6 +12,8 @@ namespace {
 
 constexpr size_t kMaxName = 50;
 constexpr int kVisitorColumns = 9;
+constexpr size_t kVisitorRowBytes = 1200;   // Rarely more.
+constexpr size_t kMaxReserved = 128 << 20;  // Longer pages are hardly ever wanted whole.
 
 int SiteColumns(const Settings& settings) {
   return settings.NoSpiders ? 7 : 8;
@@ -132,6 +136,11 @@ void VisitorRow(PageText& page, const VisitorRec& v, const SiteRec& site) {
   page << "</tr>\r\n";
 }
 
+// Of the rows of all visitors, about.
+size_t VisitorBytes(const PageContext& c) {
+  return std::min(kMaxReserved, static_cast<size_t>(c.t.Visitors.Count()) * kVisitorRowBytes);
+}
+
 // The rows of one site's visitors, with its heading above and, below, what `end` makes of their number.
 void AddVisitorRows(const PageContext& c, PagePieces& page, int16_t n,
                     std::function<void(PageText&, const SiteRec&, int32_t count)> end) {
@@ -141,6 +150,7 @@ void AddVisitorRows(const PageContext& c, PagePieces& page, int16_t n,
   });
   const auto visitors = std::make_shared<SiteVisitors>(c.t, n);
   page.Add([&c, n, visitors](PageText& text) {
+    text.Reserve(std::min(PagePieces::kPieceBytes, text.Text().size() + VisitorBytes(c)));
     return visitors->Some(text, [&](const VisitorRec& v) { VisitorRow(text, v, c.t.Site(n)); });
   });
   page.Add([&c, n, visitors, end = std::move(end)](PageText& text) {
@@ -272,7 +282,7 @@ PieceSource VisitorsTablePieces(const PageContext& c, int client_no, std::string
 }
 
 std::string VisitorsTable(const PageContext& c, int client_no, std::string_view domain) {
-  return WholeText(VisitorsTablePieces(c, client_no, domain));
+  return WholeText(VisitorsTablePieces(c, client_no, domain), VisitorBytes(c));
 }
 
 std::string SiteTable(const PageContext& c, int client_no, std::string_view site_number) {
@@ -285,7 +295,7 @@ std::string SiteTable(const PageContext& c, int client_no, std::string_view site
   }
   auto page = std::make_shared<PagePieces>(c, kName);
   AddSiteTable(c, *page, client_no, static_cast<int16_t>(site));
-  return WholeText(SourceOf(std::move(page)));
+  return WholeText(SourceOf(std::move(page)), VisitorBytes(c));
 }
 
 }  // namespace vantry

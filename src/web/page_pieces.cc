@@ -16,6 +16,8 @@ void PagePieces::AddOnce(std::function<Status(PageText&)> part) {
 
 bool PagePieces::Next(std::string& out) {
   bool more = false;
+  // The caller's memory serves all pieces, if it is asked for them with an empty text.
+  if (out.empty() && text_.Text().empty()) text_.Swap(out);
   c_.log.Guard(name_, [&] {
     for (int turns = 0; place_ < parts_.size() && turns < kTurnsAPiece && text_.Text().size() < kPieceBytes; ++turns) {
       const bool again = parts_[place_](text_);
@@ -26,7 +28,11 @@ bool PagePieces::Next(std::string& out) {
     more = place_ < parts_.size();
     return Status::Ok();
   });
-  out += text_.Take();
+  if (out.empty()) {
+    text_.Swap(out);
+  } else {
+    out += text_.Take();
+  }
   return more;
 }
 
@@ -41,9 +47,16 @@ PieceSource OnePiece(std::string text) {
   };
 }
 
-std::string WholeText(const PieceSource& source) {
-  std::string text;
-  while (source(text)) {
+std::string WholeText(const PieceSource& source, size_t expected_bytes) {
+  std::string piece, text;
+  bool more = source(piece);
+  if (!more) return piece;  // As most pages are.
+  text.reserve(expected_bytes);
+  text += piece;
+  while (more) {
+    piece.clear();
+    more = source(piece);
+    text += piece;
   }
   return text;
 }

@@ -53,7 +53,8 @@ class PagePieces {
 using PagePiecesPtr = std::shared_ptr<PagePieces>;
 PieceSource SourceOf(PagePiecesPtr page);
 PieceSource OnePiece(std::string text);
-std::string WholeText(const PieceSource& source);
+// About `expected_bytes` long, or longer if that is 0.
+std::string WholeText(const PieceSource& source, size_t expected_bytes = 0);
 
 // The visitors of one site in a page. Shows those who are still there when it gets to them, but nobody who
 // came after its table had begun.

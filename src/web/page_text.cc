@@ -232,11 +232,14 @@ std::string PageText::PageLink(std::string_view domain, std::string_view page) c
 }
 
 std::string PageText::PopupLink(const Popup& popup, std::string_view text) const {
-  std::string query = "?";
-  query.append(popup.command).append("&domain=").append(Show(popup.domain)).append(":").append(Show(popup.argument));
+  std::string url;
+  url.reserve(popup.command.size() + popup.domain.size() + popup.argument.size() + 80);
   // Browsers decode percent signs before they run a link's script, so no escaping holds inside one.
-  if (escape_) return AddLink(query, Show(text), {.title = popup.title, .new_window = true, .show_zero = readable_});
-  return AddLink("javascript:openUIWindow('" + query + "')", text, {.title = popup.title, .show_zero = readable_});
+  if (!escape_) url += "javascript:openUIWindow('";
+  url.append("?").append(popup.command).append("&domain=").append(Show(popup.domain)).append(":");
+  url.append(Show(popup.argument));
+  if (!escape_) url += "')";
+  return AddLink(url, Show(text), {.title = popup.title, .new_window = escape_, .show_zero = readable_});
 }
 
 std::string PageText::AddButton(std::string_view caption, std::string_view url) const {
@@ -289,9 +292,11 @@ std::string UrlForm(std::string_view domain) {
 }
 
 std::string SiteUrl(std::string_view domain, std::string_view page) {
-  std::string url(domain);
-  if (StartsWith(url, "www")) url.insert(0, "http://");
-  if (url.empty() || url.back() != '/') url += '/';
+  std::string url;
+  url.reserve(domain.size() + page.size() + 8);
+  if (StartsWith(domain, "www")) url += "http://";
+  url += domain;
+  if (domain.empty() || domain.back() != '/') url += '/';
   return url.append(page);
 }
 

@@ -63,7 +63,11 @@ class PageText {
   }
   // What has been written since the last time.
   std::string Take() { return std::exchange(text_, {}); }
+  // Goes on in `other`, whose memory it uses, and leaves there what has been written.
+  void Swap(std::string& other) { text_.swap(other); }
   const std::string& Text() const { return text_; }
+  // Makes room for a text of this length.
+  void Reserve(size_t bytes) { text_.reserve(bytes); }
 
   Shown Show(std::string_view text) const { return {text, escape_}; }
 
