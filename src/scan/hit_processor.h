@@ -43,7 +43,6 @@ class HitProcessor {
   void ProcessHit(std::string_view line, int16_t site, LogTime hit);
   VisitorRec* FindVisitor(int16_t site, LogTime hit, bool& drop);
   bool IsCut(const VisitorRec& v, LogTime hit) const;
-  void EndVisit(VisitorRec& v);
   WallTime SeenAt(LogTime hit) const;
   VisitorRec* GetVisitorByGroup(LogTime hit);
   VisitorRec* FirstOfGroup(const std::string& mask, LogTime hit);

@@ -104,6 +104,13 @@ void Lifecycle::RemoveInactive() {
   RemoveMarked(false);
 }
 
+void Lifecycle::EndVisit(VisitorRec& v) {
+  over_ = v.Number;
+  MarkForRemoval(v);
+  RemoveInactive();
+  over_ = 0;
+}
+
 void Lifecycle::RemoveMarked(bool yields) {
   std::vector<int32_t> numbers;
   numbers.swap(marked_);
@@ -150,7 +157,8 @@ void Lifecycle::Leave(VisitorRec& v) {
   if (t_.InterfaceCount > 0 && !IsQuietLine(t_, site)) c_.events.VisitorLeft(site.Domain, v);
   if (t_.Live) t_.Live->Left(v);
   c_.history.UpdateVisitInDatabase(v);
-  if (t_.Corrected.QuietReplay && MayGoOn(v)) left_.insert_or_assign(VisitorTable::HashOf(v.Site, v.IP), v);
+  const bool may_go_on = t_.Corrected.QuietReplay && v.Number != over_ && MayGoOn(v);
+  if (may_go_on) left_.insert_or_assign(VisitorTable::HashOf(v.Site, v.IP), v);
 }
 
 void Lifecycle::FinishAlertRow(const VisitorRec& v) {

@@ -31,6 +31,8 @@ class Lifecycle {
   // Removes all marked visitors: closes their visits, takes them off the grids. Visitor numbers are void afterwards.
   // The loop does not turn in here.
   void RemoveInactive();
+  // The log shows that this visit is over: it ends at once, and no later hit goes on with it. Numbers as above.
+  void EndVisit(VisitorRec& visitor);
 
   // With QuietReplay the log alone decides where visits are cut: where its next line of the visitor is more than
   // InactivityMins after the newest before.
@@ -57,6 +59,7 @@ class Lifecycle {
   ScanContext& c_;
   LiveTables& t_;
   SteadyTime last_yield_;
+  int32_t over_ = 0;             // The number of the visitor in EndVisit.
   std::vector<int32_t> marked_;  // Numbers; removal happens before any of them goes stale.
   // With QuietReplay, by VisitorTable::HashOf: visitors who left and whose visits the log may go on with. Of two
   // with the same hash the later one.

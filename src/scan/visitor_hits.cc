@@ -97,7 +97,7 @@ VisitorRec* HitProcessor::FindVisitor(int16_t number, LogTime hit, bool& drop) {
   }
   if (!v) v = GetVisitorByGroup(hit);
   if (!v || !IsCut(*v, hit)) return v;
-  EndVisit(*v);
+  lifecycle_.EndVisit(*v);
   return nullptr;
 }
 
@@ -109,17 +109,12 @@ bool HitProcessor::IsCut(const VisitorRec& v, LogTime hit) const {
   return parser_.Format().one_target && v.Referrer != t_.Hit.HitReferrer;
 }
 
-void HitProcessor::EndVisit(VisitorRec& v) {
-  lifecycle_.MarkForRemoval(v);
-  lifecycle_.RemoveInactive();
-}
-
 // Whoever is still in the table though its visit is over must not stand before others of the group.
 VisitorRec* HitProcessor::FirstOfGroup(const std::string& mask, LogTime hit) {
   for (;;) {
     VisitorRec* first = t_.Visitors.FirstNamed(mask, t_.Corrected.GroupsPerSite ? line_site_ : int16_t{0});
     if (!first || !t_.Corrected.QuietReplay || !lifecycle_.IsOver(*first, hit)) return first;
-    EndVisit(*first);
+    lifecycle_.EndVisit(*first);
   }
 }
 
