@@ -97,18 +97,17 @@ bool TakeZip64(std::string_view extra, ZipEntry& entry) {
 }
 
 // The end records with 64 bits, which stand before the plain one.
-bool ReadEnd64(std::string_view tail, size_t end_at, int64_t file_size, ZipEnd& end) {
-  if (end_at < kLocatorBytes + kEnd64Bytes) return false;
+std::optional<ZipEnd> ReadEnd64(std::string_view tail, size_t end_at, int64_t file_size) {
+  if (end_at < kLocatorBytes + kEnd64Bytes) return std::nullopt;
   const size_t locator = end_at - kLocatorBytes, at = locator - kEnd64Bytes;
-  if (Get(tail, locator, 4) != kLocatorMark || Get(tail, at, 4) != kEnd64Mark) return false;
+  if (Get(tail, locator, 4) != kLocatorMark || Get(tail, at, 4) != kEnd64Mark) return std::nullopt;
   const int64_t place = file_size - static_cast<int64_t>(tail.size() - at);
-  if (Get(tail, locator + 8, 8) != static_cast<uint64_t>(place)) return false;
-  end.entries = static_cast<int64_t>(Get(tail, at + 32, 8));
-  end.directory_size = static_cast<int64_t>(Get(tail, at + 40, 8));
-  end.directory_offset = static_cast<int64_t>(Get(tail, at + 48, 8));
+  if (Get(tail, locator + 8, 8) != static_cast<uint64_t>(place)) return std::nullopt;
+  const ZipEnd end{static_cast<int64_t>(Get(tail, at + 32, 8)), static_cast<int64_t>(Get(tail, at + 48, 8)),
+                   static_cast<int64_t>(Get(tail, at + 40, 8))};
   const bool sane = end.entries >= 0 && end.directory_size >= 0 && end.directory_offset >= 0 &&
                     end.directory_size <= place && end.directory_offset <= place;
-  return sane && end.directory_offset + end.directory_size == place;
+  return sane && end.directory_offset + end.directory_size == place ? std::optional(end) : std::nullopt;
 }
 
 std::optional<ZipEntry> TakeRecord(std::string_view& bytes) {
@@ -203,10 +202,10 @@ std::optional<ZipEnd> ParseEnd(std::string_view tail, int64_t file_size) {
     if (Get(tail, place, 4) != kEndMark) continue;
     // The comment fills the rest, or this is part of a comment.
     if (static_cast<int64_t>(Get(tail, place + 20, 2)) != size - at - kEndBytes) continue;
-    ZipEnd end{static_cast<int64_t>(Get(tail, place + 10, 2)), static_cast<int64_t>(Get(tail, place + 16, 4)),
-               static_cast<int64_t>(Get(tail, place + 12, 4))};
+    const ZipEnd end{static_cast<int64_t>(Get(tail, place + 10, 2)), static_cast<int64_t>(Get(tail, place + 16, 4)),
+                     static_cast<int64_t>(Get(tail, place + 12, 4))};
     const bool big = end.entries == kFull16 || end.directory_size == kFull32 || end.directory_offset == kFull32;
-    if (big && ReadEnd64(tail, place, file_size, end)) return end;
+    if (const auto far = big ? ReadEnd64(tail, place, file_size) : std::nullopt) return far;
     const int64_t end_place = file_size - size + at;
     if (end.directory_offset + end.directory_size == end_place) return end;
     return std::nullopt;

@@ -102,6 +102,20 @@ TEST(ZipRecords, OnlyTheEndOfAWholeZipIsTaken) {
   EXPECT_FALSE(ParseEnd(std::string(100, 'x'), 100));
 }
 
+TEST(ZipRecords, ALargeEndThatCantBeIsNone) {
+  // The sum of what it says, wrapped around, is just where the plain end is.
+  const std::string large = EndRecords({70'000, 60'000, 40'000});
+  const size_t place = large.size() - 22;
+  const auto put = [](std::string& bytes, size_t at, uint64_t number) {
+    for (int i = 0; i < 8; ++i) bytes[at++] = static_cast<char>(number >> 8 * i & 0xFF);
+  };
+  std::string tail = large;
+  put(tail, 40, 0x8000'0000'0000'0000);
+  put(tail, 48, 0x8000'0000'0000'0000 + 100'000 + place);
+  ASSERT_TRUE(ParseEnd(large, 100'000 + static_cast<int64_t>(large.size())));
+  EXPECT_FALSE(ParseEnd(tail, 100'000 + static_cast<int64_t>(tail.size())));
+}
+
 TEST(ZipRecords, ACommentAtTheEndIsPassedOver) {
   ZipEnd end;
   std::string tail = Whole({Sample()}, 500, end);
