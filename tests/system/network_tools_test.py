@@ -73,7 +73,12 @@ def connect(number, left, right):
 
 
 def has_v6():
-    return os.path.exists("/proc/sys/net/ipv6/conf/all/forwarding")
+    """Whether new interfaces of this namespace have IPv6."""
+    try:
+        with open("/proc/sys/net/ipv6/conf/default/disable_ipv6", encoding="ascii") as f:
+            return f.read().strip() == "0"
+    except FileNotFoundError:
+        return False
 
 
 @unittest.skipUnless(os.environ.get(INSIDE), "no network namespaces can be made here")
