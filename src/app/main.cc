@@ -19,6 +19,7 @@
 #include "config/value_forms.h"
 #include "core/text.h"
 #include "platform/cares_resolver.h"
+#include "platform/confinement.h"
 #include "platform/console_notices.h"
 #include "platform/crypt_passwords.h"
 #include "platform/curl_ftp.h"
@@ -110,6 +111,13 @@ void Announce(vantry::Engine& engine) {
               engine.Tables().SiteCount(), v6 ? "[" : "", address.c_str(), v6 ? "]" : "",
               engine.GetSettings().WebAccessPort);
   std::printf("%s\n", engine.Doors().c_str());
+  // The package's own profile; one that somebody wrote has other places.
+  if (vantry::OwnProfile() == "vantry") {
+    std::printf(
+        "AppArmor confines it: logs outside /home, /opt, /srv, /var/log and /var/www need a line like \"/data/** r,\" "
+        "in "
+        "/etc/apparmor.d/local/vantry.\n");
+  }
   std::fflush(stdout);
 }
 

@@ -81,6 +81,8 @@ class ArchiveRun {
   bool Prepare();
   void Sites();
   void TellEnd();
+  // What AppArmor must allow, if that may be why this failed.
+  std::string ConfinedAdvice(const Status& status, const std::string& folder) const;
 
  private:
   struct Month {
@@ -205,6 +207,12 @@ std::string FolderAdvice(const Status& status, const std::string& folder) {
   return "Logs are packed and removed there: give the user who runs Vantry the right to write in this folder";
 }
 
+std::string ArchiveRun::ConfinedAdvice(const Status& status, const std::string& folder) const {
+  if (parts_.profile.empty() || !Contains(status.text, std::strerror(EACCES))) return {};
+  return ". AppArmor confines it: where the rights are as they should be, add the line \"" + folder +
+         "** rwk,\" to /etc/apparmor.d/local/" + parts_.profile + " and run `systemctl reload apparmor`";
+}
+
 void ArchiveRun::Site(const SiteRec& site) {
   LogFolder folder;
   if (!MayArchive(site, folder)) return;
@@ -215,7 +223,8 @@ void ArchiveRun::Site(const SiteRec& site) {
   Status status = folder.MayChange();
   if (status.ok()) status = folder.OpenArchives(parts_.disk);
   if (!status.ok()) {
-    log_.Error("Site " + site.Name + ": " + status.text + ". " + FolderAdvice(status, folder.Path()));
+    log_.Error("Site " + site.Name + ": " + status.text + ". " + FolderAdvice(status, folder.Path()) +
+               ConfinedAdvice(status, folder.Path()));
     return;
   }
   for (const auto& [zip, month] : months) Pack(site, folder, zip, month);
@@ -234,7 +243,8 @@ void ArchiveRun::TellPlan(const SiteRec& site, const LogFolder& folder, const st
   }
   if (months.empty()) log_.Line(name + "nothing is old enough in " + folder.Path());
   if (!months.empty() && !folder.MayChange().ok()) {
-    log_.Error(name + folder.MayChange().text + ". " + FolderAdvice(folder.MayChange(), folder.Path()));
+    const Status status = folder.MayChange();
+    log_.Error(name + status.text + ". " + FolderAdvice(status, folder.Path()) + ConfinedAdvice(status, folder.Path()));
   }
 }
 
@@ -259,7 +269,7 @@ void ArchiveRun::Pack(const SiteRec& site, const LogFolder& folder, const std::s
   stayed_ += month.logs.size() - result.gone.size();
   if (!result.status.ok()) {
     log_.Error(name + result.status.text + ". No log was removed." +
-               Advice(result.status, month.bytes + result.zip_bytes));
+               Advice(result.status, month.bytes + result.zip_bytes) + ConfinedAdvice(result.status, folder.Path()));
     return;
   }
   for (const std::string& log : result.gone) log_.Line(name + folder.Path() + log + " is now in " + path);

@@ -17,6 +17,7 @@ struct ArchiverParts {
   const Disk& disk;
   std::string app_path;  // With "/" at its end.
   std::string version;
+  std::string profile = {};  // That of AppArmor which confines it, if one does.
 };
 
 // Does what `words`, the arguments after the program's name, ask for. Returns the exit code: 0 when all that was due is

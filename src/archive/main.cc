@@ -15,6 +15,7 @@
 #include "archive/archiver.h"
 #include "config/value_forms.h"
 #include "core/text.h"
+#include "platform/confinement.h"
 #include "platform/posix_files.h"
 #include "platform/system_clock.h"
 
@@ -63,7 +64,8 @@ int main(int argc, char** argv) {
   const std::string version = std::to_string(VANTRY_VERSION_MAJOR) + "." + std::to_string(VANTRY_VERSION_MINOR) + "." +
                               vantry::PadNumber(VANTRY_VERSION_REVISION, 3);
   const std::string app_path = AppPath();
-  const int code = vantry::RunArchiver({files, clock, disk, app_path, version}, words, std::cout, std::cerr);
+  const int code =
+      vantry::RunArchiver({files, clock, disk, app_path, version, vantry::OwnProfile()}, words, std::cout, std::cerr);
   GiveToOwner(app_path);
   return code;
 }

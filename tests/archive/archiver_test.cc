@@ -18,7 +18,7 @@ struct ArchiverTest : ::testing::Test, ArchiveRig {
   PosixFiles files;
   Disk steps;
   std::string home = disk.path + "home/";
-  std::string sites;
+  std::string sites, profile;
   std::ostringstream out, err;
 
   ArchiverTest() {
@@ -35,7 +35,7 @@ struct ArchiverTest : ::testing::Test, ArchiveRig {
   int Run(const std::vector<std::string>& words = {}) {
     out.str("");
     err.str("");
-    return RunArchiver({files, clock, steps, home, "2.0.000"}, words, out, err);
+    return RunArchiver({files, clock, steps, home, "2.0.000", profile}, words, out, err);
   }
   std::map<std::string, std::string> Zip(const std::string& name) const { return Unzip(logs + "Archive/" + name); }
 };
@@ -258,6 +258,26 @@ TEST_F(ArchiverTest, AFullDiskIsTold) {
       << err.str();
   EXPECT_TRUE(Contains(TextOf(home + "ARCHIVE.LOG"), " ERROR Site One: "));
   EXPECT_EQ(Names(logs), (std::vector<std::string>{"Archive", "a.log", "now.log"}));
+}
+
+TEST_F(ArchiverTest, WhatAppArmorMustAllowIsTold) {
+  Site("One", logs, "Mask=*.log\r\nAutoArchive=True\r\n");
+  Log("a.log", "abc", 100);
+  Log("now.log", "n", 0);
+  const std::string advice = "add the line \"" + logs + "** rwk,\" to /etc/apparmor.d/local/vantry";
+  for (const char* broken : {"folder", "create"}) {
+    for (const char* enforced : {"", "vantry"}) {
+      profile = enforced;
+      steps.before = [&](std::string_view step) { return step == broken ? EACCES : 0; };
+      EXPECT_EQ(Run(), 1);
+      EXPECT_TRUE(Contains(err.str(), "Permission denied. ")) << err.str();
+      EXPECT_EQ(Contains(err.str(), advice), !profile.empty()) << err.str();
+    }
+  }
+  profile = "vantry";
+  steps.before = [](std::string_view step) { return step == "create" ? ENOSPC : 0; };
+  EXPECT_EQ(Run(), 1);
+  EXPECT_FALSE(Contains(err.str(), "AppArmor")) << err.str();
 }
 
 TEST_F(ArchiverTest, ANameMakesNoLineOfItsOwn) {
