@@ -1,5 +1,7 @@
 #include "scan/log_wait.h"
 
+#include <memory>
+
 #include "scan/scan_cycle.h"
 
 namespace vantry {
@@ -7,6 +9,12 @@ namespace vantry {
 std::string NoFileFits(const SiteRec& site) {
   return site.FTP ? "no log file was found in the FTP path " + site.FTPPath + " [" + site.Mask + "]"
                   : "no log file fits " + site.Folder + site.Mask;
+}
+
+std::string FolderTrouble(Files& files, const std::string& folder) {
+  std::unique_ptr<FolderReader> reader;
+  const Status status = files.OpenFolder(folder, reader);
+  return status.ok() || status.fail == Fail::kNotFound ? std::string() : status.text;
 }
 
 // Leaves the site running; the returned failure ends this scan alone.

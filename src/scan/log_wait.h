@@ -6,6 +6,7 @@
 #include <string>
 
 #include "core/tables.h"
+#include "ports/files.h"
 
 namespace vantry {
 
@@ -17,5 +18,7 @@ inline int32_t ScanPeriod(const SiteRec& site) {
 }
 
 std::string NoFileFits(const SiteRec& site);
+// Why the folder can't be looked into, though it is there; empty if it can.
+std::string FolderTrouble(Files& files, const std::string& folder);
 
 }  // namespace vantry

@@ -314,7 +314,7 @@ Status ScanCycle::ChooseLogFile(int16_t n) {
   // What is left of a log without a name is read all the same.
   if (name.empty() && Follows(n) && t_.Site(n).LastFile.Inode != 0) return Status::Ok();
   if (name.empty() && t_.Corrected.WaitForLog) {
-    const std::string trouble = t_.Site(n).FTP ? c_.ftp.Trouble(n) : std::string();
+    const std::string trouble = t_.Site(n).FTP ? c_.ftp.Trouble(n) : FolderTrouble(c_.files, t_.Site(n).Folder);
     return WaitForLog(n, trouble.empty() ? NoFileFits(t_.Site(n)) : trouble);
   }
   if (name.empty()) {

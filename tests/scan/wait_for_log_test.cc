@@ -41,6 +41,18 @@ TEST(WaitForLog, MissingLogIsToldOnceAndLookedForEveryMinute) {
   }
 }
 
+TEST(WaitForLog, AFolderThatCantBeReadIsToldAsSuch) {
+  WaitRig rig(true);
+  rig.files.fails = [](const std::string& call) { return call == "list /logs/"; };
+  rig.Pass(200);
+  ASSERT_EQ(rig.notices.told.size(), 1u);
+  EXPECT_EQ(rig.notices.told[0], "Site Site 1: /logs/: broken on command. It is looked for every minute.");
+  rig.files.fails = nullptr;
+  rig.files.Put(rig.kLog, ScanRig::NcsaLines(1, 4));
+  rig.Pass(64);
+  EXPECT_EQ(rig.t.Visitors.Count(), 3);
+}
+
 TEST(WaitForLog, ServiceIsToldInItsLog) {
   WaitRig rig(true);
   rig.t.ServiceMode = true;
