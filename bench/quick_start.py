@@ -75,6 +75,7 @@ def main():
             f.write(f"[Vantry Settings]\r\nReverseDNS=False\r\nWebAccessPort= {port}\r\n\r\n")
         with open(f"{home}/registry.ini", "w") as f:
             f.write("[Security]\nBindAddress=127.0.0.1\n" + ("" if a.classic else "[Corrections]\nAll=True\n"))
+        os.sync()  # The disk is not busy with what was only made for this.
         begin = time.perf_counter()
         program = subprocess.Popen([f"{BIN}/vantry"], env=os.environ | {"VANTRY_HOME": home, "TZ": "UTC"},
                                    stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
