@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <span>
+#include <utility>
 
 #include "core/quiet_lines.h"
 #include "core/visitor_rows.h"
@@ -137,8 +138,9 @@ Status Lifecycle::RemoveEach(std::vector<int32_t>& numbers, bool yields) {
   }
   t_.Visitors.CloseGaps();
   if (t_.Visitors.Count() == 0) t_.pageGrid.Clear();
-  for (int16_t n = 1; n <= t_.SiteCount(); ++n) {
-    if (!t_.Site(n).ViewDirty) continue;
+  std::sort(dirty_sites_.begin(), dirty_sites_.end());
+  for (const int16_t n : std::exchange(dirty_sites_, {})) {
+    if (n > t_.SiteCount() || !t_.Site(n).ViewDirty) continue;
     c_.view.RefreshSiteNode(n);
     t_.Site(n).ViewDirty = false;
   }
@@ -153,6 +155,7 @@ void Lifecycle::Leave(VisitorRec& v) {
   site.LastTime = v.LastHitTime;
   if (site.CurrentVisitors > 0) --site.CurrentVisitors;
   site.ViewDirty = true;
+  if (dirty_sites_.empty() || dirty_sites_.back() != v.Site) dirty_sites_.push_back(v.Site);
   FinishAlertRow(v);
   if (t_.InterfaceCount > 0 && !IsQuietLine(t_, site)) c_.events.VisitorLeft(site.Domain, v);
   if (t_.Live) t_.Live->Left(v);

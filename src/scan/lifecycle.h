@@ -59,8 +59,9 @@ class Lifecycle {
   ScanContext& c_;
   LiveTables& t_;
   SteadyTime last_yield_;
-  int32_t over_ = 0;             // The number of the visitor in EndVisit.
-  std::vector<int32_t> marked_;  // Numbers; removal happens before any of them goes stale.
+  int32_t over_ = 0;                  // The number of the visitor in EndVisit.
+  std::vector<int16_t> dirty_sites_;  // Those with ViewDirty, some more than once.
+  std::vector<int32_t> marked_;       // Numbers; removal happens before any of them goes stale.
   // With QuietReplay, by VisitorTable::HashOf: visitors who left and whose visits the log may go on with. Of two
   // with the same hash the later one.
   std::unordered_map<uint64_t, VisitorRec> left_;
