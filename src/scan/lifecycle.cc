@@ -1,6 +1,7 @@
 #include "scan/lifecycle.h"
 
 #include <algorithm>
+#include <iterator>
 #include <span>
 #include <utility>
 
@@ -45,7 +46,7 @@ void Lifecycle::ScanToRemove() {
   last_yield_ = c_.clock.Steady();
   c_.log.Guard("ScanToRemove", [&] {
     AgeAll();
-    std::erase_if(left_, [this](const auto& left) { return !MayGoOn(left.second); });
+    ForgetLeft();
     return Status::Ok();
   });
   if (!t_.Closing && !marked_.empty()) RemoveMarked(true);
@@ -65,11 +66,26 @@ bool Lifecycle::MayGoOn(const VisitorRec& v) const {
   return MinutesBetween(v.LastHitTime, site.LastReadDateTime) <= kTakeBackLimits * c_.settings.InactivityMins;
 }
 
+// Only a log that was read on for a minute, the unit of MayGoOn, can have ended the visits of its visitors.
+void Lifecycle::ForgetLeft() {
+  for (auto i = left_.begin(); i != left_.end();) {
+    auto& [number, left] = *i;
+    const LogTime read = t_.Site(number).LastReadDateTime;
+    if (MinutesBetween(left.looked, read) != 0) {
+      std::erase_if(left.visitors, [this](const auto& v) { return !MayGoOn(v.second); });
+      left.looked = read;
+    }
+    i = left.visitors.empty() ? left_.erase(i) : std::next(i);
+  }
+}
+
 VisitorRec* Lifecycle::TakeBack(int16_t number, std::string_view ip, LogTime hit) {
-  if (left_.empty()) return nullptr;
-  const auto found = left_.find(VisitorTable::HashOf(number, ip));
-  if (found == left_.end() || found->second.Site != number || found->second.IP != ip) return nullptr;
-  auto left = left_.extract(found);
+  const auto site = left_.find(number);
+  if (site == left_.end()) return nullptr;
+  auto& visitors = site->second.visitors;
+  const auto found = visitors.find(VisitorTable::HashOf(number, ip));
+  if (found == visitors.end() || found->second.IP != ip) return nullptr;
+  auto left = visitors.extract(found);
   if (IsOver(left.mapped(), hit)) return nullptr;
   VisitorRec& v = *t_.Visitors.At(t_.Visitors.Add(number, ip));
   const int32_t place = v.Number;
@@ -161,7 +177,7 @@ void Lifecycle::Leave(VisitorRec& v) {
   if (t_.Live) t_.Live->Left(v);
   c_.history.UpdateVisitInDatabase(v);
   const bool may_go_on = t_.Corrected.QuietReplay && v.Number != over_ && MayGoOn(v);
-  if (may_go_on) left_.insert_or_assign(VisitorTable::HashOf(v.Site, v.IP), v);
+  if (may_go_on) left_[v.Site].visitors.insert_or_assign(VisitorTable::HashOf(v.Site, v.IP), v);
 }
 
 void Lifecycle::FinishAlertRow(const VisitorRec& v) {

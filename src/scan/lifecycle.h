@@ -48,6 +48,7 @@ class Lifecycle {
  private:
   static constexpr int64_t kTakeBackLimits = 2;
   bool MayGoOn(const VisitorRec& visitor) const;
+  void ForgetLeft();
   void AgeAll();
   void RemoveMarked(bool yields);
   Status RemoveEach(std::vector<int32_t>& numbers, bool yields);
@@ -62,9 +63,12 @@ class Lifecycle {
   int32_t over_ = 0;                  // The number of the visitor in EndVisit.
   std::vector<int16_t> dirty_sites_;  // Those with ViewDirty, some more than once.
   std::vector<int32_t> marked_;       // Numbers; removal happens before any of them goes stale.
-  // With QuietReplay, by VisitorTable::HashOf: visitors who left and whose visits the log may go on with. Of two
-  // with the same hash the later one.
-  std::unordered_map<uint64_t, VisitorRec> left_;
+  // With QuietReplay: visitors of a site who left and whose visits the log may go on with.
+  struct LeftVisitors {
+    LogTime looked;                                     // How far the log was read when they were last looked through.
+    std::unordered_map<uint64_t, VisitorRec> visitors;  // By VisitorTable::HashOf. Of two with one hash the later one.
+  };
+  std::unordered_map<int16_t, LeftVisitors> left_;  // By site.
 };
 
 }  // namespace vantry
