@@ -68,6 +68,7 @@ void Table::CreateTable(const std::string& folder, OpenMode mode, const std::vec
   selected_ = 0;
   missing_.clear();
   absent_.clear();
+  first_rows_.Clear();
   if (next_record_ > kAlmostFull)
     connection_.Tell(name_ + " is almost full: it stops at " + std::to_string(kLastRecord) + " records.");
   Done(kOk);
@@ -239,124 +240,6 @@ void Table::StoredKey(const TableKey& key, const char* row, uint32_t number, std
   if (!key.declaration.unique) AppendRowNumber(number, stored);
 }
 
-void Table::SelectKey(size_t key) {
-  if (key >= keys_.size() || key == selected_) return;
-  selected_ = key;
-  if (current_ != 0) StoredKey(keys_[key], old_row_.data(), current_, position_);
-}
-
-std::string_view Table::Key(std::span<const std::string_view> parts) {
-  key_text_.clear();
-  if (IsOpen()) keys_[selected_].declaration.expression.AppendParts(parts, key_text_);
-  return key_text_;
-}
-
-// The row must have the key that led to it, or the index is not of this table. A failure changes neither the current
-// record nor the buffer.
-Status Table::Load(const FoundKey& found) {
-  if (found.row == current_ && found.key == position_) {
-    row_ = old_row_;
-    return Status::Ok();
-  }
-  read_row_.resize(file_.Layout().row_bytes);
-  Status status = file_.Read(found.row, read_row_.data());
-  if (status.fail == Fail::kNotFound) status.fail = Fail::kBadData;
-  if (!status.ok()) return status;
-  StoredKey(keys_[selected_], read_row_.data(), found.row, scratch_);
-  if (scratch_ != found.key) return Status::Error(Fail::kBadData, "the index of " + name_ + " does not fit its rows");
-  row_ = old_row_ = read_row_;
-  current_ = found.row;
-  position_ = found.key;
-  return status;
-}
-
-// Finds an entry and makes its row the current record. With a `prefix`, the first entry that begins with it; for kAfter
-// the first of those after `stored`.
-int Table::Search(Seek how, const std::string& stored, std::string_view prefix) {
-  if (!IsOpen()) return Failed(Status::Error(Fail::kIo, name_ + " is not open"));
-  const std::string_view after = how == Seek::kAfter ? std::string_view(stored) : std::string_view();
-  Status status;
-  for (int attempt = 1; attempt <= 2; ++attempt) {
-    const int tree = keys_[selected_].tree;
-    status = prefix.empty() ? connection_.Index().Find(tree, how, stored, found_)
-                            : connection_.Index().FindBeginning(tree, prefix, found_, after);
-    if (status.ok()) status = Load(found_);
-    if (status.fail != Fail::kBadData || attempt == 2) break;
-    if (Status built = connection_.BuildAnew(); !built.ok()) return Failed(std::move(built));
-  }
-  if (status.fail == Fail::kNotFound) return Done(kNotFound);
-  return status.ok() ? Done(kOk) : Failed(std::move(status));
-}
-
-// Makes this row the current record if it has this stored key, which no other row can have.
-bool Table::LoadFrom(uint32_t row, const std::string& stored) {
-  read_row_.resize(file_.Layout().row_bytes);
-  if (row == 0 || row > file_.Rows() || !file_.Read(row, read_row_.data()).ok()) return false;
-  if (read_row_[0] != dbf::kLiving) return false;
-  StoredKey(keys_[selected_], read_row_.data(), row, scratch_);
-  if (scratch_ != stored) return false;
-  row_ = old_row_ = read_row_;
-  current_ = row;
-  position_ = stored;
-  return true;
-}
-
-int Table::FindEqual(std::string_view text, uint32_t row) {
-  missing_.clear();
-  if (!IsOpen()) return Search(Seek::kEqual, {});
-  const TableKey& key = keys_[selected_];
-  if (text.size() != key.declaration.expression.KeyBytes()) return Done(kNotFound);
-  StoredText(key, text, sought_);
-  if (!key.declaration.unique) return Search(Seek::kAtOrAfter, sought_, sought_);
-  if (current_ != 0 && position_ == sought_) {
-    // Successive operations often ask for the same record.
-    row_ = old_row_;
-    return Done(kOk);
-  }
-  if (selected_ == 0 && !absent_.empty() && StartsWith(sought_, absent_)) {
-    missing_ = sought_;
-    return Done(kNotFound);
-  }
-  if (LoadFrom(row, sought_)) return Done(kOk);
-  if (Search(Seek::kEqual, sought_) == kNotFound && selected_ == 0) missing_ = sought_;
-  return last_status_;
-}
-
-int Table::FindBeginning(std::string_view text) {
-  if (!IsOpen()) return Search(Seek::kAtOrAfter, {});
-  StoredText(keys_[selected_], text, sought_);
-  if (Search(Seek::kAtOrAfter, sought_, sought_) == kNotFound && selected_ == 0) absent_ = sought_;
-  return last_status_;
-}
-
-int Table::NextBeginning(std::string_view text) {
-  if (current_ == 0) return Step(1);
-  StoredText(keys_[selected_], text, sought_);
-  const std::string from = position_;
-  return Search(Seek::kAfter, from, sought_);
-}
-
-int Table::NextBeginning(std::string_view text, const std::string& position) {
-  if (!IsOpen()) return Search(Seek::kAfter, {});
-  StoredText(keys_[selected_], text, sought_);
-  return Search(Seek::kAfter, position, sought_);
-}
-
-int Table::FindNearest(std::string_view text) {
-  if (!IsOpen()) return Search(Seek::kAtOrAfter, {});
-  std::string stored;
-  StoredText(keys_[selected_], text, stored);
-  if (Search(Seek::kAtOrAfter, stored) != kNotFound) return last_status_;
-  if (Search(Seek::kBefore, stored) != kOk) return last_status_;
-  return Done(kNotFound);
-}
-
-int Table::Step(int direction) {
-  if (current_ == 0) return IsOpen() ? Done(kNotFound) : Search(Seek::kAfter, {});
-  const std::string from = position_;
-  return Search(direction < 0 ? Seek::kBefore : Seek::kAfter, from);
-}
-
 Status Table::ReadRows(uint32_t first, uint32_t count, std::string& bytes) const {
   if (!IsOpen()) return Status::Error(Fail::kIo, name_ + " is not open");
   return file_.ReadRows(first, count, bytes);
@@ -398,14 +281,16 @@ int Table::Insert() {
     if (taken.fail != Fail::kNotFound) return taken.ok() ? Done(kDuplicate) : Failed(std::move(taken));
   }
   connection_.BeforeChange();
-  missing_.clear();
-  absent_.clear();
   if (++next_record_ == kAlmostFull)
     connection_.Tell(name_ + " is almost full: it stops at " + std::to_string(kLastRecord) + " records.");
   current_ = file_.Append(row_.data());
   old_row_ = row_;
   for (const TableKey& key : keys_) connection_.Index().Set(key.tree, key.stored, current_);
   position_ = keys_[selected_].stored;
+  first_rows_.Forget(keys_[0].stored);
+  if (!absent_.empty() && StartsWith(keys_[0].stored, absent_)) first_rows_.Set(absent_, current_);
+  missing_.clear();
+  absent_.clear();
   if (file_.WantsWriting() && !connection_.Held()) TellFailure(file_.WriteNewRows(connection_.Today()));
   return Done(kOk);
 }
@@ -416,25 +301,26 @@ int Table::Update() {
   if (!file_.HasRoom() || !connection_.Index().HasRoom()) return Done(kNoRoom);
   BlankNuls(row_.data(), row_.size());
   if (record_field_) SetText(*record_field_, FieldText(FieldAt(*record_field_), old_row_.data()));
-  std::string before;
-  for (const TableKey& key : keys_) {
-    StoredKey(key, old_row_.data(), current_, before);
-    StoredKey(key, row_.data(), current_, scratch_);
-    if (scratch_ == before) continue;
-    Status taken = FindTaken(key, scratch_);
+  for (TableKey& key : keys_) {
+    StoredKey(key, old_row_.data(), current_, key.replaced);
+    StoredKey(key, row_.data(), current_, key.stored);
+    if (key.stored == key.replaced) continue;
+    Status taken = FindTaken(key, key.stored);
     if (taken.fail != Fail::kNotFound) return taken.ok() ? Done(kDuplicate) : Failed(std::move(taken));
   }
   connection_.BeforeChange();
   missing_.clear();
   absent_.clear();
   for (const TableKey& key : keys_) {
-    StoredKey(key, old_row_.data(), current_, before);
-    StoredKey(key, row_.data(), current_, scratch_);
-    if (scratch_ == before) continue;
-    connection_.Index().Erase(key.tree, before);
-    connection_.Index().Set(key.tree, scratch_, current_);
+    if (key.stored == key.replaced) continue;
+    connection_.Index().Erase(key.tree, key.replaced);
+    connection_.Index().Set(key.tree, key.stored, current_);
   }
-  StoredKey(keys_[selected_], row_.data(), current_, position_);
+  if (const TableKey& first = keys_.front(); first.stored != first.replaced) {
+    first_rows_.Forget(first.replaced);
+    first_rows_.Forget(first.stored);
+  }
+  position_ = keys_[selected_].stored;
   Rewrite();
   return Done(kOk);
 }
@@ -448,6 +334,7 @@ int Table::Delete() {
   for (const TableKey& key : keys_) {
     StoredKey(key, old_row_.data(), current_, scratch_);
     connection_.Index().Erase(key.tree, scratch_);
+    if (&key == keys_.data()) first_rows_.Forget(scratch_);
   }
   row_ = old_row_;
   row_[0] = dbf::kDeleted;

@@ -11,6 +11,7 @@
 
 #include "core/status.h"
 #include "database/dbf_file.h"
+#include "database/first_rows.h"
 #include "database/key_expression.h"
 #include "database/row_view.h"
 #include "database/table_connection.h"
@@ -126,7 +127,8 @@ class Table {
     KeyDeclaration declaration;
     int tree = 0;
     bool always_new = false;  // Contains RecordNo, so no two rows share it.
-    std::string stored;       // Of the row that is being added.
+    std::string stored;       // Of the row that is being added or updated.
+    std::string replaced;     // What it takes the place of.
   };
 
   int Done(int result) { return last_status_ = result; }
@@ -147,7 +149,7 @@ class Table {
   void StoredText(const TableKey& key, std::string_view text, std::string& stored) const;
   int Search(Seek how, const std::string& stored, std::string_view prefix = {});
   Status Load(const FoundKey& found);
-  bool LoadFrom(uint32_t row, const std::string& stored);
+  bool LoadFrom(uint32_t row, const std::string& beginning);
   Status FindTaken(const TableKey& key, const std::string& stored);
   void Rewrite();
   void HasFlushed();
@@ -169,6 +171,7 @@ class Table {
   std::string position_;  // Its stored key in the selected order.
   std::string missing_;   // The stored first key that the last FindEqual did not find, until an insertion.
   std::string absent_;    // No stored first key begins with this, likewise; empty if unknown.
+  FirstRows first_rows_;  // By the beginnings of stored first keys that FindBeginning was asked for.
   std::string key_text_, sought_, scratch_, old_row_, read_row_;
   FoundKey found_;
   int last_status_ = kNotFound;

@@ -309,6 +309,26 @@ TEST_F(TableTest, TheRecordsOfABeginningComeInTheOrderOfTheirKeys) {
   EXPECT_EQ(T().NextBeginning("ac"), Table::kNotFound) << "there is no current record";
 }
 
+// By the first key, for which it is remembered.
+TEST_F(TableTest, TheFirstRecordOfABeginningIsFoundAgainUntilItIsAnother) {
+  const std::string first_key(T().Key({}));
+  for (const char* name : {"ab2", "ab3"}) ASSERT_EQ(rig.Add(name), Table::kOk);
+  const auto first = [&] {
+    const bool found = T().FindBeginning("ab") == Table::kOk;
+    return found ? std::string(T().Text(TableRig::kName)) : "none";
+  };
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(first(), "ab2");
+  ASSERT_EQ(rig.Find("ab3"), Table::kOk);
+  EXPECT_EQ(first(), "ab2") << "after another record was the current one";
+  ASSERT_EQ(rig.Add("ab1"), Table::kOk);
+  EXPECT_EQ(first(), "ab1") << "a new one before it";
+  ASSERT_EQ(T().Delete(), Table::kOk);
+  EXPECT_EQ(first(), "ab2");
+  T().SetText(TableRig::kName, "ab4");
+  ASSERT_EQ(T().Update(), Table::kOk);
+  EXPECT_EQ(first(), "ab3") << "its key was changed";
+}
+
 TEST_F(TableTest, TheFirstRecordOfABeginningBecomesCurrent) {
   for (const char* name : {"ac2", "ab2", "ab1"}) ASSERT_EQ(rig.Add(name), Table::kOk);
   T().SelectKey(TableRig::kByName);

@@ -83,6 +83,11 @@ class ModelTable {
     if (!order.empty()) Load(std::prev(order.end())->second);
     return Table::kNotFound;
   }
+  int FindBeginning(const std::string& text) {
+    const std::string beginning = Turned(selected, text);
+    const auto at = orders_[selected].lower_bound(beginning);
+    return at != orders_[selected].end() && at->first.starts_with(beginning) ? Load(at->second) : Table::kNotFound;
+  }
   int Step(int direction) {
     if (current == 0) return Table::kNotFound;
     const auto& order = orders_[selected];

@@ -192,6 +192,14 @@ class ModelRun {
     const int expected = equal ? model_.FindEqual(key) : model_.FindNearest(key);
     ASSERT_EQ(equal ? table_->FindEqual(key) : table_->FindNearest(key), expected) << table_->Problem();
   }
+  void SearchBeginning() {
+    // Mostly of one length, as of a first field that is asked for again and again.
+    std::string key = SomeKey();
+    if (random_() % 8 != 0) key.resize(model_.KeyText(model_.selected, model_.buffer).size() / 3);
+    what_ = "find beginning " + key;
+    const int expected = model_.FindBeginning(key);
+    ASSERT_EQ(table_->FindBeginning(key), expected) << table_->Problem();
+  }
   void Step() {
     const int direction = random_() % 2 == 0 ? 1 : -1;
     what_ = "step";
@@ -202,8 +210,10 @@ class ModelRun {
     const unsigned what = random_() % 1000;
     if (what < 300) {
       Change();
-    } else if (what < 650) {
+    } else if (what < 550) {
       Search();
+    } else if (what < 700) {
+      SearchBeginning();
     } else if (what < 950) {
       Step();
     } else if (what < 997) {
