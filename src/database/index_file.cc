@@ -189,6 +189,20 @@ void IndexFile::TakeBackApplied() {
   }
 }
 
+bool IndexFile::Settle() {
+  size_t waiting = 0;
+  for (const auto& tree : trees_) waiting += tree->waiting.Count() + tree->order.size() - tree->moved;
+  if (waiting <= kSettleAtOnce || full_ || held_) return true;
+  size_t left = kSettleAtOnce;
+  for (const auto& tree : trees_) {
+    if (left > 0 && tree->moving.Count() == 0 && tree->waiting.Count() > 0) StartMoving(*tree);
+    const size_t some = std::min(left, tree->order.size() - tree->moved);
+    if (!Move(*tree, some).ok()) return true;  // Commit tells why.
+    left -= some;
+  }
+  return false;
+}
+
 Status IndexFile::Commit(bool durable) {
   for (const auto& tree : trees_) {
     Status status = Apply(*tree);

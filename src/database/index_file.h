@@ -25,7 +25,8 @@ class IndexFile {
   static constexpr size_t kCommitEvery = 8 * 1024;  // Changes between commits, each of one 4 kB page at most.
   // Changes of a full batch that move to the store with each new change, so that nobody waits for a whole batch.
   static constexpr size_t kMoveAtOnce = 16;
-  static constexpr size_t kWarmAhead = 8;  // How many keys ahead of the move are prefetched.
+  static constexpr size_t kWarmAhead = 8;             // How many keys ahead of the move are prefetched.
+  static constexpr size_t kSettleAtOnce = 32 * 1024;  // Changes that nobody notices a wait for: about 30 ms.
 
   explicit IndexFile(IndexStore& store) : store_(store) {}
 
@@ -54,6 +55,9 @@ class IndexFile {
   bool Changed() const { return changed_; }
   // Applies and commits everything. After a failure all of it waits for the next call.
   Status Commit(bool durable);
+  // Moves some of the changes that wait to the store, unless they are few enough for a Commit that takes no time.
+  // Returns whether they are.
+  bool Settle();
 
  private:
   struct Tree {

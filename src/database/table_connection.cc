@@ -191,6 +191,8 @@ Status TableConnection::Flush(std::span<Table* const> tables) {
     if (synced && rewritten) DropRedo(table->Name());
     if (synced && rewritten && added) table->HasFlushed();
   }
+  // A start after a kill builds the index anew until all of it is there.
+  if (whole_ && !index_.Settle()) return failure.Take();
   if (!whole_ || index_.Changed()) {
     Status status = whole_ ? index_.Commit(true) : BuildAnew();
     if (status.fail == Fail::kBadData) status = BuildAnew();

@@ -71,8 +71,9 @@ class TableConnection {
   // The same before the index of a table is built; the stamp on the disk then has this line of it.
   Status BeforeBuild(TableStamp line);
 
-  // Makes the rows of these tables durable in this order, then the index. Goes on with the next table after a failure;
-  // the first one is returned. What could not be written waits for the next call.
+  // Makes the rows of these tables durable in this order, then the index: a part of it at each call, where much of it
+  // waits. Goes on with the next table after a failure; the first one is returned. What could not be written waits for
+  // the next call.
   Status Flush(std::span<Table* const> tables);
 
   // Gives the rows of these tables to the system: they survive the end of the program from then on, and other programs

@@ -10,6 +10,8 @@
 namespace vantry {
 namespace {
 
+constexpr int64_t kMuchBytes = 1 << 20;
+
 class PosixDataFile final : public DataFile {
  public:
   PosixDataFile(int fd, std::string path) : fd_(fd), path_(std::move(path)) {}
@@ -27,7 +29,9 @@ class PosixDataFile final : public DataFile {
     return Status::Ok();
   }
 
+  // Much at once begins its way to the disk, so that the next Sync finds little to wait for.
   Status WriteAt(int64_t position, std::string_view bytes) override {
+    const int64_t from = position;
     while (!bytes.empty()) {
       const ssize_t n = ::pwrite(fd_.get(), bytes.data(), bytes.size(), position);
       if (n < 0 && errno == EINTR) continue;
@@ -35,6 +39,7 @@ class PosixDataFile final : public DataFile {
       bytes.remove_prefix(static_cast<size_t>(n));
       position += n;
     }
+    if (position - from >= kMuchBytes) (void)::sync_file_range(fd_.get(), from, position - from, SYNC_FILE_RANGE_WRITE);
     return Status::Ok();
   }
 

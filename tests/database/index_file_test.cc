@@ -279,6 +279,45 @@ TEST(IndexFile, ABigBatchIsCommittedInPieces) {
   }
 }
 
+TEST(IndexFile, ManyChangesSettleInPieces) {
+  constexpr uint32_t kKeys = IndexFile::kSettleAtOnce;
+  const auto key = [](uint32_t i) {
+    std::string text = "ab0000000000";
+    for (size_t at = 12; at-- > 6; i /= 10) text[at] = static_cast<char>('0' + i % 10);
+    return text;
+  };
+  IndexRig rig;
+  ASSERT_NO_FATAL_FAILURE(rig.Open(IndexFile::kBatch));
+  for (uint32_t i = 0; i < kKeys; ++i) rig.Set(0, key(i), i);
+  rig.calls = 0;
+  EXPECT_TRUE(rig.index.Settle()) << "so many are left to Commit";
+  EXPECT_EQ(rig.calls, 0);
+  for (uint32_t i = 0; i < kKeys; ++i) rig.Set(1, key(i), i);
+  EXPECT_FALSE(rig.index.Settle());
+  EXPECT_GE(rig.calls, static_cast<int>(kKeys)) << "half of them";
+  EXPECT_LE(rig.calls, static_cast<int>(kKeys + kKeys / IndexFile::kCommitEvery));
+  EXPECT_TRUE(rig.index.Changed());
+  rig.Set(0, key(7), 12345);
+  ASSERT_NO_FATAL_FAILURE(rig.Find(0, Seek::kEqual, key(7)));
+  ASSERT_NO_FATAL_FAILURE(rig.Find(1, Seek::kEqual, key(7)));
+  EXPECT_FALSE(rig.index.Settle());
+  EXPECT_TRUE(rig.index.Settle());
+  ASSERT_NO_FATAL_FAILURE(rig.Commit());
+  EXPECT_TRUE(rig.index.Settle());
+}
+
+TEST(IndexFile, AStoreThatFailsIsLeftToCommit) {
+  IndexRig rig;
+  ASSERT_NO_FATAL_FAILURE(rig.Open(IndexFile::kBatch));
+  for (uint32_t i = 0; i <= IndexFile::kSettleAtOnce; ++i) rig.Set(0, std::to_string(100'000'000'000 + i), i);
+  rig.fails = [](int) { return true; };
+  EXPECT_TRUE(rig.index.Settle());
+  EXPECT_FALSE(rig.index.Commit(true).ok());
+  rig.fails = [](int) { return false; };
+  EXPECT_FALSE(rig.index.Settle());
+  ASSERT_NO_FATAL_FAILURE(rig.Commit());
+}
+
 TEST(IndexFile, AStoreThatTakesNothingIsNotAskedForEachKey) {
   IndexRig rig;
   ASSERT_NO_FATAL_FAILURE(rig.Open(10));

@@ -71,6 +71,26 @@ TEST_F(OpenTest, AFlushIsAsGoodAsAStop) {
   EXPECT_EQ(rig.Names(), "n1 n2 n3 ");
 }
 
+// The rows are durable at once, the index when nothing of it waits any more.
+TEST_F(OpenTest, AnIndexThatTakesManyFlushesIsVouchedForByTheLast) {
+  constexpr int kRows = 12'000;  // Of four keys each.
+  for (const bool to_its_end : {false, true}) {
+    for (int i = 0; i < kRows; ++i) ASSERT_EQ(rig.Add(PadNumber(i + to_its_end * kRows, 5)), Table::kOk);
+    int flushes = 0;
+    do {
+      ASSERT_EQ(T().Flush(), Table::kOk);
+      EXPECT_FALSE(T().Changed());
+    } while (++flushes < 10 && to_its_end && rig.connection->Index().Changed());
+    EXPECT_EQ(flushes, to_its_end ? 2 : 1);
+    rig.Crash();
+    rig.told.clear();
+    ASSERT_EQ(rig.Start(), Table::kOk);
+    EXPECT_EQ(BuiltAnew(), !to_its_end);
+    EXPECT_EQ(T().RowCount(), static_cast<uint32_t>(kRows + to_its_end * kRows));
+    EXPECT_EQ(rig.Find(PadNumber(kRows - 1, 5)), Table::kOk);
+  }
+}
+
 TEST_F(OpenTest, AnIndexThatIsGoneOrAnotherIsBuiltAnew) {
   AddThree();
   const auto spoil = [&](const std::string& what) {
