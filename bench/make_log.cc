@@ -1,11 +1,13 @@
-// Writes a log for whole-run benchmarks: make_log ncsa|w3c BYTES ADDRESSES YYYYMMDD ASSET_PERCENT [STATUS] > FILE
-// Lines are about 200 bytes, spread evenly over the day; addresses and pages come from a fixed random sequence. STATUS
-// is that of every line, 200 unless told.
+// Writes a log for whole-run benchmarks: make_log ncsa|w3c BYTES ADDRESSES YYYYMMDD ASSET_PERCENT [STATUS [LINES]] >
+// FILE Lines are about 200 bytes, spread evenly over the day; addresses and pages come from a fixed random sequence.
+// STATUS is that of every line, 200 unless told. LINES is how many lines an address writes before others come in its
+// place; 1 unless told, which makes almost every page a visit of its own.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <random>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -42,11 +44,33 @@ std::string Line(const Look& look, int64_t second, unsigned address, unsigned pa
   return line;
 }
 
+// Whose line comes next. A few addresses are on the site at a time, each for a number of lines.
+class Callers {
+ public:
+  Callers(unsigned addresses, unsigned lines) : addresses_(addresses), lines_(lines), here_(lines > 1 ? kAtATime : 0) {}
+
+  unsigned Next(std::mt19937& random) {
+    if (here_.empty()) return random() % addresses_;
+    Caller& caller = here_[random() % kAtATime];
+    if (caller.lines == 0) caller = {static_cast<unsigned>(random() % addresses_), lines_};
+    --caller.lines;
+    return caller.address;
+  }
+
+ private:
+  static constexpr size_t kAtATime = 8;
+  struct Caller {
+    unsigned address = 0, lines = 0;
+  };
+  unsigned addresses_, lines_;
+  std::vector<Caller> here_;
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 6 && argc != 7) {
-    std::fprintf(stderr, "usage: make_log ncsa|w3c BYTES ADDRESSES YYYYMMDD ASSET_PERCENT [STATUS]\n");
+  if (argc < 6 || argc > 8) {
+    std::fprintf(stderr, "usage: make_log ncsa|w3c BYTES ADDRESSES YYYYMMDD ASSET_PERCENT [STATUS [LINES]]\n");
     return 2;
   }
   const bool ncsa = std::string(argv[1]) == "ncsa";
@@ -54,7 +78,8 @@ int main(int argc, char** argv) {
   const auto addresses = static_cast<unsigned>(std::max(1, std::atoi(argv[3])));
   const int date = std::atoi(argv[4]);
   const auto assets = static_cast<unsigned>(std::atoi(argv[5]));
-  const Look look{ncsa, argc == 7 ? std::atoi(argv[6]) : 200, date / 10000, date / 100 % 100, date % 100};
+  const Look look{ncsa, argc > 6 ? std::atoi(argv[6]) : 200, date / 10000, date / 100 % 100, date % 100};
+  Callers callers(addresses, argc > 7 ? static_cast<unsigned>(std::max(1, std::atoi(argv[7]))) : 1);
   std::mt19937 random(7);
   if (!ncsa) {
     std::fputs(
@@ -67,7 +92,8 @@ int main(int argc, char** argv) {
     const int64_t second =
         600 + static_cast<int64_t>(85000.0 * static_cast<double>(written) / static_cast<double>(bytes));
     const bool asset = random() % 100 < assets;
-    const std::string line = Line(look, second, random() % addresses, random() % 2000, asset);
+    const unsigned page = random() % 2000;
+    const std::string line = Line(look, second, callers.Next(random), page, asset);
     std::fwrite(line.data(), 1, line.size(), stdout);
     written += static_cast<int64_t>(line.size());
   }

@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Starts the program on many sites with long logs and tells how soon all of them were read:
 
-    bench/quick_start.py [--folder DIR] [--sites 1000] [--megabytes 10] [--today 0.1] [--classic]
+    bench/quick_start.py [--folder DIR] [--sites 1000] [--megabytes 10] [--today 0.1] [--lines 1] [--classic]
 
-Each site has a log of its own, of which --today (a share) is of today. Meanwhile the port is asked all the time. Needs
-the bench preset. --classic leaves the corrections off, with which a site waits 2 s for the one before it.
+Each site has a log of its own, of which --today (a share) is of today. A visitor writes --lines in a visit, of which
+three in ten count as pages; with 1, almost every page is a visit of its own, the most work that a log can make.
+Meanwhile the port is asked all the time. Needs the bench preset. --classic leaves the corrections off, with which a
+site waits 2 s for the one before it.
 """
 import argparse
 import os
@@ -18,15 +20,16 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 BIN = os.path.join(ROOT, "build", "bench", "bin")
 
 
-def made_log(size, day):
-    return subprocess.run([f"{BIN}/make_log", "ncsa", str(int(size)), "500", day, "70"], capture_output=True,
-                          check=True).stdout
+def made_log(size, day, lines):
+    return subprocess.run([f"{BIN}/make_log", "ncsa", str(int(size)), "500", day, "70", "200", str(lines)],
+                          capture_output=True, check=True).stdout
 
 
 def make_sites(home, a):
     now = time.time()
-    today = made_log(a.megabytes * 1e6 * a.today, time.strftime("%Y%m%d", time.gmtime(now)))
-    old = made_log(a.megabytes * 1e6 * (1 - a.today), time.strftime("%Y%m%d", time.gmtime(now - 86400)))
+    today = made_log(a.megabytes * 1e6 * a.today, time.strftime("%Y%m%d", time.gmtime(now)), a.lines)
+    old = made_log(a.megabytes * 1e6 * (1 - a.today), time.strftime("%Y%m%d", time.gmtime(now - 86400)),
+                   a.lines)
     sites = []
     for n in range(a.sites):
         os.makedirs(f"{home}/logs/{n}")
@@ -63,6 +66,7 @@ def main():
     parser.add_argument("--sites", type=int, default=1000)
     parser.add_argument("--megabytes", type=float, default=10)
     parser.add_argument("--today", type=float, default=0.1)
+    parser.add_argument("--lines", type=int, default=1)
     parser.add_argument("--classic", action="store_true")
     a = parser.parse_args()
     home = tempfile.mkdtemp(dir=a.folder)
