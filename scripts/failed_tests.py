@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """failed_tests.py FILE: what the tests that failed wrote last, from a report of ctest in the form of JUnit. Of a long run
 it is otherwise somewhere above. Ends with 0 if all of them are tests of the whole program."""
 

@@ -2,7 +2,6 @@
 // visit of an address the first record of that address is asked for.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>

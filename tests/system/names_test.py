@@ -1,7 +1,6 @@
 """Host names of visitors, from a real name server and from ones that are slow, broken, hostile or not there."""
 
 import ipaddress
-import itertools
 import os
 import pwd
 import shutil
@@ -159,6 +158,18 @@ class NamesTest(SystemTest):
         wait_until(lambda: vantry.addresses() == expected,
                    what=lambda: "%s instead of %s" % (vantry.addresses()[:120], expected[:120]))
 
+    def come_until_one_is_asked_for(self, home, vantry, server):
+        """Visitors come one after the other until there is room to ask for the name of one. Returns all of them."""
+        clients = []
+
+        def one_more_is_asked_for():
+            clients.append("10.2.0.%d" % (len(clients) + 1))
+            append(home.log("access.log"), ncsa_line(clients[-1], "/a.html"))
+            wait_until(lambda: vantry.visitor(clients[-1]) or vantry.visitor(named(clients[-1])))
+            return server.was_asked(clients[-1])
+        wait_until(one_more_is_asked_for)
+        return clients
+
     def assert_prompt(self, vantry):
         begin = time.monotonic()
         vantry.list_bytes()
@@ -247,14 +258,7 @@ class NamesTest(SystemTest):
         server = self.server(lambda question: name_of(question) if in_second_net(question) else None)
         home, vantry = self.begin("127.0.0.1:%d" % server.port, [ncsa_line(c, "/a.html") for c in addresses(100)])
         wait_until(lambda: server.count() >= 100, what=server.count)
-        numbers = itertools.count(1)
-
-        def one_more_is_asked_for():
-            client = "10.2.0.%d" % next(numbers)
-            append(home.log("access.log"), ncsa_line(client, "/a.html"))
-            wait_until(lambda: vantry.visitor(client) or vantry.visitor(named(client)))
-            return client if server.was_asked(client) else None
-        vantry.wait_visitor(named(wait_until(one_more_is_asked_for)))
+        vantry.wait_visitor(named(self.come_until_one_is_asked_for(home, vantry, server)[-1]))
 
     def test_servers_that_fail_leave_the_addresses(self):
         clients = addresses(120)
@@ -263,10 +267,9 @@ class NamesTest(SystemTest):
                 server = self.server(failure(code))
                 home, vantry = self.begin("127.0.0.1:%d" % server.port, [ncsa_line(c, "/a.html") for c in clients])
                 wait_until(lambda: server.count() >= 100, what=server.count)
-                # Their places are free again at once.
-                append(home.log("access.log"), ncsa_line("10.2.0.1", "/a.html"))
-                wait_until(lambda: server.was_asked("10.2.0.1"))
-                self.wait_listed(vantry, clients + ["10.2.0.1"])
+                more = self.come_until_one_is_asked_for(home, vantry, server)
+                self.assertLess(len(more), 4, "their places are free as soon as the answers are read")
+                self.wait_listed(vantry, clients + more)
                 vantry.stop()
 
     def test_no_server_at_all_leaves_the_addresses(self):
