@@ -457,7 +457,8 @@ TEST(LogFileName, NoFilePausesTheSiteWithTheTextsOfItsMode) {
   desktop.Scan();
   EXPECT_TRUE(desktop.t.Site(1).Paused);
   EXPECT_EQ(desktop.notices.boxes.back(), text + "\r\n\r\nTry changing the File Mask setting in the Site Properties.");
-  EXPECT_TRUE(Contains(desktop.program_log, "No log file was found in the folder: /logs/ using mask: *.LOG"));
+  EXPECT_TRUE(Contains(desktop.program_log, " No log file was found in the folder: /logs/ using mask: *.LOG\r\n"))
+      << "with the time before it";
   ScanRig service;
   service.AddSite();
   service.t.ServiceMode = true;
