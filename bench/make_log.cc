@@ -1,7 +1,8 @@
-// Writes a log for whole-run benchmarks: make_log ncsa|w3c BYTES ADDRESSES YYYYMMDD ASSET_PERCENT [STATUS [LINES]] >
-// FILE Lines are about 200 bytes, spread evenly over the day; addresses and pages come from a fixed random sequence.
-// STATUS is that of every line, 200 unless told. LINES is how many lines an address writes before others come in its
-// place; 1 unless told, which makes almost every page a visit of its own.
+// Writes a log for whole-run benchmarks:
+//   make_log ncsa|w3c BYTES ADDRESSES YYYYMMDD ASSET_PERCENT [STATUS [LINES]] > FILE
+// Lines are about 200 bytes, spread evenly over the day; addresses and pages come from a fixed random sequence. STATUS
+// is that of every line, 200 unless told. LINES is how many lines an address writes before others come in its place; 1
+// unless told, which makes almost every page a visit of its own.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>

@@ -25,12 +25,14 @@ class FirstRows {
     }
     if (beginning.size() != bytes_) return;
     // What was known is asked for again.
-    if (++set_ > rows_.size() && rows_.size() < kMostSlots) {
+    if (used_ * 2 > rows_.size() && rows_.size() < kMostSlots) {
       rows_.assign(rows_.size() * 4, {});
-      set_ = 1;
+      used_ = 0;
     }
     const uint64_t hash = SpreadHash(beginning);
-    SlotOf(hash) = {static_cast<uint32_t>(hash), row};
+    Slot& slot = rows_[PlaceOf(hash)];
+    used_ += slot.row == 0;
+    slot = {static_cast<uint32_t>(hash), row};
   }
   // 0 if unknown.
   uint32_t Find(std::string_view beginning) const {
@@ -41,19 +43,24 @@ class FirstRows {
   }
   // A key with this beginning was added or is gone.
   void Forget(std::string_view key) {
-    if (!rows_.empty() && key.size() >= bytes_) rows_[PlaceOf(SpreadHash(key.substr(0, bytes_)))] = {};
+    if (rows_.empty() || key.size() < bytes_) return;
+    Slot& slot = rows_[PlaceOf(SpreadHash(key.substr(0, bytes_)))];
+    used_ -= slot.row != 0;
+    slot = {};
   }
-  void Clear() { rows_.clear(); }
+  void Clear() {
+    rows_.clear();
+    used_ = 0;
+  }
 
  private:
   struct Slot {
     uint32_t hash = 0, row = 0;
   };
   size_t PlaceOf(uint64_t hash) const { return hash >> 32 & (rows_.size() - 1); }
-  Slot& SlotOf(uint64_t hash) { return rows_[PlaceOf(hash)]; }
 
   size_t bytes_ = 0;
-  size_t set_ = 0;  // Since there are so many slots.
+  size_t used_ = 0;  // Slots.
   std::vector<Slot> rows_;
 };
 

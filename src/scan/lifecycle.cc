@@ -155,11 +155,12 @@ Status Lifecycle::RemoveEach(std::vector<int32_t>& numbers, bool yields) {
   t_.Visitors.CloseGaps();
   if (t_.Visitors.Count() == 0) t_.pageGrid.Clear();
   std::sort(dirty_sites_.begin(), dirty_sites_.end());
-  for (const int16_t n : std::exchange(dirty_sites_, {})) {
+  for (const int16_t n : dirty_sites_) {
     if (n > t_.SiteCount() || !t_.Site(n).ViewDirty) continue;
     c_.view.RefreshSiteNode(n);
     t_.Site(n).ViewDirty = false;
   }
+  dirty_sites_.clear();
   c_.view.UpdateStatus();
   return Status::Ok();
 }

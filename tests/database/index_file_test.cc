@@ -6,12 +6,18 @@
 
 #include <gtest/gtest.h>
 
+#include "core/text.h"
 #include "support/memory_index.h"
 
 namespace vantry {
 namespace {
 
 static_assert(KnownEnds::kCountedBytes < 11);
+
+// Of the twelve bytes that keys have here.
+std::string NumberedKey(uint32_t number) {
+  return "ab" + PadNumber(number, 10);
+}
 
 struct IndexRig {
   MemoryDataFiles disk;
@@ -255,25 +261,20 @@ TEST(IndexFile, AKeyThatWasTakenBackIsNotForgotten) {
 // Big batches are committed on the way; each of these commits fails once, and once all from there on for a while.
 TEST(IndexFile, ABigBatchIsCommittedInPieces) {
   constexpr uint32_t kKeys = 2 * IndexFile::kCommitEvery + 100;
-  const auto key = [](uint32_t i) {
-    std::string text = "ab0000000000";
-    for (size_t at = 12; at-- > 6; i /= 10) text[at] = static_cast<char>('0' + i % 10);
-    return text;
-  };
   for (int broken = 0; broken <= 3; ++broken) {
     IndexRig rig;
     ASSERT_NO_FATAL_FAILURE(rig.Open(IndexFile::kBigBatch));
     const int commits_before = rig.store.commits;
-    for (uint32_t i = 0; i < kKeys; ++i) rig.Set(0, key(i * 7919 % 1'000'000), i);
+    for (uint32_t i = 0; i < kKeys; ++i) rig.Set(0, NumberedKey(i * 7919 % 1'000'000), i);
     int commits = 0;
     rig.store.fails = [&](const std::string& call) { return call == "commit" && ++commits == broken; };
     EXPECT_EQ(rig.index.Commit(true).ok(), broken == 0);
     if (broken == 0) {
       EXPECT_EQ(rig.store.commits - commits_before, 3);
     }
-    rig.Set(0, key(7919), 12345);
-    rig.Erase(0, key(0));
-    ASSERT_NO_FATAL_FAILURE(rig.Find(0, Seek::kEqual, key(7919)));
+    rig.Set(0, NumberedKey(7919), 12345);
+    rig.Erase(0, NumberedKey(0));
+    ASSERT_NO_FATAL_FAILURE(rig.Find(0, Seek::kEqual, NumberedKey(7919)));
     EXPECT_TRUE(rig.index.Commit(true).ok());
     ASSERT_NO_FATAL_FAILURE(rig.ExpectKept());
   }
@@ -281,25 +282,20 @@ TEST(IndexFile, ABigBatchIsCommittedInPieces) {
 
 TEST(IndexFile, ManyChangesSettleInPieces) {
   constexpr uint32_t kKeys = IndexFile::kSettleAtOnce;
-  const auto key = [](uint32_t i) {
-    std::string text = "ab0000000000";
-    for (size_t at = 12; at-- > 6; i /= 10) text[at] = static_cast<char>('0' + i % 10);
-    return text;
-  };
   IndexRig rig;
   ASSERT_NO_FATAL_FAILURE(rig.Open(IndexFile::kBatch));
-  for (uint32_t i = 0; i < kKeys; ++i) rig.Set(0, key(i), i);
+  for (uint32_t i = 0; i < kKeys; ++i) rig.Set(0, NumberedKey(i), i);
   rig.calls = 0;
   EXPECT_TRUE(rig.index.Settle()) << "so many are left to Commit";
   EXPECT_EQ(rig.calls, 0);
-  for (uint32_t i = 0; i < kKeys; ++i) rig.Set(1, key(i), i);
+  for (uint32_t i = 0; i < kKeys; ++i) rig.Set(1, NumberedKey(i), i);
   EXPECT_FALSE(rig.index.Settle());
   EXPECT_GE(rig.calls, static_cast<int>(kKeys)) << "half of them";
   EXPECT_LE(rig.calls, static_cast<int>(kKeys + kKeys / IndexFile::kCommitEvery));
   EXPECT_TRUE(rig.index.Changed());
-  rig.Set(0, key(7), 12345);
-  ASSERT_NO_FATAL_FAILURE(rig.Find(0, Seek::kEqual, key(7)));
-  ASSERT_NO_FATAL_FAILURE(rig.Find(1, Seek::kEqual, key(7)));
+  rig.Set(0, NumberedKey(7), 12345);
+  ASSERT_NO_FATAL_FAILURE(rig.Find(0, Seek::kEqual, NumberedKey(7)));
+  ASSERT_NO_FATAL_FAILURE(rig.Find(1, Seek::kEqual, NumberedKey(7)));
   EXPECT_FALSE(rig.index.Settle());
   EXPECT_TRUE(rig.index.Settle());
   ASSERT_NO_FATAL_FAILURE(rig.Commit());
@@ -309,7 +305,7 @@ TEST(IndexFile, ManyChangesSettleInPieces) {
 TEST(IndexFile, AStoreThatFailsIsLeftToCommit) {
   IndexRig rig;
   ASSERT_NO_FATAL_FAILURE(rig.Open(IndexFile::kBatch));
-  for (uint32_t i = 0; i <= IndexFile::kSettleAtOnce; ++i) rig.Set(0, std::to_string(100'000'000'000 + i), i);
+  for (uint32_t i = 0; i <= IndexFile::kSettleAtOnce; ++i) rig.Set(0, NumberedKey(i), i);
   rig.fails = [](int) { return true; };
   EXPECT_TRUE(rig.index.Settle());
   EXPECT_FALSE(rig.index.Commit(true).ok());
@@ -324,9 +320,8 @@ TEST(IndexFile, AStoreThatTakesNothingIsNotAskedForEachKey) {
   rig.fails = [](int) { return true; };
   uint32_t n = 0;
   while (rig.index.HasRoom()) {
-    std::string key = "ab0000000000";
-    for (uint32_t i = 0, rest = ++n; i < 6; ++i, rest /= 10) key[11 - i] = static_cast<char>('0' + rest % 10);
-    rig.Set(0, key, n);
+    ++n;
+    rig.Set(0, NumberedKey(n), n);
     ASSERT_LT(n, 1000u);
   }
   EXPECT_EQ(n, 10 * IndexFile::kMaxWaiting);
