@@ -1,6 +1,8 @@
 // With the correction FollowRotation each line counts once, whatever is done to the log's name.
 #include "scan/log_follower.h"
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 #include "support/scan_rig.h"
@@ -185,6 +187,25 @@ TEST(FollowRotation, BackupsAreNotReadASecondTime) {
   rig.Write(30, 40);
   rig.Scan();
   rig.ExpectVisitors(39);
+}
+
+TEST(FollowRotation, ACopyIsOpenedAgainOnlyWhenItHasChanged) {
+  FollowRig rig;
+  const std::string copy = "/logs/access.log.1";
+  const auto opened = [&] {
+    rig.files.calls.clear();
+    rig.Scan();
+    return std::count(rig.files.calls.begin(), rig.files.calls.end(), "open " + copy);
+  };
+  rig.Write(1, 30);
+  rig.Scan();
+  ++rig.files.clock_ns;
+  rig.files.Put(copy, rig.files.Get(rig.kName));
+  EXPECT_EQ(opened(), 1);
+  EXPECT_EQ(opened(), 0);
+  rig.Write(30, 31, copy);
+  EXPECT_GT(opened(), 0);
+  rig.ExpectVisitors(30);
 }
 
 TEST(FollowRotation, LateLinesAreReadThoughABackupIsOnAKnownInode) {
